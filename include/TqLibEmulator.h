@@ -1,0 +1,378 @@
+// The catalogue of virtual tape libraries: their identity, drives, slots, shelves and media, kept
+// in one XML file for each library.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+
+#include "TqPlatform/MMDebug.h"
+#include "TqPlatform/MMError.h"
+
+#ifndef TQLIB_API
+#define TQLIB_API __attribute__((visibility("default")))
+#endif
+
+class TqCriticalSectionH;
+
+// ---------------------------------------------------------------------------------------------
+// Records
+// ---------------------------------------------------------------------------------------------
+
+/// What the two device records share: one device, a library or a drive, as one host sees it.
+///
+/// The initial values are those of a cleared record. "Library" marks what only a library's record
+/// carries. The fields named DeviceText and DeviceInteger belong to callers: the catalogue clears
+/// and copies them, and neither fills nor reads them.
+struct TQLIB_API SCSIUnitFields {
+  std::string MAName;  ///< the Teifioskon host that sees the device
+  std::string Manufacturer;
+  std::string Model;
+  std::string FirmwareRevision;
+  std::string DeviceText1;
+  std::string DeviceText2;
+  std::string DeviceText3;
+  std::string SerialNumber;
+  std::string DeviceText4;
+  int ScsiDeviceType = -1;  ///< SCSI peripheral device type; 8, a medium changer, is a library
+  std::string AccessPath;   ///< the device's path on the host
+  std::string ScsiPort;
+  int Bus = -1;
+  int Target = -1;
+  int Lun = -1;
+  int DriveCount = 0;          ///< library
+  int DriveBaseAddress = -1;   ///< library: address of drive 1; drive: its own element address
+  int SlotCount = 0;           ///< library: storage slots
+  int SlotBaseAddress = -1;    ///< library
+  int IEPortCount = 0;         ///< library: import/export slots
+  int IEPortBaseAddress = -1;  ///< library
+  int DeviceInteger1 = 1;
+  int DeviceInteger2 = 0;
+};
+
+/// A device with its drive identifier map, as the catalogue holds it in memory.
+struct TQLIB_API SCSIUnit : SCSIUnitFields {
+  std::map<int, std::string> DriveIdentifierMap;  ///< library: drive number to serial number
+};
+
+/// A device as callers hand it over and get it: the drive identifier map is flattened to text.
+///
+/// The text is "Map|", the number of entries, "|", then for each entry in ascending order its
+/// number, "|", the serial number, "|", and "EOM" at the end. Serial numbers are not escaped: one
+/// that holds "|" corrupts the text.
+struct TQLIB_API SCSIUnitNoMap : SCSIUnitFields {
+  std::string DriveIdentifierMap;
+
+  SCSIUnitNoMap() = default;
+
+  /// The record with its map flattened.
+  SCSIUnitNoMap(const SCSIUnit& unit);
+  SCSIUnitNoMap& operator=(const SCSIUnit& unit);
+
+  /// The record with the map read from the text. Never fails: a text that does not begin with
+  /// "Map|", or has a negative count, gives an empty map; one with fewer fields than its count
+  /// says gives garbage entries, in time bounded by its length; a missing "EOM" is ignored.
+  operator SCSIUnit() const;
+};
+
+/// Element types. 2 to 4 are the codes of the SCSI media changer; 5 is the catalogue's own.
+enum LibElemType : int {
+  LIB_ELEM_SLOT = 2,       ///< storage slot
+  LIB_ELEM_MAIL_SLOT = 3,  ///< import/export slot
+  LIB_ELEM_DRIVE = 4,      ///< data transfer element
+  LIB_ELEM_SHELF = 5       ///< a place outside the library
+};
+
+/// One element of a library. The initial values are those of a cleared record.
+struct TQLIB_API LibElement {
+  int elementType = -1;     ///< a code of LibElemType
+  int elementAddress = -1;  ///< element address
+  bool isValid = false;     ///< filled from the catalogue
+  bool isOccupied = false;
+  std::string barCode;  ///< of the medium in the element; empty when not occupied
+};
+
+/// Element nodes of a loaded document by element address. The document owns the nodes.
+using ElementMap = std::map<int, xercesc::DOMNode*>;
+
+// ---------------------------------------------------------------------------------------------
+// Lock and globals
+// ---------------------------------------------------------------------------------------------
+
+/// A recursive lock of the process.
+class TQLIB_API TqCriticalSection {
+public:
+  /// Throws a `const char*`, "Not enough memory to initialize TqCriticalSection", when there is no
+  /// memory for it.
+  TqCriticalSection();
+  ~TqCriticalSection();
+  TqCriticalSection(const TqCriticalSection&) = delete;
+  TqCriticalSection& operator=(const TqCriticalSection&) = delete;
+
+  /// Acquires the lock; with `wait` true, blocks until it is acquired.
+  void enter(bool wait);
+  /// Releases one acquisition of the calling thread.
+  void leave();
+
+private:
+  TqCriticalSectionH* m_pHandle;  // owned
+};
+
+/// Holds a TqCriticalSection as long as it lives. A null pointer locks nothing.
+class TQLIB_API TqCriticalSectionLock {
+public:
+  explicit TqCriticalSectionLock(TqCriticalSection* section);
+  /// Never throws.
+  ~TqCriticalSectionLock();
+  TqCriticalSectionLock(const TqCriticalSectionLock&) = delete;
+  TqCriticalSectionLock& operator=(const TqCriticalSectionLock&) = delete;
+
+private:
+  TqCriticalSection* m_pSection;  // borrowed, may be null
+};
+
+/// The handle of this library in the host's log.
+extern TQLIB_API MMDebug debugHandler;
+
+/// The one catalogue lock of the process. Callers may take it to make several calls one step.
+extern TQLIB_API TqCriticalSection gCriticalSection;
+
+// ---------------------------------------------------------------------------------------------
+// Text
+// ---------------------------------------------------------------------------------------------
+
+/// XML text as UTF-8; empty for null.
+TQLIB_API std::string MyTranscode(const XMLCh* text);
+
+/// UTF-8 as wide text. Throws std::range_error when `text` is not UTF-8.
+TQLIB_API std::wstring MyTranscode(const char* text);
+
+/// Wide text as XML text of at most 1023 units, in a buffer of the function: valid until its next
+/// call. Each of the two has a buffer of its own, so that two texts can be used at once. Hold
+/// gCriticalSection.
+TQLIB_API const XMLCh* GetConstXMLCh(const wchar_t* text);
+TQLIB_API const XMLCh* GetConstXMLCh1(const wchar_t* text);
+
+/// Writes `value` in decimal into `buffer` (21 bytes suffice for any value) and returns `buffer`.
+/// `radix` is ignored: callers that pass 16 have always been given decimal.
+TQLIB_API char* itoa(long value, char* buffer, int radix);
+
+// ---------------------------------------------------------------------------------------------
+// The catalogue
+// ---------------------------------------------------------------------------------------------
+
+/// The catalogue of virtual libraries.
+///
+/// It lives in one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()): a file "Lib_<key>.xml" for
+/// each library, whose key is its serial number, and "LibraryList.xml", which lists them. A public
+/// operation reads the one file it needs, does its work on it, writes it back when it changed it,
+/// and lets go of it. Nothing is kept between calls.
+///
+/// A saved file takes its predecessor's place whole or not at all, and is on disk before it does.
+/// A save that fails is logged and leaves the old file; the operation's result does not tell.
+///
+/// Names: a library name that is not one path component (it holds "/" or a zero byte, is "." or
+/// "..", or gives a file name of more than 255 bytes) is refused before anything is touched. Text
+/// is UTF-8; text that XML 1.0 cannot carry makes an operation fail before anything is written.
+///
+/// Errors: an operation that fails returns false; the reason is in the log and, where the
+/// operation says so, in the last-error code (getErrorCode()) and text (getLastError()), which
+/// keep their values until the next failure. Codes: 50005 a file cannot be parsed.
+///
+/// Threads: any number of objects on any threads, and one object may be shared: every public
+/// operation holds gCriticalSection from start to end. The last error of a shared object is that
+/// of whoever failed last. The private members take no lock: hold it.
+class TQLIB_API TqLibEmulator : public MMS2BaseError {
+public:
+  TqLibEmulator();
+  ~TqLibEmulator() override;
+  TqLibEmulator(const TqLibEmulator&) = delete;
+  TqLibEmulator& operator=(const TqLibEmulator&) = delete;
+
+  /// Creates or updates one device.
+  ///
+  /// A library (ScsiDeviceType 8) is kept under its serial number: when it has no file, the file is
+  /// made with all its slots and entered in the list; otherwise its values, its unit for the host
+  /// MAName and the addresses of the drives in the record's map are updated. A drive is added to or
+  /// updated in the library `libraryName`, whose file must exist; with `libraryName` empty, directly
+  /// under the root of the file of the key "Library1", which must exist too.
+  ///
+  /// Returns true also when the update of an existing library or drive failed, for instance because
+  /// its file holds two libraries: the file is then unchanged. Returns false when the file's path
+  /// cannot be had, a drive's file cannot be loaded, a new library cannot be built or listed, or a
+  /// text cannot be stored; nothing is saved then.
+  bool UpdateVirtualDevice(const SCSIUnitNoMap& device, const std::string& libraryName);
+
+  /// Creates or updates a library and its drives in one step.
+  ///
+  /// When `libraryName` has no file, the first record must be the library. At the end the library
+  /// is updated once more, which gives the drives in its map their addresses. With `libraryName`
+  /// empty, the last library of the batch is handled as a single record and drives are ignored.
+  ///
+  /// Returns true also when single updates failed, and when a new library did not come to exist
+  /// because the first record was a drive; nothing is saved then. Returns false when a path cannot
+  /// be had, the file cannot be loaded, or the library cannot be built; nothing is saved then.
+  ///
+  /// Throws what derives from std::exception when a text cannot be stored; nothing is saved.
+  bool UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
+                           const std::string& libraryName);
+
+  /// Appends every element of a library to `elements`: all drives, then all slots, then all
+  /// shelves, each in the order of the file. What `elements` held stays.
+  ///
+  /// Returns false, with text, when the file cannot be loaded, has no root (50007), does not hold
+  /// exactly one library, or holds another one (50008). What was appended before stays.
+  bool GetVirtualLibraryElements(const std::string& libraryName,
+                                 std::vector<LibElement>& elements);
+
+  /// Sets one element: occupancy and barcode of the element of this type and address. A slot or
+  /// shelf that does not exist is created; with `remove` true, it is deleted, and one that does not
+  /// exist is no failure. Drives are neither created nor deleted here.
+  ///
+  /// Returns false when the library's file is missing or cannot be loaded, the type is unknown, a
+  /// drive is not found or is to be removed, or a text cannot be stored; the file is unchanged.
+  bool SetVirtualLibraryElement(const std::string& libraryName, const LibElement& element,
+                                bool remove);
+
+  /// Sets or removes many elements in one step, in the order given, reading and writing the file
+  /// once. It differs from the single form in that a drive that does not exist or is to be removed
+  /// is skipped, and that slots are found by address alone, import/export or not. Two records for
+  /// the same new address create two elements.
+  ///
+  /// Returns false at the first record that fails; the file is then unchanged.
+  bool SetVirtualLibraryElement(const std::string& libraryName,
+                                const std::vector<LibElement>& elements, bool remove);
+
+  /// Moves the medium of one element to another one.
+  ///
+  /// Returns false, with text, when the source is empty (40018), the destination is occupied
+  /// (40006), an element is not found (50009), or the library is missing or another one (50008,
+  /// logged only); false without a code when barcode and occupancy disagree. The file is then
+  /// unchanged.
+  bool MoveVirtualLibraryElement(const std::string& libraryName, int sourceType, int sourceAddress,
+                                 int destinationType, int destinationAddress);
+
+private:
+  friend class OperationCycle;
+
+  // Object, runtime and files
+  void init();
+  bool initXerces();
+  void deInit();
+  bool GetMeridianInstallDir(std::string& dir);
+  bool GetLibListFile(std::string& path);
+  bool GetLibFileName(const std::string& name, std::string& path);
+  std::string getLibXMLFile(const std::string& name);
+  bool isFilePresent(const std::string& path);
+  bool loadDocument();
+  bool saveDocument(xercesc::DOMNode* node, const std::string& path);
+  bool saveDocument(xercesc::DOMNode* node);
+
+  // Values of elements
+  xercesc::DOMElement* newDOMElementWithValue(xercesc::DOMDocument* doc, const XMLCh* name,
+                                              const XMLCh* value);
+  bool updateDOMElementValue(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
+                             const XMLCh* name, const std::string& value);
+  bool getTextForNode(xercesc::DOMNode* node, std::string& text);
+  bool extractValuesFromChildNode(xercesc::DOMNode* node, const XMLCh* name, std::string& value);
+  bool extractValuesFromChildNode(xercesc::DOMNode* node, const XMLCh* name, int& value);
+  bool addTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node, std::string value);
+  bool removeTextNode(xercesc::DOMNode* node, std::string value);
+  bool updateTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node, std::string value);
+  bool ConvertTobool(const XMLCh* value);
+
+  // Device records
+  bool extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit);
+  bool addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
+                         const SCSIUnit& unit);
+  bool updateDeviceScsiUnit(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
+                            const SCSIUnit& unit);
+  bool extractDeviceScsiDevice(xercesc::DOMNode* node, SCSIUnit& unit);
+  bool addDeviceScsiDevice(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
+                           const SCSIUnit& unit);
+  bool updateDeviceScsiDevice(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
+                              const SCSIUnit& unit);
+  bool extractLibSpecificSCSIUnit(xercesc::DOMNode* library, SCSIUnit& unit);
+  bool addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
+                          const SCSIUnit& unit);
+  bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
+                             const SCSIUnit& unit);
+  xercesc::DOMNode* getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
+                                     const std::string& maName);
+  bool extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName,
+                                SCSIUnit& unit, bool isLibrary);
+  void clearSCSIUnit(SCSIUnit& unit);
+  bool isDeviceALibrary(const SCSIUnit& unit);
+
+  // Registration
+  bool createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
+  bool updateLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
+  bool addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
+  bool updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
+  bool updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
+                                xercesc::DOMDocument*& doc);
+  bool getLibSerialNumber(xercesc::DOMElement* library, std::string& serial);
+  bool getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial);
+  int findDriveNumberForSerialNumber(const SCSIUnit& library, const std::string& serial);
+  int getDriveAddressFromDriveNumber(int driveBaseAddress, int driveNumber);
+  int getDriveNumberFromDriveAddress(int driveBaseAddress, int driveAddress);
+
+  // Device update
+  bool UpdateVirtualDeviceNoLock(const SCSIUnit& device, const std::string& libraryName,
+                                 bool createNew);
+
+  // Library list
+  bool createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                        const std::string& libId);
+  bool addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                        const std::string& libId);
+  bool removeFromLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                             const std::string& libId);
+  bool createNewLibraryFile(const std::string& libFile, const std::string& libId);
+  bool addToLibraryListFile(const std::string& libFile, const std::string& libId);
+  bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
+
+  // Element lookup
+  void clearLibElement(LibElement& element);
+  bool doesDriveBelongToLibrary(xercesc::DOMNode* drive);
+  bool isLibraryPresent(xercesc::DOMNode* library, const std::string& libraryName);
+  bool fillLibElementForDrive(xercesc::DOMNode* node, LibElement& element);
+  bool fillLibElementForSlot(xercesc::DOMNode* node, LibElement& element);
+  bool fillLibElementForShelf(xercesc::DOMNode* node, LibElement& element);
+  bool getElementMap(xercesc::DOMNode* parent, int type, ElementMap& map);
+  bool findDriveElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
+  bool findSlotElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
+  bool findShelfElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
+  bool findLibElemNode(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
+
+  // Element changes
+  bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,
+                                      bool remove);
+  bool UpdateVirtualLibraryElement(const std::vector<LibElement>& elements);
+  bool RemoveVirtualLibraryElement(const std::vector<LibElement>& elements);
+  xercesc::DOMElement* addNewSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  xercesc::DOMElement* addNewShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool updateSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool removeSlot(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool removeShelf(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element);
+
+  // Medium move
+  bool moveElemContents(xercesc::DOMNode* source, xercesc::DOMNode* destination);
+  bool setElemText(xercesc::DOMNode* node, std::string& text);
+
+  xercesc::XercesDOMParser* m_pLibParser;   // owned
+  xercesc::XercesDOMParser* m_pListParser;  // owned
+  xercesc::DOMDocument* m_pLibDoc;          // of m_pLibParser, or made here
+  xercesc::DOMDocument* m_pListDoc;         // of m_pListParser, or made here
+  bool m_bInitialized;
+  bool m_bLibLoaded;
+  bool m_bListLoaded;
+  bool m_bLibModified;
+  bool m_bListModified;
+  std::string m_sLibFile;  // path of the current library file
+};
