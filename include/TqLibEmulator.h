@@ -2,7 +2,9 @@
 // in one XML file for each library.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,10 @@
 #define TQLIB_API __attribute__((visibility("default")))
 #endif
 
+class DriveIndex;
+class ElementIndex;
+struct DeviceFields;
+struct MoveEnd;
 class TqCriticalSectionH;
 
 // ---------------------------------------------------------------------------------------------
@@ -258,6 +264,15 @@ public:
 private:
   friend class OperationCycle;
 
+  struct DocumentRelease {
+    void operator()(xercesc::DOMDocument* document) const { document->release(); }
+  };
+  using OwnedDocument = std::unique_ptr<xercesc::DOMDocument, DocumentRelease>;
+
+  // Errors
+  void setErrorText(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void report(const char* origin, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
   // Object, runtime and files
   void init();
   bool initXerces();
@@ -270,6 +285,8 @@ private:
   bool loadDocument();
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
+  bool saveNewLibrary(const std::function<bool()>& enterInList);
+  void releaseDocuments();
 
   // Values of elements
   xercesc::DOMElement* newDOMElementWithValue(xercesc::DOMDocument* doc, const XMLCh* name,
@@ -285,6 +302,11 @@ private:
   bool ConvertTobool(const XMLCh* value);
 
   // Device records
+  bool readFields(xercesc::DOMNode* block, const DeviceFields& fields, SCSIUnit& unit);
+  bool addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* block, const DeviceFields& fields,
+                 const SCSIUnit& unit);
+  bool updateFields(xercesc::DOMDocument*& doc, xercesc::DOMElement* block,
+                    const DeviceFields& fields, const SCSIUnit& unit);
   bool extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit);
   bool addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
                          const SCSIUnit& unit);
@@ -302,6 +324,8 @@ private:
                              const SCSIUnit& unit);
   xercesc::DOMNode* getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
                                      const std::string& maName);
+  bool readMatchingUnits(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
+                         bool isLibrary);
   bool extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName,
                                 SCSIUnit& unit, bool isLibrary);
   void clearSCSIUnit(SCSIUnit& unit);
@@ -309,9 +333,16 @@ private:
 
   // Registration
   bool createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
-  bool updateLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
+  bool fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument* doc);
+  bool appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library, int type,
+                      int firstAddress, int count);
+  bool updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc);
+  bool updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
+                         xercesc::DOMElement* device, xercesc::DOMDocument*& doc);
   bool addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
   bool updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
+  bool addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
+  bool updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
                                 xercesc::DOMDocument*& doc);
   bool getLibSerialNumber(xercesc::DOMElement* library, std::string& serial);
@@ -323,6 +354,17 @@ private:
   // Device update
   bool UpdateVirtualDeviceNoLock(const SCSIUnit& device, const std::string& libraryName,
                                  bool createNew);
+  bool registerDevice(const SCSIUnit& device, const std::string& libraryName, bool createNew,
+                      DriveIndex& drives);
+  bool updateOrCreateLibrary(const SCSIUnit& library);
+  bool updateDriveOf(const SCSIUnit& drive, const std::string& libraryName);
+  bool createLibrary(const SCSIUnit& library);
+  void saveIf(bool isChanged);
+  bool updateLastLibrary(const std::vector<SCSIUnitNoMap>& devices);
+  bool updateBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName);
+  bool registerBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName,
+                     bool isNew);
+  bool saveBatch(bool isNew);
 
   // Library list
   bool createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
@@ -334,8 +376,14 @@ private:
   bool createNewLibraryFile(const std::string& libFile, const std::string& libId);
   bool addToLibraryListFile(const std::string& libFile, const std::string& libId);
   bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
+  bool loadList(const std::string& path);
+  void dropList();
 
   // Element lookup
+  bool findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,
+                     xercesc::DOMNode*& found);
+  bool readAddress(xercesc::DOMNode* node, int& address);
+  void fillLibElement(xercesc::DOMNode* node, int type, LibElement& element);
   void clearLibElement(LibElement& element);
   bool doesDriveBelongToLibrary(xercesc::DOMNode* drive);
   bool isLibraryPresent(xercesc::DOMNode* library, const std::string& libraryName);
@@ -348,6 +396,13 @@ private:
   bool findShelfElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
   bool findLibElemNode(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
 
+  // Element query
+  xercesc::DOMElement* findQueriedLibrary(xercesc::DOMElement* root,
+                                          const std::string& libraryName);
+  void appendElements(xercesc::DOMElement* parent, const XMLCh* name,
+                      bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&),
+                      std::vector<LibElement>& elements);
+
   // Element changes
   bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,
                                       bool remove);
@@ -355,24 +410,38 @@ private:
   bool RemoveVirtualLibraryElement(const std::vector<LibElement>& elements);
   xercesc::DOMElement* addNewSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
   xercesc::DOMElement* addNewShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  xercesc::DOMElement* addNewElement(xercesc::DOMDocument* doc, const XMLCh* name,
+                                     const char* namePrefix, const LibElement& element);
   bool updateSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool removeSlot(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool removeShelf(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element);
+  bool updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
+                         const LibElement& element);
+  bool findInVector(ElementIndex& index, const LibElement& element, xercesc::DOMNode*& found);
+  bool createInVector(ElementIndex& index, const LibElement& element);
 
   // Medium move
   bool moveElemContents(xercesc::DOMNode* source, xercesc::DOMNode* destination);
+  bool moveMedium(const std::string& libraryName, const MoveEnd& source,
+                  const MoveEnd& destination);
+  bool readBarCode(xercesc::DOMNode* node, const char* role, std::string& barCode);
+  bool putMedium(xercesc::DOMElement* from, xercesc::DOMElement* to, const std::string& barCode);
+  bool findForMove(const MoveEnd& end, const std::string& libraryName, xercesc::DOMNode*& found);
+  bool checkLibraryForMove(const std::string& libraryName);
   bool setElemText(xercesc::DOMNode* node, std::string& text);
 
   xercesc::XercesDOMParser* m_pLibParser;   // owned
   xercesc::XercesDOMParser* m_pListParser;  // owned
-  xercesc::DOMDocument* m_pLibDoc;          // of m_pLibParser, or made here
-  xercesc::DOMDocument* m_pListDoc;         // of m_pListParser, or made here
+  xercesc::DOMDocument* m_pLibDoc;          // borrowed from m_pLibParser or m_newLibDoc
+  xercesc::DOMDocument* m_pListDoc;         // borrowed from m_pListParser or m_newListDoc
   bool m_bInitialized;
   bool m_bLibLoaded;
   bool m_bListLoaded;
   bool m_bLibModified;
   bool m_bListModified;
-  std::string m_sLibFile;  // path of the current library file
+  std::string m_sLibFile;      // path of the current library file
+  OwnedDocument m_newLibDoc;   // a library that was created, not loaded
+  OwnedDocument m_newListDoc;  // a list that was created, not loaded
 };

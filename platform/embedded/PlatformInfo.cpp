@@ -1,0 +1,199 @@
+// The configuration: an INI file, parsed again only when it changed.
+
+#include "TqPlatform/PlatformInfo.h"
+
+#include <sys/stat.h>
+
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "TqPlatform/MMDebug.h"
+
+namespace {
+
+using boost::property_tree::ptree;
+using std::chrono::nanoseconds;
+
+constexpr char kDefaultFile[] = "/etc/tqlib.ini";
+constexpr char kOrigin[] = "TQPlatformInfo";
+
+std::string configuredFile() {
+  const char* const path = std::getenv("TQ_PLATFORM_CONFIG");
+  return path != nullptr && *path != '\0' ? path : kDefaultFile;
+}
+
+nanoseconds sinceEpoch(const timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+}
+
+/// What tells one content of a file from another without reading it.
+struct FileVersion {
+  std::string path;
+  dev_t device;
+  ino_t inode;
+  off_t size;
+  nanoseconds modified;
+  nanoseconds changed;
+
+  FileVersion(const std::string& file, const struct stat& record)
+      : path(file),
+        device(record.st_dev),
+        inode(record.st_ino),
+        size(record.st_size),
+        modified(sinceEpoch(record.st_mtim)),
+        changed(sinceEpoch(record.st_ctim)) {}
+
+  bool operator==(const FileVersion&) const = default;
+
+  /// Whether a later change is sure to show in the time stamps, whose grain is 2 s on the coarsest
+  /// file systems.
+  bool isSettled() const {
+    const nanoseconds now = std::chrono::system_clock::now().time_since_epoch();
+    return now - changed > std::chrono::seconds(2);
+  }
+};
+
+}  // namespace
+
+struct TQPlatformInfo::Store {
+  ptree sections;
+  std::string fault;  ///< why nothing is configured although there is a file; empty: no fault
+
+  struct Cache {
+    std::mutex mutex;
+    std::optional<FileVersion> version;
+    std::shared_ptr<const Store> store;
+  };
+  static Cache cache;  // not local to a function: it has to outlive what the program destroys
+
+  static std::shared_ptr<const Store> current();
+  static std::shared_ptr<const Store> unreadable(const std::string& file, int code);
+  static std::shared_ptr<const Store> parsed(const std::string& file);
+
+  /// The value of `key` in `section`, or null.
+  const std::string* find(const char* section, const char* key) const {
+    // A path look-up would take "." in a name for a separator.
+    const auto keys = sections.find(section);
+    if (keys == sections.not_found()) {
+      return nullptr;
+    }
+    const auto value = keys->second.find(key);
+    return value == keys->second.not_found() ? nullptr : &value->second.data();
+  }
+};
+
+TQPlatformInfo::Store::Cache TQPlatformInfo::Store::cache;
+
+std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::unreadable(
+    const std::string& file, int code) {
+  auto store = std::make_shared<Store>();
+  if (code != ENOENT && code != ENOTDIR) {
+    store->fault = "Failed to read " + file + ", error: " + std::generic_category().message(code);
+  }
+  return store;
+}
+
+std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
+    const std::string& file) {
+  auto store = std::make_shared<Store>();
+  try {
+    errno = 0;
+    std::ifstream stream(file);
+    if (!stream) {
+      return unreadable(file, errno);
+    }
+    boost::property_tree::read_ini(stream, store->sections);
+  } catch (const boost::property_tree::ini_parser_error& error) {
+    store->sections.clear();
+    store->fault = "Failed to parse " + file + ", line " + std::to_string(error.line()) +
+                   ", error: " + error.message();
+  }
+  return store;
+}
+
+std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
+  const std::string file = configuredFile();
+  struct stat record {};
+  if (::stat(file.c_str(), &record) != 0) {
+    return unreadable(file, errno);
+  }
+  if (!S_ISREG(record.st_mode)) {
+    return unreadable(file, S_ISDIR(record.st_mode) ? EISDIR : EINVAL);
+  }
+  // Examined before it is read: a change in between leaves an old version in the cache.
+  const FileVersion version(file, record);
+  const bool settled = version.isSettled();
+  const std::scoped_lock lock(cache.mutex);
+  if (cache.version == version) {
+    return cache.store;
+  }
+  auto store = parsed(file);
+  if (settled) {
+    cache.store = store;
+    cache.version = version;
+  }
+  return store;
+}
+
+const char* TQPI_Focus::getFocus() {
+  return "default";
+}
+
+TQPlatformInfo::TQPlatformInfo() : m_store(Store::current()) {
+  if (!m_store->fault.empty()) {
+    EvDebug::Error("", kOrigin, "%s", m_store->fault.c_str());
+  }
+}
+
+TQPlatformInfo::~TQPlatformInfo() = default;
+
+void TQPlatformInfo::setFocus(const char* /*focus*/) {
+  // One file is one configuration.
+}
+
+int TQPlatformInfo::getString(const char* section, const char* key, char* buffer, int* length) {
+  const std::string* const value = m_store->find(section, key);
+  if (value == nullptr) {
+    return 0;
+  }
+  if (*length <= 0 || value->size() >= static_cast<std::size_t>(*length)) {
+    EvDebug::Error("", kOrigin, "Value of %s in section %s is longer than %d bytes", key, section,
+                   *length - 1);
+    return 0;
+  }
+  std::memcpy(buffer, value->c_str(), value->size() + 1);
+  *length = static_cast<int>(value->size());
+  return 1;
+}
+
+int TQPlatformInfo::getDirectory(const char* base, const char* key, char* buffer, int* length) {
+  return getString(base, key, buffer, length);
+}
+
+int TQPlatformInfo::getNumber(const char* section, const char* key, unsigned long* value) {
+  const std::string* const text = m_store->find(section, key);
+  if (text == nullptr) {
+    return 0;
+  }
+  unsigned long number = 0;
+  const char* const end = text->data() + text->size();
+  const auto [rest, error] = std::from_chars(text->data(), end, number);
+  if (error != std::errc() || rest != end) {
+    EvDebug::Error("", kOrigin, "Value of %s in section %s is not a number: %s", key, section,
+                   text->c_str());
+    return 0;
+  }
+  *value = number;
+  return 1;
+}

@@ -1,0 +1,96 @@
+// The descendants of a node that carry a name, in document order.
+//
+// A list from getElementsByTagName has the same content, but the document keeps every such list
+// until it dies and finds it through a table of fixed size: asking for one per slot makes a large
+// library's cost grow faster than its slots.
+#pragma once
+
+#include <iterator>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+class Descendants {
+public:
+  /// `root` may be null and then has none. `name` must outlive the walk.
+  Descendants(const xercesc::DOMNode* root, const XMLCh* name) : m_root(root), m_name(name) {}
+
+  /// An element found may be changed, but not removed, before the walk goes on.
+  class Iterator {
+  public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = xercesc::DOMElement*;
+    using difference_type = std::ptrdiff_t;
+    using pointer = value_type*;
+    using reference = value_type;
+
+    Iterator(const xercesc::DOMNode* root, const XMLCh* name) : m_root(root), m_name(name) {
+      m_element = root == nullptr ? nullptr : firstElement(root->getFirstChild());
+      skipOthers();
+    }
+    xercesc::DOMElement* operator*() const { return m_element; }
+    Iterator& operator++() {
+      m_element = following(m_element);
+      skipOthers();
+      return *this;
+    }
+    bool operator==(std::default_sentinel_t) const { return m_element == nullptr; }
+
+  private:
+    static xercesc::DOMElement* firstElement(xercesc::DOMNode* node) {
+      while (node != nullptr && node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) {
+        node = node->getNextSibling();
+      }
+      return static_cast<xercesc::DOMElement*>(node);
+    }
+
+    xercesc::DOMElement* following(xercesc::DOMNode* node) const {
+      if (xercesc::DOMElement* child = firstElement(node->getFirstChild())) {
+        return child;
+      }
+      for (; node != nullptr && node != m_root; node = node->getParentNode()) {
+        if (xercesc::DOMElement* sibling = firstElement(node->getNextSibling())) {
+          return sibling;
+        }
+      }
+      return nullptr;
+    }
+
+    void skipOthers() {
+      while (m_element != nullptr &&
+             !xercesc::XMLString::equals(m_element->getNodeName(), m_name)) {
+        m_element = following(m_element);
+      }
+    }
+
+    const xercesc::DOMNode* m_root;
+    const XMLCh* m_name;
+    xercesc::DOMElement* m_element;
+  };
+
+  Iterator begin() const { return {m_root, m_name}; }
+  std::default_sentinel_t end() const { return {}; }
+
+  /// The first in document order, or null.
+  xercesc::DOMElement* first() const { return *begin(); }
+
+  /// The last in document order, or null.
+  xercesc::DOMElement* last() const {
+    xercesc::DOMElement* found = nullptr;
+    for (xercesc::DOMElement* element : *this) {
+      found = element;
+    }
+    return found;
+  }
+
+  /// The one there is; null when there is none or more than one.
+  xercesc::DOMElement* single() const {
+    Iterator it = begin();
+    xercesc::DOMElement* found = *it;
+    return found != nullptr && ++it == end() ? found : nullptr;
+  }
+
+private:
+  const xercesc::DOMNode* m_root;
+  const XMLCh* m_name;
+};

@@ -1,0 +1,32 @@
+#include "catalogue/DriveIndex.h"
+
+#include "catalogue/Descendants.h"
+#include "catalogue/Names.h"
+
+bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
+  if (doc != nullptr && doc == m_doc) {
+    return m_parent != nullptr;
+  }
+  forget();
+  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
+  m_parent = isStandaloneDrive ? root : Descendants(root, names::library).single();
+  if (m_parent == nullptr) {
+    return false;
+  }
+  m_doc = doc;
+  m_firstSlot = isStandaloneDrive ? nullptr : Descendants(m_parent, names::slots).first();
+  for (xercesc::DOMElement* drive : Descendants(m_parent, names::drive)) {
+    m_drives.emplace(drive->getAttribute(names::name), drive);
+  }
+  return true;
+}
+
+xercesc::DOMElement* DriveIndex::find(const XMLCh* name) const {
+  const auto found = m_drives.find(name);
+  return found == m_drives.end() ? nullptr : found->second;
+}
+
+void DriveIndex::insert(xercesc::DOMElement* drive) {
+  m_parent->insertBefore(drive, m_firstSlot);
+  m_drives.emplace(drive->getAttribute(names::name), drive);
+}

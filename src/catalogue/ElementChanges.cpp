@@ -1,0 +1,266 @@
+// Element changes: setting, creating and removing slots and shelves, and setting drives, one record
+// at a time or many in one pass.
+
+#include "TqLibEmulator.h"
+#include "catalogue/Descendants.h"
+#include "catalogue/ElementIndex.h"
+#include "catalogue/Names.h"
+#include "catalogue/OperationCycle.h"
+#include "catalogue/XmlText.h"
+
+namespace {
+
+constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
+
+/// The single library of a document, or null.
+xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {
+  return doc == nullptr ? nullptr
+                        : Descendants(doc->getDocumentElement(), names::library).single();
+}
+
+xercesc::DOMElement* rootOf(const xercesc::DOMDocument* doc) {
+  return doc == nullptr ? nullptr : doc->getDocumentElement();
+}
+
+/// Slots of both kinds share a map and a place.
+int mapType(const LibElement& element) {
+  return element.elementType == LIB_ELEM_MAIL_SLOT ? LIB_ELEM_SLOT : element.elementType;
+}
+
+void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
+  parent.removeChild(node)->release();
+}
+
+}  // namespace
+
+bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
+                                             const LibElement& element, bool remove) {
+  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
+  return cycle.onLibrary(libraryName, [&] {
+    return SetVirtualLibraryElementNoLock(libraryName, element, remove);
+  });
+}
+
+// A call that succeeds always rewrites the file, also when no record changed anything.
+bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
+                                             const std::vector<LibElement>& elements,
+                                             bool remove) {
+  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
+  return cycle.onLibrary(libraryName, [&] {
+    const bool isDone =
+        remove ? RemoveVirtualLibraryElement(elements) : UpdateVirtualLibraryElement(elements);
+    m_bLibModified = m_bLibModified || isDone;
+    return isDone;
+  });
+}
+
+bool TqLibEmulator::SetVirtualLibraryElementNoLock(const std::string& /*libraryName*/,
+                                                   const LibElement& element, bool remove) {
+  bool isDone = false;
+  switch (element.elementType) {
+    case LIB_ELEM_SHELF:
+      isDone = remove ? removeShelf(m_pLibDoc, element) : updateShelfElement(m_pLibDoc, element);
+      break;
+    case LIB_ELEM_SLOT:
+    case LIB_ELEM_MAIL_SLOT:
+      isDone = remove ? removeSlot(m_pLibDoc, element) : updateSlotElement(m_pLibDoc, element);
+      break;
+    case LIB_ELEM_DRIVE:
+      isDone = !remove && updateDriveElement(m_pLibDoc, element);
+      break;
+    default:
+      break;
+  }
+  m_bLibModified = m_bLibModified || isDone;
+  return isDone;
+}
+
+bool TqLibEmulator::UpdateVirtualLibraryElement(const std::vector<LibElement>& elements) {
+  ElementIndex index(rootOf(m_pLibDoc), singleLibrary(m_pLibDoc));
+  if (index.library() == nullptr) {
+    return false;
+  }
+  for (const LibElement& element : elements) {
+    xercesc::DOMNode* found = nullptr;
+    if (!findInVector(index, element, found)) {
+      return false;
+    }
+    const bool isDone = found != nullptr ? updateElementNode(m_pLibDoc, found, element)
+                                         : createInVector(index, element);
+    if (!isDone) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool TqLibEmulator::RemoveVirtualLibraryElement(const std::vector<LibElement>& elements) {
+  ElementIndex index(rootOf(m_pLibDoc), singleLibrary(m_pLibDoc));
+  if (index.library() == nullptr) {
+    return false;
+  }
+  for (const LibElement& element : elements) {
+    xercesc::DOMNode* found = nullptr;
+    if (!findInVector(index, element, found)) {
+      return false;
+    }
+    // Drives are not removed here; an address named twice finds nothing the second time.
+    if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
+      const int type = mapType(element);
+      index.mapOf(type)->erase(element.elementAddress);
+      removeFrom(*index.parentOf(type), found);
+    }
+  }
+  return true;
+}
+
+bool TqLibEmulator::findInVector(ElementIndex& index, const LibElement& element,
+                                 xercesc::DOMNode*& found) {
+  const int type = mapType(element);
+  std::optional<ElementMap>& map = index.mapOf(type);
+  if (!map) {
+    map.emplace();
+    if (!getElementMap(index.parentOf(type), type, *map)) {
+      return false;
+    }
+  }
+  const auto entry = map->find(element.elementAddress);
+  if (entry != map->end()) {
+    found = entry->second;
+    return true;
+  }
+  found = nullptr;
+  return type != LIB_ELEM_DRIVE ||
+         findDriveElem(index.root(), type, element.elementAddress, found);
+}
+
+// The maps are not told of new elements: two records for the same new address in one call make two
+// elements, as they always have. A drive that does not exist is skipped.
+bool TqLibEmulator::createInVector(ElementIndex& index, const LibElement& element) {
+  const int type = mapType(element);
+  if (type == LIB_ELEM_DRIVE) {
+    return true;
+  }
+  xercesc::DOMElement* created = type == LIB_ELEM_SHELF ? addNewShelfElement(m_pLibDoc, element)
+                                                        : addNewSlotElement(m_pLibDoc, element);
+  if (created == nullptr) {
+    return false;
+  }
+  if (type == LIB_ELEM_SHELF) {
+    index.placeShelf(created);
+  } else {
+    index.library()->appendChild(created);
+  }
+  return true;
+}
+
+xercesc::DOMElement* TqLibEmulator::addNewSlotElement(xercesc::DOMDocument*& doc,
+                                                      const LibElement& element) {
+  xercesc::DOMElement* slot = addNewElement(doc, names::slots, names::slotPrefix, element);
+  if (slot != nullptr) {
+    slot->setAttribute(names::isMailSlot, boolText(element.elementType == LIB_ELEM_MAIL_SLOT));
+  }
+  return slot;
+}
+
+xercesc::DOMElement* TqLibEmulator::addNewShelfElement(xercesc::DOMDocument*& doc,
+                                                       const LibElement& element) {
+  return addNewElement(doc, names::shelf, names::shelfPrefix, element);
+}
+
+xercesc::DOMElement* TqLibEmulator::addNewElement(xercesc::DOMDocument* doc, const XMLCh* name,
+                                                  const char* namePrefix,
+                                                  const LibElement& element) {
+  const XmlString barCode = toXml(element.barCode);
+  const XmlString address = toXml(element.elementAddress);
+  xercesc::DOMElement* node = newDOMElementWithValue(doc, name, nullptr);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->setAttribute(names::name, (toXml(std::string_view(namePrefix)) + address).c_str());
+  node->setAttribute(names::isOccupied, boolText(element.isOccupied));
+  node->appendChild(newDOMElementWithValue(doc, names::baseAddress, address.c_str()));
+  node->appendChild(newDOMElementWithValue(doc, names::barCode, barCode.c_str()));
+  return node;
+}
+
+bool TqLibEmulator::updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
+                                      const LibElement& element) {
+  auto* found = static_cast<xercesc::DOMElement*>(node);
+  if (!updateDOMElementValue(doc, found, names::barCode, element.barCode)) {
+    return false;
+  }
+  found->setAttribute(names::isOccupied, boolText(element.isOccupied));
+  return true;
+}
+
+bool TqLibEmulator::updateSlotElement(xercesc::DOMDocument*& doc, const LibElement& element) {
+  xercesc::DOMElement* library = singleLibrary(doc);
+  xercesc::DOMNode* found = nullptr;
+  if (library == nullptr ||
+      !findSlotElem(library, element.elementType, element.elementAddress, found)) {
+    return false;
+  }
+  if (found != nullptr) {
+    return updateElementNode(doc, found, element);
+  }
+  xercesc::DOMElement* slot = addNewSlotElement(doc, element);
+  return slot != nullptr && library->appendChild(slot) != nullptr;
+}
+
+bool TqLibEmulator::removeSlot(xercesc::DOMDocument*& doc, const LibElement& element) {
+  xercesc::DOMElement* library = singleLibrary(doc);
+  xercesc::DOMNode* found = nullptr;
+  if (library == nullptr ||
+      !findSlotElem(library, element.elementType, element.elementAddress, found)) {
+    return false;
+  }
+  if (found != nullptr) {
+    removeFrom(*library, found);
+  }
+  return true;
+}
+
+bool TqLibEmulator::updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element) {
+  xercesc::DOMElement* root = rootOf(doc);
+  xercesc::DOMNode* found = nullptr;
+  if (root == nullptr ||
+      !findShelfElem(root, element.elementType, element.elementAddress, found)) {
+    return false;
+  }
+  if (found != nullptr) {
+    return updateElementNode(doc, found, element);
+  }
+  xercesc::DOMElement* shelf = addNewShelfElement(doc, element);
+  if (shelf == nullptr) {
+    return false;
+  }
+  ElementIndex(root, nullptr).placeShelf(shelf);
+  return true;
+}
+
+bool TqLibEmulator::removeShelf(xercesc::DOMDocument*& doc, const LibElement& element) {
+  xercesc::DOMElement* root = rootOf(doc);
+  xercesc::DOMNode* found = nullptr;
+  if (root == nullptr ||
+      !findShelfElem(root, element.elementType, element.elementAddress, found)) {
+    return false;
+  }
+  if (found != nullptr) {
+    removeFrom(*root, found);
+  }
+  return true;
+}
+
+// An unreadable address among the library's drives need not hide a drive that stands outside it.
+bool TqLibEmulator::updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element) {
+  xercesc::DOMElement* library = singleLibrary(doc);
+  if (library == nullptr) {
+    return false;
+  }
+  xercesc::DOMNode* found = nullptr;
+  const bool searched =
+      findDriveElem(library, element.elementType, element.elementAddress, found) ||
+      findDriveElem(rootOf(doc), element.elementType, element.elementAddress, found);
+  return searched && found != nullptr && updateElementNode(doc, found, element);
+}

@@ -1,0 +1,145 @@
+// The files of the catalogue: their names, loading and saving.
+
+#include "catalogue/LibraryFiles.h"
+
+#include <climits>
+#include <string_view>
+
+#include <xercesc/util/XMLUni.hpp>
+
+#include "TqLibEmulator.h"
+#include "catalogue/ErrorCodes.h"
+#include "catalogue/Names.h"
+#include "catalogue/ParsedFile.h"
+#include "catalogue/ReplacedFile.h"
+#include "catalogue/XmlMemory.h"
+
+namespace {
+
+/// Whether the library's file can have this name, one component of a path.
+bool isUsableKey(const std::string& key, const std::string& fileName) {
+  return key != "." && key != ".." && key.find('/') == std::string::npos &&
+         key.find('\0') == std::string::npos && fileName.size() <= NAME_MAX;
+}
+
+std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
+  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
+}
+
+/// Callers are not told of a failed save, so the log has to.
+void logFailedSave(const std::string& path, const std::string& reason) {
+  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument", "Failed to save document %s, error: %s",
+                 path.c_str(), reason.c_str());
+}
+
+}  // namespace
+
+bool TqLibEmulator::GetLibListFile(std::string& path) {
+  if (!GetMeridianInstallDir(path)) {
+    m_nErrorCode = codes::noXmlFile;
+    return false;
+  }
+  path += names::listFile;
+  return true;
+}
+
+bool TqLibEmulator::GetLibFileName(const std::string& name, std::string& path) {
+  const std::string fileName = getLibXMLFile(name);
+  if (!isUsableKey(name, fileName) || !GetMeridianInstallDir(path)) {
+    return false;
+  }
+  path += fileName;
+  return true;
+}
+
+std::string TqLibEmulator::getLibXMLFile(const std::string& name) {
+  return names::libraryPrefix + name + names::fileSuffix;
+}
+
+bool TqLibEmulator::loadDocument() {
+  static constexpr char kOrigin[] = "TqLibEmulator::loadDocument";
+  m_pLibDoc = nullptr;
+  delete m_pLibParser;
+  m_pLibParser = nullptr;
+  try {
+    ParsedFile file = parseFile(m_sLibFile);
+    if (!file.error.empty()) {
+      m_nErrorCode = codes::cannotParse;
+      report(kOrigin, "An error occurred during parsing document %s. Error Message: %s",
+             m_sLibFile.c_str(), file.error.c_str());
+      return false;
+    }
+    m_pLibDoc = file.document();
+    m_pLibParser = file.parser.release();
+    return m_pLibDoc != nullptr;
+  } catch (...) {
+    EvDebug::Error(debugHandler, kOrigin, "An error occurred during parsing.");
+    return false;
+  }
+}
+
+std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node) {
+  auto* implementation = dynamic_cast<xercesc::DOMImplementationLS*>(
+      xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"));
+  if (implementation == nullptr) {
+    return nullptr;
+  }
+  const XmlOwner<xercesc::DOMLSSerializer> writer(implementation->createLSSerializer());
+  const XmlOwner<xercesc::DOMLSOutput> output(implementation->createLSOutput());
+  auto target = std::make_unique<xercesc::MemBufFormatTarget>();
+  writer->setNewLine(u"\n");
+  xercesc::DOMConfiguration* settings = writer->getDomConfig();
+  if (settings->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true)) {
+    settings->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true);
+  }
+  output->setEncoding(xercesc::XMLUni::fgUTF8EncodingString);
+  output->setByteStream(target.get());
+  if (!writer->write(&node, output.get())) {
+    throw std::runtime_error("The document cannot be written as XML");
+  }
+  return target;
+}
+
+// True also when the file could not be written: callers have always been told only whether there
+// is a serialiser. What is on disk is then still the old file.
+bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path) {
+  if (node == nullptr) {
+    return false;
+  }
+  const auto content = serialise(*node);
+  if (content == nullptr) {
+    return false;
+  }
+  ReplacedFile file(path);
+  if (!file.prepare(bytesOf(*content)) || !file.commit()) {
+    logFailedSave(path, file.error());
+  }
+  return true;
+}
+
+bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
+  if (!saveDocument(node, m_sLibFile)) {
+    return false;
+  }
+  m_bLibModified = false;
+  return true;
+}
+
+// A library that is listed but has no file makes every query over all libraries fail. So the file
+// is built before the list is touched, and a library that cannot be written is never listed.
+bool TqLibEmulator::saveNewLibrary(const std::function<bool()>& enterInList) {
+  const auto content = serialise(*m_pLibDoc);
+  ReplacedFile file(m_sLibFile);
+  if (content == nullptr || !file.prepare(bytesOf(*content))) {
+    logFailedSave(m_sLibFile, file.error());
+    return true;
+  }
+  if (!enterInList()) {
+    return false;
+  }
+  if (!file.commit()) {
+    logFailedSave(m_sLibFile, file.error());
+  }
+  m_bLibModified = false;
+  return true;
+}

@@ -1,0 +1,68 @@
+// Every element, attribute and file name of the catalogue, and the fixed words in its values.
+#pragma once
+
+#include <xercesc/util/XercesDefs.hpp>
+
+namespace names {
+
+// Elements of a library file
+inline constexpr XMLCh devices[] = u"Devices";
+inline constexpr XMLCh library[] = u"Library";  // also the entries of the library list
+inline constexpr XMLCh slotCount[] = u"SlotCount";
+inline constexpr XMLCh slotBaseAddress[] = u"SlotBaseAddress";
+inline constexpr XMLCh iePortCount[] = u"IEPortCount";
+inline constexpr XMLCh iePortBaseAddress[] = u"IEPortBaseAddress";
+inline constexpr XMLCh driveCount[] = u"DriveCount";
+inline constexpr XMLCh driveBaseAddress[] = u"DriveBaseAddress";
+inline constexpr XMLCh libraryScsiDevice[] = u"LibraryScsiDevice";
+inline constexpr XMLCh libraryScsiUnit[] = u"LibraryScsiUnit";
+inline constexpr XMLCh drive[] = u"Drive";
+inline constexpr XMLCh driveScsiDevice[] = u"DriveScsiDevice";
+inline constexpr XMLCh driveScsiUnit[] = u"DriveScsiUnit";
+inline constexpr XMLCh slots[] = u"Slots";  // plural, although each is one slot
+inline constexpr XMLCh shelf[] = u"Shelf";
+inline constexpr XMLCh baseAddress[] = u"BaseAddress";
+inline constexpr XMLCh barCode[] = u"BarCode";
+
+// Unit block
+inline constexpr XMLCh scsiPort[] = u"ScsiPort";
+inline constexpr XMLCh accessPath[] = u"AccessPath";
+inline constexpr XMLCh bus[] = u"Bus";
+inline constexpr XMLCh target[] = u"Target";
+inline constexpr XMLCh lun[] = u"Lun";
+
+// Device block
+inline constexpr XMLCh model[] = u"Model";
+inline constexpr XMLCh manufacturer[] = u"Manufacturer";
+inline constexpr XMLCh serialNumber[] = u"SerialNumber";
+inline constexpr XMLCh firmwareRevision[] = u"FirmwareRevision";
+inline constexpr XMLCh scsiDeviceType[] = u"ScsiDeviceType";
+
+// Attributes
+inline constexpr XMLCh name[] = u"Name";
+inline constexpr XMLCh isOccupied[] = u"IsOccupied";
+inline constexpr XMLCh isMailSlot[] = u"IsMailSlot";
+inline constexpr XMLCh maName[] = u"MAName";
+inline constexpr XMLCh id[] = u"Id";
+
+// The library list
+inline constexpr XMLCh libraryList[] = u"LibraryList";
+inline constexpr char listFile[] = "LibraryList.xml";
+
+// Files and name prefixes
+inline constexpr char libraryPrefix[] = "Lib_";
+inline constexpr char fileSuffix[] = ".xml";
+inline constexpr char drivePrefix[] = "Drive_";
+inline constexpr char slotPrefix[] = "Slot_";
+inline constexpr char shelfPrefix[] = "Shelf_";
+
+// The key of the file that holds drives without a library
+inline constexpr char standaloneKey[] = "Library1";
+
+inline constexpr XMLCh trueText[] = u"true";
+inline constexpr XMLCh falseText[] = u"false";
+
+// The address of a drive that the library's drive identifier map has not placed yet
+inline constexpr XMLCh unplacedAddress[] = u"-999999";
+
+}  // namespace names

@@ -1,0 +1,45 @@
+// The cycle that every public operation runs through: lock, start, find the file, load, work, save,
+// let go; and what becomes of exceptions on the way.
+#pragma once
+
+#include <functional>
+#include <string>
+
+class TqLibEmulator;
+
+/// What an operation does with an exception.
+enum class Exceptions {
+  Logged,    ///< a line in the log; the operation fails
+  Reported,  ///< the same, and the last-error text; the operation fails
+  PassedOn   ///< left to the caller
+};
+
+/// Where the operations differ.
+struct CycleTerms {
+  const char* origin;                 ///< the operation's name in the log
+  Exceptions exceptions;              ///< what becomes of them
+  bool reportsFailedLoad = false;     ///< a message of its own when the file cannot be loaded
+};
+
+class OperationCycle {
+public:
+  using Work = std::function<bool()>;
+
+  OperationCycle(TqLibEmulator& emulator, const CycleTerms& terms)
+      : m_emulator(emulator), m_terms(terms) {}
+
+  /// The whole cycle on the file of one library: `work` finds the document loaded, and what it
+  /// modified is saved when it returns true. False when any step fails.
+  bool onLibrary(const std::string& libraryName, const Work& work);
+
+  /// The frame alone, for an operation that finds, loads and saves its files in its own order.
+  bool inFrame(const Work& work);
+
+private:
+  bool load(const std::string& libraryName);
+  bool caught(const Work& work);
+  void tell(const std::string& message);
+
+  TqLibEmulator& m_emulator;
+  CycleTerms m_terms;
+};

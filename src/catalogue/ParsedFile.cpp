@@ -1,0 +1,92 @@
+// A parser that is told nothing hands out the half of a broken file that it could read, without an
+// exception; saving that half would lose the other one. So the parser here reports the first fatal
+// error as an exception, and its document is then dropped.
+//
+// The catalogue's files have no document type declaration. An internal subset is the place where
+// entities that unfold to gigabytes, or that stand for other files, are declared, so it is refused
+// before it is read.
+
+#include "catalogue/ParsedFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <xercesc/framework/XMLPScanToken.hpp>
+#include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/BinFileInputStream.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+
+#include "TqLibEmulator.h"
+
+namespace {
+
+struct ParseFailure {
+  std::string reason;
+};
+
+/// The file as the parser's input. Opened by its plain path: the parser's own file input takes the
+/// path for a URL first, and a "%41" in it for an "A".
+class OpenedFile : public xercesc::InputSource {
+public:
+  explicit OpenedFile(std::unique_ptr<xercesc::BinFileInputStream> stream)
+      : m_stream(std::move(stream)) {}
+
+  /// The caller owns the stream; there is one only.
+  xercesc::BinInputStream* makeStream() const override { return m_stream.release(); }
+
+private:
+  mutable std::unique_ptr<xercesc::BinFileInputStream> m_stream;
+};
+
+class CatalogueParser : public xercesc::XercesDOMParser, private xercesc::ErrorHandler {
+public:
+  CatalogueParser() {
+    setErrorHandler(this);
+    setLoadExternalDTD(false);
+    setDisableDefaultEntityResolution(true);
+  }
+
+  void startIntSubset() override {
+    throw ParseFailure{"The document type declaration has an internal subset"};
+  }
+
+private:
+  void warning(const xercesc::SAXParseException& /*problem*/) override {}
+  void error(const xercesc::SAXParseException& /*problem*/) override {}
+  void fatalError(const xercesc::SAXParseException& problem) override {
+    throw ParseFailure{MyTranscode(problem.getMessage()) + " (line " +
+                       std::to_string(problem.getLineNumber()) + ", column " +
+                       std::to_string(problem.getColumnNumber()) + ")"};
+  }
+  void resetErrors() override {}
+};
+
+}  // namespace
+
+xercesc::DOMDocument* ParsedFile::document() const {
+  return parser == nullptr ? nullptr : parser->getDocument();
+}
+
+ParsedFile parseFile(const std::string& path) {
+  errno = 0;
+  auto stream = std::make_unique<xercesc::BinFileInputStream>(path.c_str());
+  if (!stream->getIsOpen()) {
+    return {nullptr, errno == ENOENT ? "" : std::strerror(errno)};
+  }
+  auto parser = std::make_unique<CatalogueParser>();
+  try {
+    parser->parse(OpenedFile(std::move(stream)));
+    return {std::move(parser), ""};
+  } catch (const ParseFailure& failure) {
+    return {nullptr, failure.reason};
+  } catch (const xercesc::XMLException& problem) {
+    return {nullptr, MyTranscode(problem.getMessage())};
+  } catch (const xercesc::DOMException& problem) {
+    return {nullptr, MyTranscode(problem.getMessage())};
+  } catch (const xercesc::OutOfMemoryException&) {
+    return {nullptr, "Out of memory"};
+  }
+}

@@ -1,0 +1,23 @@
+// Reading a catalogue file into a document.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <xercesc/parsers/XercesDOMParser.hpp>
+
+/// What became of a file that was to be parsed.
+struct ParsedFile {
+  /// Owns the document; null unless the whole file was read and well-formed.
+  std::unique_ptr<xercesc::XercesDOMParser> parser;
+  /// Why it could not be parsed; empty on success and for a file that does not exist.
+  std::string error;
+
+  /// The document, or null.
+  xercesc::DOMDocument* document() const;
+};
+
+/// Parses the file at `path`. Nothing but this file is read while it is parsed, and a file whose
+/// document type declaration has an internal subset is refused. Throws only std::bad_alloc and its
+/// like.
+ParsedFile parseFile(const std::string& path);

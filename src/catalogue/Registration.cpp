@@ -1,0 +1,206 @@
+// Registration: the document of a new library, the update of a library and its hosts, and its
+// drives with their addresses.
+
+#include <string>
+
+#include "TqLibEmulator.h"
+#include "catalogue/Descendants.h"
+#include "catalogue/DriveIndex.h"
+#include "catalogue/Names.h"
+#include "catalogue/NewDocument.h"
+#include "catalogue/XmlText.h"
+
+namespace {
+
+/// Addresses and counts come from callers and files; a sum beyond the range of int wraps.
+int addWrapping(int a, int b) {
+  return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+
+}  // namespace
+
+bool TqLibEmulator::createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc) {
+  auto created = newDocument(names::devices);
+  doc = created.get();
+  if (doc == nullptr) {
+    return false;
+  }
+  doc = nullptr;  // until it is whole
+  if (!fillNewLibrary(library, created.get())) {
+    return false;
+  }
+  doc = created.release();
+  return true;
+}
+
+bool TqLibEmulator::fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument* doc) {
+  xercesc::DOMElement* library = doc->createElement(names::library);
+  library->setAttribute(names::name, toXml(names::libraryPrefix + record.SerialNumber).c_str());
+  doc->getDocumentElement()->appendChild(library);
+  if (!addLibSpecificInfo(doc, library, record)) {
+    return false;
+  }
+  xercesc::DOMElement* device = doc->createElement(names::libraryScsiDevice);
+  library->appendChild(device);
+  xercesc::DOMElement* unit = doc->createElement(names::libraryScsiUnit);
+  library->appendChild(unit);
+  return addDeviceScsiDevice(doc, device, record) && addDeviceScsiUnit(doc, unit, record) &&
+         appendNewSlots(doc, library, LIB_ELEM_MAIL_SLOT, record.IEPortBaseAddress,
+                        record.IEPortCount) &&
+         appendNewSlots(doc, library, LIB_ELEM_SLOT, record.SlotBaseAddress, record.SlotCount);
+}
+
+bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
+                                   int type, int firstAddress, int count) {
+  LibElement slot;
+  slot.elementType = type;
+  slot.isValid = true;
+  for (int i = 0; i < count; ++i) {
+    slot.elementAddress = addWrapping(firstAddress, i);
+    xercesc::DOMElement* element = addNewSlotElement(doc, slot);
+    if (element == nullptr) {
+      return false;
+    }
+    library->appendChild(element);
+  }
+  return true;
+}
+
+bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
+  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
+  xercesc::DOMElement* library = Descendants(root, names::library).single();
+  if (library == nullptr || !updateLibSpecificInfo(doc, library, record)) {
+    return false;
+  }
+  xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).single();
+  return device != nullptr && updateDeviceScsiDevice(doc, device, record) &&
+         updateLibraryUnit(record, library, device, doc) &&
+         updateDriveIdentifierMap(record, library, doc);
+}
+
+bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
+                                      xercesc::DOMElement* device, xercesc::DOMDocument*& doc) {
+  xercesc::DOMNode* known = getScsiUnitForMA(library, true, record.MAName);
+  if (known != nullptr) {
+    return updateDeviceScsiUnit(doc, static_cast<xercesc::DOMElement*>(known), record);
+  }
+  xercesc::DOMElement* unit = doc->createElement(names::libraryScsiUnit);
+  if (!addDeviceScsiUnit(doc, unit, record)) {
+    return false;
+  }
+  const xercesc::DOMElement* lastUnit = Descendants(library, names::libraryScsiUnit).last();
+  const xercesc::DOMElement* reference = lastUnit == nullptr ? device : lastUnit;
+  library->insertBefore(unit, reference->getNextSibling());
+  return true;
+}
+
+bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
+                                             xercesc::DOMDocument*& doc) {
+  int base = 0;
+  if (!extractValuesFromChildNode(library, names::driveBaseAddress, base)) {
+    return false;
+  }
+  for (xercesc::DOMElement* drive : Descendants(library, names::drive)) {
+    std::string serial;
+    if (!getDriveSerialNumber(drive, serial)) {
+      return false;
+    }
+    const int number = findDriveNumberForSerialNumber(record, serial);
+    if (number <= 0) {
+      EvDebug::Error(debugHandler, "TqLibEmulator::updateDriveIdentifierMap",
+                     "Failed to look up SerialNumber %s for drive", serial.c_str());
+      continue;
+    }
+    const int address = getDriveAddressFromDriveNumber(base, number);
+    if (!updateDOMElementValue(doc, drive, names::baseAddress, std::to_string(address))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool TqLibEmulator::getLibSerialNumber(xercesc::DOMElement* library, std::string& serial) {
+  xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).first();
+  return device != nullptr && extractValuesFromChildNode(device, names::serialNumber, serial);
+}
+
+bool TqLibEmulator::getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial) {
+  xercesc::DOMElement* device = Descendants(drive, names::driveScsiDevice).first();
+  return device != nullptr && extractValuesFromChildNode(device, names::serialNumber, serial);
+}
+
+// 0 also means "not found", so an entry with number 0 or below never addresses a drive.
+int TqLibEmulator::findDriveNumberForSerialNumber(const SCSIUnit& library,
+                                                  const std::string& serial) {
+  for (const auto& [number, driveSerial] : library.DriveIdentifierMap) {
+    if (driveSerial == serial) {
+      return number;
+    }
+  }
+  return 0;
+}
+
+int TqLibEmulator::getDriveAddressFromDriveNumber(int driveBaseAddress, int driveNumber) {
+  return addWrapping(driveBaseAddress, addWrapping(driveNumber, -1));
+}
+
+int TqLibEmulator::getDriveNumberFromDriveAddress(int driveBaseAddress, int driveAddress) {
+  return static_cast<int>(static_cast<unsigned>(driveAddress) -
+                          static_cast<unsigned>(driveBaseAddress) + 1U);
+}
+
+bool TqLibEmulator::addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive,
+                                bool isStandaloneDrive) {
+  DriveIndex drives;
+  return drives.read(doc, isStandaloneDrive) && addDriveTo(drives, doc, drive);
+}
+
+bool TqLibEmulator::updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive,
+                                bool isStandaloneDrive) {
+  DriveIndex drives;
+  return drives.read(doc, isStandaloneDrive) && updateDriveIn(drives, doc, drive);
+}
+
+bool TqLibEmulator::addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc,
+                               const SCSIUnit& record) {
+  xercesc::DOMElement* drive = doc->createElement(names::drive);
+  drive->setAttribute(names::name, toXml(names::drivePrefix + record.SerialNumber).c_str());
+  drive->setAttribute(names::isOccupied, names::falseText);
+  drives.insert(drive);
+  xercesc::DOMElement* barCode = newDOMElementWithValue(doc, names::barCode, nullptr);
+  xercesc::DOMElement* address =
+      newDOMElementWithValue(doc, names::baseAddress, names::unplacedAddress);
+  if (barCode == nullptr || address == nullptr) {
+    return false;
+  }
+  drive->appendChild(barCode);
+  drive->appendChild(address);
+  xercesc::DOMElement* device = doc->createElement(names::driveScsiDevice);
+  drive->appendChild(device);
+  xercesc::DOMElement* unit = doc->createElement(names::driveScsiUnit);
+  drive->appendChild(unit);
+  return addDeviceScsiDevice(doc, device, record) && addDeviceScsiUnit(doc, unit, record);
+}
+
+bool TqLibEmulator::updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc,
+                                  const SCSIUnit& record) {
+  xercesc::DOMElement* drive =
+      drives.find(toXml(names::drivePrefix + record.SerialNumber).c_str());
+  if (drive == nullptr) {
+    return addDriveTo(drives, doc, record);
+  }
+  xercesc::DOMElement* device = Descendants(drive, names::driveScsiDevice).single();
+  if (device == nullptr || !updateDeviceScsiDevice(doc, device, record)) {
+    return false;
+  }
+  xercesc::DOMNode* known = getScsiUnitForMA(drive, false, record.MAName);
+  if (known != nullptr) {
+    return updateDeviceScsiUnit(doc, static_cast<xercesc::DOMElement*>(known), record);
+  }
+  xercesc::DOMElement* unit = doc->createElement(names::driveScsiUnit);
+  if (!addDeviceScsiUnit(doc, unit, record)) {
+    return false;
+  }
+  drive->appendChild(unit);
+  return true;
+}

@@ -1,0 +1,128 @@
+#include "catalogue/ReplacedFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "common/FileDescriptor.h"
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;  // less the process's umask
+constexpr mode_t kPermissionBits = 07777;
+
+/// Where the path leads when it is a symbolic link, so that the link itself is not replaced.
+std::string followLinks(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
+                                                             &std::free);
+  return resolved == nullptr ? path : std::string(resolved.get());
+}
+
+std::string folderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+bool writeAll(int fd, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = ::write(fd, content.data(), content.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      errno = written == 0 ? ENOSPC : errno;
+      return false;
+    }
+    content.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+/// Gives the new file the owner and permissions of the old one, as far as the system lets us.
+bool copyAccess(const std::string& from, int to) {
+  struct stat old {};
+  if (::stat(from.c_str(), &old) != 0) {
+    return errno == ENOENT;
+  }
+  // Only root may give files away; elsewhere the owner is the same or the group cannot be kept.
+  if (::fchown(to, old.st_uid, old.st_gid) != 0 && errno != EPERM) {
+    return false;
+  }
+  return ::fchmod(to, old.st_mode & kPermissionBits) == 0;
+}
+
+bool admitsNoNewFile(int code) {
+  return code == EACCES || code == EPERM;
+}
+
+}  // namespace
+
+ReplacedFile::ReplacedFile(const std::string& path)
+    : m_target(followLinks(path)), m_folder(folderOf(m_target)) {}
+
+ReplacedFile::~ReplacedFile() {
+  if (!m_aside.empty()) {
+    ::unlink(m_aside.c_str());
+  }
+}
+
+bool ReplacedFile::fail(const char* what, int code) {
+  m_error = std::string(what) + ": " + std::strerror(code);
+  return false;
+}
+
+bool ReplacedFile::prepare(std::string_view content) {
+  // Short, whatever the target's name, which may already have the length that a name can have.
+  // Two files of one process may be prepared at a time.
+  static unsigned counter = 0;
+  const std::string aside = m_folder + "/.tqlib-" + std::to_string(::getpid()) + "-" +
+                            std::to_string(counter++ % 2) + ".new";
+  ::unlink(aside.c_str());
+  const FileDescriptor file(
+      ::open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
+  if (!file) {
+    const int code = errno;
+    if (!admitsNoNewFile(code) || ::access(m_target.c_str(), W_OK) != 0) {
+      return fail("cannot create a file beside it", code);
+    }
+    m_overwrites = true;
+    m_inPlace = content;
+    return true;
+  }
+  m_aside = aside;
+  if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
+    return fail("cannot write the new content", errno);
+  }
+  return copyAccess(m_target, file.get()) || fail("cannot keep the permissions", errno);
+}
+
+bool ReplacedFile::commit() {
+  if (m_overwrites) {
+    return overwrite();
+  }
+  if (::rename(m_aside.c_str(), m_target.c_str()) != 0) {
+    return fail("cannot put the new file in its place", errno);
+  }
+  m_aside.clear();
+  // The rename is durable once the folder is; a folder that cannot be synced is no failure, since
+  // the file has been replaced.
+  const FileDescriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder) {
+    ::fsync(folder.get());
+  }
+  return true;
+}
+
+bool ReplacedFile::overwrite() {
+  const FileDescriptor file(::open(m_target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+  if (!file || !writeAll(file.get(), m_inPlace) || ::fsync(file.get()) != 0) {
+    return fail("cannot write the file", errno);
+  }
+  return true;
+}

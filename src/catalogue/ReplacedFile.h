@@ -1,0 +1,40 @@
+// Replacing a file whole or not at all.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// The new content of a file, built aside until it is committed.
+///
+/// A reader in another process may open the file at any moment, and a crash may come at any moment:
+/// each finds the old content or the new one. The permission bits and, where the system allows it,
+/// the owner of the old file stay; a symbolic link stays a link to the replaced file. Where the
+/// folder admits no new file, the file is overwritten in place on commit.
+class ReplacedFile {
+public:
+  explicit ReplacedFile(const std::string& path);
+  /// Removes what was built aside unless it was committed.
+  ~ReplacedFile();
+  ReplacedFile(const ReplacedFile&) = delete;
+  ReplacedFile& operator=(const ReplacedFile&) = delete;
+
+  /// Brings the new content to the disk, beside the old file. On false, error() tells why.
+  bool prepare(std::string_view content);
+
+  /// Puts the prepared content in the file's place. On false, error() tells why.
+  bool commit();
+
+  /// The reason of the last failure, for people.
+  const std::string& error() const { return m_error; }
+
+private:
+  bool fail(const char* what, int code);
+  bool overwrite();
+
+  std::string m_target;   // the file itself, symbolic links followed
+  std::string m_folder;   // where it lies
+  std::string m_aside;    // the new file; empty when there is none
+  std::string m_inPlace;  // content for overwrite(); used when the folder admits no new file
+  bool m_overwrites = false;
+  std::string m_error;
+};

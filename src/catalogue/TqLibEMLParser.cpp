@@ -1,0 +1,99 @@
+// The catalogue object: its life, its runtime and its error record.
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "TqLibEmlFile.h"
+#include "TqLibEmulator.h"
+#include "common/XercesObject.h"
+
+namespace {
+// What m_sLibFile holds before the first library is named. Never opened: it is only the text that
+// the directory look-up falls back to when nothing at all is configured.
+constexpr char kSamplePath[] = "E:\\XMLSamples\\TempFile.xml";
+
+constexpr int kEventVersion = 1;
+constexpr unsigned kEventComponent = 0x710D70D1;
+}  // namespace
+
+TqLibEmulator::TqLibEmulator()
+    : m_pLibParser(nullptr),
+      m_pListParser(nullptr),
+      m_pLibDoc(nullptr),
+      m_pListDoc(nullptr),
+      m_bInitialized(false),
+      m_bLibLoaded(false),
+      m_bListLoaded(false),
+      m_bLibModified(false),
+      m_bListModified(false),
+      m_sLibFile(kSamplePath) {}
+
+TqLibEmulator::~TqLibEmulator() {
+  deInit();
+  releaseDocuments();
+}
+
+void TqLibEmulator::init() {
+  EvEvent::initialize(kEventVersion, kEventComponent, 0, nullptr, "");
+}
+
+bool TqLibEmulator::initXerces() {
+  try {
+    XercesObject::instance().Init();
+    return true;
+  } catch (const xercesc::XMLException& problem) {
+    EvDebug::Error(debugHandler, "TqLibEmulator::initXerces",
+                   "Error during Xerces-c Initialization. Error Message %s",
+                   MyTranscode(problem.getMessage()).c_str());
+    return false;
+  }
+}
+
+// The modified flags and the path keep their values: callers of the lower operations read them
+// after a call. The documents die with their parsers, so their pointers go too.
+void TqLibEmulator::deInit() {
+  if (!m_bInitialized) {
+    return;
+  }
+  releaseDocuments();
+  m_bInitialized = false;
+  m_bLibLoaded = false;
+  m_bListLoaded = false;
+}
+
+void TqLibEmulator::releaseDocuments() {
+  m_pLibDoc = nullptr;
+  m_pListDoc = nullptr;
+  m_newLibDoc.reset();
+  m_newListDoc.reset();
+  delete m_pLibParser;
+  delete m_pListParser;
+  m_pLibParser = nullptr;
+  m_pListParser = nullptr;
+}
+
+// Names and paths in a message come from files and callers, and may be of any length.
+void TqLibEmulator::setErrorText(const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  std::vsnprintf(m_szErrorText, sizeof m_szErrorText, format, values);
+  va_end(values);
+}
+
+void TqLibEmulator::report(const char* origin, const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  std::vsnprintf(m_szErrorText, sizeof m_szErrorText, format, values);
+  va_end(values);
+  EvDebug::Error(debugHandler, origin, "%s", m_szErrorText);
+}
+
+// Despite its name it yields the catalogue directory, not that of an installation; callers rely
+// on it.
+bool TqLibEmulator::GetMeridianInstallDir(std::string& dir) {
+  return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0;
+}
+
+bool TqLibEmulator::isFilePresent(const std::string& path) {
+  return TqLibEmlFile::IsFilePresent(path);
+}

@@ -1,0 +1,171 @@
+// The data path: a run of bytes at an offset of a file mark. A call opens, seeks, transfers once
+// and closes; nothing is kept for the next one.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "TqLibEmlFile.h"
+#include "TqLibEmulator.h"
+#include "common/FileDescriptor.h"
+
+namespace {
+
+constexpr int kOpenFailed = 764;
+constexpr int kWriteFailed = 767;
+constexpr int kVolumeFull = 785;
+constexpr int kReadSeekShort = 786;
+constexpr int kWriteSeekShort = 797;
+constexpr int kReadFailed = 979;
+
+constexpr char kReadOrigin[] = "TqLibEmlFile::ReadDataForDrive";
+constexpr char kWriteOrigin[] = "TqLibEmlFile::WriteDataForDrive";
+
+FileDescriptor openFileMark(const std::string& path, const char* origin) {
+  const int descriptor = ::open64(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (descriptor == -1) {
+    EvDebug::Error(debugHandler, origin, "%s() open file failed", origin);
+  }
+  return FileDescriptor(descriptor);
+}
+
+enum class Seek { reached, failed, fellShort, wentBeyond };
+
+/// Moves to `offset`. `osError` is the reason when the outcome is `failed`.
+Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* origin,
+            int& osError) {
+  const off64_t position = ::lseek64(file.get(), static_cast<off64_t>(offset), SEEK_SET);
+  // First of all: the offset 2^64 - 1 compares equal to the -1 of a failure.
+  if (position == -1) {
+    osError = errno;
+    EvDebug::Error(debugHandler, origin, "%s() _lseek() failed with error %d", origin, osError);
+    return Seek::failed;
+  }
+  const auto reached = static_cast<unsigned long long>(position);
+  if (reached < offset) {
+    EvDebug::Error(debugHandler, origin, "%s() failed to seek file offset %lld, seek to %lld",
+                   origin, static_cast<long long>(offset), static_cast<long long>(position));
+    return Seek::fellShort;
+  }
+  return reached == offset ? Seek::reached : Seek::wentBeyond;
+}
+
+/// Runs `transfer` with a volume object for the call. Callers may be C code, so what is thrown
+/// ends here.
+template <typename Transfer>
+int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
+                      Transfer transfer) {
+  try {
+    TqLibEmlFile file(volumeName);
+    if (transfer(file)) {
+      return 1;
+    }
+    if (errorCode != nullptr) {
+      *errorCode = file.getErrorCode();
+    }
+    file.getLastError(errorText, errorTextSize);
+  } catch (...) {
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
+                                    unsigned long length, unsigned long& bytesRead) {
+  std::string path;
+  if (!GetVolumeFilename(fileMark, path)) {
+    return false;
+  }
+  const FileDescriptor file = openFileMark(path, kReadOrigin);
+  if (!file) {
+    m_nErrorCode = kOpenFailed;
+    return false;
+  }
+  int osError = 0;
+  const Seek seek = seekTo(file, offset, kReadOrigin, osError);
+  if (seek == Seek::reached) {
+    const ssize_t count = ::read(file.get(), buffer, length);
+    bytesRead = count < 0 ? 0 : static_cast<unsigned long>(count);
+    if (count < 0) {
+      m_nErrorCode = kReadFailed;
+    }
+    return count >= 0;
+  }
+  if (seek == Seek::failed) {
+    m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
+  } else if (seek == Seek::fellShort) {
+    m_nErrorCode = kReadSeekShort;
+  }
+  return seek == Seek::wentBeyond;
+}
+
+bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
+                                     const unsigned char* buffer, unsigned long length,
+                                     unsigned long& bytesWritten) {
+  if (fileMark == 0 && offset == 0) {
+    EraseVolume();
+  }
+  std::string path;
+  if (!GetVolumeFilename(fileMark, path)) {
+    return false;
+  }
+  {
+    const FileDescriptor file = openFileMark(path, kWriteOrigin);
+    if (!file) {
+      m_nErrorCode = kOpenFailed;
+      return false;
+    }
+    int osError = 0;
+    const Seek seek = seekTo(file, offset, kWriteOrigin, osError);
+    if (seek == Seek::reached) {
+      const ssize_t count = ::write(file.get(), buffer, length);
+      bytesWritten = count < 0 ? 0 : static_cast<unsigned long>(count);
+      if (count <= 0) {
+        m_nErrorCode = kWriteFailed;
+      }
+    } else if (seek == Seek::failed) {
+      m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
+    } else if (seek == Seek::fellShort) {
+      m_nErrorCode = kWriteSeekShort;
+    }
+  }
+  unsigned long long total = 0;
+  if (!GetVolumeSize(total)) {
+    return false;
+  }
+  if (total > m_nMaxVolumeSize) {
+    EvDebug::Error(debugHandler, kWriteOrigin,
+                   "%s() files size %lld reached the maximum size %lld ", kWriteOrigin,
+                   static_cast<long long>(total), static_cast<long long>(m_nMaxVolumeSize));
+    m_nErrorCode = kVolumeFull;
+    return false;
+  }
+  return true;
+}
+
+int DirectReadDataForDrive(const char* volumeName, int fileMark, unsigned long long offset,
+                           unsigned char* buffer, unsigned long length, unsigned long* bytesRead,
+                           int* errorCode, char* errorText, int errorTextSize) {
+  if (volumeName == nullptr || buffer == nullptr || bytesRead == nullptr) {
+    return 0;
+  }
+  return transferForCaller(
+      volumeName, errorCode, errorText, errorTextSize, [&](TqLibEmlFile& file) {
+        return file.ReadDataForDrive(fileMark, offset, buffer, length, *bytesRead);
+      });
+}
+
+int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long long offset,
+                            const unsigned char* buffer, unsigned long length,
+                            unsigned long* bytesWritten, int* errorCode, char* errorText,
+                            int errorTextSize) {
+  if (volumeName == nullptr || buffer == nullptr || bytesWritten == nullptr) {
+    return 0;
+  }
+  return transferForCaller(
+      volumeName, errorCode, errorText, errorTextSize, [&](TqLibEmlFile& file) {
+        return file.WriteDataForDrive(fileMark, offset, buffer, length, *bytesWritten);
+      });
+}

@@ -1,0 +1,51 @@
+// A document in the hands of a catalogue object, for tests of the members that work on one.
+#pragma once
+
+#include <regex>
+#include <stdexcept>
+#include <string>
+
+#include "LibraryBuilder.h"
+#include "TempCatalogue.h"
+
+namespace tests {
+
+/// XML without what the writer chooses: declaration, namespaces, indentation, empty-element form.
+inline std::string compact(const std::string& xml) {
+  std::string text = std::regex_replace(xml, std::regex(R"(<\?xml[^>]*\?>|\s+xmlns="[^"]*")"), "");
+  text = std::regex_replace(text, std::regex(R"(>\s+<)"), "><");
+  text = std::regex_replace(text, std::regex(R"(^\s+|\s+$)"), "");
+  return std::regex_replace(text, std::regex(R"(<(\w+)([^<>]*)></\1>)"), "<$1$2/>");
+}
+
+class LoadedDocument {
+public:
+  explicit LoadedDocument(const std::string& xml) {
+    emulator.initXerces();
+    emulator.m_bInitialized = true;
+    emulator.m_sLibFile = catalogue.libraryFile("T");
+    writeFile(emulator.m_sLibFile, xml);
+    emulator.m_bLibLoaded = emulator.loadDocument();
+    if (!emulator.m_bLibLoaded) throw std::runtime_error("cannot load " + xml);
+  }
+
+  xercesc::DOMDocument*& document() { return emulator.m_pLibDoc; }
+  xercesc::DOMElement* root() { return document()->getDocumentElement(); }
+
+  /// The `index`-th element of this name below the root; null when there is none.
+  xercesc::DOMElement* at(const XMLCh* name, XMLSize_t index = 0) {
+    return dynamic_cast<xercesc::DOMElement*>(root()->getElementsByTagName(name)->item(index));
+  }
+
+  /// The document as it would be saved now.
+  std::string text() {
+    const std::string path = catalogue.path() / "now.xml";
+    emulator.saveDocument(root(), path);
+    return compact(readFile(path));
+  }
+
+  TempCatalogue catalogue;
+  TqLibEmulator emulator;
+};
+
+}  // namespace tests

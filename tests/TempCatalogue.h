@@ -1,0 +1,111 @@
+// A catalogue of its own for one test: folder, configuration and log, gone at its end.
+#pragma once
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+namespace tests {
+
+inline std::string readFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+/// A new folder under the system's temporary one, removed with all it holds.
+class TempFolder {
+public:
+  TempFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "tqtest-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot create " + name);
+    m_path = name;
+  }
+  ~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const std::filesystem::path& path() const { return m_path; }
+
+private:
+  std::filesystem::path m_path;
+};
+
+/// The log of the process. A log may open its file once for good, so all catalogues share this one
+/// and each reads what was written since its own beginning.
+inline const std::filesystem::path& processLog() {
+  static const TempFolder folder;
+  static const std::filesystem::path path = folder.path() / "tqlib.log";
+  return path;
+}
+
+class TempCatalogue {
+public:
+  TempCatalogue() : m_logStart(readFile(processLog()).size()) {
+    setenv("TQ_PLATFORM_CONFIG", (path() / "tqlib.ini").c_str(), 1);
+    setenv("TQ_PLATFORM_LOG", processLog().c_str(), 1);
+    std::filesystem::create_directory(catalogue());
+    config("MediaManager", "sVirtualLibXMLDirectory", path().string());
+  }
+  ~TempCatalogue() { unsetenv("TQ_PLATFORM_CONFIG"); }
+  TempCatalogue(const TempCatalogue&) = delete;
+  TempCatalogue& operator=(const TempCatalogue&) = delete;
+
+  const std::filesystem::path& path() const { return m_folder.path(); }
+
+  /// The catalogue directory, spelled as the library spells it: with "/" at its end.
+  std::string catalogue() const { return path().string() + "/LibEmulator/"; }
+  std::string libraryFile(const std::string& key) const {
+    return catalogue() + "Lib_" + key + ".xml";
+  }
+  std::string listFile() const { return catalogue() + "LibraryList.xml"; }
+
+  /// Sets one value of the configuration; an empty value removes it.
+  void config(const std::string& section, const std::string& key, const std::string& value) {
+    m_config[section][key] = value;
+    std::string text;
+    for (const auto& [name, values] : m_config) {
+      text += "[" + name + "]\n";
+      for (const auto& [k, v] : values)
+        if (!v.empty()) text += k + " = " + v + "\n";
+    }
+    // A store may tell a changed file by its time and size alone, so a new file replaces the old.
+    const auto file = path() / "tqlib.ini";
+    writeFile(path() / "tqlib.ini.new", text);
+    std::filesystem::rename(path() / "tqlib.ini.new", file);
+  }
+
+  /// What was logged since this catalogue began.
+  std::string log() const { return readFile(processLog()).substr(m_logStart); }
+  bool logged(const std::string& text) const { return log().find(text) != std::string::npos; }
+
+  /// Every file and folder in the catalogue directory, by name, with its bytes.
+  std::map<std::string, std::string> files() const {
+    std::map<std::string, std::string> all;
+    for (const auto& entry : std::filesystem::directory_iterator(catalogue()))
+      all[entry.path().filename().string()] =
+          entry.is_regular_file() ? readFile(entry.path()) : std::string();
+    return all;
+  }
+
+private:
+  TempFolder m_folder;
+  std::size_t m_logStart;
+  std::map<std::string, std::map<std::string, std::string>> m_config;
+};
+
+}  // namespace tests

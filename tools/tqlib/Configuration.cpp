@@ -1,0 +1,44 @@
+#include "Configuration.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "Errors.h"
+#include "TqLibEmlFile.h"
+
+namespace {
+
+constexpr char kVariable[] = "TQ_PLATFORM_CONFIG";
+constexpr char kSystemFile[] = "/etc/tqlib.ini";
+
+std::string chosenFile(const std::string& config) {
+  if (!config.empty()) return config;
+  const char* fromEnvironment = std::getenv(kVariable);
+  return fromEnvironment && *fromEnvironment ? fromEnvironment : kSystemFile;
+}
+
+}  // namespace
+
+void useConfiguration(const std::string& config) {
+  const std::string file = chosenFile(config);
+  // Without a configuration the library would quietly start a catalogue in the working directory.
+  if (access(file.c_str(), R_OK) != 0) {
+    const std::string reason = systemFailure(file, errno).what();
+    throw Failure("no configuration: " + reason + "; \"tqlib init DIR\" writes one");
+  }
+  setenv(kVariable, file.c_str(), 1);
+}
+
+bool libraryExists(const std::string& library) {
+  std::string directory;
+  if (TqLibEmlFile::GetTQLibEMLXMLDir(directory) == 0) {
+    throw Failure("the catalogue folder cannot be made: " + directory);
+  }
+  return TqLibEmlFile::IsFilePresent(directory + "Lib_" + library + ".xml");
+}
+
+void requireLibrary(const std::string& library) {
+  if (!libraryExists(library)) throw Failure("no such library: " + library);
+}

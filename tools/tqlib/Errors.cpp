@@ -1,0 +1,50 @@
+#include "Errors.h"
+
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// The library's transfers leave a code without a text, so the words are ours.
+const std::pair<int, const char*> kMeanings[] = {
+    {764, "the file cannot be opened"},
+    {767, "the write failed"},
+    {785, "the volume is now larger than nVirtualTapeSizeMB allows; what was written stays"},
+    {786, "the seek stopped short"},
+    {797, "the seek stopped short"},
+    {979, "the read failed"},
+    {993, "the volume name cannot be used"},
+    {40006, "the destination is occupied"},
+    {40018, "the source is empty"},
+    {50005, "a catalogue file cannot be parsed"},
+    {50007, "a catalogue file is missing or empty"},
+    {50008, "the catalogue file does not hold this one library"},
+    {50009, "there is no such element"},
+};
+
+std::string meaning(int code) {
+  for (const auto& [known, text] : kMeanings) {
+    if (known == code) return text;
+  }
+  return std::generic_category().message(code);
+}
+
+}  // namespace
+
+Failure systemFailure(const std::string& what, int code) {
+  return Failure(what + ": " + std::generic_category().message(code));
+}
+
+Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
+                       const std::string& otherwise) {
+  std::vector<char> buffer(16384);
+  error.getLastError(buffer.data(), static_cast<int>(buffer.size()));
+  const std::string text = buffer.data();
+  const int code = error.getErrorCode();
+
+  std::string reason;
+  if (code != 0) reason = "error " + std::to_string(code) + ", " + meaning(code);
+  if (!text.empty()) reason += (reason.empty() ? "" : ": ") + text;
+  return Failure(what + ": " + (reason.empty() ? otherwise : reason));
+}

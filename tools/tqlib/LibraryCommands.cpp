@@ -1,0 +1,229 @@
+// tqlib library: libraries come into being with their drives and slots.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <set>
+
+#include "Commands.h"
+#include "Configuration.h"
+#include "ElementName.h"
+#include "Errors.h"
+#include "Output.h"
+#include "Text.h"
+
+namespace {
+
+constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
+constexpr int kMediumChanger = 8;
+
+struct Range {
+  const char* name;
+  int type;
+  int count = 0;
+  int base = 0;
+};
+
+struct Options {
+  SCSIUnitFields library;
+  std::string driveVendor;
+  std::string driveModel;
+  std::vector<std::string> driveSerials;
+  Range drives{"drives", LIB_ELEM_DRIVE, 0, 500};
+  Range slots{"slots", LIB_ELEM_SLOT, 0, 1000};
+  Range mailSlots{"mail slots", LIB_ELEM_MAIL_SLOT, 0, 10};
+};
+
+std::int64_t endOf(const Range& range) { return std::int64_t{range.base} + range.count; }
+
+void checkRanges(const Options& options) {
+  const Range* ranges[] = {&options.drives, &options.slots, &options.mailSlots};
+  for (const Range* one : ranges) {
+    if (endOf(*one) > std::numeric_limits<int>::max()) {
+      throw UsageError(std::string("the addresses of the ") + one->name + " are too large");
+    }
+    for (const Range* other : ranges) {
+      if (one == other || one->count == 0 || other->count == 0) continue;
+      if (one->base <= other->base && other->base < endOf(*one)) {
+        throw UsageError(std::string("the addresses of the ") + one->name + " and the " +
+                         other->name + " overlap");
+      }
+    }
+  }
+}
+
+// Drives are found by serial number without regard to case, so two that differ in case are one.
+std::string folded(std::string serial) {
+  std::transform(serial.begin(), serial.end(), serial.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return serial;
+}
+
+void completeDriveSerials(Options& options) {
+  auto& serials = options.driveSerials;
+  if (serials.empty()) {
+    for (int number = 1; number <= options.drives.count; ++number) {
+      serials.push_back(options.library.SerialNumber + "D" + std::to_string(number));
+    }
+  }
+  if (options.drives.count == 0) options.drives.count = static_cast<int>(serials.size());
+  if (serials.size() != static_cast<std::size_t>(options.drives.count)) {
+    throw UsageError("give --drive-serial once for each drive, or not at all");
+  }
+  std::set<std::string> seen;
+  for (const std::string& serial : serials) {
+    if (serial.find('|') != std::string::npos) {
+      throw UsageError("a drive's serial number cannot hold \"|\": " + serial);
+    }
+    if (!seen.insert(folded(serial)).second) {
+      throw UsageError("two drives have one serial number: " + serial);
+    }
+  }
+}
+
+SCSIUnitNoMap libraryRecord(const Options& options) {
+  SCSIUnit record;
+  static_cast<SCSIUnitFields&>(record) = options.library;
+  record.ScsiDeviceType = kMediumChanger;
+  record.DriveCount = options.drives.count;
+  record.DriveBaseAddress = options.drives.base;
+  record.SlotCount = options.slots.count;
+  record.SlotBaseAddress = options.slots.base;
+  record.IEPortCount = options.mailSlots.count;
+  record.IEPortBaseAddress = options.mailSlots.base;
+  int number = 0;
+  for (const std::string& serial : options.driveSerials) {
+    record.DriveIdentifierMap[++number] = serial;
+  }
+  return SCSIUnitNoMap(record);
+}
+
+SCSIUnitNoMap driveRecord(const Options& options, int index) {
+  SCSIUnit record;
+  record.MAName = options.library.MAName;
+  record.Manufacturer = options.driveVendor;
+  record.Model = options.driveModel;
+  record.SerialNumber = options.driveSerials[static_cast<std::size_t>(index)];
+  record.ScsiDeviceType = kSequentialAccess;
+  record.ScsiPort = options.library.ScsiPort;
+  record.Bus = options.library.Bus;
+  record.DriveBaseAddress = options.drives.base + index;
+  return SCSIUnitNoMap(record);
+}
+
+void addExpected(std::set<std::string>& names, const Range& range) {
+  LibElement element;
+  element.elementType = range.type;
+  for (int index = 0; index < range.count; ++index) {
+    element.elementAddress = range.base + index;
+    names.insert(elementName(element));
+  }
+}
+
+// A batch can succeed without anything having come to exist, so the catalogue itself is asked.
+void verify(TqLibEmulator& emulator, const Options& options) {
+  const std::string& serial = options.library.SerialNumber;
+  if (!libraryExists(serial)) throw Failure("library " + serial + " was not saved; see the log");
+  std::vector<LibElement> elements;
+  if (!emulator.GetVirtualLibraryElements(serial, elements)) {
+    throw libraryFailure("library " + serial + " cannot be read back", emulator, "see the log");
+  }
+  std::set<std::string> missing;
+  for (const Range* range : {&options.drives, &options.slots, &options.mailSlots}) {
+    addExpected(missing, *range);
+  }
+  for (const LibElement& element : elements) missing.erase(elementName(element));
+  if (!missing.empty()) {
+    throw Failure("library " + serial + " lacks " + std::to_string(missing.size()) +
+                  " of its elements, the first " + *missing.begin());
+  }
+}
+
+void registerLibrary(TqLibEmulator& emulator, const Options& options) {
+  const std::string what = "library " + options.library.SerialNumber + " cannot be created";
+  std::vector<SCSIUnitNoMap> batch{libraryRecord(options)};
+  for (int index = 0; index < options.drives.count; ++index) {
+    batch.push_back(driveRecord(options, index));
+  }
+  bool registered = false;
+  try {
+    registered = emulator.UpdateVirtualDevice(batch, options.library.SerialNumber);
+  } catch (const std::exception& error) {
+    throw Failure(what + ": " + error.what());
+  }
+  if (!registered) throw libraryFailure(what, emulator, "refused; see the log");
+}
+
+void createLibrary(Options& options, const Session& session) {
+  completeDriveSerials(options);
+  checkRanges(options);
+  useConfiguration(session.config);
+  const std::string& serial = options.library.SerialNumber;
+  if (libraryExists(serial)) throw Failure("library " + serial + " exists already");
+
+  TqLibEmulator emulator;
+  registerLibrary(emulator, options);
+  verify(emulator, options);
+  printResult(session.json,
+              {{"library", serial},
+               {"drives", options.drives.count},
+               {"slots", options.slots.count},
+               {"mailSlots", options.mailSlots.count},
+               {"driveSerials", options.driveSerials}},
+              "library " + serial + " created: " + std::to_string(options.drives.count) +
+                  " drives, " + std::to_string(options.slots.count) + " slots, " +
+                  std::to_string(options.mailSlots.count) + " mail slots");
+}
+
+void addRange(CLI::App& command, const std::string& option, const std::string& baseOption,
+              Range& range) {
+  const std::string name = range.name;
+  command.add_option(option, range.count, "Number of " + name)
+      ->check(CLI::Range(std::numeric_limits<int>::max()));
+  command.add_option(baseOption, range.base, "First address of the " + name)
+      ->check(CLI::Range(std::numeric_limits<int>::max()))
+      ->capture_default_str();
+}
+
+void addIdentity(CLI::App& command, Options& options) {
+  SCSIUnitFields& library = options.library;
+  const auto addText = [&command](const char* name, std::string& value, const char* help) {
+    return command.add_option(name, value, help)->check(catalogueText());
+  };
+  command
+      .add_option("SERIAL", library.SerialNumber, "Serial number; names the library from now on")
+      ->required()
+      ->check(nameText());
+  addText("--host", library.MAName, "The host that sees the library")->required();
+  addText("--vendor", library.Manufacturer, "The library's manufacturer");
+  addText("--model", library.Model, "The library's model");
+  addText("--firmware", library.FirmwareRevision, "The library's firmware revision");
+  addText("--path", library.AccessPath, "The library's device path on the host");
+  addText("--port", library.ScsiPort, "SCSI port of library and drives");
+  command.add_option("--bus", library.Bus, "SCSI bus of library and drives");
+  command.add_option("--target", library.Target, "The library's SCSI target");
+  command.add_option("--lun", library.Lun, "The library's logical unit");
+  addText("--drive-vendor", options.driveVendor, "The drives' manufacturer");
+  addText("--drive-model", options.driveModel, "The drives' model");
+  command
+      .add_option("--drive-serial", options.driveSerials,
+                  "Serial number of the next drive (else SERIAL with D1, D2, ...)")
+      ->check(catalogueText())
+      ->allow_extra_args(false);
+}
+
+}  // namespace
+
+void addLibraryCommands(CLI::App& app, Session& session) {
+  CLI::App* group = app.add_subcommand("library", "Libraries")->require_subcommand(1);
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("create", "Create a library with drives and slots");
+  addIdentity(*command, *options);
+  addRange(*command, "--drives", "--drive-base", options->drives);
+  addRange(*command, "--slots", "--slot-base", options->slots);
+  addRange(*command, "--mail-slots", "--mail-base", options->mailSlots);
+  command->callback([options, &session] {
+    session.action = [options, &session] { createLibrary(*options, session); };
+  });
+}

@@ -1,0 +1,24 @@
+// What the commands print: sentences and tables for people, JSON for programs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "TqLibEmulator.h"
+
+using Json = nlohmann::ordered_json;
+
+/// Prints `sentence`, or `values` as one JSON object when `json` is true.
+/// Throws Failure when standard output cannot take it.
+void printResult(bool json, const Json& values, const std::string& sentence);
+
+/// The same on standard error, for a command whose data goes to standard output.
+void printResultBesideData(bool json, const Json& values, const std::string& sentence);
+
+/// Prints the elements of a library as a table, or as JSON.
+void printElements(bool json, const std::string& library, const std::vector<LibElement>& elements);
+
+/// "1234 bytes in 0.5 s (2.5 MB/s)"; a megabyte is 1,000,000 bytes.
+std::string transferText(unsigned long long bytes, double seconds);

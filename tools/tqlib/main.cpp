@@ -1,0 +1,51 @@
+// tqlib: the operator's tool for virtual tape libraries and their volumes.
+//
+// Exit codes: 0 done, 1 refused or failed, 2 wrong usage.
+#include <iostream>
+
+#include "Commands.h"
+#include "Errors.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+void declare(CLI::App& app, Session& session) {
+  app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
+  app.fallthrough();  // so that --json and --config may also stand after the command
+  app.add_flag("--json", session.json, "Print JSON");
+  app.add_option("--config", session.config,
+                 "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
+  app.footer("Exit codes: 0 done, 1 refused or failed, 2 wrong usage.");
+  app.require_subcommand(1);
+  addInitCommand(app, session);
+  addLibraryCommands(app, session);
+  addElementCommands(app, session);
+  addVolumeCommands(app, session);
+}
+
+int complain(const std::exception& error, int exitCode) {
+  std::cerr << "tqlib: " << error.what() << std::endl;
+  return exitCode;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Virtual tape libraries: catalogue and volumes", "tqlib");
+  Session session;
+  try {
+    declare(app, session);
+    app.parse(argc, argv);
+    session.action();
+    return kDone;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kDone : kWrongUsage;
+  } catch (const UsageError& error) {
+    return complain(error, kWrongUsage);
+  } catch (const std::exception& error) {
+    return complain(error, kFailed);
+  }
+}
