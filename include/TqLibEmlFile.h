@@ -99,8 +99,8 @@ public:
   /// written range stay. A transfer must stay below 2 GiB.
   ///
   /// The result is that of the measuring: true also when the write failed (code 767, `bytesWritten`
-  /// 0) or the seek did (797 or its own error, `bytesWritten` unchanged), so judge a transfer by its
-  /// count and the code. Returns false with code 993, 764 (cannot be opened), or 785 when the
+  /// 0) or the seek did (797 or its own error, `bytesWritten` unchanged), so judge a transfer by
+  /// its count and the code. Returns false with code 993, 764 (cannot be opened), or 785 when the
   /// volume is now larger than "nVirtualTapeSizeMB" MiB (4 GiB when not set); what was written
   /// stays on disk then. When it returns, the data is with the operating system, not forced to
   /// the disk.

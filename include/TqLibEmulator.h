@@ -203,8 +203,8 @@ public:
   /// A library (ScsiDeviceType 8) is kept under its serial number: when it has no file, the file is
   /// made with all its slots and entered in the list; otherwise its values, its unit for the host
   /// MAName and the addresses of the drives in the record's map are updated. A drive is added to or
-  /// updated in the library `libraryName`, whose file must exist; with `libraryName` empty, directly
-  /// under the root of the file of the key "Library1", which must exist too.
+  /// updated in the library `libraryName`, whose file must exist; with `libraryName` empty,
+  /// directly under the root of the file of the key "Library1", which must exist too.
   ///
   /// Returns true also when the update of an existing library or drive failed, for instance because
   /// its file holds two libraries: the file is then unchanged. Returns false when the file's path
@@ -231,8 +231,7 @@ public:
   ///
   /// Returns false, with text, when the file cannot be loaded, has no root (50007), does not hold
   /// exactly one library, or holds another one (50008). What was appended before stays.
-  bool GetVirtualLibraryElements(const std::string& libraryName,
-                                 std::vector<LibElement>& elements);
+  bool GetVirtualLibraryElements(const std::string& libraryName, std::vector<LibElement>& elements);
 
   /// Sets one element: occupancy and barcode of the element of this type and address. A slot or
   /// shelf that does not exist is created; with `remove` true, it is deleted, and one that does not
@@ -326,8 +325,8 @@ private:
                                      const std::string& maName);
   bool readMatchingUnits(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
                          bool isLibrary);
-  bool extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName,
-                                SCSIUnit& unit, bool isLibrary);
+  bool extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
+                                bool isLibrary);
   void clearSCSIUnit(SCSIUnit& unit);
   bool isDeviceALibrary(const SCSIUnit& unit);
 

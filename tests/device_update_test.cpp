@@ -8,6 +8,8 @@
 namespace tests {
 namespace {
 
+using Batch = std::vector<SCSIUnitNoMap>;
+
 const char* const kTwoLibraries = R"(<Devices><Library Name="Lib_A"/><Library/></Devices>)";
 
 bool update(const SCSIUnit& device, const std::string& library) {
@@ -43,7 +45,7 @@ TEST(DeviceUpdate, ASingleRecordCreatesALibraryAndListsIt) {
 TEST(DeviceUpdate, ABatchCreatesALibraryWithAddressedDrives) {
   TempCatalogue catalogue;
   const LibraryBuilder builder = LibraryBuilder("A").slots(1000, 1).drives(500, 2);
-  std::vector<SCSIUnitNoMap> batch = builder.batch();
+  Batch batch = builder.batch();
   batch.push_back(builder.drive(3));  // not in the map
   TqLibEmulator emulator;
   ASSERT_TRUE(emulator.UpdateVirtualDevice(batch, "A"));
@@ -52,7 +54,7 @@ TEST(DeviceUpdate, ABatchCreatesALibraryWithAddressedDrives) {
   EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A")));
 
   // For a library that is there, a batch may begin with a drive or hold drives only.
-  ASSERT_TRUE(emulator.UpdateVirtualDevice({builder.drive(4)}, "A"));
+  ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(4)}, "A"));
   batch = {builder.drive(5), LibraryBuilder(builder).drives(600, 3).library()};
   ASSERT_TRUE(emulator.UpdateVirtualDevice(batch, "A"));
   EXPECT_EQ(elements("A"), (std::vector<std::string>{"4@600", "4@601", "4@602", "4@-999999",
@@ -65,11 +67,11 @@ TEST(DeviceUpdate, ABatchWithoutALibraryNameHandlesItsLastLibraryOnly) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;
   const LibraryBuilder builder = LibraryBuilder("B").drives(500, 1);
-  EXPECT_TRUE(emulator.UpdateVirtualDevice({builder.drive(1)}, ""));
-  EXPECT_TRUE(emulator.UpdateVirtualDevice(std::vector<SCSIUnitNoMap>(), ""));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1)}, ""));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch(), ""));
   EXPECT_TRUE(catalogue.files().empty());
   const SCSIUnitNoMap first = LibraryBuilder("A").library();
-  EXPECT_TRUE(emulator.UpdateVirtualDevice({first, builder.library(), builder.drive(1)}, ""));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{first, builder.library(), builder.drive(1)}, ""));
   EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("B")));
   EXPECT_EQ(elements("B"), std::vector<std::string>());
 }
@@ -109,8 +111,8 @@ TEST(DeviceUpdate, ABatchForANewLibraryThatBeginsWithADriveSavesNothing) {
   TempCatalogue catalogue;
   const LibraryBuilder builder = LibraryBuilder("A").drives(500, 1);
   TqLibEmulator emulator;
-  EXPECT_TRUE(emulator.UpdateVirtualDevice({builder.drive(1)}, "A"));
-  EXPECT_TRUE(emulator.UpdateVirtualDevice({builder.drive(1), builder.library()}, "A"));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1)}, "A"));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1), builder.library()}, "A"));
   EXPECT_TRUE(catalogue.files().empty());
 
   // What such a batch left behind must not reach the next operations of the object.

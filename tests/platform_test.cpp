@@ -53,8 +53,9 @@ TEST_F(Configuration, TakesNamesAndValuesAsTheyStand) {
 }
 
 TEST_F(Configuration, ReadsOnlyUnsignedDecimalNumbers) {
-  write("[Base]\nzero=0\nmost=18446744073709551615\nover=18446744073709551616\nminus=-1\n"
-        "plus=+1\nhex=0x10\nunit=5 MB\nempty=\n");
+  write(
+      "[Base]\nzero=0\nmost=18446744073709551615\nover=18446744073709551616\nminus=-1\n"
+      "plus=+1\nhex=0x10\nunit=5 MB\nempty=\n");
   TQPlatformInfo info;
   EXPECT_EQ(number(info, "zero"), "0");
   EXPECT_EQ(number(info, "most"), "18446744073709551615");
@@ -94,11 +95,9 @@ TEST_F(Configuration, AFileThatCannotBeUsedIsLoggedAndConfiguresNothing) {
   EXPECT_TRUE(catalogue.logged("Failed to read " + file + ", error: Is a directory"));
 }
 
-TEST(Log, KeepsEachErrorOnOneLineAndLeavesErrnoAlone) {
+TEST(Log, KeepsEachErrorOnOneLine) {
   const TempCatalogue catalogue;
-  errno = 5;
   EvDebug::Error(debugHandler, "here", "%s {} %d", "D:\\a\nb\x01\xc3\xa4", 42);
-  EXPECT_EQ(errno, 5);
   EvDebug::Error(debugHandler, "there", "%s", std::string(20000, 'x').c_str());
   EXPECT_TRUE(catalogue.logged(" [error] [here] D:\\a\\nb\\x01\xc3\xa4 {} 42\n"));
   EXPECT_TRUE(catalogue.logged("[there] " + std::string(20000, 'x') + "\n"));
@@ -106,13 +105,15 @@ TEST(Log, KeepsEachErrorOnOneLineAndLeavesErrnoAlone) {
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
 }
 
-TEST(Log, GoesToStandardErrorWhenItsFileCannotBeWritten) {
+TEST(Log, GoesToStandardErrorWhenItsFileCannotBeWrittenAndLeavesErrnoAlone) {
   const TempCatalogue catalogue;
   const std::string missing = (catalogue.path() / "missing" / "log").string();
   for (const char* const path : {missing.c_str(), "/dev/full", ""}) {
     setenv("TQ_PLATFORM_LOG", path, 1);
     testing::internal::CaptureStderr();
+    errno = EDOM;
     EvDebug::Error(debugHandler, "origin", "text");
+    EXPECT_EQ(errno, EDOM);
     const std::string line = testing::internal::GetCapturedStderr();
     EXPECT_NE(line.find("[error] [origin] text\n"), std::string::npos) << path;
   }
@@ -154,7 +155,8 @@ std::set<std::string> listed(const fs::path& folder, const char* pattern, bool a
 
 TEST(DirectoryListing, YieldsWhatThePatternAndTheKindAdmit) {
   const tests::TempFolder folder;
-  for (const char* const name : {"00000000", "00000001", "ABC"}) writeFile(folder.path() / name, "");
+  for (const char* const name : {"00000000", "00000001", "ABC"})
+    writeFile(folder.path() / name, "");
   EXPECT_FALSE(CNuDirectory::Create((folder.path() / "A").c_str(), false).IsError());
   using Names = std::set<std::string>;
   EXPECT_EQ(listed(folder.path(), "*", true), (Names{"00000000", "00000001", "A", "ABC"}));

@@ -68,8 +68,7 @@ TEST(FlattenedMap, TooFewFieldsGiveWhatReadingOneByOneGives) {
 }
 
 TEST(FlattenedMap, ACountFarBeyondTheTextCostsNoMoreThanTheText) {
-  EXPECT_EQ(parsed("Map|2147483647|1|A|EOM"),
-            (Drives{{0, "Map"}, {1, "A"}, {2147483647, "1"}}));
+  EXPECT_EQ(parsed("Map|2147483647|1|A|EOM"), (Drives{{0, "Map"}, {1, "A"}, {2147483647, "1"}}));
   std::string text = "Map|2147483647";
   for (int number = 0; number <= 100000; ++number) text += "|" + std::to_string(number);
   // An odd number of fields: in its second round the walk takes each value for a number.

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -23,17 +24,13 @@ std::string formatText(const char* format, std::va_list arguments)
     __attribute__((format(printf, 1, 0)));
 
 std::string formatText(const char* format, std::va_list arguments) {
-  std::va_list measured;
-  va_copy(measured, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
-  va_end(measured);
+  char* text = nullptr;
+  const int length = ::vasprintf(&text, format, arguments);
   if (length < 0) {
     return format;  // better a text without its values than none
   }
-  std::string text(static_cast<std::size_t>(length) + 1, '\0');
-  std::vsnprintf(text.data(), text.size(), format, arguments);
-  text.pop_back();
-  return text;
+  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+  return {text, static_cast<std::size_t>(length)};
 }
 
 /// `text` on one line: names in it may hold anything, and a reader takes each line for an error.
@@ -68,7 +65,7 @@ void writeError(const std::string& origin, const std::string& text) {
   const std::scoped_lock lock(oneAtATime);
   if (const char* const path = std::getenv("TQ_PLATFORM_LOG"); path != nullptr && *path != '\0') {
     std::ofstream file(path, std::ios::app);
-    if (file && writeLine(file, origin, text)) {
+    if (writeLine(file, origin, text)) {
       return;
     }
   }

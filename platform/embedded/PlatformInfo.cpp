@@ -115,7 +115,6 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     }
     boost::property_tree::read_ini(stream, store->sections);
   } catch (const boost::property_tree::ini_parser_error& error) {
-    store->sections.clear();
     store->fault = "Failed to parse " + file + ", line " + std::to_string(error.line()) +
                    ", error: " + error.message();
   }

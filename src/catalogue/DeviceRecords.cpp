@@ -88,8 +88,8 @@ const XMLCh* deviceName(bool isLibrary) {
 
 /// An empty name stands for any host.
 bool isUnitOf(const xercesc::DOMElement& unit, const XmlString& maName) {
-  return maName.empty() || xercesc::XMLString::compareIString(unit.getAttribute(names::maName),
-                                                              maName.c_str()) == 0;
+  return maName.empty() ||
+         xercesc::XMLString::compareIString(unit.getAttribute(names::maName), maName.c_str()) == 0;
 }
 
 }  // namespace
@@ -135,8 +135,7 @@ bool TqLibEmulator::extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit
   if (node == nullptr) {
     return false;
   }
-  unit.MAName =
-      MyTranscode(static_cast<xercesc::DOMElement*>(node)->getAttribute(names::maName));
+  unit.MAName = MyTranscode(static_cast<xercesc::DOMElement*>(node)->getAttribute(names::maName));
   return readFields(node, kUnit, unit);
 }
 
@@ -161,8 +160,8 @@ bool TqLibEmulator::addDeviceScsiDevice(xercesc::DOMDocument* doc, xercesc::DOME
   return addFields(doc, element, kDevice, unit);
 }
 
-bool TqLibEmulator::updateDeviceScsiDevice(xercesc::DOMDocument*& doc,
-                                           xercesc::DOMElement* element, const SCSIUnit& unit) {
+bool TqLibEmulator::updateDeviceScsiDevice(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
+                                           const SCSIUnit& unit) {
   return updateFields(doc, element, kUpdatedDevice, unit);
 }
 
@@ -217,7 +216,8 @@ bool TqLibEmulator::extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std
   if (device == nullptr || !readMatchingUnits(device, maName, unit, isLibrary)) {
     return false;
   }
-  if (!isLibrary && !extractValuesFromChildNode(device, names::baseAddress, unit.DriveBaseAddress)) {
+  if (!isLibrary &&
+      !extractValuesFromChildNode(device, names::baseAddress, unit.DriveBaseAddress)) {
     report(kReaderOrigin, "Element address not found for drive");
     m_nErrorCode = codes::driveAddressMissing;
     return false;

@@ -158,8 +158,7 @@ bool TqLibEmulator::registerDevice(const SCSIUnit& device, const std::string& li
   if (libraryName.empty()) {
     return false;
   }
-  const bool isUpdated =
-      drives.read(m_pLibDoc, false) && updateDriveIn(drives, m_pLibDoc, device);
+  const bool isUpdated = drives.read(m_pLibDoc, false) && updateDriveIn(drives, m_pLibDoc, device);
   m_bLibModified = isUpdated || m_bLibModified;
   return true;
 }

@@ -14,8 +14,7 @@ constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
 
 /// The single library of a document, or null.
 xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {
-  return doc == nullptr ? nullptr
-                        : Descendants(doc->getDocumentElement(), names::library).single();
+  return doc == nullptr ? nullptr : Descendants(doc->getDocumentElement(), names::library).single();
 }
 
 xercesc::DOMElement* rootOf(const xercesc::DOMDocument* doc) {
@@ -36,15 +35,13 @@ void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const LibElement& element, bool remove) {
   OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
-  return cycle.onLibrary(libraryName, [&] {
-    return SetVirtualLibraryElementNoLock(libraryName, element, remove);
-  });
+  return cycle.onLibrary(
+      libraryName, [&] { return SetVirtualLibraryElementNoLock(libraryName, element, remove); });
 }
 
 // A call that succeeds always rewrites the file, also when no record changed anything.
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
-                                             const std::vector<LibElement>& elements,
-                                             bool remove) {
+                                             const std::vector<LibElement>& elements, bool remove) {
   OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
   return cycle.onLibrary(libraryName, [&] {
     const bool isDone =
@@ -130,8 +127,7 @@ bool TqLibEmulator::findInVector(ElementIndex& index, const LibElement& element,
     return true;
   }
   found = nullptr;
-  return type != LIB_ELEM_DRIVE ||
-         findDriveElem(index.root(), type, element.elementAddress, found);
+  return type != LIB_ELEM_DRIVE || findDriveElem(index.root(), type, element.elementAddress, found);
 }
 
 // The maps are not told of new elements: two records for the same new address in one call make two
@@ -224,8 +220,7 @@ bool TqLibEmulator::removeSlot(xercesc::DOMDocument*& doc, const LibElement& ele
 bool TqLibEmulator::updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element) {
   xercesc::DOMElement* root = rootOf(doc);
   xercesc::DOMNode* found = nullptr;
-  if (root == nullptr ||
-      !findShelfElem(root, element.elementType, element.elementAddress, found)) {
+  if (root == nullptr || !findShelfElem(root, element.elementType, element.elementAddress, found)) {
     return false;
   }
   if (found != nullptr) {
@@ -242,8 +237,7 @@ bool TqLibEmulator::updateShelfElement(xercesc::DOMDocument*& doc, const LibElem
 bool TqLibEmulator::removeShelf(xercesc::DOMDocument*& doc, const LibElement& element) {
   xercesc::DOMElement* root = rootOf(doc);
   xercesc::DOMNode* found = nullptr;
-  if (root == nullptr ||
-      !findShelfElem(root, element.elementType, element.elementAddress, found)) {
+  if (root == nullptr || !findShelfElem(root, element.elementType, element.elementAddress, found)) {
     return false;
   }
   if (found != nullptr) {

@@ -28,8 +28,8 @@ std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
 
 /// Callers are not told of a failed save, so the log has to.
 void logFailedSave(const std::string& path, const std::string& reason) {
-  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument", "Failed to save document %s, error: %s",
-                 path.c_str(), reason.c_str());
+  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument",
+                 "Failed to save document %s, error: %s", path.c_str(), reason.c_str());
 }
 
 }  // namespace

@@ -27,8 +27,7 @@ bool TqLibEmulator::createNewLibList(xercesc::DOMDocument*& doc, const std::stri
 bool TqLibEmulator::addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
                                      const std::string& libId) {
   const XmlString id = toXml(libId);
-  xercesc::DOMElement* entry =
-      newDOMElementWithValue(doc, names::library, toXml(libFile).c_str());
+  xercesc::DOMElement* entry = newDOMElementWithValue(doc, names::library, toXml(libFile).c_str());
   if (entry == nullptr) {
     return false;
   }

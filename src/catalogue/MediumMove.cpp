@@ -31,8 +31,7 @@ bool TqLibEmulator::MoveVirtualLibraryElement(const std::string& libraryName, in
   const MoveEnd source{"Source", sourceType, sourceAddress};
   const MoveEnd destination{"Destination", destinationType, destinationAddress};
   OperationCycle cycle(*this, {kOrigin, Exceptions::Reported});
-  return cycle.onLibrary(libraryName,
-                         [&] { return moveMedium(libraryName, source, destination); });
+  return cycle.onLibrary(libraryName, [&] { return moveMedium(libraryName, source, destination); });
 }
 
 bool TqLibEmulator::moveMedium(const std::string& libraryName, const MoveEnd& source,
@@ -40,8 +39,7 @@ bool TqLibEmulator::moveMedium(const std::string& libraryName, const MoveEnd& so
   if (m_pLibDoc->getDocumentElement() == nullptr) {
     return false;
   }
-  const bool staysOnShelves =
-      source.type == LIB_ELEM_SHELF && destination.type == LIB_ELEM_SHELF;
+  const bool staysOnShelves = source.type == LIB_ELEM_SHELF && destination.type == LIB_ELEM_SHELF;
   if (!staysOnShelves && !checkLibraryForMove(libraryName)) {
     m_nErrorCode = codes::libraryNode;
     return false;
@@ -119,8 +117,7 @@ bool TqLibEmulator::readBarCode(xercesc::DOMNode* node, const char* role, std::s
   if (extractValuesFromChildNode(node, names::barCode, barCode)) {
     return true;
   }
-  setErrorText("Failed to read value for %s Element %s", role,
-               MyTranscode(names::barCode).c_str());
+  setErrorText("Failed to read value for %s Element %s", role, MyTranscode(names::barCode).c_str());
   return false;
 }
 

@@ -16,9 +16,9 @@ enum class Exceptions {
 
 /// Where the operations differ.
 struct CycleTerms {
-  const char* origin;                 ///< the operation's name in the log
-  Exceptions exceptions;              ///< what becomes of them
-  bool reportsFailedLoad = false;     ///< a message of its own when the file cannot be loaded
+  const char* origin;              ///< the operation's name in the log
+  Exceptions exceptions;           ///< what becomes of them
+  bool reportsFailedLoad = false;  ///< a message of its own when the file cannot be loaded
 };
 
 class OperationCycle {

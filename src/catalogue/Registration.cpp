@@ -184,8 +184,7 @@ bool TqLibEmulator::addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc,
 
 bool TqLibEmulator::updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc,
                                   const SCSIUnit& record) {
-  xercesc::DOMElement* drive =
-      drives.find(toXml(names::drivePrefix + record.SerialNumber).c_str());
+  xercesc::DOMElement* drive = drives.find(toXml(names::drivePrefix + record.SerialNumber).c_str());
   if (drive == nullptr) {
     return addDriveTo(drives, doc, record);
   }

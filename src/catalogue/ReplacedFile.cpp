@@ -120,7 +120,8 @@ bool ReplacedFile::commit() {
 }
 
 bool ReplacedFile::overwrite() {
-  const FileDescriptor file(::open(m_target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+  const FileDescriptor file(
+      ::open(m_target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
   if (!file || !writeAll(file.get(), m_inPlace) || ::fsync(file.get()) != 0) {
     return fail("cannot write the file", errno);
   }

@@ -70,8 +70,7 @@ bool ensureFolder(const std::string& folder, const char* origin) {
   if (error.GetErrorCode() == EEXIST && isFolder(folder)) {
     return true;
   }
-  const std::string text =
-      "Failed to create directory " + folder + ", error: " + error.AsString();
+  const std::string text = "Failed to create directory " + folder + ", error: " + error.AsString();
   EvDebug::Error(debugHandler, origin, "%s", text.c_str());
   return false;
 }

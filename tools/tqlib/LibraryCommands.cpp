@@ -35,7 +35,9 @@ struct Options {
   Range mailSlots{"mail slots", LIB_ELEM_MAIL_SLOT, 0, 10};
 };
 
-std::int64_t endOf(const Range& range) { return std::int64_t{range.base} + range.count; }
+std::int64_t endOf(const Range& range) {
+  return std::int64_t{range.base} + range.count;
+}
 
 void checkRanges(const Options& options) {
   const Range* ranges[] = {&options.drives, &options.slots, &options.mailSlots};

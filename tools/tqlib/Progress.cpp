@@ -20,11 +20,13 @@ std::string bar(double fraction) {
 }  // namespace
 
 Progress::Progress(std::optional<unsigned long long> total)
-    : m_total(total), m_visible(isatty(STDERR_FILENO) == 1), m_start(Clock::now()),
+    : m_total(total),
+      m_visible(isatty(STDERR_FILENO) == 1),
+      m_start(Clock::now()),
       m_nextDraw(m_start + kRedraw) {}
 
 Progress::~Progress() {
-  if (m_visible) std::fputs("\r\033[K", stderr);
+  finish();
 }
 
 void Progress::advance(unsigned long long bytes) {
@@ -32,6 +34,12 @@ void Progress::advance(unsigned long long bytes) {
   if (!m_visible || Clock::now() < m_nextDraw) return;
   draw();
   m_nextDraw = Clock::now() + kRedraw;
+}
+
+double Progress::finish() {
+  if (m_visible) std::fputs("\r\033[K", stderr);
+  m_visible = false;
+  return seconds();
 }
 
 double Progress::seconds() const {

@@ -8,21 +8,22 @@ class Progress {
 public:
   /// `total` in bytes; nothing when it is not known beforehand.
   explicit Progress(std::optional<unsigned long long> total);
-  /// Takes the bar off the terminal.
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
   void advance(unsigned long long bytes);
-  double seconds() const;
+  /// Takes the bar off the terminal and returns the seconds since the start.
+  double finish();
 
 private:
   using Clock = std::chrono::steady_clock;
 
+  double seconds() const;
   void draw() const;
 
   const std::optional<unsigned long long> m_total;
-  const bool m_visible;
+  bool m_visible;
   const Clock::time_point m_start;
   Clock::time_point m_nextDraw;
   unsigned long long m_done = 0;

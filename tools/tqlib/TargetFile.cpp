@@ -15,7 +15,9 @@ Descriptor::~Descriptor() {
   if (m_descriptor > STDERR_FILENO) close(m_descriptor);
 }
 
-bool isStandardStream(const std::string& file) { return file.empty() || file == "-"; }
+bool isStandardStream(const std::string& file) {
+  return file.empty() || file == "-";
+}
 
 int openForReading(const std::string& file) {
   if (isStandardStream(file)) return STDIN_FILENO;

@@ -42,6 +42,10 @@ std::string complaintAboutName(const std::string& name) {
 
 }  // namespace
 
-CLI::Validator catalogueText() { return {complaintAboutText, "", "catalogue text"}; }
+CLI::Validator catalogueText() {
+  return {complaintAboutText, "", "catalogue text"};
+}
 
-CLI::Validator nameText() { return {complaintAboutName, "", "name"}; }
+CLI::Validator nameText() {
+  return {complaintAboutName, "", "name"};
+}

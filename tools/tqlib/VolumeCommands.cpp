@@ -76,7 +76,7 @@ void writeVolume(const Options& options, const Session& session) {
 
   Progress progress(sizeOf(input.get()));
   const auto bytes = writeMark(volume, options.mark, input.get(), options.blockSize, progress);
-  const double seconds = progress.seconds();
+  const double seconds = progress.finish();
   printResult(session.json, transferJson(options, bytes, seconds),
               transferSentence(options, "wrote", bytes, seconds));
 }
@@ -96,7 +96,7 @@ void readVolume(const Options& options, const Session& session) {
   Progress progress(fs::file_size(path));
   const auto bytes = readMark(volume, options.mark, target, options.blockSize, progress);
   target.commit();
-  const double seconds = progress.seconds();
+  const double seconds = progress.finish();
   const auto print = isStandardStream(options.file) ? printResultBesideData : printResult;
   print(session.json, transferJson(options, bytes, seconds),
         transferSentence(options, "read", bytes, seconds));
