@@ -2,7 +2,6 @@
 // in one XML file for each library.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -218,9 +217,10 @@ public:
   /// is updated once more, which gives the drives in its map their addresses. With `libraryName`
   /// empty, the last library of the batch is handled as a single record and drives are ignored.
   ///
-  /// Returns true also when single updates failed, and when a new library did not come to exist
-  /// because the first record was a drive; nothing is saved then. Returns false when a path cannot
-  /// be had, the file cannot be loaded, or the library cannot be built; nothing is saved then.
+  /// Returns true also when single updates failed: what the others changed is saved. Returns true,
+  /// with nothing saved, when a new library did not come to exist because the first record was a
+  /// drive or the list cannot be read. Returns false, with nothing saved, when a path cannot be
+  /// had, the file cannot be loaded, or the library cannot be built.
   ///
   /// Throws what derives from std::exception when a text cannot be stored; nothing is saved.
   bool UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
@@ -284,7 +284,7 @@ private:
   bool loadDocument();
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
-  bool saveNewLibrary(const std::function<bool()>& enterInList);
+  void saveNewLibrary(const std::string& listPath);
   void releaseDocuments();
 
   // Values of elements

@@ -102,8 +102,12 @@ TEST(DeviceUpdate, AFailedUpdateOfAnExistingFileIsTrueAndLeavesItAlone) {
     EXPECT_EQ(emulator.getErrorCode(), content == kTwoLibraries ? 0 : 50005);
     const bool loads = content == kTwoLibraries;
     EXPECT_EQ(emulator.UpdateVirtualDevice(builder.drive(1), "A"), loads) << content;
-    EXPECT_EQ(emulator.UpdateVirtualDevice(builder.batch(), "A"), loads) << content;
     EXPECT_EQ(catalogue.files(), (std::map<std::string, std::string>{{"Lib_A.xml", content}}));
+
+    // A batch writes the file anew, yet with nothing new in it.
+    EXPECT_EQ(emulator.UpdateVirtualDevice(builder.batch(), "A"), loads) << content;
+    EXPECT_EQ(catalogue.files().size(), 1U);
+    EXPECT_EQ(compact(readFile(catalogue.libraryFile("A"))), content);
   }
 }
 
@@ -115,14 +119,16 @@ TEST(DeviceUpdate, ABatchForANewLibraryThatBeginsWithADriveSavesNothing) {
   EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1), builder.library()}, "A"));
   EXPECT_TRUE(catalogue.files().empty());
 
-  // What such a batch left behind must not reach the next operations of the object.
+  // Nothing of one operation may reach the next one of the same object, in either direction.
   LibraryBuilder("B").slots(1000, 1).build();
   const auto before = catalogue.files();
   std::vector<LibElement> found;
   EXPECT_TRUE(emulator.GetVirtualLibraryElements("B", found));
   EXPECT_FALSE(emulator.MoveVirtualLibraryElement("B", 2, 1000, 2, 1000));
-  EXPECT_EQ(catalogue.files(), before);
-  EXPECT_TRUE(emulator.UpdateVirtualDevice(LibraryBuilder("B").slots(1000, 1).batch(), "B"));
+  const std::vector<LibElement> broken{element(2, 1000, "T1"), element(6, 1)};
+  EXPECT_FALSE(emulator.SetVirtualLibraryElement("B", broken, false));
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1), builder.library()}, "A"));
+  EXPECT_TRUE(emulator.GetVirtualLibraryElements("B", found));
   EXPECT_EQ(catalogue.files(), before);
 }
 

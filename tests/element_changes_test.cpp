@@ -39,9 +39,9 @@ struct Change {
   std::string before;
   std::vector<LibElement> records;
   bool remove;
-  bool single;          // result of the form for one record, each record in turn
-  std::string after;    // what it leaves
-  bool batch;           // result of the form for many
+  bool single;           // result of the form for one record, each record in turn
+  std::string after;     // what it leaves
+  bool batch;            // result of the form for many
   std::string afterAll;  // what that leaves
 };
 
@@ -69,84 +69,70 @@ TEST_P(ElementChange, DoesTheSameAsOneRecordAndAsManyButForTheKnownDifferences) 
   EXPECT_EQ(catalogue.files().size(), 1U);
 }
 
-const std::string kBare = library("<SlotCount>0</SlotCount>");
+using Records = std::vector<LibElement>;
+
+/// Both forms succeed and leave the same.
+Change done(const char* name, const std::string& before, const Records& records, bool remove,
+            const std::string& after) {
+  return {name, before, records, remove, true, after, true, after};
+}
+/// Both forms fail and leave the file alone.
+Change refused(const char* name, const std::string& before, const Records& records) {
+  return {name, before, records, kSet, false, before, false, before};
+}
+
 const std::string kUnreadableDrive = "<Drive><BaseAddress><x/></BaseAddress></Drive>";
-const std::string kBroken = library(kUnreadableDrive + drive(501));
-const std::string kOutside = library(slot(1), drive(700));
-const std::string kNoBarCode =
-    library("<Slots IsMailSlot=\"false\"><BaseAddress>5</BaseAddress></Slots>");
+const std::string kNoBarCode = "<Slots IsMailSlot=\"false\"><BaseAddress>5</BaseAddress></Slots>";
+const std::string kLeftOver =
+    "<Slots IsMailSlot=\"true\" IsOccupied=\"false\" Name=\"Slot_4\">"
+    "<BaseAddress>4</BaseAddress><BarCode>X</BarCode></Slots>";
 
-LibElement occupied(int type, int address) {
-  return {type, address, false, true, ""};
-}
-LibElement leftOver(int type, int address) {
-  return {type, address, false, false, "X"};
-}
+const Change kChanges[] = {
+    done("SlotsGoToTheEnd", library(slot(1) + drive(500)), {element(2, 12, "T1"), element(3, 13)},
+         kSet, library(slot(1) + drive(500) + slot(12, "T1") + mail(13))),
+    done("KeepsABarCodeOfAnEmptyElement", library("<A/>"), {{3, 4, false, false, "X"}}, kSet,
+         library("<A/>" + kLeftOver)),
+    done("FirstShelfFollowsTheLibrary", library("", "<A/>"), {element(5, 1, "T1"), element(5, 2)},
+         kSet, library("", shelf(1, "T1") + shelf(2) + "<A/>")),
+    done("NewShelfFollowsTheLast", library("", shelf(1) + "<A/>" + shelf(2) + "<Z/>"),
+         {element(5, 3)}, kSet, library("", shelf(1) + "<A/>" + shelf(2) + shelf(3) + "<Z/>")),
+    done("UpdatesWhatIsThere", library(drive(500) + slot(1, "A") + mail(2), shelf(3)),
+         {element(4, 500, "D"), element(2, 1), element(3, 2, "M"), element(5, 3, "S")}, kSet,
+         library(drive(500, "D") + slot(1) + mail(2, "M"), shelf(3, "S"))),
+    done("RemovesSlotsAndShelves", library(slot(1) + mail(1) + slot(2), shelf(1) + shelf(2)),
+         {element(3, 1), element(5, 1)}, kRemove, library(slot(1) + slot(2), shelf(2))),
+    done("RemovingNothingSucceeds", library(slot(1)), {element(2, 9), element(5, 9)}, kRemove,
+         library(slot(1))),
+    done("RemovingTwiceIsSkipped", library(slot(1) + slot(2), shelf(7)),
+         {element(2, 1), element(2, 1), element(5, 7), element(5, 7)}, kRemove, library(slot(2))),
+    refused("AnUnreadableDriveAddressFails", library(kUnreadableDrive + drive(501)),
+            {element(4, 501, "T1")}),
+    refused("AMissingBarCodeFails", library(kNoBarCode), {{2, 5, false, true, ""}}),
+    refused("TwoLibrariesAreRefused", "<Devices><Library/><Library/></Devices>", {element(2, 1)}),
+    {"ShelvesAloneNeedALibraryInABatchOnly", "<Devices><Z/></Devices>", Records{element(5, 1)},
+     kSet, true, "<Devices><Z/>" + shelf(1) + "</Devices>", false, "<Devices><Z/></Devices>"},
+    {"TwoRecordsForANewAddress", library("<A/>"), Records{element(2, 9, "T1"), element(2, 9, "T2")},
+     kSet, true, library("<A/>" + slot(9, "T2")), true,
+     library("<A/>" + slot(9, "T1") + slot(9, "T2"))},
+    {"ABatchFindsSlotsByAddressAlone", library(slot(1) + mail(2)),
+     Records{element(3, 1, "T1"), element(2, 2, "T2")}, kSet, true,
+     library(slot(1) + mail(2) + mail(1, "T1") + slot(2, "T2")), true,
+     library(slot(1, "T1") + mail(2, "T2"))},
+    {"ABatchTakesTheLaterOfTwoKinds", library(slot(1) + mail(1)), Records{element(2, 1, "T1")},
+     kSet, true, library(slot(1, "T1") + mail(1)), true, library(slot(1) + mail(1, "T1"))},
+    {"AnUnknownDriveIsSkippedInABatch", library(slot(1)),
+     Records{element(4, 9, "T1"), element(2, 1, "T2")}, kSet, false, library(slot(1, "T2")), true,
+     library(slot(1, "T2"))},
+    {"ADriveBesideTheLibraryIsFoundInABatch", library(slot(1), drive(700)),
+     Records{element(4, 700, "T1")}, kSet, false, library(slot(1), drive(700)), true,
+     library(slot(1), drive(700, "T1"))},
+    {"AFailureDropsWhatCameBefore", library(slot(1)), Records{element(2, 1, "T1"), element(6, 1)},
+     kSet, false, library(slot(1, "T1")), false, library(slot(1))},
+    {"DrivesStay", library(drive(500) + slot(1)), Records{element(4, 500), element(2, 1)}, kRemove,
+     false, library(drive(500)), true, library(drive(500))}};
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, ElementChange,
-    testing::Values(
-        Change{"SlotsGoToTheEnd", library(slot(1) + drive(500)),
-               {element(2, 12, "T1"), element(3, 13)}, kSet, true,
-               library(slot(1) + drive(500) + slot(12, "T1") + mail(13)), true,
-               library(slot(1) + drive(500) + slot(12, "T1") + mail(13))},
-        Change{"KeepsABarCodeOfAnEmptyElement", kBare, {leftOver(3, 4)}, kSet, true,
-               library("<SlotCount>0</SlotCount><Slots IsMailSlot=\"true\" IsOccupied=\"false\" "
-                       "Name=\"Slot_4\"><BaseAddress>4</BaseAddress><BarCode>X</BarCode></Slots>"),
-               true,
-               library("<SlotCount>0</SlotCount><Slots IsMailSlot=\"true\" IsOccupied=\"false\" "
-                       "Name=\"Slot_4\"><BaseAddress>4</BaseAddress><BarCode>X</BarCode></Slots>")},
-        Change{"FirstShelfFollowsTheLibrary", library("", "<Other/>"),
-               {element(5, 1, "T1"), element(5, 2)}, kSet, true,
-               library("", shelf(1, "T1") + shelf(2) + "<Other/>"), true,
-               library("", shelf(1, "T1") + shelf(2) + "<Other/>")},
-        Change{"NewShelfFollowsTheLast", library("", shelf(1) + "<Other/>" + shelf(2) + "<Z/>"),
-               {element(5, 3)}, kSet, true,
-               library("", shelf(1) + "<Other/>" + shelf(2) + shelf(3) + "<Z/>"), true,
-               library("", shelf(1) + "<Other/>" + shelf(2) + shelf(3) + "<Z/>")},
-        Change{"ShelvesAloneNeedALibraryInABatchOnly", "<Devices><Z/></Devices>", {element(5, 1)},
-               kSet, true, "<Devices><Z/>" + shelf(1) + "</Devices>", false,
-               "<Devices><Z/></Devices>"},
-        Change{"UpdatesWhatIsThere", library(drive(500) + slot(1, "A") + mail(2), shelf(3)),
-               {element(4, 500, "D"), element(2, 1), element(3, 2, "M"), element(5, 3, "S")}, kSet,
-               true, library(drive(500, "D") + slot(1) + mail(2, "M"), shelf(3, "S")), true,
-               library(drive(500, "D") + slot(1) + mail(2, "M"), shelf(3, "S"))},
-        Change{"TwoRecordsForANewAddress", kBare, {element(2, 9, "T1"), element(2, 9, "T2")}, kSet,
-               true, library("<SlotCount>0</SlotCount>" + slot(9, "T2")), true,
-               library("<SlotCount>0</SlotCount>" + slot(9, "T1") + slot(9, "T2"))},
-        Change{"ABatchFindsSlotsByAddressAlone", library(slot(1) + mail(2)),
-               {element(3, 1, "T1"), element(2, 2, "T2")}, kSet, true,
-               library(slot(1) + mail(2) + mail(1, "T1") + slot(2, "T2")), true,
-               library(slot(1, "T1") + mail(2, "T2"))},
-        Change{"ABatchTakesTheLaterOfTwoKinds", library(slot(1) + mail(1)), {element(2, 1, "T1")},
-               kSet, true, library(slot(1, "T1") + mail(1)), true,
-               library(slot(1) + mail(1, "T1"))},
-        Change{"AnUnknownDriveIsSkippedInABatch", library(slot(1)),
-               {element(4, 9, "T1"), element(2, 1, "T2")}, kSet, false, library(slot(1, "T2")),
-               true, library(slot(1, "T2"))},
-        Change{"ADriveBesideTheLibraryIsFoundInABatch", kOutside, {element(4, 700, "T1")}, kSet,
-               false, kOutside, true, library(slot(1), drive(700, "T1"))},
-        Change{"AnUnreadableDriveAddressFails", kBroken, {element(4, 501, "T1")}, kSet, false,
-               kBroken, false, kBroken},
-        Change{"AMissingBarCodeFails", kNoBarCode, {occupied(2, 5)}, kSet, false, kNoBarCode,
-               false, kNoBarCode},
-        Change{"AFailureDropsWhatCameBefore", library(slot(1)),
-               {element(2, 1, "T1"), element(6, 1)}, kSet, false, library(slot(1, "T1")), false,
-               library(slot(1))},
-        Change{"RemovesSlotsAndShelves", library(slot(1) + mail(1) + slot(2), shelf(1) + shelf(2)),
-               {element(3, 1), element(5, 1)}, kRemove, true, library(slot(1) + slot(2), shelf(2)),
-               true, library(slot(1) + slot(2), shelf(2))},
-        Change{"RemovingNothingSucceeds", library(slot(1)), {element(2, 9), element(5, 9)},
-               kRemove, true, library(slot(1)), true, library(slot(1))},
-        Change{"RemovingTwiceIsSkipped", library(slot(1) + slot(2), shelf(7)),
-               {element(2, 1), element(2, 1), element(5, 7), element(5, 7)}, kRemove, true,
-               library(slot(2)), true, library(slot(2))},
-        Change{"DrivesStay", library(drive(500) + slot(1)), {element(4, 500), element(2, 1)},
-               kRemove, false, library(drive(500)), true, library(drive(500))},
-        Change{"TwoLibrariesAreRefused", "<Devices><Library/><Library/></Devices>",
-               {element(2, 1)}, kSet, false, "<Devices><Library/><Library/></Devices>", false,
-               "<Devices><Library/><Library/></Devices>"}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Table, ElementChange, testing::ValuesIn(kChanges),
+                         [](const auto& test) { return test.param.name; });
 
 TEST(ElementChanges, AnInvalidTypeIsNamedInABatchAndSavesNothing) {
   TempCatalogue catalogue;

@@ -85,8 +85,9 @@ TEST(ElementLookup, MapsAllOfAKindAndLetsTheLastOfAnAddressWin) {
 }
 
 TEST(ElementLookup, ComparesLibraryNamesExactlyAndTheParentsTagInAnyCase) {
-  LoadedDocument doc("<Devices><Library Name='Lib_abc'><Drive/></Library><Drive/>"
-                     "<library><Drive/></library></Devices>");
+  LoadedDocument doc(
+      "<Devices><Library Name='Lib_abc'><Drive/></Library><Drive/>"
+      "<library><Drive/></library></Devices>");
   for (const char* name : {"ABC", "", "Lib_abc", "ab"})
     EXPECT_FALSE(doc.emulator.isLibraryPresent(doc.at(u"Library"), name)) << name;
   EXPECT_TRUE(doc.emulator.isLibraryPresent(doc.at(u"Library"), "abc"));

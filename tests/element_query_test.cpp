@@ -10,7 +10,8 @@ TEST(ElementQuery, ReportsDrivesThenSlotsThenShelvesAndAppends) {
   const std::string xml = R"(<Devices>
 <Shelf IsOccupied="true"><BaseAddress>7</BaseAddress><BarCode>S1</BarCode></Shelf>
 <Library Name="Lib_A">
-  <Slots IsMailSlot="false" IsOccupied="FALSE"><BaseAddress>2</BaseAddress><BarCode>X</BarCode></Slots>
+  <Slots IsMailSlot="false" IsOccupied="FALSE">
+    <BaseAddress>2</BaseAddress><BarCode>X</BarCode></Slots>
   <Slots IsMailSlot="true"><BaseAddress>1</BaseAddress><BarCode>T1</BarCode></Slots>
   <Drive IsOccupied="0"><BarCode>X</BarCode></Drive>
   <Slots IsOccupied="no"><BaseAddress><x/></BaseAddress></Slots>

@@ -10,12 +10,16 @@ const std::string kLibrary = R"(<Devices>
   <Drive IsOccupied="false"><BarCode/><BaseAddress>500</BaseAddress></Drive>
   <Drive IsOccupied="true"><BarCode>D1</BarCode><BaseAddress>501</BaseAddress></Drive>
   <Slots IsMailSlot="true" IsOccupied="false"><BaseAddress>1</BaseAddress><BarCode/></Slots>
-  <Slots IsMailSlot="false" IsOccupied="true"><BaseAddress>1</BaseAddress><BarCode>T1</BarCode></Slots>
-  <Slots IsMailSlot="false" IsOccupied="false"><BaseAddress>2</BaseAddress><BarCode>X</BarCode></Slots>
+  <Slots IsMailSlot="false" IsOccupied="true">
+    <BaseAddress>1</BaseAddress><BarCode>T1</BarCode></Slots>
+  <Slots IsMailSlot="false" IsOccupied="false">
+    <BaseAddress>2</BaseAddress><BarCode>X</BarCode></Slots>
   <Slots IsMailSlot="false" IsOccupied="true"><BaseAddress>3</BaseAddress><BarCode/></Slots>
-  <Slots IsMailSlot="false" IsOccupied="true"><BaseAddress>4</BaseAddress><BarCode><x/></BarCode></Slots>
+  <Slots IsMailSlot="false" IsOccupied="true">
+    <BaseAddress>4</BaseAddress><BarCode><x/></BarCode></Slots>
   <Slots IsMailSlot="false" IsOccupied="false"><BaseAddress>5</BaseAddress></Slots>
-  <Slots IsMailSlot="false" IsOccupied="false"><BaseAddress>6</BaseAddress><BarCode><x/></BarCode></Slots>
+  <Slots IsMailSlot="false" IsOccupied="false">
+    <BaseAddress>6</BaseAddress><BarCode><x/></BarCode></Slots>
 </Library>
 <Shelf IsOccupied="false"><BaseAddress>1</BaseAddress><BarCode/></Shelf>
 </Devices>)";
@@ -76,11 +80,17 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"NoDestination", {2, 1}, {4, 9}, 50009, nullptr, "Destination"},
         Refusal{"DestinationOfAnUnknownType", {2, 1}, {0, 1}, 50009, nullptr, "Destination"},
         Refusal{"OccupiedSourceWithoutBarCode", {2, 3}, {4, 500}, 0, ""},
-        Refusal{"UnreadableSource", {2, 4}, {4, 500}, 0,
+        Refusal{"UnreadableSource",
+                {2, 4},
+                {4, 500},
+                0,
                 "Failed to read value for Source Element BarCode"},
         Refusal{"EmptyDestinationWithBarCode", {2, 1}, {2, 2}, 0, ""},
         Refusal{"DestinationWithoutBarCodeElement", {2, 1}, {2, 5}, 0, ""},
-        Refusal{"UnreadableDestination", {2, 1}, {2, 6}, 0,
+        Refusal{"UnreadableDestination",
+                {2, 1},
+                {2, 6},
+                0,
                 "Failed to read value for Destination Element BarCode"}),
     [](const auto& test) { return test.param.name; });
 
@@ -91,7 +101,7 @@ TEST(MediumMoves, CarryTheBarCodeFromPlaceToPlace) {
   ASSERT_TRUE(emulator.SetVirtualLibraryElement(
       "A", std::vector<LibElement>{element(2, 1000, "T1"), element(5, 1)}, false));
   const Place path[] = {{2, 1000}, {4, 500}, {3, 10}, {5, 1}, {2, 1001}, {2, 1000}};
-  std::string file = readFile(catalogue.libraryFile("A"));
+  const std::string file = compact(readFile(catalogue.libraryFile("A")));
   for (std::size_t i = 1; i < std::size(path); ++i) {
     ASSERT_TRUE(emulator.MoveVirtualLibraryElement("A", path[i - 1].type, path[i - 1].address,
                                                    path[i].type, path[i].address));
@@ -100,7 +110,8 @@ TEST(MediumMoves, CarryTheBarCodeFromPlaceToPlace) {
       if (e == describe(element(path[i].type, path[i].address))) e += ":T1";
     EXPECT_EQ(elements("A"), expected);
   }
-  EXPECT_EQ(readFile(catalogue.libraryFile("A")), file);  // a round trip leaves nothing behind
+  EXPECT_EQ(compact(readFile(catalogue.libraryFile("A"))),
+            file);  // a round trip leaves nothing behind
   EXPECT_EQ(emulator.getErrorCode(), 0);
 }
 

@@ -40,8 +40,8 @@ public:
   int address(int drive) const {
     const auto* node = library()->getElementsByTagName(u"Drive")->item(XMLSize_t(drive));
     int value = 0;
-    TqLibEmulator().extractValuesFromChildNode(const_cast<xercesc::DOMNode*>(node),
-                                               u"BaseAddress", value);
+    TqLibEmulator().extractValuesFromChildNode(const_cast<xercesc::DOMNode*>(node), u"BaseAddress",
+                                               value);
     return value;
   }
 
@@ -78,15 +78,15 @@ TEST(Registration, KeepsDrivesAheadOfTheSlotsAndUnitsTogether) {
   ASSERT_TRUE(doc.emulator.updateDrive(doc.document, builder.drive(2), false));
   const SCSIUnit other = LibraryBuilder(builder).host("hostb").library();
   ASSERT_TRUE(doc.emulator.updateLibrary(other, doc.document));
-  ASSERT_TRUE(doc.emulator.updateLibrary(LibraryBuilder(builder).host("HOSTA").library(),
-                                         doc.document));
-  EXPECT_EQ(children(doc.library()),
-            kHead + " HOSTA hostb Drive_DRV0001 Drive_DRV0002 Slot_1000");
+  ASSERT_TRUE(
+      doc.emulator.updateLibrary(LibraryBuilder(builder).host("HOSTA").library(), doc.document));
+  EXPECT_EQ(children(doc.library()), kHead + " HOSTA hostb Drive_DRV0001 Drive_DRV0002 Slot_1000");
 
   NewLibrary empty(LibraryBuilder("L").drives(500, 1));
   ASSERT_TRUE(empty.emulator.addNewDrive(empty.document, builder.drive(1), false));
   EXPECT_EQ(children(empty.library()), kHead + " hosta Drive_DRV0001");
-  empty.library()->removeChild(empty.library()->getElementsByTagName(u"LibraryScsiUnit")->item(0))
+  empty.library()
+      ->removeChild(empty.library()->getElementsByTagName(u"LibraryScsiUnit")->item(0))
       ->release();
   ASSERT_TRUE(empty.emulator.updateLibrary(other, empty.document));
   EXPECT_EQ(children(empty.library()), kHead + " hostb Drive_DRV0001");
@@ -152,8 +152,8 @@ TEST(Registration, RefusesADocumentThatDoesNotHoldExactlyWhatItMust) {
     EXPECT_TRUE(e.updateDrive(doc.document(), builder.drive(1), true)) << xml;
     EXPECT_EQ(children(doc.root()).substr(children(doc.root()).rfind(' ') + 1), "Drive_DRV0001");
   }
-  LoadedDocument two(
-      R"(<Devices><Drive Name="drive_drv0001"><DriveScsiDevice/><DriveScsiDevice/></Drive></Devices>)");
+  LoadedDocument two(R"(<Devices><Drive Name="drive_drv0001"><DriveScsiDevice/>)"
+                     "<DriveScsiDevice/></Drive></Devices>");
   EXPECT_FALSE(two.emulator.updateDrive(two.document(), builder.drive(1), true));
   xercesc::DOMDocument* none = nullptr;
   EXPECT_FALSE(two.emulator.updateLibrary(builder.library(), none));

@@ -38,12 +38,13 @@ bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
     saveIf(updateLibrary(library, m_pLibDoc));
     return true;
   }
-  if (!createLibrary(library)) {
+  std::string listPath;
+  if (!createLibrary(library) || !GetLibListFile(listPath) ||
+      !createNewLibraryFile(getLibXMLFile(library.SerialNumber), library.SerialNumber)) {
     return false;
   }
-  return saveNewLibrary([&] {
-    return addToLibraryListFile(getLibXMLFile(library.SerialNumber), library.SerialNumber);
-  });
+  saveNewLibrary(listPath);
+  return true;
 }
 
 // A drive is never the cause of a new file.
@@ -132,10 +133,12 @@ bool TqLibEmulator::saveBatch(bool isNew) {
     saveDocument(m_pLibDoc);
     return true;
   }
-  return saveNewLibrary([&] {
-    std::string path;
-    return GetLibListFile(path) && saveDocument(m_pListDoc, path);
-  });
+  std::string listPath;
+  if (!GetLibListFile(listPath)) {
+    return false;
+  }
+  saveNewLibrary(listPath);
+  return true;
 }
 
 bool TqLibEmulator::UpdateVirtualDeviceNoLock(const SCSIUnit& device,

@@ -2,6 +2,8 @@
 
 #include "catalogue/LibraryFiles.h"
 
+#include <unistd.h>
+
 #include <climits>
 #include <string_view>
 
@@ -125,21 +127,26 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
   return true;
 }
 
-// A library that is listed but has no file makes every query over all libraries fail. So the file
-// is built before the list is touched, and a library that cannot be written is never listed.
-bool TqLibEmulator::saveNewLibrary(const std::function<bool()>& enterInList) {
-  const auto content = serialise(*m_pLibDoc);
-  ReplacedFile file(m_sLibFile);
-  if (content == nullptr || !file.prepare(bytesOf(*content))) {
-    logFailedSave(m_sLibFile, file.error());
-    return true;
+// A library that is listed but has no file makes every query over all libraries fail. So both files
+// are on the disk before either takes its place, and the library comes first.
+void TqLibEmulator::saveNewLibrary(const std::string& listPath) {
+  const auto library = serialise(*m_pLibDoc);
+  const auto list = serialise(*m_pListDoc);
+  if (library == nullptr || list == nullptr) {
+    return;
   }
-  if (!enterInList()) {
-    return false;
+  ReplacedFile libraryFile(m_sLibFile);
+  ReplacedFile listFile(listPath);
+  if (!libraryFile.prepare(bytesOf(*library)) || !listFile.prepare(bytesOf(*list)) ||
+      !libraryFile.commit()) {
+    logFailedSave(m_sLibFile, libraryFile.error() + listFile.error());
+    return;
   }
-  if (!file.commit()) {
-    logFailedSave(m_sLibFile, file.error());
+  if (!listFile.commit()) {
+    // Without its entry the library could not be made again: its file would be in the way.
+    ::unlink(m_sLibFile.c_str());
+    logFailedSave(listPath, listFile.error());
+    return;
   }
   m_bLibModified = false;
-  return true;
 }

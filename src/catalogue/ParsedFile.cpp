@@ -74,7 +74,8 @@ ParsedFile parseFile(const std::string& path) {
   errno = 0;
   auto stream = std::make_unique<xercesc::BinFileInputStream>(path.c_str());
   if (!stream->getIsOpen()) {
-    return {nullptr, errno == ENOENT ? "" : std::strerror(errno)};
+    const bool isAbsent = errno == ENOENT || errno == ENOTDIR;
+    return {nullptr, isAbsent ? "" : std::strerror(errno)};
   }
   auto parser = std::make_unique<CatalogueParser>();
   try {

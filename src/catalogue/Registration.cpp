@@ -1,7 +1,10 @@
 // Registration: the document of a new library, the update of a library and its hosts, and its
 // drives with their addresses.
 
+#include <algorithm>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "TqLibEmulator.h"
 #include "catalogue/Descendants.h"
@@ -15,6 +18,15 @@ namespace {
 /// Addresses and counts come from callers and files; a sum beyond the range of int wraps.
 int addWrapping(int a, int b) {
   return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+
+/// The drive identifier map the other way round; of a serial number's drive numbers, the lowest.
+std::unordered_map<std::string_view, int> numbersBySerial(const std::map<int, std::string>& map) {
+  std::unordered_map<std::string_view, int> numbers;
+  for (const auto& [number, serial] : map) {
+    numbers.emplace(serial, number);
+  }
+  return numbers;
 }
 
 }  // namespace
@@ -100,12 +112,14 @@ bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DO
   if (!extractValuesFromChildNode(library, names::driveBaseAddress, base)) {
     return false;
   }
+  const auto numbers = numbersBySerial(record.DriveIdentifierMap);
   for (xercesc::DOMElement* drive : Descendants(library, names::drive)) {
     std::string serial;
     if (!getDriveSerialNumber(drive, serial)) {
       return false;
     }
-    const int number = findDriveNumberForSerialNumber(record, serial);
+    const auto known = numbers.find(serial);
+    const int number = known == numbers.end() ? 0 : known->second;
     if (number <= 0) {
       EvDebug::Error(debugHandler, "TqLibEmulator::updateDriveIdentifierMap",
                      "Failed to look up SerialNumber %s for drive", serial.c_str());
@@ -132,12 +146,10 @@ bool TqLibEmulator::getDriveSerialNumber(xercesc::DOMElement* drive, std::string
 // 0 also means "not found", so an entry with number 0 or below never addresses a drive.
 int TqLibEmulator::findDriveNumberForSerialNumber(const SCSIUnit& library,
                                                   const std::string& serial) {
-  for (const auto& [number, driveSerial] : library.DriveIdentifierMap) {
-    if (driveSerial == serial) {
-      return number;
-    }
-  }
-  return 0;
+  const auto& drives = library.DriveIdentifierMap;
+  const auto found = std::find_if(drives.begin(), drives.end(),
+                                  [&](const auto& drive) { return drive.second == serial; });
+  return found == drives.end() ? 0 : found->first;
 }
 
 int TqLibEmulator::getDriveAddressFromDriveNumber(int driveBaseAddress, int driveNumber) {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <random>
 
 #include "common/FileDescriptor.h"
 
@@ -50,15 +51,27 @@ bool copyAccess(const std::string& from, int to) {
   if (::stat(from.c_str(), &old) != 0) {
     return errno == ENOENT;
   }
-  // Only root may give files away; elsewhere the owner is the same or the group cannot be kept.
-  if (::fchown(to, old.st_uid, old.st_gid) != 0 && errno != EPERM) {
-    return false;
+  // Only root may give files away; others can keep the group at best.
+  if (::fchown(to, old.st_uid, old.st_gid) != 0 &&
+      ::fchown(to, static_cast<uid_t>(-1), old.st_gid) != 0) {
+    errno = 0;
   }
   return ::fchmod(to, old.st_mode & kPermissionBits) == 0;
 }
 
+/// Whether the folder is to blame and the file itself may yet be writable: a folder of others, one
+/// whose files only their owners replace, a single file mounted into a read-only folder.
 bool admitsNoNewFile(int code) {
-  return code == EACCES || code == EPERM;
+  return code == EACCES || code == EPERM || code == EROFS || code == EBUSY;
+}
+
+/// Short, whatever the target's name, which may already have the length that a name can have; and
+/// drawn by chance, since another process, in a container of its own, may have the same number.
+std::string asideName() {
+  std::random_device chance;
+  char name[40];
+  std::snprintf(name, sizeof name, ".tqlib-%08x%08x.new", chance(), chance());
+  return name;
 }
 
 }  // namespace
@@ -78,22 +91,14 @@ bool ReplacedFile::fail(const char* what, int code) {
 }
 
 bool ReplacedFile::prepare(std::string_view content) {
-  // Short, whatever the target's name, which may already have the length that a name can have.
-  // Two files of one process may be prepared at a time.
-  static unsigned counter = 0;
-  const std::string aside = m_folder + "/.tqlib-" + std::to_string(::getpid()) + "-" +
-                            std::to_string(counter++ % 2) + ".new";
-  ::unlink(aside.c_str());
+  m_content = content;
+  const std::string aside = m_folder + '/' + asideName();
   const FileDescriptor file(
       ::open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
   if (!file) {
     const int code = errno;
-    if (!admitsNoNewFile(code) || ::access(m_target.c_str(), W_OK) != 0) {
-      return fail("cannot create a file beside it", code);
-    }
-    m_overwrites = true;
-    m_inPlace = content;
-    return true;
+    const bool canOverwrite = admitsNoNewFile(code) && ::access(m_target.c_str(), W_OK) == 0;
+    return canOverwrite || fail("cannot create a file beside it", code);
   }
   m_aside = aside;
   if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
@@ -103,11 +108,12 @@ bool ReplacedFile::prepare(std::string_view content) {
 }
 
 bool ReplacedFile::commit() {
-  if (m_overwrites) {
+  if (m_aside.empty()) {
     return overwrite();
   }
   if (::rename(m_aside.c_str(), m_target.c_str()) != 0) {
-    return fail("cannot put the new file in its place", errno);
+    return admitsNoNewFile(errno) ? overwrite()
+                                  : fail("cannot put the new file in its place", errno);
   }
   m_aside.clear();
   // The rename is durable once the folder is; a folder that cannot be synced is no failure, since
@@ -122,7 +128,7 @@ bool ReplacedFile::commit() {
 bool ReplacedFile::overwrite() {
   const FileDescriptor file(
       ::open(m_target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-  if (!file || !writeAll(file.get(), m_inPlace) || ::fsync(file.get()) != 0) {
+  if (!file || !writeAll(file.get(), m_content) || ::fsync(file.get()) != 0) {
     return fail("cannot write the file", errno);
   }
   return true;

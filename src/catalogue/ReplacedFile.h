@@ -18,7 +18,8 @@ public:
   ReplacedFile(const ReplacedFile&) = delete;
   ReplacedFile& operator=(const ReplacedFile&) = delete;
 
-  /// Brings the new content to the disk, beside the old file. On false, error() tells why.
+  /// Brings the new content to the disk, beside the old file. On false, error() tells why. The
+  /// content is borrowed until the commit.
   bool prepare(std::string_view content);
 
   /// Puts the prepared content in the file's place. On false, error() tells why.
@@ -31,10 +32,9 @@ private:
   bool fail(const char* what, int code);
   bool overwrite();
 
-  std::string m_target;   // the file itself, symbolic links followed
-  std::string m_folder;   // where it lies
-  std::string m_aside;    // the new file; empty when there is none
-  std::string m_inPlace;  // content for overwrite(); used when the folder admits no new file
-  bool m_overwrites = false;
+  std::string m_target;        // the file itself, symbolic links followed
+  std::string m_folder;        // where it lies
+  std::string m_aside;         // the new file; empty when there is none
+  std::string_view m_content;  // borrowed
   std::string m_error;
 };

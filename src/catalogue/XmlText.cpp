@@ -101,11 +101,15 @@ using NameBuffer = XMLCh[1024];
 const XMLCh* fillName(const wchar_t* text, NameBuffer& buffer) {
   XmlString converted;
   constexpr size_t kRoom = sizeof(NameBuffer) / sizeof(XMLCh) - 1;
-  for (; text != nullptr && *text != L'\0' && converted.size() < kRoom; ++text) {
+  for (; text != nullptr && *text != L'\0'; ++text) {
     const auto c = static_cast<char32_t>(*text);
-    appendUtf16(converted, c > kMaxCodePoint ? kReplacement : c);
+    const XmlString::size_type whole = converted.size();
+    appendUtf16(converted, c > kMaxCodePoint || isSurrogate(c) ? kReplacement : c);
+    if (converted.size() > kRoom) {
+      converted.resize(whole);
+      break;
+    }
   }
-  converted.resize(converted.size() < kRoom ? converted.size() : kRoom);
   converted.copy(buffer, converted.size());
   buffer[converted.size()] = 0;
   return buffer;

@@ -30,7 +30,7 @@ std::string complaintAboutText(const std::string& text) {
 }
 
 std::string complaintAboutName(const std::string& name) {
-  if (const std::string complaint = complaintAboutText(name); !complaint.empty()) return complaint;
+  if (std::string complaint = complaintAboutText(name); !complaint.empty()) return complaint;
   // "Lib_" and ".xml" go around a library's name in its file name.
   constexpr std::size_t kLongestName = 255 - 8;
   if (name == "." || name == ".." || name.find('/') != std::string::npos ||

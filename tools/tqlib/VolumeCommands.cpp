@@ -22,7 +22,7 @@ struct Options {
   std::string volume;
   std::string file;
   int mark = 0;
-  std::size_t blockSize = 64 * 1024;
+  std::size_t blockSize = std::size_t{64} << 10;
 };
 
 // The library makes the folder of any volume it is asked about. A probe volume, taken away at

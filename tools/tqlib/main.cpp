@@ -31,9 +31,7 @@ int complain(const std::exception& error, int exitCode) {
   return exitCode;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Virtual tape libraries: catalogue and volumes", "tqlib");
   Session session;
   try {
@@ -47,5 +45,15 @@ int main(int argc, char** argv) {
     return complain(error, kWrongUsage);
   } catch (const std::exception& error) {
     return complain(error, kFailed);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (...) {
+    return kFailed;  // not even the complaint could be made
   }
 }
