@@ -282,6 +282,7 @@ private:
   std::string getLibXMLFile(const std::string& name);
   bool isFilePresent(const std::string& path);
   bool loadDocument();
+  bool hasDocument(const char* origin, const std::string& libraryName);
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
   void saveNewLibrary(const std::string& listPath);

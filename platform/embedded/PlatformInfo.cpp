@@ -138,7 +138,8 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
     return cache.store;
   }
   auto store = parsed(file);
-  if (settled) {
+  // A file that could not be read may be readable the next time, with nothing to tell by.
+  if (settled && store->fault.empty()) {
     cache.store = store;
     cache.version = version;
   }

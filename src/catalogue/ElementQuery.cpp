@@ -14,6 +14,9 @@ bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
                                               std::vector<LibElement>& elements) {
   OperationCycle cycle(*this, {kOrigin, Exceptions::Reported, true});
   return cycle.onLibrary(libraryName, [&] {
+    if (!hasDocument(kOrigin, libraryName)) {
+      return false;
+    }
     xercesc::DOMElement* root = m_pLibDoc->getDocumentElement();
     xercesc::DOMElement* library = findQueriedLibrary(root, libraryName);
     if (library == nullptr) {

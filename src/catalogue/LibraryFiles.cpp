@@ -80,6 +80,16 @@ bool TqLibEmulator::loadDocument() {
   }
 }
 
+bool TqLibEmulator::hasDocument(const char* origin, const std::string& libraryName) {
+  if (m_pLibDoc != nullptr) {
+    return true;
+  }
+  report(origin, "No XML Files %s for Library %s", m_sLibFile.c_str(),
+         getLibXMLFile(libraryName).c_str());
+  m_nErrorCode = codes::noXmlFile;
+  return false;
+}
+
 std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node) {
   auto* implementation = dynamic_cast<xercesc::DOMImplementationLS*>(
       xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"));

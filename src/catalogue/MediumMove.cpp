@@ -36,7 +36,7 @@ bool TqLibEmulator::MoveVirtualLibraryElement(const std::string& libraryName, in
 
 bool TqLibEmulator::moveMedium(const std::string& libraryName, const MoveEnd& source,
                                const MoveEnd& destination) {
-  if (m_pLibDoc->getDocumentElement() == nullptr) {
+  if (!hasDocument(kOrigin, libraryName) || m_pLibDoc->getDocumentElement() == nullptr) {
     return false;
   }
   const bool staysOnShelves = source.type == LIB_ELEM_SHELF && destination.type == LIB_ELEM_SHELF;

@@ -63,7 +63,7 @@ bool OperationCycle::caught(const Work& work) {
          std::to_string(problem.code));
   } catch (const InvalidText& problem) {
     // The caller's text is at fault, which the general words below would not tell.
-    m_emulator.report(m_terms.origin, "%s", problem.what());
+    tell(problem.what());
     tell(reported ? kAnyReported : kAnyLogged);
   } catch (...) {
     tell(reported ? kAnyReported : kAnyLogged);
