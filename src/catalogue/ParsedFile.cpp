@@ -41,10 +41,22 @@ private:
   mutable std::unique_ptr<xercesc::BinFileInputStream> m_stream;
 };
 
-class CatalogueParser : public xercesc::XercesDOMParser, private xercesc::ErrorHandler {
+class FatalErrors : public xercesc::ErrorHandler {
+public:
+  void warning(const xercesc::SAXParseException& /*problem*/) override {}
+  void error(const xercesc::SAXParseException& /*problem*/) override {}
+  void fatalError(const xercesc::SAXParseException& problem) override {
+    throw ParseFailure{MyTranscode(problem.getMessage()) + " (line " +
+                       std::to_string(problem.getLineNumber()) + ", column " +
+                       std::to_string(problem.getColumnNumber()) + ")"};
+  }
+  void resetErrors() override {}
+};
+
+class CatalogueParser : public xercesc::XercesDOMParser {
 public:
   CatalogueParser() {
-    setErrorHandler(this);
+    setErrorHandler(&m_errors);
     setLoadExternalDTD(false);
     setDisableDefaultEntityResolution(true);
   }
@@ -54,14 +66,7 @@ public:
   }
 
 private:
-  void warning(const xercesc::SAXParseException& /*problem*/) override {}
-  void error(const xercesc::SAXParseException& /*problem*/) override {}
-  void fatalError(const xercesc::SAXParseException& problem) override {
-    throw ParseFailure{MyTranscode(problem.getMessage()) + " (line " +
-                       std::to_string(problem.getLineNumber()) + ", column " +
-                       std::to_string(problem.getColumnNumber()) + ")"};
-  }
-  void resetErrors() override {}
+  FatalErrors m_errors;
 };
 
 }  // namespace
