@@ -19,10 +19,10 @@ namespace {
 constexpr int kFirstSlot = 1000;
 constexpr int kDrive = 500;
 
-/// A library with a medium in each slot but the last, and one drive; made once for each size.
+/// A library with a medium in each slot, and one drive.
 class Library {
 public:
-  explicit Library(int slots) : m_key("LIB" + std::to_string(slots)) {
+  Library(const std::string& key, int slots) : m_key(key) {
     SCSIUnit library;
     library.ScsiDeviceType = 8;
     library.SerialNumber = m_key;
@@ -88,11 +88,13 @@ private:
   bool m_inDrive = false;
 };
 
-Library& library(int slots) {
-  static std::map<int, std::unique_ptr<Library>> made;
-  auto& one = made[slots];
+/// Made once for each use and size: a move would find its slot filled by a change of all slots.
+Library& library(const std::string& use, int slots) {
+  static std::map<std::string, std::unique_ptr<Library>> made;
+  const std::string key = use + std::to_string(slots);
+  auto& one = made[key];
   if (!one) {
-    one = std::make_unique<Library>(slots);
+    one = std::make_unique<Library>(key, slots);
   }
   return *one;
 }
@@ -109,8 +111,8 @@ void measure(const std::string& name, bool (Library::*call)(), bool (Library::*b
   for (const int slots : {100, 1000, 10000, 50000}) {
     const std::string subject = name + "/" + std::to_string(slots);
     bench::pair(
-        subject, [=](auto& state) { run(state, library(slots), call); },
-        [=](auto& state) { run(state, library(slots), bare); });
+        subject, [=](auto& state) { run(state, library(name, slots), call); },
+        [=](auto& state) { run(state, library(name, slots), bare); });
   }
 }
 

@@ -11,6 +11,12 @@ namespace {
 constexpr char kCall[] = "/call";
 constexpr char kBare[] = "/bare";
 
+/// Runs may come in random order; the table keeps the order in which the pairs were made.
+std::vector<std::string>& subjects() {
+  static std::vector<std::string> all;
+  return all;
+}
+
 /// Not a number when there is nothing to take it of.
 double median(std::vector<double> values) {
   if (values.empty()) {
@@ -24,6 +30,7 @@ double median(std::vector<double> values) {
 }  // namespace
 
 void pair(const std::string& subject, const Body& call, const Body& bare) {
+  subjects().push_back(subject);
   benchmark::RegisterBenchmark((subject + kCall).c_str(), call)->UseRealTime();
   benchmark::RegisterBenchmark((subject + kBare).c_str(), bare)->UseRealTime();
 }
@@ -34,13 +41,17 @@ struct PairTable::Row {
   std::vector<double> bare;
 };
 
-PairTable::PairTable() = default;
+PairTable::PairTable() {
+  for (const std::string& subject : subjects()) {
+    m_rows.push_back({subject, {}, {}});
+  }
+}
+
 PairTable::~PairTable() = default;
 
 PairTable::Row& PairTable::row(const std::string& subject) {
-  const auto found = std::find_if(m_rows.begin(), m_rows.end(),
-                                  [&](const Row& row) { return row.subject == subject; });
-  return found != m_rows.end() ? *found : m_rows.emplace_back(Row{subject, {}, {}});
+  return *std::find_if(m_rows.begin(), m_rows.end(),
+                       [&](const Row& row) { return row.subject == subject; });
 }
 
 bool PairTable::ReportContext(const Context& context) {
@@ -67,6 +78,9 @@ void PairTable::Finalize() {
   std::printf("%-36s %14s %14s %7s %5s\n", "median of each", "call, us", "bare, us", "ratio",
               "runs");
   for (const Row& row : m_rows) {
+    if (row.call.empty() && row.bare.empty()) {
+      continue;
+    }
     const double call = median(row.call);
     const double bare = median(row.bare);
     std::printf("%-36s %14.1f %14.1f %7.2f %5zu\n", row.subject.c_str(), call, bare, call / bare,
