@@ -2,6 +2,7 @@
 // in one XML file for each library.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -260,8 +261,73 @@ public:
   bool MoveVirtualLibraryElement(const std::string& libraryName, int sourceType, int sourceAddress,
                                  int destinationType, int destinationAddress);
 
+  /// Appends the devices that a host sees to `devices`: for each library in the order of the list,
+  /// the drives configured for the host `maName` in the order of the file, then the library itself,
+  /// when it is configured for the host, with the map of all its drives, whoever sees them. An
+  /// empty name stands for any host. What `devices` held stays.
+  ///
+  /// Returns true, with nothing appended, when there is no library list; a file that does not hold
+  /// exactly one library is passed over, with text. Returns false, with text, when the list cannot
+  /// be parsed (50005), there is no memory for a parser (50006), a listed library cannot be loaded,
+  /// or a record cannot be read (50001 to 50004); what was appended before stays.
+  bool GetVirtualDeviceInfo(const std::string& maName, std::vector<SCSIUnitNoMap>& devices);
+
+  /// The same for one library, listed or not.
+  bool GetVirtualDeviceInfo(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
+                            const std::string& libraryId);
+
+  /// Removes a host's unit, a drive or a library, named by its serial number, from the library
+  /// `libraryId`; with `libraryId` empty, from the file "Library1.xml" in the working directory.
+  ///
+  /// With `maName` empty the whole device goes. A library leaves the list, and its file stays, with
+  /// neither library nor shelves, and has to be deleted before a library of that serial number can
+  /// be made again. Otherwise only the unit of that host goes; with its last unit the whole drive
+  /// or library element goes too, but the list keeps its entry. A host that has no unit is no
+  /// failure.
+  ///
+  /// Returns false, with nothing saved, when the file cannot be loaded, does not hold exactly one
+  /// library with one readable device block, does not hold the device, or the list cannot be read.
+  bool RemoveVirtualDevice(const std::string& maName, const std::string& serialNumber,
+                           const std::string& libraryId);
+
+  /// The same in the first listed library that has the device. False also when there is no list.
+  bool RemoveVirtualDevice(const std::string& maName, const std::string& serialNumber);
+
+  /// Attaches a SCSI status to a library, or replaces the one it has: status code, additional sense
+  /// code and qualifier, reported for `lifetimeSeconds` from now and `count` times; with a count of
+  /// 0 or below, any number of times in its lifetime. The end of the lifetime is kept as a signed
+  /// 32-bit number of seconds since 1970.
+  ///
+  /// Returns true, with text and nothing changed, when the file does not hold exactly one library.
+  /// Returns false, with nothing saved, when the file cannot be loaded, has no root (50007, with
+  /// text), the serial number in it is another one (50008), or the record in it is incomplete.
+  bool SetVirtualDeviceStatus(const std::string& libraryName, int status, int asc, int ascq,
+                              int lifetimeSeconds, int count);
+
+  /// Reads the SCSI status of a library; three zeros when it has none. The read is counted, and the
+  /// record goes with its last read or with the first one after its lifetime, which still reports
+  /// it. With `peek` true the record stays as it is, and is reported also after its lifetime.
+  ///
+  /// Returns true, with the outputs untouched, when the file does not hold exactly one library.
+  /// Fails as SetVirtualDeviceStatus() does, and when a value in the record is no text; the outputs
+  /// then hold what was read up to there, -1 for the value that could not be.
+  bool GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc, int& ascq,
+                              bool peek);
+
+  /// Sets `barCode` to the barcode recorded in the drive of that serial number, whether or not the
+  /// drive is marked occupied; empty when the drive has none. All listed libraries are searched.
+  ///
+  /// Returns true also when there is no library list (`barCode` empty) and when the drive's barcode
+  /// cannot be read (with text). Returns false, `barCode` empty, when no listed library has the
+  /// drive, and, with text, when the list cannot be parsed (50005) or there is no memory for a
+  /// parser (50006). A library that cannot be loaded is passed over.
+  bool GetCurrentVolume(const std::string& serialNumber, std::string& barCode);
+
 private:
   friend class OperationCycle;
+
+  /// Which of two files takes its place first.
+  enum class FirstSaved { Library, List };
 
   struct DocumentRelease {
     void operator()(xercesc::DOMDocument* document) const { document->release(); }
@@ -275,6 +341,7 @@ private:
   // Object, runtime and files
   void init();
   bool initXerces();
+  void start();
   void deInit();
   bool GetMeridianInstallDir(std::string& dir);
   bool GetLibListFile(std::string& path);
@@ -283,9 +350,11 @@ private:
   bool isFilePresent(const std::string& path);
   bool loadDocument();
   bool hasDocument(const char* origin, const std::string& libraryName);
+  xercesc::DOMElement* rootOrReport(const char* origin, const std::string& libraryName);
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
-  void saveNewLibrary(const std::string& listPath);
+  void saveWithList(const std::string& listPath, FirstSaved first);
+  void dropLibrary();
   void releaseDocuments();
 
   // Values of elements
@@ -378,6 +447,51 @@ private:
   bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
   bool loadList(const std::string& path);
   void dropList();
+  bool readLibraryIds(const char* origin, const std::string& path, std::vector<std::string>& ids);
+
+  // Device query
+  bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
+                                  const std::string& libraryId);
+  bool appendDevices(const std::string& maName, xercesc::DOMElement* root,
+                     xercesc::DOMElement* library, std::vector<SCSIUnitNoMap>& devices);
+  bool appendDrive(const std::string& maName, xercesc::DOMElement* drive,
+                   std::vector<SCSIUnitNoMap>& devices, SCSIUnit* seenLibrary);
+
+  // Device removal
+  bool RemoveVirtualDeviceNoLock(const std::string& maName, const std::string& serialNumber,
+                                 const std::string& libraryId);
+  bool saveRemoval();
+  bool removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
+                            const std::string& serialNumber);
+  bool removeLibrary(xercesc::DOMElement* library, const std::string& serialNumber);
+  bool removeDrive(xercesc::DOMDocument*& doc, const std::string& maName,
+                   const std::string& serialNumber);
+  bool removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName, bool isLibrary);
+  xercesc::DOMNode* findDrive(xercesc::DOMNode* node, const std::string& serialNumber);
+  bool isDriveOf(xercesc::DOMNode& drive, const std::string& serialNumber);
+
+  // Device status
+  bool SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status, int asc, int ascq,
+                                    int lifetimeSeconds, int count);
+  bool GetVirtualDeviceStatusNoLock(const std::string& libraryName, int& status, int& asc,
+                                    int& ascq, bool peek);
+  bool withStatusLibrary(const char* origin, const std::string& libraryName,
+                         const std::function<bool(xercesc::DOMElement*)>& work);
+  bool setVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
+                                int asc, int ascq, int lifetimeSeconds, int count);
+  bool addVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
+                                int asc, int ascq, int lifetimeSeconds, int count);
+  bool updateVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* statusNode,
+                                   int status, int asc, int ascq, int lifetimeSeconds, int count);
+  bool getVirtualDeviceStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library,
+                                   int& status, int& asc, int& ascq, bool peek);
+  void countRead(xercesc::DOMNode* library, xercesc::DOMElement* record);
+  bool removeVirtualDeviceStatus(xercesc::DOMNode* library);
+  bool removeVirtualDeviceStatus(xercesc::DOMNode* library, xercesc::DOMNode* statusNode);
+
+  // Current volume
+  bool GetDriveVolumeNoLock(const std::string& libraryId, const std::string& serialNumber,
+                            std::string& barCode);
 
   // Element lookup
   bool findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,

@@ -43,7 +43,7 @@ bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
       !createNewLibraryFile(getLibXMLFile(library.SerialNumber), library.SerialNumber)) {
     return false;
   }
-  saveNewLibrary(listPath);
+  saveWithList(listPath, FirstSaved::Library);
   return true;
 }
 
@@ -137,7 +137,7 @@ bool TqLibEmulator::saveBatch(bool isNew) {
   if (!GetLibListFile(listPath)) {
     return false;
   }
-  saveNewLibrary(listPath);
+  saveWithList(listPath, FirstSaved::Library);
   return true;
 }
 

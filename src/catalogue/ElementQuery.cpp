@@ -14,11 +14,9 @@ bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
                                               std::vector<LibElement>& elements) {
   OperationCycle cycle(*this, {kOrigin, Exceptions::Reported, true});
   return cycle.onLibrary(libraryName, [&] {
-    if (!hasDocument(kOrigin, libraryName)) {
-      return false;
-    }
-    xercesc::DOMElement* root = m_pLibDoc->getDocumentElement();
-    xercesc::DOMElement* library = findQueriedLibrary(root, libraryName);
+    xercesc::DOMElement* root = rootOrReport(kOrigin, libraryName);
+    xercesc::DOMElement* library =
+        root == nullptr ? nullptr : findQueriedLibrary(root, libraryName);
     if (library == nullptr) {
       return false;
     }
@@ -32,13 +30,6 @@ bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
 // A file without any library is told as holding more than one: operators know the message.
 xercesc::DOMElement* TqLibEmulator::findQueriedLibrary(xercesc::DOMElement* root,
                                                        const std::string& libraryName) {
-  const std::string fileName = getLibXMLFile(libraryName);
-  if (root == nullptr) {
-    report(kOrigin, "No root element found in XML Files %s for Library %s", m_sLibFile.c_str(),
-           fileName.c_str());
-    m_nErrorCode = codes::noXmlFile;
-    return nullptr;
-  }
   xercesc::DOMElement* library = Descendants(root, names::library).single();
   if (library == nullptr) {
     report(kOrigin, "More than one library node in XML Files %s", m_sLibFile.c_str());
@@ -46,7 +37,7 @@ xercesc::DOMElement* TqLibEmulator::findQueriedLibrary(xercesc::DOMElement* root
   }
   if (!isLibraryPresent(library, libraryName)) {
     report(kOrigin, "Library Node not found in XML File %s for Library %s", m_sLibFile.c_str(),
-           fileName.c_str());
+           getLibXMLFile(libraryName).c_str());
     m_nErrorCode = codes::libraryNode;
     return nullptr;
   }

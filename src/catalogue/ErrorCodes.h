@@ -10,6 +10,7 @@ inline constexpr int driveAddressMissing = 50002;
 inline constexpr int deviceUnreadable = 50003;
 inline constexpr int libraryValuesUnreadable = 50004;
 inline constexpr int cannotParse = 50005;
+inline constexpr int noParser = 50006;
 inline constexpr int noXmlFile = 50007;
 inline constexpr int libraryNode = 50008;
 inline constexpr int elementNotFound = 50009;

@@ -90,6 +90,29 @@ bool TqLibEmulator::hasDocument(const char* origin, const std::string& libraryNa
   return false;
 }
 
+xercesc::DOMElement* TqLibEmulator::rootOrReport(const char* origin,
+                                                 const std::string& libraryName) {
+  if (!hasDocument(origin, libraryName)) {
+    return nullptr;
+  }
+  xercesc::DOMElement* root = m_pLibDoc->getDocumentElement();
+  if (root == nullptr) {
+    report(origin, "No root element found in XML Files %s for Library %s", m_sLibFile.c_str(),
+           getLibXMLFile(libraryName).c_str());
+    m_nErrorCode = codes::noXmlFile;
+  }
+  return root;
+}
+
+// The parser is dropped with the next load; its pool goes now, for the whole catalogue may follow.
+void TqLibEmulator::dropLibrary() {
+  m_pLibDoc = nullptr;
+  if (m_pLibParser != nullptr) {
+    m_pLibParser->resetDocumentPool();
+  }
+  m_bLibLoaded = false;
+}
+
 std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node) {
   auto* implementation = dynamic_cast<xercesc::DOMImplementationLS*>(
       xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"));
@@ -137,9 +160,10 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
   return true;
 }
 
-// A library that is listed but has no file makes every query over all libraries fail. So both files
-// are on the disk before either takes its place, and the library comes first.
-void TqLibEmulator::saveNewLibrary(const std::string& listPath) {
+// Both files are on the disk before either takes its place. Should the machine stop in between, a
+// new library that comes first is merely not listed yet, where an entry without a file would fail
+// every query over all libraries; and a library that leaves the list first can be removed again.
+void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) {
   const auto library = serialise(*m_pLibDoc);
   const auto list = serialise(*m_pListDoc);
   if (library == nullptr || list == nullptr) {
@@ -147,15 +171,20 @@ void TqLibEmulator::saveNewLibrary(const std::string& listPath) {
   }
   ReplacedFile libraryFile(m_sLibFile);
   ReplacedFile listFile(listPath);
+  const bool isLibraryFirst = first == FirstSaved::Library;
+  ReplacedFile& earlier = isLibraryFirst ? libraryFile : listFile;
+  ReplacedFile& later = isLibraryFirst ? listFile : libraryFile;
   if (!libraryFile.prepare(bytesOf(*library)) || !listFile.prepare(bytesOf(*list)) ||
-      !libraryFile.commit()) {
+      !earlier.commit()) {
     logFailedSave(m_sLibFile, libraryFile.error() + listFile.error());
     return;
   }
-  if (!listFile.commit()) {
-    // Without its entry the library could not be made again: its file would be in the way.
-    ::unlink(m_sLibFile.c_str());
-    logFailedSave(listPath, listFile.error());
+  if (!later.commit()) {
+    if (isLibraryFirst) {
+      // Without its entry the library could not be made again: its file would be in the way.
+      ::unlink(m_sLibFile.c_str());
+    }
+    logFailedSave(isLibraryFirst ? listPath : m_sLibFile, later.error());
     return;
   }
   m_bLibModified = false;

@@ -1,10 +1,13 @@
 // The library list: the file that names every library of the catalogue.
 //
-// These members log nothing and set no code: their callers know what a failure means. Entries are
-// not checked for duplicates, and removal takes the first that matches.
+// The members that change it log nothing and set no code: their callers know what a failure means.
+// Entries are not checked for duplicates, and removal takes the first that matches.
+
+#include <utility>
 
 #include "TqLibEmulator.h"
 #include "catalogue/Descendants.h"
+#include "catalogue/ListedLibraries.h"
 #include "catalogue/Names.h"
 #include "catalogue/NewDocument.h"
 #include "catalogue/ParsedFile.h"
@@ -131,4 +134,20 @@ bool TqLibEmulator::removeFromLibraryListFile(const std::string& libFile,
   }
   m_bListModified = true;
   return true;
+}
+
+// The reason stands in the log alone: callers compare the text.
+bool TqLibEmulator::readLibraryIds(const char* origin, const std::string& path,
+                                   std::vector<std::string>& ids) {
+  ListedLibraries listed = readListedLibraries(path);
+  ids = std::move(listed.ids);
+  if (listed.code == 0) {
+    return true;
+  }
+  if (!listed.reason.empty()) {
+    EvDebug::Error(debugHandler, origin, "%s: %s", path.c_str(), listed.reason.c_str());
+  }
+  report(origin, "%s", listed.problem.c_str());
+  m_nErrorCode = listed.code;
+  return false;
 }

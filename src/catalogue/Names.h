@@ -38,12 +38,20 @@ inline constexpr XMLCh serialNumber[] = u"SerialNumber";
 inline constexpr XMLCh firmwareRevision[] = u"FirmwareRevision";
 inline constexpr XMLCh scsiDeviceType[] = u"ScsiDeviceType";
 
+// Device status
+inline constexpr XMLCh scsiStatus[] = u"ScsiStatus";
+inline constexpr XMLCh status[] = u"Status";
+inline constexpr XMLCh asc[] = u"ASC";
+inline constexpr XMLCh ascq[] = u"ASCQ";
+
 // Attributes
 inline constexpr XMLCh name[] = u"Name";
 inline constexpr XMLCh isOccupied[] = u"IsOccupied";
 inline constexpr XMLCh isMailSlot[] = u"IsMailSlot";
 inline constexpr XMLCh maName[] = u"MAName";
 inline constexpr XMLCh id[] = u"Id";
+inline constexpr XMLCh count[] = u"Count";
+inline constexpr XMLCh expireTime[] = u"ExpireTime";
 
 // The library list
 inline constexpr XMLCh libraryList[] = u"LibraryList";
@@ -58,6 +66,8 @@ inline constexpr char shelfPrefix[] = "Shelf_";
 
 // The key of the file that holds drives without a library
 inline constexpr char standaloneKey[] = "Library1";
+// and the removal's file for them, in the working directory
+inline constexpr char standaloneFile[] = "Library1.xml";
 
 inline constexpr XMLCh trueText[] = u"true";
 inline constexpr XMLCh falseText[] = u"false";

@@ -10,32 +10,39 @@ constexpr char kAnyReported[] = "An Exception error occurred during parsing.";
 
 bool OperationCycle::inFrame(const Work& work) {
   const TqCriticalSectionLock lock(&gCriticalSection);
-  if (!m_emulator.m_bInitialized) {
-    m_emulator.init();
-    m_emulator.initXerces();
-    m_emulator.m_bInitialized = true;
-    // An earlier operation may have left them raised; they would have this one save a document
-    // that it did not change, or that it changed in part and gave up.
-    m_emulator.m_bLibModified = false;
-    m_emulator.m_bListModified = false;
-  }
+  m_emulator.start();
   struct Release {
     TqLibEmulator& emulator;
     ~Release() { emulator.deInit(); }
   } const release{m_emulator};
-  return m_terms.exceptions == Exceptions::PassedOn ? work() : caught(work);
+  return guarded(work);
 }
 
 bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work) {
   return inFrame([&] {
-    if (!m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) || !load(libraryName) ||
-        !work()) {
+    if (!withLibrary(libraryName, work)) {
       return false;
     }
     if (m_emulator.m_bLibModified) {
       m_emulator.saveDocument(m_emulator.m_pLibDoc);
     }
     return true;
+  });
+}
+
+bool OperationCycle::withLibrary(const std::string& libraryName, const Work& work) {
+  return guarded([&] {
+    m_emulator.start();
+    return m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) && load(libraryName) &&
+           work();
+  });
+}
+
+bool OperationCycle::withFile(const std::string& path, const Work& work) {
+  return guarded([&] {
+    m_emulator.start();
+    m_emulator.m_sLibFile = path;
+    return load(path) && work();
   });
 }
 
@@ -50,7 +57,10 @@ bool OperationCycle::load(const std::string& libraryName) {
   return m_emulator.m_bLibLoaded;
 }
 
-bool OperationCycle::caught(const Work& work) {
+bool OperationCycle::guarded(const Work& work) {
+  if (m_terms.exceptions == Exceptions::PassedOn) {
+    return work();
+  }
   const bool reported = m_terms.exceptions == Exceptions::Reported;
   try {
     return work();

@@ -35,9 +35,15 @@ public:
   /// The frame alone, for an operation that finds, loads and saves its files in its own order.
   bool inFrame(const Work& work);
 
+  /// One library inside a frame: its file, load, work. Nothing is saved, and the document stays.
+  bool withLibrary(const std::string& libraryName, const Work& work);
+
+  /// The same with a file that is named by its path.
+  bool withFile(const std::string& path, const Work& work);
+
 private:
   bool load(const std::string& libraryName);
-  bool caught(const Work& work);
+  bool guarded(const Work& work);
   void tell(const std::string& message);
 
   TqLibEmulator& m_emulator;

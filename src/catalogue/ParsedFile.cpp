@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include <xercesc/framework/XMLPScanToken.hpp>
@@ -69,6 +70,16 @@ private:
   FatalErrors m_errors;
 };
 
+std::unique_ptr<xercesc::XercesDOMParser> newParser() {
+  try {
+    return std::make_unique<CatalogueParser>();
+  } catch (const xercesc::OutOfMemoryException&) {
+    return nullptr;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 xercesc::DOMDocument* ParsedFile::document() const {
@@ -80,19 +91,22 @@ ParsedFile parseFile(const std::string& path) {
   auto stream = std::make_unique<xercesc::BinFileInputStream>(path.c_str());
   if (!stream->getIsOpen()) {
     const bool isAbsent = errno == ENOENT || errno == ENOTDIR;
-    return {nullptr, isAbsent ? "" : std::strerror(errno)};
+    return {nullptr, isAbsent ? "" : std::strerror(errno), false};
   }
-  auto parser = std::make_unique<CatalogueParser>();
+  std::unique_ptr<xercesc::XercesDOMParser> parser = newParser();
+  if (parser == nullptr) {
+    return {nullptr, "Out of memory", true};
+  }
   try {
     parser->parse(OpenedFile(std::move(stream)));
-    return {std::move(parser), ""};
+    return {std::move(parser), "", false};
   } catch (const ParseFailure& failure) {
-    return {nullptr, failure.reason};
+    return {nullptr, failure.reason, false};
   } catch (const xercesc::XMLException& problem) {
-    return {nullptr, MyTranscode(problem.getMessage())};
+    return {nullptr, MyTranscode(problem.getMessage()), false};
   } catch (const xercesc::DOMException& problem) {
-    return {nullptr, MyTranscode(problem.getMessage())};
+    return {nullptr, MyTranscode(problem.getMessage()), false};
   } catch (const xercesc::OutOfMemoryException&) {
-    return {nullptr, "Out of memory"};
+    return {nullptr, "Out of memory", false};
   }
 }

@@ -12,6 +12,8 @@ struct ParsedFile {
   std::unique_ptr<xercesc::XercesDOMParser> parser;
   /// Why it could not be parsed; empty on success and for a file that does not exist.
   std::string error;
+  /// There was not even a parser, for want of memory.
+  bool lacksParser = false;
 
   /// The document, or null.
   xercesc::DOMDocument* document() const;

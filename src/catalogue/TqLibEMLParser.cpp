@@ -49,6 +49,19 @@ bool TqLibEmulator::initXerces() {
   }
 }
 
+// An earlier operation may have left the modified flags raised; they would have this one save a
+// document that it did not change, or that it changed in part and gave up.
+void TqLibEmulator::start() {
+  if (m_bInitialized) {
+    return;
+  }
+  init();
+  initXerces();
+  m_bInitialized = true;
+  m_bLibModified = false;
+  m_bListModified = false;
+}
+
 // The modified flags and the path keep their values: callers of the lower operations read them
 // after a call. The documents die with their parsers, so their pointers go too.
 void TqLibEmulator::deInit() {

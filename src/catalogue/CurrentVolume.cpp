@@ -1,0 +1,57 @@
+// The medium in a drive, found by the drive's serial number.
+//
+// The search loads one library after the other and saves nothing, so it shares only the frame of
+// the operation cycle.
+
+#include "TqLibEmulator.h"
+#include "catalogue/Names.h"
+#include "catalogue/OperationCycle.h"
+
+namespace {
+constexpr CycleTerms kTerms{"TqLibEmulator::GetCurrentVolume", Exceptions::Logged};
+}  // namespace
+
+bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::string& barCode) {
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    barCode.clear();
+    std::string path;
+    if (!GetLibListFile(path)) {
+      return false;
+    }
+    if (!isFilePresent(path)) {
+      return true;
+    }
+    std::vector<std::string> ids;
+    if (!readLibraryIds(kTerms.origin, path, ids)) {
+      return false;
+    }
+    for (const std::string& id : ids) {
+      if (GetDriveVolumeNoLock(id, serialNumber, barCode)) {
+        return true;
+      }
+      dropLibrary();
+    }
+    return false;
+  });
+}
+
+// What the drive element says is what counts, occupied or not: a drive found without a readable
+// barcode ends the search too.
+bool TqLibEmulator::GetDriveVolumeNoLock(const std::string& libraryId,
+                                         const std::string& serialNumber, std::string& barCode) {
+  if (libraryId.empty() || !GetLibFileName(libraryId, m_sLibFile) || !isFilePresent(m_sLibFile)) {
+    return false;
+  }
+  if (!m_bLibLoaded) {
+    m_bLibLoaded = loadDocument();
+  }
+  if (!m_bLibLoaded) {
+    return false;
+  }
+  xercesc::DOMNode* drive = findDrive(m_pLibDoc->getDocumentElement(), serialNumber);
+  if (drive != nullptr && !extractValuesFromChildNode(drive, names::barCode, barCode)) {
+    setErrorText("Failed to read value for Source Element %s", MyTranscode(names::barCode).c_str());
+  }
+  dropLibrary();
+  return drive != nullptr;
+}

@@ -1,0 +1,107 @@
+// The device query: the libraries and drives that one host sees.
+//
+// The two public forms work on documents that they load one after the other, and save nothing, so
+// they share only the frame of the operation cycle.
+
+#include "TqLibEmulator.h"
+#include "catalogue/Descendants.h"
+#include "catalogue/Names.h"
+#include "catalogue/OperationCycle.h"
+
+namespace {
+constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Exceptions::Reported, true};
+}  // namespace
+
+bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
+                                         std::vector<SCSIUnitNoMap>& devices) {
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    std::string path;
+    if (!GetLibListFile(path)) {
+      return false;
+    }
+    if (!isFilePresent(path)) {
+      return true;
+    }
+    std::vector<std::string> ids;
+    if (!readLibraryIds(kTerms.origin, path, ids)) {
+      return false;
+    }
+    for (const std::string& id : ids) {
+      if (!GetVirtualDeviceInfoNoLock(maName, devices, id)) {
+        return false;
+      }
+      dropLibrary();
+    }
+    return true;
+  });
+}
+
+bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
+                                         std::vector<SCSIUnitNoMap>& devices,
+                                         const std::string& libraryId) {
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    return GetVirtualDeviceInfoNoLock(maName, devices, libraryId);
+  });
+}
+
+bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
+                                               std::vector<SCSIUnitNoMap>& devices,
+                                               const std::string& libraryId) {
+  return OperationCycle(*this, kTerms).withLibrary(libraryId, [&] {
+    xercesc::DOMElement* root = rootOrReport(kTerms.origin, libraryId);
+    if (root == nullptr) {
+      return false;
+    }
+    xercesc::DOMElement* library = Descendants(root, names::library).single();
+    if (library == nullptr) {
+      // One file that an operator has to mend, or whose library was removed, must not hide the
+      // libraries of all others.
+      report(kTerms.origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
+      return true;
+    }
+    return appendDevices(maName, root, library, devices);
+  });
+}
+
+bool TqLibEmulator::appendDevices(const std::string& maName, xercesc::DOMElement* root,
+                                  xercesc::DOMElement* library,
+                                  std::vector<SCSIUnitNoMap>& devices) {
+  SCSIUnit libraryUnit;
+  const bool isSeen = getScsiUnitForMA(library, true, maName) != nullptr;
+  if (isSeen && !extractSCSIUnitAndDevice(library, maName, libraryUnit, true)) {
+    return false;
+  }
+  for (xercesc::DOMElement* drive : Descendants(root, names::drive)) {
+    if (!appendDrive(maName, drive, devices, isSeen ? &libraryUnit : nullptr)) {
+      return false;
+    }
+  }
+  if (isSeen) {
+    devices.emplace_back(libraryUnit);
+  }
+  return true;
+}
+
+// A library's map names all its drives, also those that the host does not see; such a drive is read
+// for any host. Of two drives with one number the first stays.
+bool TqLibEmulator::appendDrive(const std::string& maName, xercesc::DOMElement* drive,
+                                std::vector<SCSIUnitNoMap>& devices, SCSIUnit* seenLibrary) {
+  SCSIUnit unit;
+  const bool isSeen = getScsiUnitForMA(drive, false, maName) != nullptr;
+  if (isSeen) {
+    if (!extractSCSIUnitAndDevice(drive, maName, unit, false)) {
+      return false;
+    }
+    devices.emplace_back(unit);
+  }
+  if (seenLibrary == nullptr || !doesDriveBelongToLibrary(drive)) {
+    return true;
+  }
+  if (!isSeen && !extractSCSIUnitAndDevice(drive, "", unit, false)) {
+    return false;
+  }
+  const int number =
+      getDriveNumberFromDriveAddress(seenLibrary->DriveBaseAddress, unit.DriveBaseAddress);
+  seenLibrary->DriveIdentifierMap.emplace(number, unit.SerialNumber);
+  return true;
+}

@@ -1,0 +1,187 @@
+// Device removal: a host's unit of a device, a drive, or a whole library.
+//
+// The two public forms find, load and save their files in their own order, so they share only the
+// frame of the operation cycle. A library's own file is never deleted: what is left of it is saved.
+
+#include <vector>
+
+#include "TqLibEmulator.h"
+#include "catalogue/Descendants.h"
+#include "catalogue/ListedLibraries.h"
+#include "catalogue/Names.h"
+#include "catalogue/OperationCycle.h"
+
+namespace {
+
+constexpr CycleTerms kTerms{"TqLibEmulator::RemoveVirtualDevice", Exceptions::Logged};
+
+bool isNamed(const xercesc::DOMNode& node, const XMLCh* name) {
+  return xercesc::XMLString::compareIString(node.getNodeName(), name) == 0;
+}
+
+/// The node after `node` in a walk below `root` that enters libraries only.
+xercesc::DOMNode* nextInLibraries(xercesc::DOMNode* node, const xercesc::DOMNode* root) {
+  if (isNamed(*node, names::library) && node->hasChildNodes()) {
+    return node->getFirstChild();
+  }
+  while (node != root && node->getNextSibling() == nullptr) {
+    node = node->getParentNode();
+  }
+  return node == root ? nullptr : node->getNextSibling();
+}
+
+/// Removes `node` from its parent; false when it has none.
+bool removeFromParent(xercesc::DOMNode* node) {
+  xercesc::DOMNode* parent = node->getParentNode();
+  if (parent == nullptr) {
+    return false;
+  }
+  parent->removeChild(node)->release();
+  return true;
+}
+
+/// Removes all descendants of that name. The last go first, so that one inside another is not
+/// released twice.
+void removeAll(const xercesc::DOMNode* root, const XMLCh* name) {
+  std::vector<xercesc::DOMElement*> found;
+  for (xercesc::DOMElement* element : Descendants(root, name)) {
+    found.push_back(element);
+  }
+  for (auto element = found.rbegin(); element != found.rend(); ++element) {
+    removeFromParent(*element);
+  }
+}
+
+}  // namespace
+
+bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName, const std::string& serialNumber,
+                                        const std::string& libraryId) {
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    const bool isRemoved = RemoveVirtualDeviceNoLock(maName, serialNumber, libraryId);
+    return saveRemoval() && isRemoved;
+  });
+}
+
+// Entries without a key stand, as in the form above, for a file in the working directory.
+bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
+                                        const std::string& serialNumber) {
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    std::string path;
+    if (!GetLibListFile(path)) {
+      return false;
+    }
+    for (const std::string& id : readListedLibraries(path).ids) {
+      if (RemoveVirtualDeviceNoLock(maName, serialNumber, id)) {
+        return saveRemoval();
+      }
+      dropLibrary();
+    }
+    return false;
+  });
+}
+
+// With an empty key this is a file in the working directory, and not, as for the device update, the
+// catalogue's file of the key "Library1": callers rely on both.
+bool TqLibEmulator::RemoveVirtualDeviceNoLock(const std::string& maName,
+                                              const std::string& serialNumber,
+                                              const std::string& libraryId) {
+  OperationCycle cycle(*this, kTerms);
+  const auto remove = [&] {
+    const bool isRemoved = removeLibraryOrDrive(m_pLibDoc, maName, serialNumber);
+    m_bLibModified = m_bLibModified || isRemoved;
+    return isRemoved;
+  };
+  return libraryId.empty() ? cycle.withFile(names::standaloneFile, remove)
+                           : cycle.withLibrary(libraryId, remove);
+}
+
+bool TqLibEmulator::saveRemoval() {
+  if (!m_bListModified) {
+    if (m_bLibModified) {
+      saveDocument(m_pLibDoc);
+    }
+    return true;
+  }
+  std::string path;
+  if (!GetLibListFile(path)) {
+    return false;
+  }
+  saveWithList(path, FirstSaved::List);
+  m_bListLoaded = false;
+  return true;
+}
+
+bool TqLibEmulator::removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
+                                         const std::string& serialNumber) {
+  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
+  xercesc::DOMElement* library = Descendants(root, names::library).single();
+  xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).single();
+  std::string serial;
+  if (device == nullptr || !extractValuesFromChildNode(device, names::serialNumber, serial)) {
+    return false;
+  }
+  if (serial != serialNumber) {
+    return removeDrive(doc, maName, serialNumber);
+  }
+  return maName.empty() ? removeLibrary(library, serialNumber)
+                        : removeScsiUnitforMA(library, maName, true);
+}
+
+bool TqLibEmulator::removeLibrary(xercesc::DOMElement* library, const std::string& serialNumber) {
+  removeAll(library->getParentNode(), names::shelf);
+  return removeFromParent(library) &&
+         removeFromLibraryListFile(getLibXMLFile(serialNumber), serialNumber);
+}
+
+bool TqLibEmulator::removeDrive(xercesc::DOMDocument*& doc, const std::string& maName,
+                                const std::string& serialNumber) {
+  xercesc::DOMNode* drive =
+      findDrive(doc == nullptr ? nullptr : doc->getDocumentElement(), serialNumber);
+  if (drive == nullptr) {
+    return false;
+  }
+  return maName.empty() ? removeFromParent(drive) : removeScsiUnitforMA(drive, maName, false);
+}
+
+// A device that its last host lets go of goes as a whole. A host that has no unit is no failure.
+bool TqLibEmulator::removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName,
+                                        bool isLibrary) {
+  const XMLCh* unitName = isLibrary ? names::libraryScsiUnit : names::driveScsiUnit;
+  if (maName.empty()) {
+    removeAll(element, unitName);
+    return true;
+  }
+  xercesc::DOMNode* unit = getScsiUnitForMA(element, isLibrary, maName);
+  if (unit == nullptr) {
+    return true;
+  }
+  const bool isOnlyUnit = Descendants(element, unitName).single() != nullptr;
+  return removeFromParent(isOnlyUnit ? element : unit);
+}
+
+// A drive that cannot be told by a serial number is passed over, with a line in the log.
+xercesc::DOMNode* TqLibEmulator::findDrive(xercesc::DOMNode* node,
+                                           const std::string& serialNumber) {
+  if (node == nullptr) {
+    return nullptr;
+  }
+  for (xercesc::DOMNode* child = node->getFirstChild(); child != nullptr;
+       child = nextInLibraries(child, node)) {
+    if (isNamed(*child, names::drive) && isDriveOf(*child, serialNumber)) {
+      return child;
+    }
+  }
+  return nullptr;
+}
+
+bool TqLibEmulator::isDriveOf(xercesc::DOMNode& drive, const std::string& serialNumber) {
+  xercesc::DOMElement* device = Descendants(&drive, names::driveScsiDevice).single();
+  std::string serial;
+  if (device == nullptr || !extractValuesFromChildNode(device, names::serialNumber, serial)) {
+    EvDebug::Error(debugHandler, "TqLibEmulator::findDrive",
+                   "A drive in %s has no single readable %s", m_sLibFile.c_str(),
+                   MyTranscode(names::driveScsiDevice).c_str());
+    return false;
+  }
+  return serial == serialNumber;
+}
