@@ -534,6 +534,7 @@ private:
   bool updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
                          const LibElement& element);
   bool findInVector(ElementIndex& index, const LibElement& element, xercesc::DOMNode*& found);
+  bool findOutside(ElementIndex& index, int address, xercesc::DOMNode*& found);
   bool createInVector(ElementIndex& index, const LibElement& element);
 
   // Medium move

@@ -45,7 +45,7 @@ bool TqLibEmulator::GetDriveVolumeNoLock(const std::string& libraryId,
   if (!m_bLibLoaded) {
     m_bLibLoaded = loadDocument();
   }
-  if (!m_bLibLoaded) {
+  if (!m_bLibLoaded || m_pLibDoc == nullptr) {
     return false;
   }
   xercesc::DOMNode* drive = findDrive(m_pLibDoc->getDocumentElement(), serialNumber);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <iterator>
+#include <vector>
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/XMLString.hpp>
@@ -24,7 +25,7 @@ public:
     using pointer = value_type*;
     using reference = value_type;
 
-    Iterator(const xercesc::DOMNode* root, const XMLCh* name) : m_root(root), m_name(name) {
+    Iterator(const xercesc::DOMNode* root, const XMLCh* name) : m_name(name) {
       m_element = root == nullptr ? nullptr : firstElement(root->getFirstChild());
       skipOthers();
     }
@@ -44,16 +45,22 @@ public:
       return static_cast<xercesc::DOMElement*>(node);
     }
 
-    xercesc::DOMElement* following(xercesc::DOMNode* node) const {
+    // The way down is remembered: asking a node for its parent costs a dynamic cast.
+    xercesc::DOMElement* following(xercesc::DOMElement* node) {
       if (xercesc::DOMElement* child = firstElement(node->getFirstChild())) {
+        m_ancestors.push_back(node);
         return child;
       }
-      for (; node != nullptr && node != m_root; node = node->getParentNode()) {
+      while (true) {
         if (xercesc::DOMElement* sibling = firstElement(node->getNextSibling())) {
           return sibling;
         }
+        if (m_ancestors.empty()) {
+          return nullptr;
+        }
+        node = m_ancestors.back();
+        m_ancestors.pop_back();
       }
-      return nullptr;
     }
 
     void skipOthers() {
@@ -63,9 +70,9 @@ public:
       }
     }
 
-    const xercesc::DOMNode* m_root;
     const XMLCh* m_name;
     xercesc::DOMElement* m_element;
+    std::vector<xercesc::DOMElement*> m_ancestors;  // of m_element, below the root
   };
 
   Iterator begin() const { return {m_root, m_name}; }

@@ -9,7 +9,8 @@
 #include "catalogue/OperationCycle.h"
 
 namespace {
-constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Exceptions::Reported, true};
+constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Exceptions::Reported,
+                            MissingFile::IsReported};
 }  // namespace
 
 bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,

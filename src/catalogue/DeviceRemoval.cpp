@@ -96,8 +96,9 @@ bool TqLibEmulator::RemoveVirtualDeviceNoLock(const std::string& maName,
 }
 
 bool TqLibEmulator::saveRemoval() {
-  if (!m_bListModified) {
-    if (m_bLibModified) {
+  const bool isLibraryChanged = m_bLibModified && m_pLibDoc != nullptr;
+  if (!m_bListModified || m_pListDoc == nullptr) {
+    if (isLibraryChanged) {
       saveDocument(m_pLibDoc);
     }
     return true;
@@ -106,7 +107,11 @@ bool TqLibEmulator::saveRemoval() {
   if (!GetLibListFile(path)) {
     return false;
   }
-  saveWithList(path, FirstSaved::List);
+  if (isLibraryChanged) {
+    saveWithList(path, FirstSaved::List);
+  } else {
+    saveDocument(m_pListDoc, path);
+  }
   m_bListLoaded = false;
   return true;
 }

@@ -34,7 +34,7 @@ bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
     return false;
   }
   if (isFilePresent(m_sLibFile)) {
-    m_bLibLoaded = loadDocument();
+    m_bLibLoaded = m_bLibLoaded || loadDocument();
     saveIf(updateLibrary(library, m_pLibDoc));
     return true;
   }
@@ -44,6 +44,7 @@ bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
     return false;
   }
   saveWithList(listPath, FirstSaved::Library);
+  m_bListModified = false;
   return true;
 }
 
@@ -53,7 +54,7 @@ bool TqLibEmulator::updateDriveOf(const SCSIUnit& drive, const std::string& libr
   if (!GetLibFileName(isStandalone ? names::standaloneKey : libraryName, m_sLibFile)) {
     return false;
   }
-  m_bLibLoaded = loadDocument();
+  m_bLibLoaded = m_bLibLoaded || loadDocument();
   if (!m_bLibLoaded) {
     return false;
   }
@@ -92,7 +93,7 @@ bool TqLibEmulator::updateBatch(const std::vector<SCSIUnitNoMap>& devices,
   if (!isFilePresent(m_sLibFile)) {
     isNew = createNewLibraryFile(getLibXMLFile(libraryName), libraryName);
   } else {
-    m_bLibLoaded = loadDocument();
+    m_bLibLoaded = m_bLibLoaded || loadDocument();
     if (!m_bLibLoaded) {
       return false;
     }

@@ -27,6 +27,7 @@ xercesc::DOMElement* DriveIndex::find(const XMLCh* name) const {
 }
 
 void DriveIndex::insert(xercesc::DOMElement* drive) {
-  m_parent->insertBefore(drive, m_firstSlot);
+  xercesc::DOMNode* place = m_firstSlot == nullptr ? m_parent : m_firstSlot->getParentNode();
+  place->insertBefore(drive, m_firstSlot);
   m_drives.emplace(drive->getAttribute(names::name), drive);
 }

@@ -34,7 +34,7 @@ void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
 
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const LibElement& element, bool remove) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
+  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(
       libraryName, [&] { return SetVirtualLibraryElementNoLock(libraryName, element, remove); });
 }
@@ -42,7 +42,7 @@ bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
 // A call that succeeds always rewrites the file, also when no record changed anything.
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const std::vector<LibElement>& elements, bool remove) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
+  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(libraryName, [&] {
     const bool isDone =
         remove ? RemoveVirtualLibraryElement(elements) : UpdateVirtualLibraryElement(elements);
@@ -127,7 +127,29 @@ bool TqLibEmulator::findInVector(ElementIndex& index, const LibElement& element,
     return true;
   }
   found = nullptr;
-  return type != LIB_ELEM_DRIVE || findDriveElem(index.root(), type, element.elementAddress, found);
+  return type != LIB_ELEM_DRIVE || findOutside(index, element.elementAddress, found);
+}
+
+// A drive that the library does not have may stand outside it.
+bool TqLibEmulator::findOutside(ElementIndex& index, int address, xercesc::DOMNode*& found) {
+  int itsAddress = 0;
+  std::optional<DrivesByAddress>& all = index.allDrives();
+  if (!all) {
+    all.emplace();
+    for (xercesc::DOMElement* drive : Descendants(index.root(), names::drive)) {
+      if (!extractValuesFromChildNode(drive, names::baseAddress, itsAddress)) {
+        all->unreadable = drive;
+        break;
+      }
+      all->drives.emplace(itsAddress, drive);
+    }
+  }
+  const auto entry = all->drives.find(address);
+  if (entry != all->drives.end()) {
+    found = entry->second;
+    return true;
+  }
+  return all->unreadable == nullptr || readAddress(all->unreadable, itsAddress);
 }
 
 // The maps are not told of new elements: two records for the same new address in one call make two

@@ -7,6 +7,13 @@
 
 #include "TqLibEmulator.h"
 
+/// The drives of a whole document, in a library or not: the first one of each address, up to the
+/// first whose address cannot be read.
+struct DrivesByAddress {
+  ElementMap drives;
+  xercesc::DOMElement* unreadable = nullptr;
+};
+
 class ElementIndex {
 public:
   ElementIndex(xercesc::DOMElement* root, xercesc::DOMElement* library)
@@ -18,6 +25,9 @@ public:
   /// The map of a type, import/export slots among the storage slots; empty until it was filled.
   /// Any number is a type here: one that does not exist is refused when its map is to be filled.
   std::optional<ElementMap>& mapOf(int type);
+
+  /// The drives of the document; empty until they were asked for.
+  std::optional<DrivesByAddress>& allDrives() { return m_allDrives; }
 
   /// Below which node the elements of a type lie.
   xercesc::DOMElement* parentOf(int type) const {
@@ -33,4 +43,5 @@ private:
   xercesc::DOMElement* m_before = nullptr;  // what new shelves stand behind, once it is known
   std::array<std::optional<ElementMap>, LIB_ELEM_SHELF + 1> m_maps;
   std::optional<ElementMap> m_noMap;
+  std::optional<DrivesByAddress> m_allDrives;
 };

@@ -90,6 +90,9 @@ bool TqLibEmulator::getElementMap(xercesc::DOMNode* parent, int type, ElementMap
     setErrorText("Invalid Element Type %d", type);
     return false;
   }
+  if (parent == nullptr) {
+    return false;
+  }
   for (xercesc::DOMElement* element : Descendants(parent, name)) {
     int address = 0;
     if (!readAddress(element, address)) {
@@ -103,6 +106,9 @@ bool TqLibEmulator::getElementMap(xercesc::DOMNode* parent, int type, ElementMap
 bool TqLibEmulator::findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,
                                   xercesc::DOMNode*& found) {
   found = nullptr;
+  if (parent == nullptr) {
+    return false;
+  }
   for (xercesc::DOMElement* element : Descendants(parent, name)) {
     int itsAddress = 0;
     if (!readAddress(element, itsAddress)) {
@@ -130,6 +136,9 @@ bool TqLibEmulator::findShelfElem(xercesc::DOMNode* parent, int /*type*/, int ad
 bool TqLibEmulator::findSlotElem(xercesc::DOMNode* parent, int type, int address,
                                  xercesc::DOMNode*& found) {
   found = nullptr;
+  if (parent == nullptr) {
+    return false;
+  }
   const bool wantsMailSlot = type == LIB_ELEM_MAIL_SLOT;
   for (xercesc::DOMElement* slot : Descendants(parent, names::slots)) {
     if (ConvertTobool(slot->getAttribute(names::isMailSlot)) != wantsMailSlot) {

@@ -12,8 +12,8 @@ constexpr char kOrigin[] = "TqLibEmulator::GetVirtualLibraryElements";
 
 bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
                                               std::vector<LibElement>& elements) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Reported, true});
-  return cycle.onLibrary(libraryName, [&] {
+  OperationCycle cycle(*this, {kOrigin, Exceptions::Reported, MissingFile::IsReported});
+  const auto query = [&] {
     xercesc::DOMElement* root = rootOrReport(kOrigin, libraryName);
     xercesc::DOMElement* library =
         root == nullptr ? nullptr : findQueriedLibrary(root, libraryName);
@@ -24,7 +24,8 @@ bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
     appendElements(library, names::slots, &TqLibEmulator::fillLibElementForSlot, elements);
     appendElements(root, names::shelf, &TqLibEmulator::fillLibElementForShelf, elements);
     return true;
-  });
+  };
+  return cycle.inFrame([&] { return cycle.withLibrary(libraryName, query); });
 }
 
 // A file without any library is told as holding more than one: operators know the message.

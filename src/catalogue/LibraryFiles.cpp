@@ -2,11 +2,10 @@
 
 #include "catalogue/LibraryFiles.h"
 
-#include <unistd.h>
-
 #include <climits>
 #include <string_view>
 
+#include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
 #include "TqLibEmulator.h"
@@ -113,6 +112,24 @@ void TqLibEmulator::dropLibrary() {
   m_bLibLoaded = false;
 }
 
+namespace {
+
+/// Leaves out the indentation of an earlier save: written again, that of removed elements would
+/// pile up. White space that is the whole text of an element is a value and stays.
+class WithoutIndentation : public xercesc::DOMLSSerializerFilter {
+public:
+  FilterAction acceptNode(const xercesc::DOMNode* text) const override {
+    const XMLCh* value = text->getNodeValue();
+    const bool isIndentation =
+        xercesc::XMLChar1_0::isAllSpaces(value, xercesc::XMLString::stringLen(value)) &&
+        (text->getNextSibling() != nullptr || text->getPreviousSibling() != nullptr);
+    return isIndentation ? FILTER_REJECT : FILTER_ACCEPT;
+  }
+  ShowType getWhatToShow() const override { return xercesc::DOMNodeFilter::SHOW_TEXT; }
+};
+
+}  // namespace
+
 std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node) {
   auto* implementation = dynamic_cast<xercesc::DOMImplementationLS*>(
       xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"));
@@ -122,6 +139,8 @@ std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& n
   const XmlOwner<xercesc::DOMLSSerializer> writer(implementation->createLSSerializer());
   const XmlOwner<xercesc::DOMLSOutput> output(implementation->createLSOutput());
   auto target = std::make_unique<xercesc::MemBufFormatTarget>();
+  WithoutIndentation filter;
+  writer->setFilter(&filter);
   writer->setNewLine(u"\n");
   xercesc::DOMConfiguration* settings = writer->getDomConfig();
   if (settings->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true)) {
@@ -164,6 +183,9 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
 // new library that comes first is merely not listed yet, where an entry without a file would fail
 // every query over all libraries; and a library that leaves the list first can be removed again.
 void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) {
+  if (m_pLibDoc == nullptr || m_pListDoc == nullptr) {
+    return;
+  }
   const auto library = serialise(*m_pLibDoc);
   const auto list = serialise(*m_pListDoc);
   if (library == nullptr || list == nullptr) {
@@ -176,13 +198,15 @@ void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) 
   ReplacedFile& later = isLibraryFirst ? listFile : libraryFile;
   if (!libraryFile.prepare(bytesOf(*library)) || !listFile.prepare(bytesOf(*list)) ||
       !earlier.commit()) {
-    logFailedSave(m_sLibFile, libraryFile.error() + listFile.error());
+    const bool isLibrary = !libraryFile.error().empty();
+    logFailedSave(isLibrary ? m_sLibFile : listPath,
+                  isLibrary ? libraryFile.error() : listFile.error());
     return;
   }
   if (!later.commit()) {
     if (isLibraryFirst) {
       // Without its entry the library could not be made again: its file would be in the way.
-      ::unlink(m_sLibFile.c_str());
+      libraryFile.remove();
     }
     logFailedSave(isLibraryFirst ? listPath : m_sLibFile, later.error());
     return;

@@ -114,10 +114,13 @@ bool TqLibEmulator::addToLibraryListFile(const std::string& libFile, const std::
     return true;
   }
   xercesc::DOMDocument* created = nullptr;
-  if (!createNewLibList(created, libFile, libId)) {
+  if (!createNewLibList(created, "", "")) {
     return false;
   }
   const OwnedDocument list(created);
+  if (!addToLibraryList(created, libFile, libId)) {
+    return false;
+  }
   saveDocument(created, path);
   return true;
 }

@@ -47,10 +47,14 @@ bool OperationCycle::withFile(const std::string& path, const Work& work) {
 }
 
 bool OperationCycle::load(const std::string& libraryName) {
+  if (m_terms.missingFile == MissingFile::Fails &&
+      !m_emulator.isFilePresent(m_emulator.m_sLibFile)) {
+    return false;
+  }
   if (!m_emulator.m_bLibLoaded) {
     m_emulator.m_bLibLoaded = m_emulator.loadDocument();
   }
-  if (!m_emulator.m_bLibLoaded && m_terms.reportsFailedLoad) {
+  if (!m_emulator.m_bLibLoaded && m_terms.missingFile == MissingFile::IsReported) {
     m_emulator.report(m_terms.origin, "Failed to Load XML Document %s for Library %s",
                       m_emulator.m_sLibFile.c_str(), libraryName.c_str());
   }

@@ -14,11 +14,18 @@ enum class Exceptions {
   PassedOn   ///< left to the caller
 };
 
+/// What becomes of a library file that is not there.
+enum class MissingFile {
+  FailsToLoad,  ///< found out by the load, which then fails without a word
+  Fails,        ///< looked for before the load
+  IsReported    ///< the failed load, whatever its reason, is told with a message
+};
+
 /// Where the operations differ.
 struct CycleTerms {
-  const char* origin;              ///< the operation's name in the log
-  Exceptions exceptions;           ///< what becomes of them
-  bool reportsFailedLoad = false;  ///< a message of its own when the file cannot be loaded
+  const char* origin;     ///< the operation's name in the log
+  Exceptions exceptions;  ///< what becomes of them
+  MissingFile missingFile = MissingFile::FailsToLoad;
 };
 
 class OperationCycle {

@@ -102,7 +102,8 @@ bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElemen
   }
   const xercesc::DOMElement* lastUnit = Descendants(library, names::libraryScsiUnit).last();
   const xercesc::DOMElement* reference = lastUnit == nullptr ? device : lastUnit;
-  library->insertBefore(unit, reference->getNextSibling());
+  xercesc::DOMNode* next = reference->getNextSibling();
+  (next == nullptr ? library : next->getParentNode())->insertBefore(unit, next);
   return true;
 }
 

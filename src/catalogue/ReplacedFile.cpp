@@ -6,9 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <filesystem>
 #include <random>
 
 #include "common/FileDescriptor.h"
@@ -17,12 +16,18 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 constexpr mode_t kPermissionBits = 07777;
+constexpr mode_t kAccessBits = 0777;  // what must not be given to another owner is left out
+constexpr int kMaxHops = 40;          // the kernel's own limit for symbolic links
 
-/// Where the path leads when it is a symbolic link, so that the link itself is not replaced.
+/// Where the path leads when it is a symbolic link, so that the link itself is not replaced. The
+/// file at its end need not exist yet.
 std::string followLinks(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
-                                                             &std::free);
-  return resolved == nullptr ? path : std::string(resolved.get());
+  std::filesystem::path target = path;
+  std::error_code ignored;
+  for (int hops = 0; hops < kMaxHops && std::filesystem::is_symlink(target, ignored); ++hops) {
+    target = target.parent_path() / std::filesystem::read_symlink(target, ignored);
+  }
+  return target.string();
 }
 
 std::string folderOf(const std::string& path) {
@@ -45,18 +50,22 @@ bool writeAll(int fd, std::string_view content) {
   return true;
 }
 
-/// Gives the new file the owner and permissions of the old one, as far as the system lets us.
+/// Gives the new file the owner and permissions of the old one. Only root may give files away;
+/// others can keep the group at best. False when the permissions cannot be kept.
 bool copyAccess(const std::string& from, int to) {
   struct stat old {};
+  struct stat made {};
   if (::stat(from.c_str(), &old) != 0) {
     return errno == ENOENT;
   }
-  // Only root may give files away; others can keep the group at best.
-  if (::fchown(to, old.st_uid, old.st_gid) != 0 &&
-      ::fchown(to, static_cast<uid_t>(-1), old.st_gid) != 0) {
-    errno = 0;
+  if (::fstat(to, &made) != 0) {
+    return false;
   }
-  return ::fchmod(to, old.st_mode & kPermissionBits) == 0;
+  const bool isOwned = (made.st_uid == old.st_uid && made.st_gid == old.st_gid) ||
+                       ::fchown(to, old.st_uid, old.st_gid) == 0 ||
+                       ::fchown(to, static_cast<uid_t>(-1), old.st_gid) == 0;
+  const mode_t kept = old.st_mode & (isOwned ? kPermissionBits : kAccessBits);
+  return (made.st_mode & kPermissionBits) == kept || ::fchmod(to, kept) == 0;
 }
 
 /// Whether the folder is to blame and the file itself may yet be writable: a folder of others, one
@@ -92,19 +101,30 @@ bool ReplacedFile::fail(const char* what, int code) {
 
 bool ReplacedFile::prepare(std::string_view content) {
   m_content = content;
+  // A folder may let a file be replaced that nobody may write.
+  const bool isThere = ::access(m_target.c_str(), F_OK) == 0;
+  if (isThere && ::access(m_target.c_str(), W_OK) != 0) {
+    return fail("cannot write the file", errno);
+  }
   const std::string aside = m_folder + '/' + asideName();
   const FileDescriptor file(
       ::open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
   if (!file) {
     const int code = errno;
-    const bool canOverwrite = admitsNoNewFile(code) && ::access(m_target.c_str(), W_OK) == 0;
-    return canOverwrite || fail("cannot create a file beside it", code);
+    return (isThere && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
   }
   m_aside = aside;
+  // Before the content: nobody else may read it meanwhile.
+  if (!copyAccess(m_target, file.get())) {
+    // A file system without permissions of its own, for instance: the old file keeps what it has.
+    ::unlink(m_aside.c_str());
+    m_aside.clear();
+    return true;
+  }
   if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
     return fail("cannot write the new content", errno);
   }
-  return copyAccess(m_target, file.get()) || fail("cannot keep the permissions", errno);
+  return true;
 }
 
 bool ReplacedFile::commit() {
@@ -125,10 +145,25 @@ bool ReplacedFile::commit() {
   return true;
 }
 
+void ReplacedFile::remove() {
+  ::unlink(m_target.c_str());
+}
+
+// The old content is gone with the first byte written, so the room is made sure of before.
 bool ReplacedFile::overwrite() {
-  const FileDescriptor file(
-      ::open(m_target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-  if (!file || !writeAll(file.get(), m_content) || ::fsync(file.get()) != 0) {
+  const FileDescriptor file(::open(m_target.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kNewFileMode));
+  struct stat old {};
+  if (!file || ::fstat(file.get(), &old) != 0) {
+    return fail("cannot open the file", errno);
+  }
+  const auto size = static_cast<off_t>(m_content.size());
+  const int refusal = size == 0 ? 0 : ::posix_fallocate(file.get(), 0, size);
+  if (refusal != 0) {
+    const bool isRestored = ::ftruncate(file.get(), old.st_size) == 0;
+    return fail(isRestored ? "no room for the new content" : "cannot restore the file", refusal);
+  }
+  if (!writeAll(file.get(), m_content) || ::ftruncate(file.get(), size) != 0 ||
+      ::fsync(file.get()) != 0) {
     return fail("cannot write the file", errno);
   }
   return true;

@@ -9,7 +9,8 @@
 /// A reader in another process may open the file at any moment, and a crash may come at any moment:
 /// each finds the old content or the new one. The permission bits and, where the system allows it,
 /// the owner of the old file stay; a symbolic link stays a link to the replaced file. Where the
-/// folder admits no new file, the file is overwritten in place on commit.
+/// folder admits no new file, or the permissions cannot be kept, the file is overwritten in place
+/// on commit.
 class ReplacedFile {
 public:
   explicit ReplacedFile(const std::string& path);
@@ -24,6 +25,9 @@ public:
 
   /// Puts the prepared content in the file's place. On false, error() tells why.
   bool commit();
+
+  /// Takes a committed file away again.
+  void remove();
 
   /// The reason of the last failure, for people.
   const std::string& error() const { return m_error; }

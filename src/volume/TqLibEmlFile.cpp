@@ -46,10 +46,10 @@ unsigned long long configuredMaxVolumeSize(TQPlatformInfo& platform) {
   unsigned long count = 0;
   for (const char* const section : kSections) {
     if (platform.getNumber(section, "nVirtualTapeSizeMB", &count) != 0) {
-      break;
+      return count == 0 ? kDefaultMaxVolumeSize : bytesOfMiB(count);
     }
   }
-  return count == 0 ? kDefaultMaxVolumeSize : bytesOfMiB(count);
+  return kDefaultMaxVolumeSize;
 }
 
 bool isFolder(const std::string& path) {
