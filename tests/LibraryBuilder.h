@@ -1,9 +1,10 @@
 // Libraries for tests, registered the way an emulator registers them.
 #pragma once
 
+#include <algorithm>
+#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TqLibEmulator.h"
@@ -12,69 +13,59 @@ namespace tests {
 
 class LibraryBuilder {
 public:
-  explicit LibraryBuilder(std::string key) : m_key(std::move(key)) {}
+  explicit LibraryBuilder(const std::string& key) : m_library(device(key, 8, "/dev/sg3")) {
+    m_library.Model = "VL-100";
+    slots(1000, 0).mailSlots(10, 0).drives(500, 0);
+  }
 
   LibraryBuilder& slots(int base, int count) {
-    m_slotBase = base;
-    m_slots = count;
+    m_library.SlotBaseAddress = base;
+    m_library.SlotCount = count;
     return *this;
   }
   LibraryBuilder& mailSlots(int base, int count) {
-    m_mailBase = base;
-    m_mailSlots = count;
+    m_library.IEPortBaseAddress = base;
+    m_library.IEPortCount = count;
     return *this;
   }
+  /// The library's map names the drives DRV0001, DRV0002 and so on.
   LibraryBuilder& drives(int base, int count) {
-    m_driveBase = base;
-    m_drives = count;
+    m_library.DriveBaseAddress = base;
+    m_library.DriveCount = count;
+    m_library.DriveIdentifierMap.clear();
+    for (int n = 1; n <= count; ++n) m_library.DriveIdentifierMap[n] = drive(n).SerialNumber;
     return *this;
   }
   LibraryBuilder& host(const std::string& name) {
-    m_host = name;
+    m_library.MAName = name;
     return *this;
   }
 
-  /// The library's record; its map names the drives DRV0001, DRV0002 and so on.
-  SCSIUnit library() const {
-    SCSIUnit unit = device(m_key, 8, "/dev/sg3");
-    unit.Model = "VL-100";
-    unit.SlotCount = m_slots;
-    unit.SlotBaseAddress = m_slotBase;
-    unit.IEPortCount = m_mailSlots;
-    unit.IEPortBaseAddress = m_mailBase;
-    unit.DriveCount = m_drives;
-    unit.DriveBaseAddress = m_driveBase;
-    for (int number = 1; number <= m_drives; ++number)
-      unit.DriveIdentifierMap[number] = driveSerial(number);
-    return unit;
-  }
+  SCSIUnit library() const { return m_library; }
 
   SCSIUnit drive(int number) const {
-    return device(driveSerial(number), 1, "/dev/nst" + std::to_string(number - 1));
+    const std::string digits = std::to_string(10000 + number).substr(1);
+    SCSIUnit unit = device("DRV" + digits, 1, "/dev/nst" + std::to_string(number - 1));
+    unit.MAName = m_library.MAName;
+    return unit;
   }
 
   /// The library's record and those of its drives, ready for one batch.
   std::vector<SCSIUnitNoMap> batch() const {
-    std::vector<SCSIUnitNoMap> all{library()};
-    for (int number = 1; number <= m_drives; ++number) all.push_back(drive(number));
+    std::vector<SCSIUnitNoMap> all{m_library};
+    for (int number = 1; number <= m_library.DriveCount; ++number) all.push_back(drive(number));
     return all;
   }
 
   void build() const {
-    TqLibEmulator emulator;
-    if (!emulator.UpdateVirtualDevice(batch(), m_key))
-      throw std::runtime_error("cannot build library " + m_key);
+    if (!TqLibEmulator().UpdateVirtualDevice(batch(), m_library.SerialNumber))
+      throw std::runtime_error("cannot build library " + m_library.SerialNumber);
   }
 
 private:
-  static std::string driveSerial(int number) {
-    const std::string digits = std::to_string(number);
-    return "DRV" + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
-  }
-
-  SCSIUnit device(const std::string& serial, int type, const std::string& path) const {
+  static SCSIUnit device(const std::string& serial, int type, const std::string& path) {
     SCSIUnit unit;
-    unit.MAName = m_host;
+    unit.MAName = "hosta";
     unit.Manufacturer = "ACME";
     unit.Model = "VT-9";
     unit.FirmwareRevision = "2.1";
@@ -88,11 +79,7 @@ private:
     return unit;
   }
 
-  std::string m_key;
-  std::string m_host = "hosta";
-  int m_slotBase = 1000, m_slots = 0;
-  int m_mailBase = 10, m_mailSlots = 0;
-  int m_driveBase = 500, m_drives = 0;
+  SCSIUnit m_library;
 };
 
 inline LibElement element(int type, int address, const std::string& barCode = "") {
@@ -105,11 +92,22 @@ inline std::string describe(const LibElement& e) {
          (e.isOccupied ? ":" + e.barCode : "");
 }
 
+/// The elements that `text` describes, with blanks between them.
+inline std::vector<LibElement> described(const std::string& text) {
+  std::vector<LibElement> all;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    const std::string barCode = word.substr(std::min(word.find(':'), word.size()));
+    all.push_back(element(word[0] - '0', std::stoi(word.substr(2)),
+                          barCode.empty() ? "" : barCode.substr(1)));
+  }
+  return all;
+}
+
 /// The descriptions of all elements of a library, in the order of the query.
 inline std::vector<std::string> elements(const std::string& key) {
-  TqLibEmulator emulator;
   std::vector<LibElement> found;
-  if (!emulator.GetVirtualLibraryElements(key, found)) return {"refused"};
+  if (!TqLibEmulator().GetVirtualLibraryElements(key, found)) return {"refused"};
   std::vector<std::string> all;
   for (const LibElement& e : found) all.push_back(describe(e));
   return all;

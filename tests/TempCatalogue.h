@@ -24,7 +24,7 @@ inline void writeFile(const std::filesystem::path& path, const std::string& byte
   if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
 }
 
-/// A new folder under the system's temporary one, removed with all it holds.
+/// A new folder under the system's temporary one, removed with all it holds. Not to be copied.
 class TempFolder {
 public:
   TempFolder() {
@@ -32,12 +32,11 @@ public:
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot create " + name);
     m_path = name;
   }
+  TempFolder(const TempFolder&) = delete;
   ~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
   }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
 
   const std::filesystem::path& path() const { return m_path; }
 
@@ -62,8 +61,6 @@ public:
     config("MediaManager", "sVirtualLibXMLDirectory", path().string());
   }
   ~TempCatalogue() { unsetenv("TQ_PLATFORM_CONFIG"); }
-  TempCatalogue(const TempCatalogue&) = delete;
-  TempCatalogue& operator=(const TempCatalogue&) = delete;
 
   const std::filesystem::path& path() const { return m_folder.path(); }
 
@@ -84,9 +81,8 @@ public:
         if (!v.empty()) text += k + " = " + v + "\n";
     }
     // A store may tell a changed file by its time and size alone, so a new file replaces the old.
-    const auto file = path() / "tqlib.ini";
     writeFile(path() / "tqlib.ini.new", text);
-    std::filesystem::rename(path() / "tqlib.ini.new", file);
+    std::filesystem::rename(path() / "tqlib.ini.new", path() / "tqlib.ini");
   }
 
   /// What was logged since this catalogue began.

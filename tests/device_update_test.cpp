@@ -1,66 +1,118 @@
 // Registration of devices through the public operations, and the library list they keep.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "LoadedDocument.h"
+#include "SmallLibrary.h"
 
 namespace tests {
 namespace {
 
 using Batch = std::vector<SCSIUnitNoMap>;
+using Elements = std::vector<std::string>;
+using Files = std::map<std::string, std::string>;
 
-const char* const kTwoLibraries = R"(<Devices><Library Name="Lib_A"/><Library/></Devices>)";
-
-bool update(const SCSIUnit& device, const std::string& library) {
+bool update(const SCSIUnit& device, const std::string& library = "") {
   return TqLibEmulator().UpdateVirtualDevice(device, library);
 }
 
-std::string entry(const std::string& key) {
-  return "<Library Id=\"" + key + "\">Lib_" + key + ".xml</Library>";
-}
-std::string list(const std::string& entries) {
-  return compact("<LibraryList>" + entries + "</LibraryList>");
+/// The names in a file and the hosts of its units, in order.
+std::string names(const std::string& path) {
+  const std::string text = readFile(path);
+  const std::regex pattern("Name=\"([^\"]*)\"");
+  std::string all;
+  for (std::sregex_iterator name(text.begin(), text.end(), pattern), end; name != end; ++name)
+    all += (*name)[1].str() + " ";
+  return all;
 }
 
-TEST(DeviceUpdate, ASingleRecordCreatesALibraryAndListsIt) {
+TEST(DeviceUpdate, ABatchCreatesALibraryOfThisForm) {
   TempCatalogue catalogue;
-  const LibraryBuilder builder = LibraryBuilder("A").mailSlots(10, 1).slots(1000, 2).drives(500, 2);
+  LibraryBuilder("A").mailSlots(10, 1).slots(1000, 1).drives(500, 1).build();
+  const std::string unit = "<Bus>0</Bus><Target>1</Target><Lun>0</Lun>";
+  EXPECT_EQ(compact(readFile(catalogue.libraryFile("A"))), compact(R"(<Devices>
+<Library Name="Lib_A">
+  <SlotCount>1</SlotCount><SlotBaseAddress>1000</SlotBaseAddress>
+  <IEPortCount>1</IEPortCount><IEPortBaseAddress>10</IEPortBaseAddress>
+  <DriveCount>1</DriveCount><DriveBaseAddress>500</DriveBaseAddress>
+  <LibraryScsiDevice>
+    <Model>VL-100</Model><Manufacturer>ACME</Manufacturer><SerialNumber>A</SerialNumber>
+    <FirmwareRevision>2.1</FirmwareRevision><ScsiDeviceType>8</ScsiDeviceType>
+  </LibraryScsiDevice>
+  <LibraryScsiUnit MAName="hosta">
+    <ScsiPort>2</ScsiPort><AccessPath>/dev/sg3</AccessPath>)" + unit +
+                                                                   R"(</LibraryScsiUnit>
+  <Drive IsOccupied="false" Name="Drive_DRV0001">
+    <BarCode/><BaseAddress>500</BaseAddress>
+    <DriveScsiDevice>
+      <Model>VT-9</Model><Manufacturer>ACME</Manufacturer><SerialNumber>DRV0001</SerialNumber>
+      <FirmwareRevision>2.1</FirmwareRevision><ScsiDeviceType>1</ScsiDeviceType>
+    </DriveScsiDevice>
+    <DriveScsiUnit MAName="hosta">
+      <ScsiPort>2</ScsiPort><AccessPath>/dev/nst0</AccessPath>)" + unit +
+                                                                   R"(</DriveScsiUnit>
+  </Drive>
+  <Slots IsMailSlot="true" IsOccupied="false" Name="Slot_10">
+    <BaseAddress>10</BaseAddress><BarCode/></Slots>
+  <Slots IsMailSlot="false" IsOccupied="false" Name="Slot_1000">
+    <BaseAddress>1000</BaseAddress><BarCode/></Slots>
+</Library></Devices>)"));
+  EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"A"}));
+}
+
+TEST(DeviceUpdate, SingleRecordsKeepUnitsTogetherAndDrivesAheadOfTheSlots) {
+  TempCatalogue catalogue;
+  LibraryBuilder builder = LibraryBuilder("A").mailSlots(10, -2).slots(1000, 2).drives(500, 2);
+  const std::string file = catalogue.libraryFile("A");
   ASSERT_TRUE(update(builder.library(), "name of a library is the serial number"));
-  EXPECT_EQ(elements("A"), (std::vector<std::string>{"3@10", "2@1000", "2@1001"}));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A")));
-
-  ASSERT_TRUE(update(LibraryBuilder("B").library(), ""));
-  ASSERT_TRUE(update(LibraryBuilder(builder).host("hostb").library(), ""));
+  EXPECT_EQ(names(file), "Lib_A hosta Slot_1000 Slot_1001 ");
+  ASSERT_TRUE(update(builder.drive(1), "A"));
   ASSERT_TRUE(update(builder.drive(2), "A"));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A") + entry("B")));
-  EXPECT_EQ(elements("A"), (std::vector<std::string>{"4@-999999", "3@10", "2@1000", "2@1001"}));
-  ASSERT_TRUE(update(builder.library(), ""));
-  EXPECT_EQ(elements("A")[0], "4@501");
-  const std::string file = readFile(catalogue.libraryFile("A"));
-  EXPECT_NE(file.find("hosta"), std::string::npos);
-  EXPECT_NE(file.find("hostb"), std::string::npos);
+  for (const char* host : {"hostb", "HOSTA"}) {
+    SCSIUnit drive = builder.host(host).drive(2);
+    drive.SerialNumber = "drv0002";
+    drive.ScsiDeviceType = 5;
+    ASSERT_TRUE(update(builder.library()));
+    ASSERT_TRUE(update(drive, "A"));
+  }
+  EXPECT_EQ(names(file),
+            "Lib_A HOSTA hostb Drive_DRV0001 hosta Drive_DRV0002 HOSTA hostb Slot_1000 Slot_1001 ");
+  const std::string text = compact(readFile(file));
+  EXPECT_NE(text.find("<SerialNumber>drv0002</SerialNumber>"), std::string::npos);
+  EXPECT_EQ(text.find("<ScsiDeviceType>5"), std::string::npos);  // fixed when it was added
+  EXPECT_EQ(elements("A"), (Elements{"4@500", "4@501", "2@1000", "2@1001"}));
+  EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"A"}));
+
+  // Without a unit and a slot, the device and the end are the places to go by.
+  const std::regex gone(R"(<(LibraryScsiUnit|Slots).*</\1>)");
+  writeFile(file, std::regex_replace(text, gone, ""));
+  ASSERT_TRUE(update(builder.library()) && update(builder.drive(3), "A"));
+  EXPECT_EQ(names(file),
+            "Lib_A HOSTA Drive_DRV0001 hosta Drive_DRV0002 HOSTA hostb Drive_DRV0003 HOSTA ");
 }
 
-TEST(DeviceUpdate, ABatchCreatesALibraryWithAddressedDrives) {
+TEST(DeviceUpdate, TheMapAddressesItsDrives) {
   TempCatalogue catalogue;
-  const LibraryBuilder builder = LibraryBuilder("A").slots(1000, 1).drives(500, 2);
+  const LibraryBuilder builder = LibraryBuilder("A").drives(500, 4);
+  SCSIUnit library = builder.library();
+  library.DriveIdentifierMap = {{-1, "DRV0001"}, {0, "DRV0001"}, {2, "DRV0002"},
+                                {4, "DRV0002"},  {5, "drv0003"}, {9, "DRV0004"}};
   Batch batch = builder.batch();
-  batch.push_back(builder.drive(3));  // not in the map
+  batch[0] = library;
   TqLibEmulator emulator;
   ASSERT_TRUE(emulator.UpdateVirtualDevice(batch, "A"));
-  EXPECT_EQ(elements("A"), (std::vector<std::string>{"4@500", "4@501", "4@-999999", "2@1000"}));
+  // Numbers below 1 mean not found, serial numbers are compared as written, the count is no limit.
+  EXPECT_EQ(elements("A"), (Elements{"4@-999999", "4@501", "4@-999999", "4@508"}));
+  EXPECT_TRUE(catalogue.logged("Failed to look up SerialNumber DRV0001 for drive"));
   EXPECT_TRUE(catalogue.logged("Failed to look up SerialNumber DRV0003 for drive"));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A")));
+  EXPECT_FALSE(catalogue.logged("DRV0002"));
 
   // For a library that is there, a batch may begin with a drive or hold drives only.
-  ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(4)}, "A"));
-  batch = {builder.drive(5), LibraryBuilder(builder).drives(600, 3).library()};
-  ASSERT_TRUE(emulator.UpdateVirtualDevice(batch, "A"));
-  EXPECT_EQ(elements("A"), (std::vector<std::string>{"4@600", "4@601", "4@602", "4@-999999",
-                                                     "4@-999999", "2@1000"}));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A")));
-  EXPECT_EQ(catalogue.files().size(), 2U);
+  library.DriveIdentifierMap = {{1, "DRV0004"}};
+  library.DriveBaseAddress = 2147483647;
+  ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(5)}, "A"));
+  ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(4), library}, "A"));
+  EXPECT_EQ(elements("A"),
+            (Elements{"4@-999999", "4@501", "4@-999999", "4@2147483647", "4@-999999"}));
+  EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"A"}));
 }
 
 TEST(DeviceUpdate, ABatchWithoutALibraryNameHandlesItsLastLibraryOnly) {
@@ -72,37 +124,37 @@ TEST(DeviceUpdate, ABatchWithoutALibraryNameHandlesItsLastLibraryOnly) {
   EXPECT_TRUE(catalogue.files().empty());
   const SCSIUnitNoMap first = LibraryBuilder("A").library();
   EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{first, builder.library(), builder.drive(1)}, ""));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("B")));
-  EXPECT_EQ(elements("B"), std::vector<std::string>());
+  EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"B"}));
+  EXPECT_EQ(elements("B"), Elements());
 }
 
 TEST(DeviceUpdate, ADriveNeedsTheFileOfItsLibrary) {
   TempCatalogue catalogue;
   const SCSIUnit drive = LibraryBuilder("A").drive(1);
   EXPECT_FALSE(update(drive, "A"));
-  EXPECT_FALSE(update(drive, ""));
+  EXPECT_FALSE(update(drive));
   EXPECT_TRUE(catalogue.files().empty());
   writeFile(catalogue.libraryFile("Library1"), "<Devices/>");
-  EXPECT_TRUE(update(drive, ""));
-  const std::string file = compact(readFile(catalogue.libraryFile("Library1")));
-  EXPECT_EQ(file.find(R"(<Devices><Drive IsOccupied="false" Name="Drive_DRV0001"><BarCode/>)"
-                      "<BaseAddress>-999999</BaseAddress><DriveScsiDevice><Model>VT-9</Model>"),
-            0U)
-      << file;
+  EXPECT_TRUE(update(drive));
+  EXPECT_EQ(names(catalogue.libraryFile("Library1")), "Drive_DRV0001 hosta ");
   EXPECT_EQ(catalogue.files().size(), 1U);
 }
 
 TEST(DeviceUpdate, AFailedUpdateOfAnExistingFileIsTrueAndLeavesItAlone) {
-  TempCatalogue catalogue;
   const LibraryBuilder builder = LibraryBuilder("A").drives(500, 1);
-  for (const std::string content : {kTwoLibraries, "<Devices><Library>", ""}) {
+  for (const auto& [content, loads] :
+       {std::pair{"<Devices/>", true},
+        {"<Devices><Library/><a><Library/></a></Devices>", true},
+        {"<Devices><Library><Drive Name=\"drive_drv0001\"/></Library></Devices>", true},
+        {"<Devices><Library>", false},
+        {"", false}}) {
+    TempCatalogue catalogue;
     writeFile(catalogue.libraryFile("A"), content);
     TqLibEmulator emulator;
     EXPECT_TRUE(emulator.UpdateVirtualDevice(builder.library(), "A")) << content;
-    EXPECT_EQ(emulator.getErrorCode(), content == kTwoLibraries ? 0 : 50005);
-    const bool loads = content == kTwoLibraries;
+    EXPECT_EQ(emulator.getErrorCode(), loads ? 0 : 50005);
     EXPECT_EQ(emulator.UpdateVirtualDevice(builder.drive(1), "A"), loads) << content;
-    EXPECT_EQ(catalogue.files(), (std::map<std::string, std::string>{{"Lib_A.xml", content}}));
+    EXPECT_EQ(catalogue.files(), (Files{{"Lib_A.xml", content}}));
 
     // A batch writes the file anew, yet with nothing new in it.
     EXPECT_EQ(emulator.UpdateVirtualDevice(builder.batch(), "A"), loads) << content;
@@ -114,64 +166,30 @@ TEST(DeviceUpdate, AFailedUpdateOfAnExistingFileIsTrueAndLeavesItAlone) {
 TEST(DeviceUpdate, ABatchForANewLibraryThatBeginsWithADriveSavesNothing) {
   TempCatalogue catalogue;
   const LibraryBuilder builder = LibraryBuilder("A").drives(500, 1);
-  TqLibEmulator emulator;
-  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1)}, "A"));
-  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1), builder.library()}, "A"));
-  EXPECT_TRUE(catalogue.files().empty());
-
-  // Nothing of one operation may reach the next one of the same object, in either direction.
   LibraryBuilder("B").slots(1000, 1).build();
   const auto before = catalogue.files();
+  TqLibEmulator emulator;
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1)}, "A"));
+
+  // Nothing of one operation may reach the next one of the same object, in either direction.
   std::vector<LibElement> found;
   EXPECT_TRUE(emulator.GetVirtualLibraryElements("B", found));
   EXPECT_FALSE(emulator.MoveVirtualLibraryElement("B", 2, 1000, 2, 1000));
-  const std::vector<LibElement> broken{element(2, 1000, "T1"), element(6, 1)};
-  EXPECT_FALSE(emulator.SetVirtualLibraryElement("B", broken, false));
+  EXPECT_FALSE(emulator.SetVirtualLibraryElement("B", described("2@1000:T1 6@1"), false));
   EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(1), builder.library()}, "A"));
   EXPECT_TRUE(emulator.GetVirtualLibraryElements("B", found));
   EXPECT_EQ(catalogue.files(), before);
 }
 
-TEST(DeviceUpdate, AnUnusableListKeepsANewLibraryOut) {
+TEST(LibraryList, ThatIsUnusableKeepsANewLibraryOut) {
   const LibraryBuilder builder("A");
   for (const char* content : {"", "<LibraryList>", "not xml"}) {
     TempCatalogue catalogue;
     writeFile(catalogue.listFile(), content);
-    EXPECT_FALSE(update(builder.library(), ""));
+    EXPECT_FALSE(update(builder.library()));
     EXPECT_TRUE(TqLibEmulator().UpdateVirtualDevice(builder.batch(), "A"));  // fails quietly
-    EXPECT_EQ(catalogue.files(),
-              (std::map<std::string, std::string>{{"LibraryList.xml", content}}));
+    EXPECT_EQ(catalogue.files(), (Files{{"LibraryList.xml", content}}));
   }
-}
-
-TEST(LibraryList, KeepsDuplicatesAndRemovesTheFirstExactMatch) {
-  TempCatalogue catalogue;
-  TqLibEmulator emulator;
-  emulator.initXerces();
-  EXPECT_FALSE(emulator.removeFromLibraryListFile("", "A"));  // no list yet
-  for (const char* key : {"A", "a", "A"})
-    ASSERT_TRUE(emulator.addToLibraryListFile("Lib_" + std::string(key) + ".xml", key));
-  EXPECT_EQ(compact(readFile(catalogue.listFile())), list(entry("A") + entry("a") + entry("A")));
-
-  const auto removed = [&](const std::string& key) {
-    emulator.m_bListModified = false;
-    EXPECT_TRUE(emulator.removeFromLibraryListFile("not looked at", key));
-    EXPECT_TRUE(emulator.m_bListModified);
-    const std::string path = catalogue.path() / "now.xml";
-    emulator.saveDocument(emulator.m_pListDoc, path);
-    return compact(readFile(path));
-  };
-  EXPECT_EQ(removed("A"), list(entry("a") + entry("A")));
-  EXPECT_EQ(removed("Lib_A.xml"), list(entry("A") + entry("a") + entry("A")));
-
-  xercesc::DOMDocument* doc = nullptr;
-  ASSERT_TRUE(emulator.createNewLibList(doc, "", "A"));
-  EXPECT_FALSE(doc->getDocumentElement()->hasChildNodes());
-  ASSERT_TRUE(emulator.addToLibraryList(doc, "f", "A"));
-  EXPECT_TRUE(emulator.removeFromLibraryList(doc, "f", "B"));
-  EXPECT_TRUE(emulator.removeFromLibraryList(doc, "g", "A"));
-  EXPECT_FALSE(doc->getDocumentElement()->hasChildNodes());
-  doc->release();
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <limits>
+#include <tuple>
 
 #include "TempCatalogue.h"
 #include "TqLibEmlFile.h"
@@ -42,9 +43,12 @@ namespace fs = std::filesystem;
 using tests::readFile;
 using tests::writeFile;
 
+/// What a transfer gives: its result, the count, the code.
+using Outcome = std::tuple<bool, unsigned long, int>;
+
 class Volume : public testing::Test {
 protected:
-  Volume() { catalogue.config("MediaManager", "sVirtualTapeDirectory", catalogue.path().string()); }
+  Volume() { catalogue.config("MediaManager", "sVirtualTapeDirectory", root); }
 
   fs::path folder() const { return catalogue.path() / "V1"; }
   fs::path file(const char* name) const { return folder() / name; }
@@ -55,36 +59,62 @@ protected:
   bool logged(const std::string& name, const std::string& text) const {
     return catalogue.logged("[TqLibEmlFile::" + name + "] " + text + "\n");
   }
-  static bool write(TqLibEmlFile& volume, int mark, unsigned long long offset,
-                    const std::string& data, unsigned long& count) {
+  Outcome write(int mark, unsigned long long offset, const std::string& data) const {
+    unsigned long count = 99;
+    TqLibEmlFile volume(volumeName);
     const auto* const bytes = reinterpret_cast<const unsigned char*>(data.data());
-    return volume.WriteDataForDrive(mark, offset, bytes, data.size(), count);
+    const bool result = volume.WriteDataForDrive(mark, offset, bytes, data.size(), count);
+    return {result, count, volume.getErrorCode()};
+  }
+  Outcome read(int mark, unsigned long long offset) {
+    unsigned long count = 99;
+    TqLibEmlFile volume(volumeName);
+    const bool result = volume.ReadDataForDrive(mark, offset, buffer, sizeof buffer, count);
+    return {result, count, volume.getErrorCode()};
+  }
+  /// The next mark and the size, each with its result, and the code that both leave. Each listing
+  /// breaks off after `entries`.
+  std::string inspected(int entries = -1) const {
+    int mark = 9;
+    unsigned long long size = 9;
+    TqLibEmlFile volume(volumeName);
+    entriesLeft = entries;
+    const std::string next = volume.GetLastFileMark(mark) ? "mark " : "no mark ";
+    entriesLeft = entries;
+    const std::string bytes = volume.GetVolumeSize(size) ? ", size " : ", no size ";
+    entriesLeft = -1;
+    return next + std::to_string(mark) + bytes + std::to_string(size) + ", code " +
+           std::to_string(volume.getErrorCode());
+  }
+  /// The code of a failed erasing.
+  int eraseFailure(int entries = -1) const {
+    TqLibEmlFile volume(volumeName);
+    entriesLeft = entries;
+    EXPECT_FALSE(volume.EraseVolume());
+    entriesLeft = -1;
+    return volume.getErrorCode();
   }
 
   tests::TempCatalogue catalogue;
+  std::string root = catalogue.path().string();
+  std::string volumeName = "V1";
   unsigned char buffer[16] = {};
-  unsigned long count = 99;
 };
 
 TEST_F(Volume, LiesUnderTheConfiguredDirectoryOrTheCataloguesDataFolder) {
-  const std::string root = catalogue.path().string();
-  const std::pair<std::string, std::string> roots[] = {{root, root},
-                                                       {root + "\\", root},
-                                                       {root + "/", root + "/"},
-                                                       {"", catalogue.catalogue() + "Data"}};
-  for (const auto& [configured, expected] : roots) {
+  std::string path;
+  for (const auto& [configured, expected] : {std::pair{root, root},
+                                             {root + "\\", root},
+                                             {root + "/", root + "/"},
+                                             {"", catalogue.catalogue() + "Data"}}) {
     catalogue.config("MediaManager", "sVirtualTapeDirectory", configured);
-    TqLibEmlFile volume("A1");
-    std::string path;
-    ASSERT_TRUE(volume.GetVolumeFilename(3, path));
+    ASSERT_TRUE(TqLibEmlFile("A1").GetVolumeFilename(3, path));
     EXPECT_EQ(path, expected + "/A1/00000003");
-    EXPECT_TRUE(fs::is_directory(expected + "/A1"));
-    EXPECT_FALSE(TqLibEmlFile::IsFilePresent(path));
-    ASSERT_TRUE(volume.GetVolumeFilename(-1, path));
+    EXPECT_TRUE(fs::is_empty(expected + "/A1"));
+    ASSERT_TRUE(TqLibEmlFile("A1").GetVolumeFilename(-1, path));
     EXPECT_EQ(path, expected + "/A1/-0000001");
   }
   catalogue.config("Teifioskon", "sVirtualTapeDirectory", root + "/missing");
-  std::string path;
   EXPECT_FALSE(TqLibEmlFile("A1").GetVolumeFolder(path));
   EXPECT_EQ(path, root + "/missing/A1");
   EXPECT_TRUE(catalogue.logged("[GetVolumeFolder] Failed to create directory " + path +
@@ -92,51 +122,47 @@ TEST_F(Volume, LiesUnderTheConfiguredDirectoryOrTheCataloguesDataFolder) {
 }
 
 TEST_F(Volume, TheCatalogueDirectoryIsFoundStepByStep) {
-  const std::string root = catalogue.path().string();
   const auto found = [](std::string dir, int expected = 1) {
     EXPECT_EQ(TqLibEmlFile::GetTQLibEMLXMLDir(dir), expected) << dir;
     return dir;
   };
+  const fs::path before = fs::current_path();
+  fs::current_path(root);
+  fs::create_directory("base\\");
   EXPECT_EQ(found("/ignored"), root + "/LibEmulator/");
   catalogue.config("MediaManager", "sVirtualLibXMLDirectory", "");
-  fs::create_directories(root + "/base\\");
   catalogue.config("Base", "dMERIDIANHOME", root + "/base\\");
   EXPECT_EQ(found("/ignored"), root + "/base\\/LibEmulator/");
-  EXPECT_TRUE(fs::is_directory(root + "/base\\/LibEmulator"));
+  catalogue.config("Base", "dMERIDIANHOME", "");
   catalogue.config("Teifioskon", "sVirtualLibXMLDirectory", root + "/base\\\\");
   EXPECT_EQ(found("/ignored"), root + "/base\\/LibEmulator/");
   catalogue.config("Teifioskon", "sVirtualLibXMLDirectory", "");
-  catalogue.config("Base", "dMERIDIANHOME", "");
   EXPECT_EQ(found(root), root + "/LibEmulator/");
-  EXPECT_EQ(found(root + "/no", 0), root + "/no/LibEmulator/");
-  EXPECT_TRUE(catalogue.logged("[GetTQLibEMLXMLDir] Failed to create directory " + root +
-                               "/no/LibEmulator/, error: No such file or directory\n"));
-  const fs::path before = fs::current_path();
-  fs::current_path(root);
   EXPECT_EQ(found(""), "./LibEmulator/");
+  EXPECT_EQ(found("no", 0), "no/LibEmulator/");
   fs::current_path(before);
+  EXPECT_TRUE(
+      catalogue.logged("[GetTQLibEMLXMLDir] Failed to create directory no/LibEmulator/, "
+                       "error: No such file or directory\n"));
 }
 
 TEST_F(Volume, RefusesANameThatIsNoPathComponentBeforeTouchingAnything) {
   writeFile(catalogue.path() / "00000000", "precious");
   using namespace std::string_literals;
-  for (const std::string& name : {""s, "."s, ".."s, "a/b"s, "a\0b"s, std::string(256, 'n')}) {
-    TqLibEmlFile volume(name);
-    std::string folder = "unchanged";
-    unsigned long long size = 7;
-    int mark = 7;
-    EXPECT_FALSE(volume.GetVolumeFolder(folder) || volume.EraseVolume() ||
-                 volume.GetVolumeSize(size) || volume.GetLastFileMark(mark) ||
-                 write(volume, 0, 0, "x", count) ||
-                 volume.ReadDataForDrive(0, 0, buffer, 1, count));
-    EXPECT_EQ(volume.getErrorCode(), 993);
-    EXPECT_EQ(folder, "unchanged");
-    EXPECT_EQ(size + static_cast<unsigned>(mark) + count, 99);
+  for (const std::string& bad : {""s, "."s, ".."s, "a/b"s, "a\0b"s, std::string(256, 'n')}) {
+    volumeName = bad;
+    std::string path = "unchanged";
+    EXPECT_FALSE(TqLibEmlFile(bad).GetVolumeFolder(path));
+    EXPECT_EQ(path, "unchanged");
+    EXPECT_EQ(inspected(), "no mark 0, no size 0, code 993");
+    EXPECT_EQ(write(0, 0, "x"), Outcome(false, 99, 993));
+    EXPECT_EQ(read(0, 0), Outcome(false, 99, 993));
+    EXPECT_EQ(eraseFailure(), 993);
   }
   EXPECT_TRUE(logged("GetVolumeFolder", "Failed to get volume folder."));
   EXPECT_EQ(readFile(catalogue.path() / "00000000"), "precious");
-  std::string folder;
-  EXPECT_TRUE(TqLibEmlFile(std::string(255, 'n')).GetVolumeFolder(folder));
+  volumeName = std::string(255, 'n');
+  EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
 }
 
 TEST_F(Volume, AFolderThatAnotherCallerMadeFirstIsThere) {
@@ -151,31 +177,26 @@ TEST_F(Volume, AFolderThatAnotherCallerMadeFirstIsThere) {
 }
 
 TEST_F(Volume, ReadsAndWritesAtOffsetsInPlace) {
-  TqLibEmlFile volume("V1");
-  EXPECT_TRUE(write(volume, 2, 0, "0123456789", count));
-  EXPECT_EQ(count, 10);
-  EXPECT_TRUE(write(volume, 2, 4, "ab", count));
+  EXPECT_EQ(write(2, 0, "0123456789"), Outcome(true, 10, 0));
+  EXPECT_EQ(write(2, 4, "ab"), Outcome(true, 2, 0));
   EXPECT_EQ(readFile(file("00000002")), "0123ab6789");
-  EXPECT_TRUE(volume.ReadDataForDrive(2, 8, buffer, sizeof buffer, count));
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer), count), "89");
-  EXPECT_TRUE(volume.ReadDataForDrive(2, 11, buffer, sizeof buffer, count));
-  EXPECT_EQ(count, 0);
-  EXPECT_TRUE(volume.ReadDataForDrive(5, 0, buffer, sizeof buffer, count));
+  EXPECT_EQ(read(2, 8), Outcome(true, 2, 0));
+  EXPECT_EQ(std::string(std::begin(buffer), std::begin(buffer) + 2), "89");
+  EXPECT_EQ(read(2, 11), Outcome(true, 0, 0));
+  EXPECT_EQ(read(5, 0), Outcome(true, 0, 0));
   EXPECT_TRUE(fs::is_empty(file("00000005")));
   EXPECT_EQ(fs::status(file("00000005")).permissions(), fs::perms(0600));
-  EXPECT_EQ(volume.getErrorCode(), 0);
 }
 
-TEST_F(Volume, OnlyAWriteAtItsVeryBeginningErasesIt) {
+TEST_F(Volume, OnlyAWriteAtItsVeryBeginningErasesItsRegularFiles) {
   fill({"00000000", "00000001", "00000005", "ABC"});
   fs::create_directory(file("sub"));
   writeFile(file("sub/inner"), "stays");
   ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
-  TqLibEmlFile volume("V1");
-  EXPECT_TRUE(write(volume, 0, 2, "x", count));
-  EXPECT_TRUE(write(volume, 1, 0, "x", count));
+  write(0, 2, "x");
+  write(1, 0, "x");
   EXPECT_EQ(readFile(file("00000000")) + readFile(file("00000001")), "daxaxata");
-  EXPECT_TRUE(write(volume, 0, 0, "x", count));
+  EXPECT_EQ(write(0, 0, "x"), Outcome(true, 1, 0));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder()), {}), 3);
   EXPECT_EQ(readFile(file("00000000")) + readFile(file("sub/inner")), "xstays");
 }
@@ -189,43 +210,29 @@ TEST_F(Volume, FailedTransfersKeepTheirCodes) {
   const struct {
     int mark;
     unsigned long long offset;
-    int readCode, writeCode;
-    unsigned long readCount, writeCount;
-    bool writeResult;  // a failed write or seek is not told by the result
+    Outcome read, written;  // a failed write or seek is not told by the result
     std::string text;
-  } cases[] = {{2, 0, 979, 767, 0, 0, true, ""},
-               {1, 7, 786, 797, 99, 99, true, " failed to seek file offset 7, seek to 0"},
-               {3, 0, 764, 764, 99, 99, false, " open file failed"},
-               {4, most, EINVAL, EINVAL, 99, 99, true, " _lseek() failed with error 22"},
-               {4, most / 2 + 1, EINVAL, EINVAL, 99, 99, true, " _lseek() failed with error 22"}};
+  } cases[] = {
+      {2, 0, {false, 0, 979}, {true, 0, 767}, ""},
+      {1, 7, {false, 99, 786}, {true, 99, 797}, " failed to seek file offset 7, seek to 0"},
+      {3, 0, {false, 99, 764}, {false, 99, 764}, " open file failed"},
+      {4, most, {false, 99, 22}, {true, 99, 22}, " _lseek() failed with error 22"},
+      {4, most / 2 + 1, {false, 99, 22}, {true, 99, 22}, " _lseek() failed with error 22"}};
   for (const auto& expected : cases) {
-    SCOPED_TRACE(expected.text);
-    TqLibEmlFile reader("V1"), writer("V1");
-    count = 99;
-    EXPECT_FALSE(reader.ReadDataForDrive(expected.mark, expected.offset, buffer, 4, count));
-    EXPECT_EQ(reader.getErrorCode(), expected.readCode);
-    EXPECT_EQ(count, expected.readCount);
-    count = 99;
-    EXPECT_EQ(write(writer, expected.mark, expected.offset, "data", count), expected.writeResult);
-    EXPECT_EQ(writer.getErrorCode(), expected.writeCode);
-    EXPECT_EQ(count, expected.writeCount);
-    for (const std::string name : {"ReadDataForDrive", "WriteDataForDrive"})
+    EXPECT_EQ(read(expected.mark, expected.offset), expected.read) << expected.text;
+    EXPECT_EQ(write(expected.mark, expected.offset, "data"), expected.written) << expected.text;
+    for (const std::string call : {"ReadDataForDrive", "WriteDataForDrive"})
       EXPECT_TRUE(expected.text.empty() ||
-                  logged(name, "TqLibEmlFile::" + name + "()" + expected.text));
+                  logged(call, "TqLibEmlFile::" + call + "()" + expected.text));
   }
-  TqLibEmlFile empty("V1");
-  EXPECT_TRUE(write(empty, 4, 0, "", count));
-  EXPECT_EQ(empty.getErrorCode(), 767);
+  EXPECT_EQ(write(4, 0, ""), Outcome(true, 0, 767));
 }
 
 TEST_F(Volume, TheWriteThatCrossesTheLimitFailsAndStays) {
   catalogue.config("Teifioskon", "nVirtualTapeSizeMB", "1");
   fill({"00000000"});
-  TqLibEmlFile volume("V1");
-  EXPECT_TRUE(write(volume, 1, 0, std::string((1 << 20) - 4, 'x'), count));
-  EXPECT_FALSE(write(volume, 2, 0, "y", count));
-  EXPECT_EQ(volume.getErrorCode(), 785);
-  EXPECT_EQ(count, 1);
+  EXPECT_EQ(write(1, 0, std::string((1 << 20) - 4, 'x')), Outcome(true, (1 << 20) - 4, 0));
+  EXPECT_EQ(write(2, 0, "y"), Outcome(false, 1, 785));
   EXPECT_EQ(readFile(file("00000002")), "y");
   EXPECT_TRUE(logged("WriteDataForDrive",
                      "TqLibEmlFile::WriteDataForDrive() files size 1048577 "
@@ -234,109 +241,73 @@ TEST_F(Volume, TheWriteThatCrossesTheLimitFailsAndStays) {
   for (const auto& [limit, fits] :
        {std::pair{"0", false}, {"4096", false}, {"4097", true}, {"17592186044417", true}}) {
     catalogue.config("MediaManager", "nVirtualTapeSizeMB", limit);
-    TqLibEmlFile limited("V1");
-    EXPECT_EQ(write(limited, 2, 0, "y", count), fits) << limit;
+    EXPECT_EQ(std::get<bool>(write(2, 0, "y")), fits) << limit;
   }
 }
 
 TEST_F(Volume, InspectionCountsNamesAndSizes) {
-  TqLibEmlFile volume("V1");
-  int mark = 9;
-  unsigned long long size = 9;
-  EXPECT_TRUE(volume.GetLastFileMark(mark) && volume.GetVolumeSize(size));
-  EXPECT_EQ(mark + static_cast<int>(size), 0);
+  EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
   fill({"ABC"});
-  EXPECT_TRUE(volume.GetLastFileMark(mark));
-  EXPECT_EQ(mark, 1);
+  EXPECT_EQ(inspected(), "mark 1, size 4, code 0");
   fill({"00000000", "00000007"});
+  EXPECT_EQ(inspected(), "mark 8, size 12, code 0");
+  fill({"2147483647"});
+  EXPECT_EQ(inspected(), "mark 2147483647, size 16, code 0");
   fs::create_directory(file("3x"));
-  EXPECT_TRUE(volume.GetLastFileMark(mark) && volume.GetVolumeSize(size));
-  EXPECT_EQ(mark, 8);
   struct stat sub {};
   ASSERT_EQ(stat(file("3x").c_str(), &sub), 0);
-  EXPECT_EQ(size, 12 + static_cast<unsigned long long>(sub.st_size));
-  fill({"2147483647"});
-  EXPECT_TRUE(volume.GetLastFileMark(mark));
-  EXPECT_EQ(mark, std::numeric_limits<int>::max());
+  EXPECT_EQ(inspected(), "mark 2147483647, size " + std::to_string(16 + sub.st_size) + ", code 0");
 }
 
-TEST_F(Volume, AFolderThatCannotBeListedIsReported) {
+TEST_F(Volume, WhatCannotBeListedOrExaminedIsReported) {
+  const auto expectLogged = [&](const std::string& call, const std::string& reason) {
+    EXPECT_TRUE(logged(
+        call, call + "() failed to access directory " + folder().string() + ", error: " + reason));
+  };
   writeFile(folder(), "a file in the folder's place");
-  const std::string text =
-      "() failed to access directory " + folder().string() + ", error: Not a directory";
-  TqLibEmlFile volume("V1");
-  int mark = 9;
-  unsigned long long size = 9;
-  EXPECT_TRUE(volume.GetLastFileMark(mark));
-  EXPECT_EQ(mark + volume.getErrorCode(), 0);
-  EXPECT_EQ(catalogue.log(), "");
-  EXPECT_FALSE(volume.GetVolumeSize(size));
-  EXPECT_EQ(size, 0);
-  EXPECT_EQ(volume.getErrorCode(), ENOTDIR);
-  EXPECT_TRUE(logged("GetVolumeSize", "GetVolumeSize" + text));
-  TqLibEmlFile erased("V1");
-  EXPECT_FALSE(erased.EraseVolume());
-  EXPECT_EQ(erased.getErrorCode(), ENOTDIR);
-  EXPECT_TRUE(logged("EraseVolume", "EraseVolume" + text));
-  EXPECT_FALSE(catalogue.logged("RemoveDirectory()"));
-}
+  EXPECT_EQ(inspected(), "mark 0, no size 0, code 20");
+  EXPECT_EQ(eraseFailure(), ENOTDIR);
+  EXPECT_FALSE(catalogue.logged("GetLastFileMark") || catalogue.logged("RemoveDirectory()"));
+  for (const char* call : {"GetVolumeSize", "EraseVolume"}) expectLogged(call, "Not a directory");
 
-TEST_F(Volume, AListingThatBreaksOffLeavesWhatWasSeen) {
+  fs::remove(folder());
   fill({"00000007"});
-  TqLibEmlFile volume("V1"), erased("V1");
-  int mark = 9;
-  unsigned long long size = 9;
-  for (const int seen : {0, 1}) {
-    entriesLeft = seen;
-    EXPECT_TRUE(volume.GetLastFileMark(mark));
-    EXPECT_EQ(mark, seen == 0 ? -1 : 7);
-    entriesLeft = seen;
-    EXPECT_TRUE(volume.GetVolumeSize(size));
-    EXPECT_EQ(size, seen == 0 ? 0 : 4);
-    EXPECT_EQ(volume.getErrorCode(), EIO);
-  }
-  entriesLeft = 0;
-  EXPECT_FALSE(erased.EraseVolume());
-  entriesLeft = -1;
-  EXPECT_EQ(erased.getErrorCode(), EIO);
+  EXPECT_EQ(inspected(0), "mark -1, size 0, code 5");
+  EXPECT_EQ(inspected(1), "mark 7, size 4, code 5");
+  EXPECT_EQ(eraseFailure(0), EIO);
   EXPECT_TRUE(fs::exists(file("00000007")));
-  for (const std::string name : {"GetLastFileMark", "GetVolumeSize", "EraseVolume"})
-    EXPECT_TRUE(logged(name, name + "() failed to access directory " + folder().string() +
-                                 ", error: Input/output error"));
+  for (const char* call : {"GetLastFileMark", "GetVolumeSize", "EraseVolume"})
+    expectLogged(call, "Input/output error");
   EXPECT_TRUE(logged("EraseVolume", "RemoveDirectory() failed with error 5"));
-}
 
-TEST_F(Volume, AnEntryThatCannotBeExaminedStopsErasingAndMeasuring) {
-  fill({});
+  fs::remove(file("00000007"));
   fs::create_symlink("nowhere", file("00000009"));
-  TqLibEmlFile measured("V1"), erased("V1");
-  unsigned long long size = 9;
-  EXPECT_TRUE(measured.GetVolumeSize(size));
-  EXPECT_EQ(size, 0);
-  EXPECT_FALSE(erased.EraseVolume());
-  EXPECT_EQ(measured.getErrorCode(), ENOENT);
-  EXPECT_EQ(erased.getErrorCode(), ENOENT);
-  EXPECT_TRUE(logged("EraseVolume", "RemoveDirectory() failed with error 2"));
+  EXPECT_EQ(inspected(), "mark 10, size 0, code 2");
+  EXPECT_EQ(eraseFailure(), ENOENT);
 }
 
 TEST_F(Volume, TheDirectCallsReportCodeAndTextOnlyOnFailure) {
   const unsigned char data[] = {'d', 'a', 't', 'a'};
+  unsigned long count = 99;
   int code = 77;
   char text[8] = "before";
-  EXPECT_EQ(DirectWriteDataForDrive("V1", 0, 0, data, 4, &count, &code, text, 8), 1);
-  EXPECT_EQ(DirectReadDataForDrive("V1", 0, 1, buffer, 16, &count, &code, text, 8), 1);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer), count), "ata");
-  EXPECT_EQ(DirectReadDataForDrive(nullptr, 0, 0, buffer, 1, &count, &code, text, 8), 0);
-  EXPECT_EQ(DirectReadDataForDrive("V1", 0, 0, nullptr, 1, &count, &code, text, 8), 0);
-  EXPECT_EQ(DirectReadDataForDrive("V1", 0, 0, buffer, 1, nullptr, &code, text, 8), 0);
-  EXPECT_EQ(DirectWriteDataForDrive(nullptr, 0, 0, data, 1, &count, &code, text, 8), 0);
-  EXPECT_EQ(DirectWriteDataForDrive("V1", 0, 0, nullptr, 1, &count, &code, text, 8), 0);
-  EXPECT_EQ(DirectWriteDataForDrive("V1", 0, 0, data, 1, nullptr, &code, text, 8), 0);
+  const auto read = [&](const char* volume, unsigned char* bytes, unsigned long* number) {
+    return DirectReadDataForDrive(volume, 0, 1, bytes, 16, number, &code, text, 8);
+  };
+  const auto write = [&](const char* volume, const unsigned char* bytes, unsigned long* number) {
+    return DirectWriteDataForDrive(volume, 0, 0, bytes, 4, number, &code, text, 8);
+  };
+  EXPECT_EQ(write("V1", data, &count) + read("V1", buffer, &count), 2);
+  EXPECT_EQ(std::string(std::begin(buffer), std::begin(buffer) + count), "ata");
+  EXPECT_EQ(read(nullptr, buffer, &count) + read("V1", nullptr, &count) +
+                read("V1", buffer, nullptr) + write(nullptr, data, &count) +
+                write("V1", nullptr, &count) + write("V1", data, nullptr),
+            0);
   EXPECT_EQ(code, 77);
   EXPECT_STREQ(text, "before");
   EXPECT_EQ(readFile(file("00000000")), "data");
   EXPECT_EQ(DirectWriteDataForDrive("..", 0, 0, data, 1, &count, nullptr, nullptr, 0), 0);
-  EXPECT_EQ(DirectWriteDataForDrive("..", 0, 0, data, 1, &count, &code, text, 8), 0);
+  EXPECT_EQ(write("..", data, &count), 0);
   EXPECT_EQ(code, 993);
   EXPECT_STREQ(text, "");
 }

@@ -19,3 +19,13 @@ void addInitCommand(CLI::App& app, Session& session);
 void addLibraryCommands(CLI::App& app, Session& session);
 void addElementCommands(CLI::App& app, Session& session);
 void addVolumeCommands(CLI::App& app, Session& session);
+void addDeviceCommands(CLI::App& app, Session& session);
+void addDriveCommands(CLI::App& app, Session& session);
+void addStatusCommands(CLI::App& app, Session& session);
+
+/// Further commands of the group "library".
+void addLibraryReports(CLI::App& group, Session& session);
+void addLibraryRemoval(CLI::App& group, Session& session);
+
+/// A further command of the group "drive".
+void addDriveAddition(CLI::App& group, Session& session);

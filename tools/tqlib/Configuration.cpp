@@ -31,12 +31,20 @@ void useConfiguration(const std::string& config) {
   setenv(kVariable, file.c_str(), 1);
 }
 
-bool libraryExists(const std::string& library) {
+std::string catalogueFolder() {
   std::string directory;
   if (TqLibEmlFile::GetTQLibEMLXMLDir(directory) == 0) {
     throw Failure("the catalogue folder cannot be made: " + directory);
   }
-  return TqLibEmlFile::IsFilePresent(directory + "Lib_" + library + ".xml");
+  return directory;
+}
+
+std::string libraryFile(const std::string& library) {
+  return catalogueFolder() + "Lib_" + library + ".xml";
+}
+
+bool libraryExists(const std::string& library) {
+  return TqLibEmlFile::IsFilePresent(libraryFile(library));
 }
 
 void requireLibrary(const std::string& library) {

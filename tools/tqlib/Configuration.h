@@ -10,6 +10,11 @@ inline constexpr char kConfigurationFileName[] = "tqlib.ini";
 /// Throws Failure when that file cannot be read.
 void useConfiguration(const std::string& config);
 
+/// The catalogue folder, with "/" at its end. Throws Failure when it cannot be made.
+std::string catalogueFolder();
+
+std::string libraryFile(const std::string& library);
+
 bool libraryExists(const std::string& library);
 
 /// Throws Failure when there is no such library.

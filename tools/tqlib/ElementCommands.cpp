@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "Catalogue.h"
 #include "Commands.h"
 #include "Configuration.h"
 #include "ElementName.h"
@@ -20,15 +21,6 @@ struct Options {
   std::string barcode;
   bool empty = false;
 };
-
-std::vector<LibElement> inventory(TqLibEmulator& emulator, const std::string& library) {
-  requireLibrary(library);
-  std::vector<LibElement> elements;
-  if (!emulator.GetVirtualLibraryElements(library, elements)) {
-    throw libraryFailure("library " + library + " cannot be read", emulator, kRefused);
-  }
-  return elements;
-}
 
 bool holds(const std::vector<LibElement>& elements, int type, int address) {
   return std::any_of(elements.begin(), elements.end(), [=](const LibElement& element) {

@@ -1,11 +1,10 @@
 // tqlib library: libraries come into being with their drives and slots.
-#include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <set>
 
+#include "Catalogue.h"
 #include "Commands.h"
 #include "Configuration.h"
 #include "ElementName.h"
@@ -14,9 +13,6 @@
 #include "Text.h"
 
 namespace {
-
-constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
-constexpr int kMediumChanger = 8;
 
 struct Range {
   const char* name;
@@ -55,13 +51,6 @@ void checkRanges(const Options& options) {
   }
 }
 
-// Drives are found by serial number without regard to case, so two that differ in case are one.
-std::string folded(std::string serial) {
-  std::transform(serial.begin(), serial.end(), serial.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return serial;
-}
-
 void completeDriveSerials(Options& options) {
   auto& serials = options.driveSerials;
   if (serials.empty()) {
@@ -78,6 +67,7 @@ void completeDriveSerials(Options& options) {
     if (serial.find('|') != std::string::npos) {
       throw UsageError("a drive's serial number cannot hold \"|\": " + serial);
     }
+    // Drives are found without regard to case, so two that differ in case are one.
     if (!seen.insert(folded(serial)).second) {
       throw UsageError("two drives have one serial number: " + serial);
     }
@@ -143,18 +133,12 @@ void verify(TqLibEmulator& emulator, const Options& options) {
 }
 
 void registerLibrary(TqLibEmulator& emulator, const Options& options) {
-  const std::string what = "library " + options.library.SerialNumber + " cannot be created";
   std::vector<SCSIUnitNoMap> batch{libraryRecord(options)};
   for (int index = 0; index < options.drives.count; ++index) {
     batch.push_back(driveRecord(options, index));
   }
-  bool registered = false;
-  try {
-    registered = emulator.UpdateVirtualDevice(batch, options.library.SerialNumber);
-  } catch (const std::exception& error) {
-    throw Failure(what + ": " + error.what());
-  }
-  if (!registered) throw libraryFailure(what, emulator, "refused; see the log");
+  const std::string& serial = options.library.SerialNumber;
+  updateDevices(emulator, batch, serial, "library " + serial + " cannot be created");
 }
 
 void createLibrary(Options& options, const Session& session) {
@@ -162,7 +146,15 @@ void createLibrary(Options& options, const Session& session) {
   checkRanges(options);
   useConfiguration(session.config);
   const std::string& serial = options.library.SerialNumber;
-  if (libraryExists(serial)) throw Failure("library " + serial + " exists already");
+  if (libraryExists(serial)) {
+    throw Failure("library " + serial + " exists already: " + libraryFile(serial) +
+                  "; if it was removed, \"library remove --purge\" deletes its file");
+  }
+  // A second entry would make every query tell of the library twice.
+  if (isListed(serial)) {
+    throw Failure("library " + serial +
+                  " is listed without a file; \"library remove --purge\" takes it off the list");
+  }
 
   TqLibEmulator emulator;
   registerLibrary(emulator, options);
@@ -228,4 +220,6 @@ void addLibraryCommands(CLI::App& app, Session& session) {
   command->callback([options, &session] {
     session.action = [options, &session] { createLibrary(*options, session); };
   });
+  addLibraryReports(*group, session);
+  addLibraryRemoval(*group, session);
 }

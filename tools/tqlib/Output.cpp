@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
-#include <sstream>
 
+#include "Catalogue.h"
 #include "ElementName.h"
 #include "Errors.h"
 
@@ -33,16 +33,21 @@ std::string padded(const std::string& text, std::size_t width) {
 }
 
 std::string elementTable(const std::vector<LibElement>& elements) {
-  std::size_t width = 7;
-  for (const LibElement& element : elements) width = std::max(width, elementName(element).size());
-
-  std::ostringstream table;
-  table << padded("ELEMENT", width) << "  STATE  BARCODE";
+  std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
   for (const LibElement& element : elements) {
-    table << '\n' << padded(elementName(element), width);
-    table << (element.isOccupied ? "  full   " + element.barCode : "  empty");
+    rows.push_back({elementName(element), element.isOccupied ? "full" : "empty",
+                    element.isOccupied ? element.barCode : ""});
   }
-  return table.str();
+  return tableText(rows);
+}
+
+std::vector<std::size_t> columnWidths(const std::vector<Row>& rows) {
+  std::vector<std::size_t> widths;
+  for (const Row& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  return widths;
 }
 
 }  // namespace
@@ -70,4 +75,30 @@ std::string transferText(unsigned long long bytes, double seconds) {
   const double rate = seconds > 0 ? static_cast<double>(bytes) / 1e6 / seconds : 0;
   std::snprintf(text, sizeof text, "%llu bytes in %.3f s (%.1f MB/s)", bytes, seconds, rate);
   return text;
+}
+
+std::string tableText(const std::vector<Row>& rows) {
+  const std::vector<std::size_t> widths = columnWidths(rows);
+  std::string text;
+  for (const Row& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) line += padded(row[i], widths[i]) + "  ";
+    line.erase(line.find_last_not_of(' ') + 1);
+    text += (text.empty() ? "" : "\n") + line;
+  }
+  return text;
+}
+
+Json deviceJson(const SCSIUnitNoMap& device) {
+  return {{"type", isLibrary(device) ? "library" : "drive"},
+          {"serial", device.SerialNumber},
+          {"host", device.MAName},
+          {"vendor", device.Manufacturer},
+          {"model", device.Model},
+          {"firmware", device.FirmwareRevision},
+          {"path", device.AccessPath},
+          {"port", device.ScsiPort},
+          {"bus", device.Bus},
+          {"target", device.Target},
+          {"lun", device.Lun}};
 }

@@ -20,5 +20,13 @@ void printResultBesideData(bool json, const Json& values, const std::string& sen
 /// Prints the elements of a library as a table, or as JSON.
 void printElements(bool json, const std::string& library, const std::vector<LibElement>& elements);
 
+using Row = std::vector<std::string>;
+
+/// Rows in columns; no newline at the end.
+std::string tableText(const std::vector<Row>& rows);
+
+/// A device as one host sees it.
+Json deviceJson(const SCSIUnitNoMap& device);
+
 /// "1234 bytes in 0.5 s (2.5 MB/s)"; a megabyte is 1,000,000 bytes.
 std::string transferText(unsigned long long bytes, double seconds);

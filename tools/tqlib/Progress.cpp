@@ -14,7 +14,9 @@ constexpr std::chrono::milliseconds kRedraw{100};
 std::string bar(double fraction) {
   constexpr std::size_t kWidth = 30;
   const auto filled = static_cast<std::size_t>(fraction * kWidth);
-  return "[" + std::string(filled, '#') + std::string(kWidth - filled, ' ') + "]";
+  std::string text(kWidth, ' ');
+  std::fill_n(text.begin(), filled, '#');
+  return '[' + text + ']';
 }
 
 }  // namespace

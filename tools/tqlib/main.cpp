@@ -23,12 +23,26 @@ void declare(CLI::App& app, Session& session) {
   addInitCommand(app, session);
   addLibraryCommands(app, session);
   addElementCommands(app, session);
+  addDriveCommands(app, session);
+  addDeviceCommands(app, session);
+  addStatusCommands(app, session);
   addVolumeCommands(app, session);
 }
 
 int complain(const std::exception& error, int exitCode) {
   std::cerr << "tqlib: " << error.what() << std::endl;
   return exitCode;
+}
+
+// A word that is no command leaves the command missing, and that alone is what the parser tells.
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (unknown.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError)) {
+    return app.exit(error);
+  }
+  std::cerr << "tqlib: unknown command or argument: " << unknown.front()
+            << "\nRun with --help for more information." << std::endl;
+  return error.get_exit_code();
 }
 
 int run(int argc, char** argv) {
@@ -40,7 +54,7 @@ int run(int argc, char** argv) {
     session.action();
     return kDone;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kWrongUsage;
+    return explain(app, error) == 0 ? kDone : kWrongUsage;
   } catch (const UsageError& error) {
     return complain(error, kWrongUsage);
   } catch (const std::exception& error) {

@@ -1,0 +1,53 @@
+// Runs the operator's tool as an operator does, in a folder of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+
+#include "TempCatalogue.h"
+
+namespace tests {
+
+class ToolRun : public testing::Test {
+protected:
+  struct Result {
+    int exitCode;
+    std::string out;
+    std::string err;
+  };
+
+  std::filesystem::path path(const std::string& name) const { return m_folder.path() / name; }
+
+  // `arguments` is shell text, so that a test reads as what is typed.
+  Result tqlib(const std::string& arguments) const {
+    const std::string command =
+        "cd '" + m_folder.path().string() + "' && unset TQ_PLATFORM_LOG && " +
+        "TQ_PLATFORM_CONFIG=store/tqlib.ini '" TQLIB_BINARY "' " + arguments + " >out 2>err";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(path("out")),
+            readFile(path("err"))};
+  }
+
+  void expectDone(const std::string& arguments) const {
+    const Result result = tqlib(arguments);
+    EXPECT_EQ(result.exitCode, 0) << arguments << "\n" << result.err;
+  }
+  void expectRefused(int exitCode, const std::string& arguments, const std::string& reason) const {
+    const Result result = tqlib(arguments);
+    EXPECT_EQ(result.exitCode, exitCode) << arguments << "\n" << result.err;
+    EXPECT_NE(result.err.find(reason), std::string::npos) << arguments << "\n" << result.err;
+    EXPECT_EQ(result.out, "") << arguments;
+  }
+
+  void makeStore() const { expectDone("init store --volume-size-mb 1"); }
+  void makeLibrary(const std::string& serial) const {
+    expectDone("library create " + serial + " --host HOST1 --drives 2 --slots 3 --mail-slots 2");
+  }
+
+  TempFolder m_folder;
+};
+
+}  // namespace tests

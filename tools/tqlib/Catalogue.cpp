@@ -1,0 +1,148 @@
+#include "Catalogue.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <set>
+
+#include "Configuration.h"
+#include "Errors.h"
+#include "XmlScan.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kOtherLibrary = 50008;
+constexpr char kSeeLog[] = "refused; see the log";
+
+template <typename Wanted>
+const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
+  const auto found = std::find_if(devices.begin(), devices.end(), wanted);
+  return found == devices.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+// The device query names the listed libraries too, but stops at the first one that is broken, when
+// an operator wants to see the list most.
+std::vector<std::string> listedLibraries() {
+  const std::string list = catalogueFolder() + "LibraryList.xml";
+  if (!TqLibEmlFile::IsFilePresent(list)) return {};
+  try {
+    return attributeValues(list, "Library", "Id");
+  } catch (const Failure& failure) {
+    TqLibEmulator emulator;
+    std::string ignored;
+    emulator.GetCurrentVolume("", ignored);  // for its error code
+    throw libraryFailure(failure.what(), emulator, "refused; see the log");
+  }
+}
+
+bool isListed(const std::string& library) {
+  const std::vector<std::string> listed = listedLibraries();
+  return std::find(listed.begin(), listed.end(), library) != listed.end();
+}
+
+std::vector<std::string> storedLibraries() {
+  std::set<std::string> keys;
+  for (const fs::directory_entry& entry : fs::directory_iterator(catalogueFolder())) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > 8 && name.starts_with("Lib_") && name.ends_with(".xml")) {
+      keys.insert(name.substr(4, name.size() - 8));
+    }
+  }
+  return {keys.begin(), keys.end()};
+}
+
+std::size_t countInFile(const std::string& library, const std::string& element) {
+  return attributeValues(libraryFile(library), element, "Name").size();
+}
+
+// The library has no code and one message for a file with none and one with several.
+bool wasRemoved(const std::string& library) {
+  TqLibEmulator emulator;
+  std::vector<LibElement> ignored;
+  return !emulator.GetVirtualLibraryElements(library, ignored) && emulator.getErrorCode() == 0 &&
+         countInFile(library, "Library") == 0;
+}
+
+// The status is the one query that tells whether the library in the file has this serial number,
+// whatever hosts see it. Were it another, a removal would be taken for that of a drive.
+void requireWholeLibrary(const std::string& library) {
+  TqLibEmulator emulator;
+  inventory(emulator, library);
+  int status = 0;
+  int asc = 0;
+  int ascq = 0;
+  if (!emulator.GetVirtualDeviceStatus(library, status, asc, ascq, true) &&
+      emulator.getErrorCode() == kOtherLibrary) {
+    throw libraryFailure("the file of library " + library + " is that of another one", emulator,
+                         kSeeLog);
+  }
+}
+
+std::vector<std::string> hostsOf(const std::string& library) {
+  std::vector<std::string> hosts;
+  std::set<std::string> seen;
+  for (const char* unit : {"LibraryScsiUnit", "DriveScsiUnit"}) {
+    for (const std::string& host : attributeValues(libraryFile(library), unit, "MAName")) {
+      if (seen.insert(folded(host)).second) hosts.push_back(host);
+    }
+  }
+  return hosts;
+}
+
+std::vector<LibElement> inventory(TqLibEmulator& emulator, const std::string& library) {
+  requireLibrary(library);
+  std::vector<LibElement> elements;
+  if (!emulator.GetVirtualLibraryElements(library, elements)) {
+    if (wasRemoved(library)) {
+      throw Failure("library " + library + " was removed; its file stays: " + libraryFile(library));
+    }
+    throw libraryFailure("library " + library + " cannot be read", emulator, kSeeLog);
+  }
+  return elements;
+}
+
+std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host) {
+  TqLibEmulator emulator;
+  std::vector<SCSIUnitNoMap> devices;
+  if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
+    throw libraryFailure("the devices of library " + library + " cannot be read", emulator,
+                         kSeeLog);
+  }
+  return devices;
+}
+
+bool isLibrary(const SCSIUnitNoMap& device) {
+  return device.ScsiDeviceType == kMediumChanger;
+}
+
+const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
+                               const std::string& serial) {
+  return find(devices, [&](const SCSIUnitNoMap& device) {
+    return !isLibrary(device) && device.SerialNumber == serial;
+  });
+}
+
+const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices) {
+  return find(devices, isLibrary);
+}
+
+std::string folded(std::string serial) {
+  std::transform(serial.begin(), serial.end(), serial.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return serial;
+}
+
+void updateDevices(TqLibEmulator& emulator, const std::vector<SCSIUnitNoMap>& batch,
+                   const std::string& library, const std::string& what) {
+  bool updated = false;
+  try {
+    updated = emulator.UpdateVirtualDevice(batch, library);
+  } catch (const std::exception& error) {
+    throw Failure(what + ": " + error.what());
+  }
+  if (!updated) throw libraryFailure(what, emulator, kSeeLog);
+}

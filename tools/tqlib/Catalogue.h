@@ -1,0 +1,53 @@
+// What the catalogue holds: its files, its list, and the devices and elements of a library.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "TqLibEmulator.h"
+
+inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
+inline constexpr int kMediumChanger = 8;
+
+/// The keys in the library list, in its order; empty when there is no list. Throws Failure when
+/// there is one that cannot be read.
+std::vector<std::string> listedLibraries();
+
+bool isListed(const std::string& library);
+
+/// The keys of the library files in the catalogue folder, in order.
+std::vector<std::string> storedLibraries();
+
+/// The number of elements of that name in a library's file; "Library" is there once, or not
+/// at all after its removal. Throws Failure when the file cannot be read.
+std::size_t countInFile(const std::string& library, const std::string& element);
+
+/// Whether the file of a library is what its removal left.
+bool wasRemoved(const std::string& library);
+
+/// Throws Failure unless there is a file for the library and the library in it.
+void requireWholeLibrary(const std::string& library);
+
+/// The hosts that see the library or one of its drives, in the order of the file.
+std::vector<std::string> hostsOf(const std::string& library);
+
+/// All elements of a library. Throws Failure when there is no such library, or it cannot be read.
+std::vector<LibElement> inventory(TqLibEmulator& emulator, const std::string& library);
+
+/// What `host`, or any host when it is empty, sees of the library, the library itself last. Throws
+/// Failure when it cannot be read.
+std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host);
+
+bool isLibrary(const SCSIUnitNoMap& device);
+
+/// The drive, or the library itself, of that serial number; null when `devices` has none.
+const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
+                               const std::string& serial);
+const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
+
+/// A serial number as drives are told apart: without regard to case.
+std::string folded(std::string serial);
+
+/// Hands a library and its drives over in one step; `what` begins the Failure that it throws.
+void updateDevices(TqLibEmulator& emulator, const std::vector<SCSIUnitNoMap>& batch,
+                   const std::string& library, const std::string& what);

@@ -1,0 +1,68 @@
+// tqlib devices: what a host sees.
+#include <memory>
+
+#include "Catalogue.h"
+#include "Commands.h"
+#include "Configuration.h"
+#include "Errors.h"
+#include "Output.h"
+#include "Text.h"
+
+namespace {
+
+struct Options {
+  std::string host;
+  std::string library;
+};
+
+std::vector<SCSIUnitNoMap> allDevices(const std::string& host) {
+  TqLibEmulator emulator;
+  std::vector<SCSIUnitNoMap> devices;
+  if (!emulator.GetVirtualDeviceInfo(host, devices)) {
+    throw libraryFailure("the devices cannot be read", emulator,
+                         "see the log; \"tqlib library list\" tells the state of each library");
+  }
+  return devices;
+}
+
+std::vector<SCSIUnitNoMap> wantedDevices(const Options& options) {
+  if (options.library.empty()) return allDevices(options.host);
+  // The query passes over a file without the library as if the host saw nothing of it.
+  requireWholeLibrary(options.library);
+  return devicesOf(options.library, options.host);
+}
+
+std::string deviceTable(const std::vector<SCSIUnitNoMap>& devices) {
+  std::vector<Row> rows{{"TYPE", "SERIAL", "VENDOR", "MODEL", "PORT", "B:T:L", "PATH"}};
+  for (const SCSIUnitNoMap& device : devices) {
+    const std::string place = std::to_string(device.Bus) + ":" + std::to_string(device.Target) +
+                              ":" + std::to_string(device.Lun);
+    rows.push_back({isLibrary(device) ? "library" : "drive", device.SerialNumber,
+                    device.Manufacturer, device.Model, device.ScsiPort, place, device.AccessPath});
+  }
+  return tableText(rows);
+}
+
+void listDevices(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  const std::vector<SCSIUnitNoMap> devices = wantedDevices(options);
+  Json list = Json::array();
+  for (const SCSIUnitNoMap& device : devices) list.push_back(deviceJson(device));
+  printResult(session.json, {{"host", options.host}, {"devices", std::move(list)}},
+              devices.empty() ? "host " + options.host + " sees no device" : deviceTable(devices));
+}
+
+}  // namespace
+
+void addDeviceCommands(CLI::App& app, Session& session) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand("devices", "List the devices that a host sees");
+  command->add_option("HOST", options->host, "Name of the host")
+      ->required()
+      ->check(catalogueText());
+  command->add_option("LIBRARY", options->library, "Only this library's devices")
+      ->check(nameText());
+  command->callback([options, &session] {
+    session.action = [options, &session] { listDevices(*options, session); };
+  });
+}

@@ -1,0 +1,198 @@
+// tqlib library remove: a library leaves the catalogue, or a host lets go of it.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "Catalogue.h"
+#include "Commands.h"
+#include "Configuration.h"
+#include "Errors.h"
+#include "Output.h"
+#include "Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Options {
+  std::string library;
+  std::string host;
+  bool purge = false;
+};
+
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char character : text) {
+    if (character == '&') {
+      result += "&amp;";
+    } else if (character == '<') {
+      result += "&lt;";
+    } else if (character == '>') {
+      result += "&gt;";
+    } else {
+      result += character;
+    }
+  }
+  return result;
+}
+
+/// A file with nothing but a library of that serial number, as long as it lives. The library takes
+/// an entry off its list only together with a library that it finds in a file.
+class StandIn {
+public:
+  explicit StandIn(const std::string& library) {
+    std::ofstream file(m_path);
+    file << "<Devices><Library><LibraryScsiDevice><SerialNumber>" << escaped(library)
+         << "</SerialNumber></LibraryScsiDevice></Library></Devices>\n";
+    if (file.flush()) return;
+    const int code = errno;
+    unlink(m_path.c_str());
+    throw systemFailure("cannot write " + m_path, code);
+  }
+  ~StandIn() { unlink(m_path.c_str()); }
+  StandIn(const StandIn&) = delete;
+  StandIn& operator=(const StandIn&) = delete;
+
+  const std::string& key() const { return m_key; }
+
+private:
+  std::string m_key = ".tqlib-stand-in-" + std::to_string(getpid());
+  std::string m_path = libraryFile(m_key);
+};
+
+// An entry whose file goes would fail every query over all libraries, so all entries go first.
+void takeOffList(const std::string& library) {
+  const std::vector<std::string> listed = listedLibraries();
+  for (auto left = std::count(listed.begin(), listed.end(), library); left > 0; --left) {
+    const StandIn standIn(library);
+    TqLibEmulator emulator;
+    if (!emulator.RemoveVirtualDevice("", library, standIn.key())) {
+      throw libraryFailure("library " + library + " cannot be taken off the list", emulator,
+                           "refused; see the log");
+    }
+  }
+  if (isListed(library)) throw Failure("library " + library + " is still listed; see the log");
+}
+
+void dropLibrary(const std::string& host, const std::string& library) {
+  TqLibEmulator emulator;
+  if (!emulator.RemoveVirtualDevice(host, library, library)) {
+    throw libraryFailure(
+        "library " + library + " cannot be removed", emulator,
+        isListed(library) ? "refused; see the log" : "it is not listed; --purge deletes its file");
+  }
+}
+
+void requireGone(const std::string& library) {
+  if (countInFile(library, "Library") > 0) {
+    throw Failure("the removal of library " + library + " was not saved; see the log");
+  }
+}
+
+// What is left of a library that is not whole can only be purged.
+void dropWhatIsLeft(const std::string& library, bool purge) {
+  const bool listed = isListed(library);
+  if (!libraryExists(library)) {
+    if (!listed) requireLibrary(library);
+    if (!purge) {
+      throw Failure("library " + library + " has no file; --purge takes it off the list");
+    }
+    return;
+  }
+  if (wasRemoved(library)) {
+    if (!purge) {
+      throw Failure("library " + library + " is removed already; its file stays: " +
+                    libraryFile(library) + "; --purge deletes it");
+    }
+    return;
+  }
+  requireWholeLibrary(library);
+  if (!listed && purge) return;  // without a list the library refuses the removal
+  dropLibrary("", library);
+  requireGone(library);
+}
+
+/// "is deleted", or what else came of the file.
+std::string purgeFile(const std::string& library) {
+  takeOffList(library);
+  return fs::remove(libraryFile(library)) ? "is deleted" : "was gone before";
+}
+
+std::string purgeHint(const std::string& library) {
+  return "\"library remove " + library + " --purge\"";
+}
+
+void removeLibrary(const Options& options, const Session& session) {
+  const std::string& library = options.library;
+  const std::string file = libraryFile(library);
+  dropWhatIsLeft(library, options.purge);
+  takeOffList(library);
+  const std::string fate = options.purge
+                               ? purgeFile(library)
+                               : "stays, and is in the way of a new library of that name until " +
+                                     purgeHint(library) + " deletes it";
+  printResult(session.json,
+              {{"library", library}, {"removed", true}, {"file", file}, {"purged", options.purge}},
+              "library " + library + " removed; its file " + fate + ": " + file);
+}
+
+// With its last host the library goes too, but keeps its entry in the list.
+void removeUnit(const Options& options, const Session& session) {
+  const std::string& library = options.library;
+  requireWholeLibrary(library);
+  if (findLibrary(devicesOf(library, options.host)) == nullptr) {
+    throw Failure("host " + options.host + " does not see library " + library);
+  }
+  const std::size_t units = countInFile(library, "LibraryScsiUnit");
+  if (options.purge && units > 1) {
+    throw Failure("other hosts see library " + library + " too, so its file cannot be deleted");
+  }
+  const std::string file = libraryFile(library);
+  dropLibrary(options.host, library);
+  if (units == 1) {
+    requireGone(library);
+  } else if (countInFile(library, "LibraryScsiUnit") != units - 1) {
+    throw Failure("the removal from library " + library + " was not saved; see the log");
+  }
+  std::string sentence = "host " + options.host + " does not see library " + library + " any more";
+  if (units == 1) {
+    sentence += ", and no other host did: the library is removed; its file " +
+                (options.purge ? purgeFile(library)
+                               : "and its entry in the list stay until " + purgeHint(library)) +
+                ": " + file;
+  }
+  printResult(session.json,
+              {{"library", library},
+               {"host", options.host},
+               {"removed", units == 1},
+               {"file", file},
+               {"purged", options.purge}},
+              sentence);
+}
+
+}  // namespace
+
+void addLibraryRemoval(CLI::App& group, Session& session) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group.add_subcommand(
+      "remove", "Remove a library with its drives and shelves; the data of its media stays");
+  command->add_option("NAME", options->library, "Serial number of the library")
+      ->required()
+      ->check(nameText());
+  command
+      ->add_option("--host", options->host,
+                   "Only this host loses the library; with the last host the library goes")
+      ->check(catalogueText());
+  command->add_flag("--purge", options->purge,
+                    "Delete the file too, so that the library can be created again");
+  command->callback([options, &session] {
+    session.action = [options, &session] {
+      useConfiguration(session.config);
+      options->host.empty() ? removeLibrary(*options, session) : removeUnit(*options, session);
+    };
+  });
+}

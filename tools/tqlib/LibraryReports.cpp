@@ -1,0 +1,192 @@
+// tqlib library list and show: the libraries of the catalogue, and one of them in full.
+#include <algorithm>
+#include <memory>
+
+#include "Catalogue.h"
+#include "Commands.h"
+#include "Configuration.h"
+#include "Errors.h"
+#include "Output.h"
+#include "Status.h"
+#include "Text.h"
+
+namespace {
+
+struct Entry {
+  std::string library;
+  bool listed = false;
+  std::string state = "ok";
+  std::string reason;
+  std::vector<LibElement> elements;
+};
+
+std::string countText(const Entry& entry, int type) {
+  const auto count =
+      std::count_if(entry.elements.begin(), entry.elements.end(),
+                    [=](const LibElement& element) { return element.elementType == type; });
+  return std::to_string(count);
+}
+
+// One library that cannot be read is told of like the others and hides none of them.
+Entry examine(const std::string& library, bool listed) {
+  Entry entry{library, listed, "ok", "", {}};
+  if (!libraryExists(library)) {
+    entry.state = "no file";
+    return entry;
+  }
+  try {
+    TqLibEmulator emulator;
+    if (wasRemoved(library)) {
+      entry.state = "removed";
+    } else {
+      entry.elements = inventory(emulator, library);
+    }
+  } catch (const Failure& failure) {
+    entry.state = "unreadable";
+    entry.reason = failure.what();
+  }
+  return entry;
+}
+
+std::vector<Entry> allEntries() {
+  std::vector<Entry> entries;
+  const std::vector<std::string> listed = listedLibraries();
+  entries.reserve(listed.size());
+  for (const std::string& library : listed) entries.push_back(examine(library, true));
+  for (const std::string& library : storedLibraries()) {
+    if (std::find(listed.begin(), listed.end(), library) == listed.end()) {
+      entries.push_back(examine(library, false));
+    }
+  }
+  return entries;
+}
+
+Json entryJson(const Entry& entry) {
+  Json values{{"library", entry.library},
+              {"listed", entry.listed},
+              {"file", entry.state != "no file"},
+              {"state", entry.state}};
+  if (!entry.reason.empty()) values["reason"] = entry.reason;
+  if (entry.state == "ok") {
+    values["drives"] = std::stoi(countText(entry, LIB_ELEM_DRIVE));
+    values["slots"] = std::stoi(countText(entry, LIB_ELEM_SLOT));
+    values["mailSlots"] = std::stoi(countText(entry, LIB_ELEM_MAIL_SLOT));
+  }
+  return values;
+}
+
+Row entryRow(const Entry& entry) {
+  Row row{entry.library, entry.listed ? entry.state : entry.state + ", not listed"};
+  for (const int type : {LIB_ELEM_DRIVE, LIB_ELEM_SLOT, LIB_ELEM_MAIL_SLOT}) {
+    row.push_back(entry.state == "ok" ? countText(entry, type) : "-");
+  }
+  row.push_back(entry.reason);
+  return row;
+}
+
+void listLibraries(const Session& session) {
+  useConfiguration(session.config);
+  const std::vector<Entry> entries = allEntries();
+  Json list = Json::array();
+  std::vector<Row> rows{{"LIBRARY", "STATE", "DRIVES", "SLOTS", "MAIL"}};
+  for (const Entry& entry : entries) {
+    list.push_back(entryJson(entry));
+    rows.push_back(entryRow(entry));
+  }
+  printResult(session.json, {{"libraries", std::move(list)}},
+              entries.empty() ? "no libraries" : tableText(rows));
+}
+
+struct Report {
+  Json values;
+  std::vector<Row> rows;
+
+  Report(Json first, std::vector<Row> firstRows)
+      : values(std::move(first)), rows(std::move(firstRows)) {}
+};
+
+void addIdentity(Report& report, const SCSIUnitNoMap& library) {
+  report.values["vendor"] = library.Manufacturer;
+  report.values["model"] = library.Model;
+  report.values["firmware"] = library.FirmwareRevision;
+  report.rows.push_back(
+      {"identity:", library.Manufacturer + " " + library.Model + " " + library.FirmwareRevision});
+  const struct {
+    const char* key;
+    const char* label;
+    int count;
+    int base;
+  } kRanges[] = {
+      {"drives", "drives:", library.DriveCount, library.DriveBaseAddress},
+      {"slots", "slots:", library.SlotCount, library.SlotBaseAddress},
+      {"mailSlots", "mail slots:", library.IEPortCount, library.IEPortBaseAddress},
+  };
+  for (const auto& range : kRanges) {
+    report.values[range.key] = {{"count", range.count}, {"base", range.base}};
+    report.rows.push_back(
+        {range.label, std::to_string(range.count) + " from address " + std::to_string(range.base)});
+  }
+}
+
+// The catalogue has a number far below zero for a drive that its library has not placed.
+std::string placeText(int address) {
+  return address < 0 ? " without an address" : " at address " + std::to_string(address);
+}
+
+void addDrives(Report& report, const std::vector<SCSIUnitNoMap>& devices) {
+  Json drives = Json::array();
+  for (const SCSIUnitNoMap& device : devices) {
+    if (isLibrary(device)) continue;
+    drives.push_back({{"serial", device.SerialNumber}, {"address", device.DriveBaseAddress}});
+    report.rows.push_back({"drive:", device.SerialNumber + placeText(device.DriveBaseAddress)});
+  }
+  report.values["driveList"] = std::move(drives);
+}
+
+void addUnits(Report& report, const std::string& library) {
+  Json units = Json::array();
+  for (const std::string& host : hostsOf(library)) {
+    std::string sentence = host;
+    const char* separator = " sees ";
+    for (const SCSIUnitNoMap& device : devicesOf(library, host)) {
+      units.push_back(deviceJson(device));
+      sentence.append(separator).append(device.SerialNumber);
+      separator = ", ";
+      if (!device.AccessPath.empty()) sentence.append(" (").append(device.AccessPath).append(")");
+    }
+    report.rows.push_back({"host:", sentence});
+  }
+  report.values["units"] = std::move(units);
+}
+
+void showLibrary(const std::string& library, const Session& session) {
+  useConfiguration(session.config);
+  requireWholeLibrary(library);
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
+  const bool listed = isListed(library);
+  Report report(
+      {{"library", library}, {"file", libraryFile(library)}, {"listed", listed}},
+      {{"library:", library + (listed ? "" : " (not listed)")}, {"file:", libraryFile(library)}});
+  // A library that no host sees is in no answer of the query.
+  if (const SCSIUnitNoMap* record = findLibrary(devices)) addIdentity(report, *record);
+  addDrives(report, devices);
+  addUnits(report, library);
+  const Status status = readStatus(library, true);
+  report.values["status"] = statusJson(status);
+  report.rows.push_back({"status:", statusText(status)});
+  printResult(session.json, report.values, tableText(report.rows));
+}
+
+}  // namespace
+
+void addLibraryReports(CLI::App& group, Session& session) {
+  group.add_subcommand("list", "List all libraries")->callback([&session] {
+    session.action = [&session] { listLibraries(session); };
+  });
+  auto library = std::make_shared<std::string>();
+  CLI::App* show = group.add_subcommand("show", "Show a library, its drives and its hosts");
+  show->add_option("NAME", *library, "Serial number of the library")->required()->check(nameText());
+  show->callback([library, &session] {
+    session.action = [library, &session] { showLibrary(*library, session); };
+  });
+}
