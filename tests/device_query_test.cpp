@@ -47,6 +47,7 @@ TEST(DeviceQuery, TheFileOfOneLibraryIsReadOrPassedOverOrEndsTheQuery) {
   const std::string slots = x("<SlotCount><x/></SlotCount>");
   const std::string unit = x("<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>");
   const std::string place = x("<Drive>" + other + "<BaseAddress><x/></BaseAddress></Drive>");
+  const std::string bus = x("<Drive><DriveScsiUnit><Bus><x/></Bus></DriveScsiUnit></Drive>");
   const std::string several = "More than one library node in XML Files %";
   const std::string unread = "Failed to read value for Element ";
   const std::string unloaded = "Failed to Load XML Document % for Library X";
@@ -67,6 +68,7 @@ TEST(DeviceQuery, TheFileOfOneLibraryIsReadOrPassedOverOrEndsTheQuery) {
                {"", unloaded, 0},
                {"<D>", unloaded, 50005},
                {unit, unread + "Lun", 50001},
+               {bus, unread + "Bus", 50001},
                {place, "Element address not found for drive", 50002},
                {x("<Drive>" + drive + "</Drive>"), "", 50003},
                {slots, unread + "SlotCount", 50004}};
