@@ -57,19 +57,10 @@ public:
     if (!emulator.m_bLibLoaded) throw std::runtime_error("cannot load " + xml);
   }
 
-  xercesc::DOMDocument*& document() { return emulator.m_pLibDoc; }
-  xercesc::DOMElement* root() { return document()->getDocumentElement(); }
-
-  /// The `index`-th element of this name below the root; null when there is none.
-  xercesc::DOMElement* at(const XMLCh* name, XMLSize_t index = 0) {
-    return dynamic_cast<xercesc::DOMElement*>(root()->getElementsByTagName(name)->item(index));
-  }
-
-  /// The document as it would be saved now.
-  std::string text() {
-    const std::string path = catalogue.path() / "now.xml";
-    emulator.saveDocument(root(), path);
-    return compact(readFile(path));
+  /// The first element of this name; null when there is none.
+  xercesc::DOMElement* at(const XMLCh* name) {
+    return dynamic_cast<xercesc::DOMElement*>(
+        emulator.m_pLibDoc->getElementsByTagName(name)->item(0));
   }
 
   TempCatalogue catalogue;

@@ -80,9 +80,7 @@ public:
       for (const auto& [k, v] : values)
         if (!v.empty()) text += k + " = " + v + "\n";
     }
-    // A store may tell a changed file by its time and size alone, so a new file replaces the old.
-    writeFile(path() / "tqlib.ini.new", text);
-    std::filesystem::rename(path() / "tqlib.ini.new", path() / "tqlib.ini");
+    writeFile(path() / "tqlib.ini", text);
   }
 
   /// What was logged since this catalogue began.

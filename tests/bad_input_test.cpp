@@ -36,31 +36,27 @@ TEST(BadInput, EveryPrefixOfALibraryFileIsRefused) {
   for (std::size_t length = 0; length + 1 < whole.size(); ++length) {  // but the last line end
     const std::string prefix = whole.substr(0, length);
     writeFile(file, prefix);
+    EXPECT_EQ(elements("A"), std::vector<std::string>{"refused"}) << length;
     TqLibEmulator emulator;
-    std::vector<LibElement> found;
-    EXPECT_FALSE(emulator.GetVirtualLibraryElements("A", found)) << length;
-    EXPECT_TRUE(found.empty()) << length;
-    EXPECT_EQ(emulator.getErrorCode(), 50005) << length;
     EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", element(2, 1000, "T1"), false));
+    EXPECT_EQ(emulator.getErrorCode(), 50005) << length;
     EXPECT_EQ(readFile(file), prefix) << length;
   }
 }
 
-std::string bomb(const std::string& tail) {
+std::string bomb() {
   std::string text = "<!DOCTYPE Devices [<!ENTITY e0 'lololololo'>";
   for (int i = 1; i <= 9; ++i) {
     text += "<!ENTITY e" + std::to_string(i) + " '";
     for (int k = 0; k < 10; ++k) text += "&e" + std::to_string(i - 1) + ";";
     text += "'>";
   }
-  return text + tail + "]>";
+  return text + "<!ATTLIST Devices x CDATA '&e9;'><!ATTLIST LibraryList x CDATA '&e9;'>]>";
 }
 
 TEST(BadInput, EntitiesAreRefusedAtOnceInALibraryAndInTheList) {
   for (const std::string& prologue :
-       {bomb(""), bomb("<!ATTLIST Devices x CDATA '&e9;'><!ATTLIST LibraryList x CDATA '&e9;'>"),
-        std::string("<!DOCTYPE Devices [<!ENTITY e9 '2'>]>"),
-        std::string("<!DOCTYPE Devices [<!ENTITY e9 SYSTEM 'file:///etc/hostname'>]>"),
+       {bomb(), std::string("<!DOCTYPE Devices [<!ENTITY e9 SYSTEM 'file:///etc/hostname'>]>"),
         std::string("<!DOCTYPE Devices [<!ENTITY % p SYSTEM 'file:///etc/hostname'> %p;]>"),
         std::string()}) {
     SCOPED_TRACE(prologue);
@@ -90,45 +86,42 @@ TEST(BadInput, AnExternalDocumentTypeIsNotRead) {
   EXPECT_EQ(elements("A"), std::vector<std::string>{"3@1:T1"});
 }
 
-class UnstorableText : public testing::TestWithParam<std::string> {};
-
-TEST_P(UnstorableText, IsRefusedByEveryChangeBeforeAnythingIsWritten) {
-  const std::string bad = "A" + GetParam() + "B";
+TEST(BadInput, TextThatXmlCannotCarryIsRefusedByEveryChangeBeforeAnythingIsWritten) {
   TempCatalogue catalogue;
   const LibraryBuilder builder = LibraryBuilder("A").slots(1000, 1).drives(500, 1);
   builder.build();
   const auto before = catalogue.files();
   TqLibEmulator emulator;
-  for (LibElement e : described("2@1000:T1 4@500:T1 5@1:T1 3@1:T1")) {
-    e.barCode = bad;
-    EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", e, false));
-    EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", {element(2, 1000, "T1"), e}, false));
-    EXPECT_EQ(catalogue.files(), before);
-  }
-  for (std::string SCSIUnitFields::*const field :
-       {&SCSIUnitFields::Model, &SCSIUnitFields::Manufacturer, &SCSIUnitFields::FirmwareRevision,
-        &SCSIUnitFields::MAName, &SCSIUnitFields::ScsiPort, &SCSIUnitFields::AccessPath,
-        &SCSIUnitFields::SerialNumber}) {
-    SCSIUnit drive = builder.drive(1);
-    SCSIUnit known = builder.library();
-    SCSIUnit fresh = LibraryBuilder("NEW").library();
-    drive.*field = known.*field = fresh.*field = bad;
-    EXPECT_FALSE(emulator.UpdateVirtualDevice(drive, "A"));
-    EXPECT_FALSE(emulator.UpdateVirtualDevice(known, ""));
-    EXPECT_FALSE(emulator.UpdateVirtualDevice(fresh, ""));
-    for (const auto& batch : {Batch{builder.library(), drive}, {drive}, {known}})
-      EXPECT_THROW(emulator.UpdateVirtualDevice(batch, "A"), std::exception);
-    EXPECT_THROW(emulator.UpdateVirtualDevice(Batch{fresh}, "NEW"), std::exception);
+  for (const std::string& text :
+       {std::string(1, '\0'), std::string("\x1F"), std::string("\xFF"), std::string("\xC3"),
+        std::string("\xF0"), std::string("\xE0\x80\x80"), std::string("\xED\xA0\x80"),
+        std::string("\xF4\x90\x80\x80"), std::string("\xEF\xBF\xBE"),
+        std::string("\xEF\xBF\xBF")}) {
+    const std::string bad = "A" + text + "B";
+    SCOPED_TRACE(testing::PrintToString(bad));
+    for (LibElement e : described("2@1000:T1 4@500:T1 5@1:T1 3@1:T1")) {
+      e.barCode = bad;
+      EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", e, false));
+      EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", {element(2, 1000, "T1"), e}, false));
+    }
+    for (std::string SCSIUnitFields::*const field :
+         {&SCSIUnitFields::Model, &SCSIUnitFields::Manufacturer, &SCSIUnitFields::FirmwareRevision,
+          &SCSIUnitFields::MAName, &SCSIUnitFields::ScsiPort, &SCSIUnitFields::AccessPath,
+          &SCSIUnitFields::SerialNumber}) {
+      SCSIUnit drive = builder.drive(1), known = builder.library();
+      SCSIUnit fresh = LibraryBuilder("NEW").library();
+      drive.*field = known.*field = fresh.*field = bad;
+      for (const SCSIUnit& record : {drive, known, fresh})
+        EXPECT_FALSE(emulator.UpdateVirtualDevice(record, "A"));
+      for (const auto& batch : {Batch{builder.library(), drive}, {drive}, {known}})
+        EXPECT_THROW(emulator.UpdateVirtualDevice(batch, "A"), std::exception);
+      EXPECT_THROW(emulator.UpdateVirtualDevice(Batch{fresh}, "NEW"), std::exception);
+    }
     EXPECT_EQ(catalogue.files(), before);
   }
   EXPECT_TRUE(emulator.UpdateVirtualDevice(builder.batch(), "A"));  // the object goes on
   EXPECT_EQ(compact(readFile(catalogue.libraryFile("A"))), compact(before.at("Lib_A.xml")));
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, UnstorableText,
-                         testing::Values("\x01", "\x1F", "\xFF", "\xC3", "\xC0\x80", "\xED\xA0\x80",
-                                         "\xF4\x90\x80\x80", "\xEF\xBF\xBE", "\xEF\xBF\xBF",
-                                         std::string(1, '\0')));
 
 TEST(BadInput, AnImpossibleNameIsRefusedBeforeAnythingIsTouched) {
   TempCatalogue catalogue;

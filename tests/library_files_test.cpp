@@ -73,6 +73,11 @@ TEST(LibraryFiles, SavingAgainAndAgainAddsNothingAlsoUnderANameThatFillsTheLimit
   for (int i = 0; i < 3; ++i) ASSERT_TRUE(setOneSlot(key, "T1"));
   EXPECT_EQ(readFile(catalogue.libraryFile(key)), once);
   EXPECT_EQ(elements(key)[1], "2@1000:T1");
+  for (int i = 0, status = 0, asc = 0, ascq = 0; i < 20; ++i) {
+    ASSERT_TRUE(TqLibEmulator().SetVirtualDeviceStatus(key, 2, 4, 1, 600, 1));
+    ASSERT_TRUE(TqLibEmulator().GetVirtualDeviceStatus(key, status, asc, ascq, false));
+    ASSERT_EQ(readFile(catalogue.libraryFile(key)), once) << i;
+  }
   EXPECT_NE(once.find("encoding=\"UTF-8\""), std::string::npos);
   EXPECT_EQ(once.find('\r'), std::string::npos);
 }
@@ -92,6 +97,26 @@ TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoStrayFile) {
   ASSERT_EQ(stat(target.c_str(), &record), 0);
   EXPECT_EQ(record.st_mode & 07777U, 0604U);
   EXPECT_EQ(catalogue.files().size(), 2U);  // the link and the list
+  fs::create_symlink("../b", catalogue.libraryFile("B"));
+  LibraryBuilder("B").build();
+  EXPECT_TRUE(fs::is_symlink(catalogue.libraryFile("B")) && fs::exists(catalogue.path() / "b"));
+}
+
+TEST(LibraryFiles, AWriteProtectedFileIsNotReplacedInItsOwnersFolder) {
+  TempCatalogue catalogue;
+  LibraryBuilder("A").slots(1000, 1).build();
+  ASSERT_EQ(chmod(catalogue.libraryFile("A").c_str(), 0444), 0);
+  // Nothing is protected from root, so the folder goes to somebody else.
+  const uid_t own = getuid(), owner = own == 0 ? 65534 : own;
+  for (const std::string& folder : {catalogue.path().string(), catalogue.catalogue()})
+    ASSERT_EQ(chown(folder.c_str(), owner, static_cast<gid_t>(-1)), 0);
+  testing::internal::CaptureStderr();
+  setenv("TQ_PLATFORM_LOG", "", 1);
+  ASSERT_EQ(setresuid(owner, owner, own), 0);
+  EXPECT_TRUE(setOneSlot("A", "T1"));
+  ASSERT_EQ(setresuid(own, own, own), 0);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("Lib_A.xml"), std::string::npos);
+  EXPECT_EQ(elements("A"), std::vector<std::string>{"2@1000"});
 }
 
 TEST(LibraryFiles, AFullDiskLeavesTheOldFilesAndIsLogged) {

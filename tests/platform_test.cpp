@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
-#include <thread>
 
 #include "TempCatalogue.h"
 #include "TqLibEmulator.h"
-#include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
 
 namespace {
@@ -50,14 +47,11 @@ TEST_F(Configuration, TakesNamesAndValuesAsTheyStand) {
 }
 
 TEST_F(Configuration, ReadsOnlyUnsignedDecimalNumbers) {
-  write(
-      "[Base]\nzero=0\nmost=18446744073709551615\nover=18446744073709551616\nminus=-1\n"
-      "plus=+1\nhex=0x10\nunit=5 MB\nempty=\n");
-  EXPECT_EQ(number("zero"), "0");
+  write("[Base]\nmost=18446744073709551615\nover=18446744073709551616\nminus=-1\nhex=0x10\nno=\n");
   EXPECT_EQ(number("most"), "18446744073709551615");
   EXPECT_EQ(number("missing"), "none");
   EXPECT_EQ(catalogue.log(), "");
-  for (const char* const key : {"over", "minus", "plus", "hex", "unit", "empty"}) {
+  for (const char* const key : {"over", "minus", "hex", "no"}) {
     EXPECT_EQ(number(key), "none") << key;
     EXPECT_TRUE(catalogue.logged("Value of " + std::string(key) + " in section Base is not a"));
   }
@@ -65,13 +59,11 @@ TEST_F(Configuration, ReadsOnlyUnsignedDecimalNumbers) {
 
 TEST_F(Configuration, AChangeIsSeenByTheNextObjectOnlyAndAnUnusableFileConfiguresNothing) {
   const std::string file = (catalogue.path() / "tqlib.ini").string();
-  for (const char* const value : {"1", "2", "3"}) {
-    write("[Base]\nn=" + std::string(value) + "\n");
-    TQPlatformInfo before;
-    write("[Base]\nn=9\n");
-    EXPECT_EQ(number("n", std::move(before)), value);
-    EXPECT_EQ(number("n"), "9");
-  }
+  write("[Base]\nn=1\n");
+  TQPlatformInfo before;
+  write("[Base]\nn=9\n");
+  EXPECT_EQ(number("n", std::move(before)), "1");
+  EXPECT_EQ(number("n"), "9");
   fs::remove(file);
   EXPECT_EQ(number("n"), "none");
   EXPECT_EQ(catalogue.log(), "");
@@ -106,59 +98,17 @@ TEST(Log, KeepsEachErrorOnOneLineInItsFileOrElseOnStandardErrorAndLeavesErrnoAlo
 }
 
 TEST(LastError, IsCopiedWithinTheBufferGiven) {
+  const char* const reason = "out of tape";
   struct Failing : MMS2BaseError {
-    Failing() { std::snprintf(m_szErrorText, sizeof m_szErrorText, "out of tape"); }
-  } failing;
-  for (const auto& [size, copied] : {std::pair{16, "out of tape"},
-                                     {12, "out of tape"},
-                                     {11, "out of tap"},
-                                     {1, ""},
-                                     {0, nullptr},
-                                     {-1, nullptr}}) {
-    std::string text(16, '#');
+    explicit Failing(const char* text) { std::snprintf(m_szErrorText, 16, "%s", text); }
+  } failing(reason);
+  for (const int size : {12, 11, 1, 0, -1}) {
+    std::string text(13, '#'), expected = text;
+    std::snprintf(expected.data(), size < 0 ? 0U : static_cast<unsigned>(size), "%s", reason);
     failing.getLastError(text.data(), size);
-    std::string expected = copied == nullptr ? "" : copied + std::string(1, '\0');
-    EXPECT_EQ(text, expected.append(16 - expected.size(), '#')) << size;
+    EXPECT_EQ(text, expected) << size;
   }
   failing.getLastError(nullptr, 16);
-}
-
-TEST(DirectoryListing, YieldsWhatThePatternAndTheKindAdmit) {
-  const tests::TempFolder folder;
-  for (const char* const name : {"00000000", "00000001", "ABC"})
-    writeFile(folder.path() / name, "");
-  EXPECT_FALSE(CNuDirectory::Create((folder.path() / "A").c_str(), false).IsError());
-  using Names = std::set<std::string>;
-  const auto listed = [&folder](const char* pattern, bool allEntries) {
-    CNuDirectory directory;
-    Names names;
-    EXPECT_FALSE(directory.Open(folder.path().c_str(), pattern, allEntries).IsError());
-    SNuDirEntry entry;
-    for (bool end = false; !directory.GetEntry(&entry, end).IsError() && !end;)
-      names.insert(entry.name);
-    return names;
-  };
-  EXPECT_EQ(listed("*", true), (Names{"00000000", "00000001", "A", "ABC"}));
-  EXPECT_EQ(listed("A*", true), (Names{"A", "ABC"}));
-  EXPECT_EQ(listed("A*", false), (Names{"ABC"}));
-  bool end = false;
-  EXPECT_EQ(CNuDirectory().GetEntry(nullptr, end).GetErrorCode(), EBADF);
-}
-
-TEST(CatalogueLock, LetsItsHolderInAgainAndKeepsOthersOut) {
-  int steps = 0;
-  const auto work = [&steps] {
-    for (int round = 0; round < 20000; ++round) {
-      const TqCriticalSectionLock outer(&gCriticalSection);
-      const TqCriticalSectionLock inner(&gCriticalSection);
-      const TqCriticalSectionLock none(nullptr);
-      ++steps;
-    }
-  };
-  std::thread other(work);
-  work();
-  other.join();
-  EXPECT_EQ(steps, 40000);
 }
 
 }  // namespace

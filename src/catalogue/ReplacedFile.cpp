@@ -103,7 +103,7 @@ bool ReplacedFile::prepare(std::string_view content) {
   m_content = content;
   // A folder may let a file be replaced that nobody may write.
   const bool isThere = ::access(m_target.c_str(), F_OK) == 0;
-  if (isThere && ::access(m_target.c_str(), W_OK) != 0) {
+  if (isThere && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
     return fail("cannot write the file", errno);
   }
   const std::string aside = m_folder + '/' + asideName();
