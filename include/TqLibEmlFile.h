@@ -20,12 +20,14 @@
 /// configured directory "sVirtualTapeDirectory", or else in the folder "Data" of the catalogue
 /// directory.
 ///
-/// The configuration is read once, by the constructor. No file stays open between calls and
-/// nothing is cached. Every operation that needs the folder creates it when it is missing, but
-/// never a configured tape directory.
+/// The tape directory and the largest size are read from the configuration once, by the
+/// constructor; where no tape directory is configured, the catalogue directory is looked up in
+/// each call. No file stays open between calls and nothing is cached. Every operation that needs
+/// the folder creates it when it is missing, but never a configured tape directory.
 ///
-/// Errors: an operation that fails leaves the reason in the last-error code (getErrorCode()) and
-/// in the log; a failure to create a folder is logged only and leaves the code as it was. Codes
+/// Errors: an operation that fails leaves the reason in the last-error code (getErrorCode()) and,
+/// except for a read or write that the system refused (979, 767), in the log; a failure to create a
+/// folder is logged only and leaves the code as it was. Codes
 /// of the operating system pass through MMS2BaseError::ConvertToMMError().
 ///
 /// Threads: an object belongs to one thread at a time. No lock is taken: objects for the same
@@ -111,6 +113,9 @@ public:
   int Err_Handler(unsigned int code);
 
 private:
+  bool writeAt(const std::string& path, unsigned long long offset, const unsigned char* buffer,
+               unsigned long length, unsigned long& bytesWritten);
+
   std::string m_sVolumeName;
   unsigned long long m_nMaxVolumeSize;  ///< bytes
   std::string m_sTapeDirectory;         ///< root of the volumes; empty: the catalogue's Data folder

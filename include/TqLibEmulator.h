@@ -34,7 +34,7 @@ class TqCriticalSectionH;
 /// carries. The fields named DeviceText and DeviceInteger belong to callers: the catalogue clears
 /// and copies them, and neither fills nor reads them.
 struct TQLIB_API SCSIUnitFields {
-  std::string MAName;  ///< the Teifioskon host that sees the device
+  std::string MAName;  ///< the host that sees the device
   std::string Manufacturer;
   std::string Model;
   std::string FirmwareRevision;
@@ -96,7 +96,7 @@ enum LibElemType : int {
 struct TQLIB_API LibElement {
   int elementType = -1;     ///< a code of LibElemType
   int elementAddress = -1;  ///< element address
-  bool isValid = false;     ///< filled from the catalogue
+  bool isValid = false;     ///< set by queries; changes ignore it
   bool isOccupied = false;
   std::string barCode;  ///< of the medium in the element; empty when not occupied
 };
@@ -186,11 +186,12 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 ///
 /// Errors: an operation that fails returns false; the reason is in the log and, where the
 /// operation says so, in the last-error code (getErrorCode()) and text (getLastError()), which
-/// keep their values until the next failure. Codes: 50005 a file cannot be parsed.
+/// keep their values until the next failure. Any operation may set 50005, a file cannot be parsed;
+/// the codes of its own stand at each operation, and all of them in docs/errors.md.
 ///
 /// Threads: any number of objects on any threads, and one object may be shared: every public
 /// operation holds gCriticalSection from start to end. The last error of a shared object is that
-/// of whoever failed last. The private members take no lock: hold it.
+/// of whoever failed last.
 class TQLIB_API TqLibEmulator : public MMS2BaseError {
 public:
   TqLibEmulator();
@@ -218,12 +219,15 @@ public:
   /// is updated once more, which gives the drives in its map their addresses. With `libraryName`
   /// empty, the last library of the batch is handled as a single record and drives are ignored.
   ///
-  /// Returns true also when single updates failed: what the others changed is saved. Returns true,
+  /// Returns true also when single updates failed: what the others changed is saved; with a library
+  /// among the records the file is written in any case, with what a failed update had changed up to
+  /// its failure. Returns true,
   /// with nothing saved, when a new library did not come to exist because the first record was a
   /// drive or the list cannot be read. Returns false, with nothing saved, when a path cannot be
   /// had, the file cannot be loaded, or the library cannot be built.
   ///
-  /// Throws what derives from std::exception when a text cannot be stored; nothing is saved.
+  /// Throws what derives from std::exception when a text cannot be stored, or, with `libraryName`
+  /// empty, returns false then; nothing is saved.
   bool UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
                            const std::string& libraryName);
 
@@ -323,6 +327,7 @@ public:
   /// parser (50006). A library that cannot be loaded is passed over.
   bool GetCurrentVolume(const std::string& serialNumber, std::string& barCode);
 
+  // The private members take no lock: gCriticalSection is held by whoever calls them.
 private:
   friend class OperationCycle;
 
@@ -351,6 +356,8 @@ private:
   bool loadDocument();
   bool hasDocument(const char* origin, const std::string& libraryName);
   xercesc::DOMElement* rootOrReport(const char* origin, const std::string& libraryName);
+  xercesc::DOMElement* singleLibraryOrReport(const char* origin);
+  bool ensureLoaded();
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
   void saveWithList(const std::string& listPath, FirstSaved first);
@@ -511,8 +518,7 @@ private:
   bool findLibElemNode(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
 
   // Element query
-  xercesc::DOMElement* findQueriedLibrary(xercesc::DOMElement* root,
-                                          const std::string& libraryName);
+  xercesc::DOMElement* findQueriedLibrary(const std::string& libraryName);
   void appendElements(xercesc::DOMElement* parent, const XMLCh* name,
                       bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&),
                       std::vector<LibElement>& elements);

@@ -4,7 +4,7 @@
 // the operation cycle.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Names.h"
+#include "catalogue/Documents.h"
 #include "catalogue/OperationCycle.h"
 
 namespace {
@@ -42,13 +42,10 @@ bool TqLibEmulator::GetDriveVolumeNoLock(const std::string& libraryId,
   if (libraryId.empty() || !GetLibFileName(libraryId, m_sLibFile) || !isFilePresent(m_sLibFile)) {
     return false;
   }
-  if (!m_bLibLoaded) {
-    m_bLibLoaded = loadDocument();
-  }
-  if (!m_bLibLoaded || m_pLibDoc == nullptr) {
+  if (!ensureLoaded()) {
     return false;
   }
-  xercesc::DOMNode* drive = findDrive(m_pLibDoc->getDocumentElement(), serialNumber);
+  xercesc::DOMNode* drive = findDrive(rootOf(m_pLibDoc), serialNumber);
   if (drive != nullptr && !extractValuesFromChildNode(drive, names::barCode, barCode)) {
     setErrorText("Failed to read value for Source Element %s", MyTranscode(names::barCode).c_str());
   }

@@ -53,14 +53,10 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
     if (root == nullptr) {
       return false;
     }
-    xercesc::DOMElement* library = Descendants(root, names::library).single();
-    if (library == nullptr) {
-      // One file that an operator has to mend, or whose library was removed, must not hide the
-      // libraries of all others.
-      report(kTerms.origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
-      return true;
-    }
-    return appendDevices(maName, root, library, devices);
+    // One file that an operator has to mend, or whose library was removed, must not hide the
+    // libraries of all others.
+    xercesc::DOMElement* library = singleLibraryOrReport(kTerms.origin);
+    return library == nullptr || appendDevices(maName, root, library, devices);
   });
 }
 

@@ -6,29 +6,13 @@
 #include <vector>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ListedLibraries.h"
-#include "catalogue/Names.h"
 #include "catalogue/OperationCycle.h"
 
 namespace {
 
 constexpr CycleTerms kTerms{"TqLibEmulator::RemoveVirtualDevice", Exceptions::Logged};
-
-bool isNamed(const xercesc::DOMNode& node, const XMLCh* name) {
-  return xercesc::XMLString::compareIString(node.getNodeName(), name) == 0;
-}
-
-/// The node after `node` in a walk below `root` that enters libraries only.
-xercesc::DOMNode* nextInLibraries(xercesc::DOMNode* node, const xercesc::DOMNode* root) {
-  if (isNamed(*node, names::library) && node->hasChildNodes()) {
-    return node->getFirstChild();
-  }
-  while (node != root && node->getNextSibling() == nullptr) {
-    node = node->getParentNode();
-  }
-  return node == root ? nullptr : node->getNextSibling();
-}
 
 /// Removes `node` from its parent; false when it has none.
 bool removeFromParent(xercesc::DOMNode* node) {
@@ -36,7 +20,7 @@ bool removeFromParent(xercesc::DOMNode* node) {
   if (parent == nullptr) {
     return false;
   }
-  parent->removeChild(node)->release();
+  removeFrom(*parent, node);
   return true;
 }
 
@@ -118,8 +102,7 @@ bool TqLibEmulator::saveRemoval() {
 
 bool TqLibEmulator::removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                                          const std::string& serialNumber) {
-  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
-  xercesc::DOMElement* library = Descendants(root, names::library).single();
+  xercesc::DOMElement* library = singleLibrary(doc);
   xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).single();
   std::string serial;
   if (device == nullptr || !extractValuesFromChildNode(device, names::serialNumber, serial)) {
@@ -140,8 +123,7 @@ bool TqLibEmulator::removeLibrary(xercesc::DOMElement* library, const std::strin
 
 bool TqLibEmulator::removeDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                                 const std::string& serialNumber) {
-  xercesc::DOMNode* drive =
-      findDrive(doc == nullptr ? nullptr : doc->getDocumentElement(), serialNumber);
+  xercesc::DOMNode* drive = findDrive(rootOf(doc), serialNumber);
   if (drive == nullptr) {
     return false;
   }
@@ -162,31 +144,4 @@ bool TqLibEmulator::removeScsiUnitforMA(xercesc::DOMNode* element, const std::st
   }
   const bool isOnlyUnit = Descendants(element, unitName).single() != nullptr;
   return removeFromParent(isOnlyUnit ? element : unit);
-}
-
-// A drive that cannot be told by a serial number is passed over, with a line in the log.
-xercesc::DOMNode* TqLibEmulator::findDrive(xercesc::DOMNode* node,
-                                           const std::string& serialNumber) {
-  if (node == nullptr) {
-    return nullptr;
-  }
-  for (xercesc::DOMNode* child = node->getFirstChild(); child != nullptr;
-       child = nextInLibraries(child, node)) {
-    if (isNamed(*child, names::drive) && isDriveOf(*child, serialNumber)) {
-      return child;
-    }
-  }
-  return nullptr;
-}
-
-bool TqLibEmulator::isDriveOf(xercesc::DOMNode& drive, const std::string& serialNumber) {
-  xercesc::DOMElement* device = Descendants(&drive, names::driveScsiDevice).single();
-  std::string serial;
-  if (device == nullptr || !extractValuesFromChildNode(device, names::serialNumber, serial)) {
-    EvDebug::Error(debugHandler, "TqLibEmulator::findDrive",
-                   "A drive in %s has no single readable %s", m_sLibFile.c_str(),
-                   MyTranscode(names::driveScsiDevice).c_str());
-    return false;
-  }
-  return serial == serialNumber;
 }

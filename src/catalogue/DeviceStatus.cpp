@@ -6,9 +6,8 @@
 #include <ctime>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ErrorCodes.h"
-#include "catalogue/Names.h"
 #include "catalogue/OperationCycle.h"
 #include "catalogue/XmlText.h"
 
@@ -16,10 +15,6 @@ namespace {
 
 constexpr char kSetOrigin[] = "TqLibEmulator::SetVirtualDeviceStatusNoLock";
 constexpr char kGetOrigin[] = "TqLibEmulator::GetVirtualDeviceStatusNoLock";
-
-xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
-  return static_cast<xercesc::DOMElement*>(node);
-}
 
 int numberIn(const xercesc::DOMElement& record, const XMLCh* attribute) {
   return std::atoi(MyTranscode(record.getAttribute(attribute)).c_str());
@@ -79,13 +74,11 @@ bool TqLibEmulator::GetVirtualDeviceStatusNoLock(const std::string& libraryName,
 // injected status rather than fail its host's commands.
 bool TqLibEmulator::withStatusLibrary(const char* origin, const std::string& libraryName,
                                       const std::function<bool(xercesc::DOMElement*)>& work) {
-  xercesc::DOMElement* root = rootOrReport(origin, libraryName);
-  if (root == nullptr) {
+  if (rootOrReport(origin, libraryName) == nullptr) {
     return false;
   }
-  xercesc::DOMElement* library = Descendants(root, names::library).single();
+  xercesc::DOMElement* library = singleLibraryOrReport(origin);
   if (library == nullptr) {
-    report(origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
     return true;
   }
   std::string serial;

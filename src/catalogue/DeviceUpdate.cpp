@@ -34,7 +34,7 @@ bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
     return false;
   }
   if (isFilePresent(m_sLibFile)) {
-    m_bLibLoaded = m_bLibLoaded || loadDocument();
+    ensureLoaded();
     saveIf(updateLibrary(library, m_pLibDoc));
     return true;
   }
@@ -54,8 +54,7 @@ bool TqLibEmulator::updateDriveOf(const SCSIUnit& drive, const std::string& libr
   if (!GetLibFileName(isStandalone ? names::standaloneKey : libraryName, m_sLibFile)) {
     return false;
   }
-  m_bLibLoaded = m_bLibLoaded || loadDocument();
-  if (!m_bLibLoaded) {
+  if (!ensureLoaded()) {
     return false;
   }
   saveIf(updateDrive(m_pLibDoc, drive, isStandalone));
@@ -92,17 +91,14 @@ bool TqLibEmulator::updateBatch(const std::vector<SCSIUnitNoMap>& devices,
   bool isNew = false;
   if (!isFilePresent(m_sLibFile)) {
     isNew = createNewLibraryFile(getLibXMLFile(libraryName), libraryName);
-  } else {
-    m_bLibLoaded = m_bLibLoaded || loadDocument();
-    if (!m_bLibLoaded) {
-      return false;
-    }
+  } else if (!ensureLoaded()) {
+    return false;
   }
   return registerBatch(devices, libraryName, isNew) && saveBatch(isNew);
 }
 
-// The library is updated once more after its drives, which gives them their addresses; a new
-// library is marked for saving by that.
+// The library is updated once more after its drives, which gives them their addresses. The file is
+// written whether or not that worked: a new library has to be saved, too.
 bool TqLibEmulator::registerBatch(const std::vector<SCSIUnitNoMap>& devices,
                                   const std::string& libraryName, bool isNew) {
   DriveIndex drives;
@@ -120,8 +116,9 @@ bool TqLibEmulator::registerBatch(const std::vector<SCSIUnitNoMap>& devices,
   if (!isDeviceALibrary(library)) {
     return true;
   }
-  m_bLibModified = registerDevice(library, libraryName, false, drives);
-  return m_bLibModified;
+  registerDevice(library, libraryName, false, drives);
+  m_bLibModified = true;
+  return true;
 }
 
 // A batch that ends without a document saves nothing, the list included: an entry without a file

@@ -1,15 +1,13 @@
 #include "catalogue/DriveIndex.h"
 
-#include "catalogue/Descendants.h"
-#include "catalogue/Names.h"
+#include "catalogue/Documents.h"
 
 bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
   if (doc != nullptr && doc == m_doc) {
     return m_parent != nullptr;
   }
   forget();
-  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
-  m_parent = isStandaloneDrive ? root : Descendants(root, names::library).single();
+  m_parent = isStandaloneDrive ? rootOf(doc) : singleLibrary(doc);
   if (m_parent == nullptr) {
     return false;
   }

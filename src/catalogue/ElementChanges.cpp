@@ -2,9 +2,8 @@
 // at a time or many in one pass.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ElementIndex.h"
-#include "catalogue/Names.h"
 #include "catalogue/OperationCycle.h"
 #include "catalogue/XmlText.h"
 
@@ -12,22 +11,9 @@ namespace {
 
 constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
 
-/// The single library of a document, or null.
-xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {
-  return doc == nullptr ? nullptr : Descendants(doc->getDocumentElement(), names::library).single();
-}
-
-xercesc::DOMElement* rootOf(const xercesc::DOMDocument* doc) {
-  return doc == nullptr ? nullptr : doc->getDocumentElement();
-}
-
 /// Slots of both kinds share a map and a place.
 int mapType(const LibElement& element) {
   return element.elementType == LIB_ELEM_MAIL_SLOT ? LIB_ELEM_SLOT : element.elementType;
-}
-
-void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
-  parent.removeChild(node)->release();
 }
 
 }  // namespace
@@ -170,36 +156,6 @@ bool TqLibEmulator::createInVector(ElementIndex& index, const LibElement& elemen
     index.library()->appendChild(created);
   }
   return true;
-}
-
-xercesc::DOMElement* TqLibEmulator::addNewSlotElement(xercesc::DOMDocument*& doc,
-                                                      const LibElement& element) {
-  xercesc::DOMElement* slot = addNewElement(doc, names::slots, names::slotPrefix, element);
-  if (slot != nullptr) {
-    slot->setAttribute(names::isMailSlot, boolText(element.elementType == LIB_ELEM_MAIL_SLOT));
-  }
-  return slot;
-}
-
-xercesc::DOMElement* TqLibEmulator::addNewShelfElement(xercesc::DOMDocument*& doc,
-                                                       const LibElement& element) {
-  return addNewElement(doc, names::shelf, names::shelfPrefix, element);
-}
-
-xercesc::DOMElement* TqLibEmulator::addNewElement(xercesc::DOMDocument* doc, const XMLCh* name,
-                                                  const char* namePrefix,
-                                                  const LibElement& element) {
-  const XmlString barCode = toXml(element.barCode);
-  const XmlString address = toXml(element.elementAddress);
-  xercesc::DOMElement* node = newDOMElementWithValue(doc, name, nullptr);
-  if (node == nullptr) {
-    return nullptr;
-  }
-  node->setAttribute(names::name, (toXml(std::string_view(namePrefix)) + address).c_str());
-  node->setAttribute(names::isOccupied, boolText(element.isOccupied));
-  node->appendChild(newDOMElementWithValue(doc, names::baseAddress, address.c_str()));
-  node->appendChild(newDOMElementWithValue(doc, names::barCode, barCode.c_str()));
-  return node;
 }
 
 bool TqLibEmulator::updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,

@@ -2,7 +2,7 @@
 // element, so that n records cost one pass over the document and not n.
 #pragma once
 
-#include <array>
+#include <map>
 #include <optional>
 
 #include "TqLibEmulator.h"
@@ -24,7 +24,7 @@ public:
 
   /// The map of a type, import/export slots among the storage slots; empty until it was filled.
   /// Any number is a type here: one that does not exist is refused when its map is to be filled.
-  std::optional<ElementMap>& mapOf(int type);
+  std::optional<ElementMap>& mapOf(int type) { return m_maps[type]; }
 
   /// The drives of the document; empty until they were asked for.
   std::optional<DrivesByAddress>& allDrives() { return m_allDrives; }
@@ -39,9 +39,8 @@ public:
 
 private:
   xercesc::DOMElement* m_root;
-  xercesc::DOMElement* m_library;           // null where only shelves are placed
-  xercesc::DOMElement* m_before = nullptr;  // what new shelves stand behind, once it is known
-  std::array<std::optional<ElementMap>, LIB_ELEM_SHELF + 1> m_maps;
-  std::optional<ElementMap> m_noMap;
+  xercesc::DOMElement* m_library;              // null where only shelves are placed
+  xercesc::DOMElement* m_lastShelf = nullptr;  // or what the first is to stand behind, once known
+  std::map<int, std::optional<ElementMap>> m_maps;
   std::optional<DrivesByAddress> m_allDrives;
 };

@@ -1,19 +1,15 @@
 // The files of the catalogue: their names, loading and saving.
 
-#include "catalogue/LibraryFiles.h"
-
 #include <climits>
 #include <string_view>
 
-#include <xercesc/util/XMLChar.hpp>
-#include <xercesc/util/XMLUni.hpp>
-
 #include "TqLibEmulator.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/Names.h"
 #include "catalogue/ParsedFile.h"
 #include "catalogue/ReplacedFile.h"
-#include "catalogue/XmlMemory.h"
+#include "catalogue/Serialise.h"
 
 namespace {
 
@@ -28,9 +24,10 @@ std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
 }
 
 /// Callers are not told of a failed save, so the log has to.
-void logFailedSave(const std::string& path, const std::string& reason) {
+void logFailedSave(const ReplacedFile& file) {
   EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument",
-                 "Failed to save document %s, error: %s", path.c_str(), reason.c_str());
+                 "Failed to save document %s, error: %s", file.path().c_str(),
+                 file.error().c_str());
 }
 
 }  // namespace
@@ -94,13 +91,27 @@ xercesc::DOMElement* TqLibEmulator::rootOrReport(const char* origin,
   if (!hasDocument(origin, libraryName)) {
     return nullptr;
   }
-  xercesc::DOMElement* root = m_pLibDoc->getDocumentElement();
+  xercesc::DOMElement* root = rootOf(m_pLibDoc);
   if (root == nullptr) {
     report(origin, "No root element found in XML Files %s for Library %s", m_sLibFile.c_str(),
            getLibXMLFile(libraryName).c_str());
     m_nErrorCode = codes::noXmlFile;
   }
   return root;
+}
+
+// A file without any library is told as holding more than one: operators know the message.
+xercesc::DOMElement* TqLibEmulator::singleLibraryOrReport(const char* origin) {
+  xercesc::DOMElement* library = singleLibrary(m_pLibDoc);
+  if (library == nullptr) {
+    report(origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
+  }
+  return library;
+}
+
+bool TqLibEmulator::ensureLoaded() {
+  m_bLibLoaded = m_bLibLoaded || loadDocument();
+  return m_bLibLoaded;
 }
 
 // The parser is dropped with the next load; its pool goes now, for the whole catalogue may follow.
@@ -110,48 +121,6 @@ void TqLibEmulator::dropLibrary() {
     m_pLibParser->resetDocumentPool();
   }
   m_bLibLoaded = false;
-}
-
-namespace {
-
-/// Leaves out the indentation of an earlier save: written again, that of removed elements would
-/// pile up. White space that is the whole text of an element is a value and stays.
-class WithoutIndentation : public xercesc::DOMLSSerializerFilter {
-public:
-  FilterAction acceptNode(const xercesc::DOMNode* text) const override {
-    const XMLCh* value = text->getNodeValue();
-    const bool isIndentation =
-        xercesc::XMLChar1_0::isAllSpaces(value, xercesc::XMLString::stringLen(value)) &&
-        (text->getNextSibling() != nullptr || text->getPreviousSibling() != nullptr);
-    return isIndentation ? FILTER_REJECT : FILTER_ACCEPT;
-  }
-  ShowType getWhatToShow() const override { return xercesc::DOMNodeFilter::SHOW_TEXT; }
-};
-
-}  // namespace
-
-std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node) {
-  auto* implementation = dynamic_cast<xercesc::DOMImplementationLS*>(
-      xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"));
-  if (implementation == nullptr) {
-    return nullptr;
-  }
-  const XmlOwner<xercesc::DOMLSSerializer> writer(implementation->createLSSerializer());
-  const XmlOwner<xercesc::DOMLSOutput> output(implementation->createLSOutput());
-  auto target = std::make_unique<xercesc::MemBufFormatTarget>();
-  WithoutIndentation filter;
-  writer->setFilter(&filter);
-  writer->setNewLine(u"\n");
-  xercesc::DOMConfiguration* settings = writer->getDomConfig();
-  if (settings->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true)) {
-    settings->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true);
-  }
-  output->setEncoding(xercesc::XMLUni::fgUTF8EncodingString);
-  output->setByteStream(target.get());
-  if (!writer->write(&node, output.get())) {
-    throw std::runtime_error("The document cannot be written as XML");
-  }
-  return target;
 }
 
 // True also when the file could not be written: callers have always been told only whether there
@@ -166,7 +135,7 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path
   }
   ReplacedFile file(path);
   if (!file.prepare(bytesOf(*content)) || !file.commit()) {
-    logFailedSave(path, file.error());
+    logFailedSave(file);
   }
   return true;
 }
@@ -193,23 +162,19 @@ void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) 
   }
   ReplacedFile libraryFile(m_sLibFile);
   ReplacedFile listFile(listPath);
+  const bool arePrepared =
+      libraryFile.prepare(bytesOf(*library)) && listFile.prepare(bytesOf(*list));
   const bool isLibraryFirst = first == FirstSaved::Library;
   ReplacedFile& earlier = isLibraryFirst ? libraryFile : listFile;
   ReplacedFile& later = isLibraryFirst ? listFile : libraryFile;
-  if (!libraryFile.prepare(bytesOf(*library)) || !listFile.prepare(bytesOf(*list)) ||
-      !earlier.commit()) {
-    const bool isLibrary = !libraryFile.error().empty();
-    logFailedSave(isLibrary ? m_sLibFile : listPath,
-                  isLibrary ? libraryFile.error() : listFile.error());
+  const bool isFirstDone = arePrepared && earlier.commit();
+  if (isFirstDone && later.commit()) {
+    m_bLibModified = false;
     return;
   }
-  if (!later.commit()) {
-    if (isLibraryFirst) {
-      // Without its entry the library could not be made again: its file would be in the way.
-      libraryFile.remove();
-    }
-    logFailedSave(isLibraryFirst ? listPath : m_sLibFile, later.error());
-    return;
+  if (isFirstDone && isLibraryFirst) {
+    // Without its entry the library could not be made again: its file would be in the way.
+    libraryFile.remove();
   }
-  m_bLibModified = false;
+  logFailedSave(libraryFile.error().empty() ? listFile : libraryFile);
 }

@@ -6,9 +6,8 @@
 #include <utility>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ListedLibraries.h"
-#include "catalogue/Names.h"
 #include "catalogue/NewDocument.h"
 #include "catalogue/ParsedFile.h"
 #include "catalogue/XmlText.h"
@@ -42,13 +41,13 @@ bool TqLibEmulator::addToLibraryList(xercesc::DOMDocument*& doc, const std::stri
 bool TqLibEmulator::removeFromLibraryList(xercesc::DOMDocument*& doc,
                                           const std::string& /*libFile*/,
                                           const std::string& libId) {
-  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
+  xercesc::DOMElement* root = rootOf(doc);
   if (root == nullptr) {
     return false;
   }
   for (xercesc::DOMElement* entry : Descendants(root, names::library)) {
     if (MyTranscode(entry->getAttribute(names::id)) == libId) {
-      root->removeChild(entry)->release();
+      removeFrom(*root, entry);
       return true;
     }
   }

@@ -2,9 +2,8 @@
 // a move takes the barcode from the one to the other and flips both occupancies.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/ErrorCodes.h"
-#include "catalogue/Names.h"
 #include "catalogue/OperationCycle.h"
 #include "catalogue/XmlText.h"
 
@@ -18,10 +17,6 @@ struct MoveEnd {
 namespace {
 
 constexpr char kOrigin[] = "TqLibEmulator::MoveVirtualLibraryElement";
-
-xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
-  return static_cast<xercesc::DOMElement*>(node);
-}
 
 }  // namespace
 
@@ -63,8 +58,7 @@ bool TqLibEmulator::moveMedium(const std::string& libraryName, const MoveEnd& so
 
 // These three go to the log only.
 bool TqLibEmulator::checkLibraryForMove(const std::string& libraryName) {
-  xercesc::DOMElement* library =
-      Descendants(m_pLibDoc->getDocumentElement(), names::library).single();
+  xercesc::DOMElement* library = singleLibrary(m_pLibDoc);
   if (library == nullptr) {
     EvDebug::Error(debugHandler, kOrigin, "More than one Library node found in the XML Document");
     return false;
@@ -139,7 +133,7 @@ bool TqLibEmulator::putMedium(xercesc::DOMElement* from, xercesc::DOMElement* to
   return true;
 }
 
-// Part of the interface since its first version; does nothing, and nothing calls it.
+// Kept from the first version; does nothing, and nothing calls it.
 bool TqLibEmulator::setElemText(xercesc::DOMNode* /*node*/, std::string& /*text*/) {
   return false;
 }

@@ -51,14 +51,12 @@ bool OperationCycle::load(const std::string& libraryName) {
       !m_emulator.isFilePresent(m_emulator.m_sLibFile)) {
     return false;
   }
-  if (!m_emulator.m_bLibLoaded) {
-    m_emulator.m_bLibLoaded = m_emulator.loadDocument();
-  }
-  if (!m_emulator.m_bLibLoaded && m_terms.missingFile == MissingFile::IsReported) {
+  const bool isLoaded = m_emulator.ensureLoaded();
+  if (!isLoaded && m_terms.missingFile == MissingFile::IsReported) {
     m_emulator.report(m_terms.origin, "Failed to Load XML Document %s for Library %s",
                       m_emulator.m_sLibFile.c_str(), libraryName.c_str());
   }
-  return m_emulator.m_bLibLoaded;
+  return isLoaded;
 }
 
 bool OperationCycle::guarded(const Work& work) {

@@ -7,9 +7,8 @@
 #include <unordered_map>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 #include "catalogue/DriveIndex.h"
-#include "catalogue/Names.h"
 #include "catalogue/NewDocument.h"
 #include "catalogue/XmlText.h"
 
@@ -33,12 +32,8 @@ std::unordered_map<std::string_view, int> numbersBySerial(const std::map<int, st
 
 bool TqLibEmulator::createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc) {
   auto created = newDocument(names::devices);
-  doc = created.get();
-  if (doc == nullptr) {
-    return false;
-  }
   doc = nullptr;  // until it is whole
-  if (!fillNewLibrary(library, created.get())) {
+  if (created == nullptr || !fillNewLibrary(library, created.get())) {
     return false;
   }
   doc = created.release();
@@ -79,8 +74,7 @@ bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElemen
 }
 
 bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
-  xercesc::DOMElement* root = doc == nullptr ? nullptr : doc->getDocumentElement();
-  xercesc::DOMElement* library = Descendants(root, names::library).single();
+  xercesc::DOMElement* library = singleLibrary(doc);
   if (library == nullptr || !updateLibSpecificInfo(doc, library, record)) {
     return false;
   }
@@ -94,7 +88,7 @@ bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElemen
                                       xercesc::DOMElement* device, xercesc::DOMDocument*& doc) {
   xercesc::DOMNode* known = getScsiUnitForMA(library, true, record.MAName);
   if (known != nullptr) {
-    return updateDeviceScsiUnit(doc, static_cast<xercesc::DOMElement*>(known), record);
+    return updateDeviceScsiUnit(doc, asElement(known), record);
   }
   xercesc::DOMElement* unit = doc->createElement(names::libraryScsiUnit);
   if (!addDeviceScsiUnit(doc, unit, record)) {
@@ -207,7 +201,7 @@ bool TqLibEmulator::updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc,
   }
   xercesc::DOMNode* known = getScsiUnitForMA(drive, false, record.MAName);
   if (known != nullptr) {
-    return updateDeviceScsiUnit(doc, static_cast<xercesc::DOMElement*>(known), record);
+    return updateDeviceScsiUnit(doc, asElement(known), record);
   }
   xercesc::DOMElement* unit = doc->createElement(names::driveScsiUnit);
   if (!addDeviceScsiUnit(doc, unit, record)) {

@@ -86,7 +86,7 @@ std::string asideName() {
 }  // namespace
 
 ReplacedFile::ReplacedFile(const std::string& path)
-    : m_target(followLinks(path)), m_folder(folderOf(m_target)) {}
+    : m_path(path), m_target(followLinks(path)), m_folder(folderOf(m_target)) {}
 
 ReplacedFile::~ReplacedFile() {
   if (!m_aside.empty()) {

@@ -29,6 +29,8 @@ public:
   /// Takes a committed file away again.
   void remove();
 
+  const std::string& path() const { return m_path; }
+
   /// The reason of the last failure, for people.
   const std::string& error() const { return m_error; }
 
@@ -36,6 +38,7 @@ private:
   bool fail(const char* what, int code);
   bool overwrite();
 
+  std::string m_path;          // as it was given
   std::string m_target;        // the file itself, symbolic links followed
   std::string m_folder;        // where it lies
   std::string m_aside;         // the new file; empty when there is none

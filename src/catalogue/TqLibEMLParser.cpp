@@ -62,8 +62,8 @@ void TqLibEmulator::start() {
   m_bListModified = false;
 }
 
-// The modified flags and the path keep their values: callers of the lower operations read them
-// after a call. The documents die with their parsers, so their pointers go too.
+// The modified flags keep their values until the next start, and the path until the next library.
+// The documents die with their parsers, so their pointers go too.
 void TqLibEmulator::deInit() {
   if (!m_bInitialized) {
     return;

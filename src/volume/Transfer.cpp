@@ -98,6 +98,8 @@ bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, uns
   } else if (seek == Seek::fellShort) {
     m_nErrorCode = kReadSeekShort;
   }
+  // A position beyond the offset counts as a success without data, here and in writing; Linux does
+  // not give one.
   return seek == Seek::wentBeyond;
 }
 
@@ -108,28 +110,8 @@ bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
     EraseVolume();
   }
   std::string path;
-  if (!GetVolumeFilename(fileMark, path)) {
+  if (!GetVolumeFilename(fileMark, path) || !writeAt(path, offset, buffer, length, bytesWritten)) {
     return false;
-  }
-  {
-    const FileDescriptor file = openFileMark(path, kWriteOrigin);
-    if (!file) {
-      m_nErrorCode = kOpenFailed;
-      return false;
-    }
-    int osError = 0;
-    const Seek seek = seekTo(file, offset, kWriteOrigin, osError);
-    if (seek == Seek::reached) {
-      const ssize_t count = ::write(file.get(), buffer, length);
-      bytesWritten = count < 0 ? 0 : static_cast<unsigned long>(count);
-      if (count <= 0) {
-        m_nErrorCode = kWriteFailed;
-      }
-    } else if (seek == Seek::failed) {
-      m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
-    } else if (seek == Seek::fellShort) {
-      m_nErrorCode = kWriteSeekShort;
-    }
   }
   unsigned long long total = 0;
   if (!GetVolumeSize(total)) {
@@ -141,6 +123,32 @@ bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
                    static_cast<long long>(total), static_cast<long long>(m_nMaxVolumeSize));
     m_nErrorCode = kVolumeFull;
     return false;
+  }
+  return true;
+}
+
+// False only when the file cannot be opened. What else goes wrong is told by code and count alone:
+// the result of a write is that of measuring the volume after it.
+bool TqLibEmlFile::writeAt(const std::string& path, unsigned long long offset,
+                           const unsigned char* buffer, unsigned long length,
+                           unsigned long& bytesWritten) {
+  const FileDescriptor file = openFileMark(path, kWriteOrigin);
+  if (!file) {
+    m_nErrorCode = kOpenFailed;
+    return false;
+  }
+  int osError = 0;
+  const Seek seek = seekTo(file, offset, kWriteOrigin, osError);
+  if (seek == Seek::reached) {
+    const ssize_t count = ::write(file.get(), buffer, length);
+    bytesWritten = count < 0 ? 0 : static_cast<unsigned long>(count);
+    if (count <= 0) {
+      m_nErrorCode = kWriteFailed;
+    }
+  } else if (seek == Seek::failed) {
+    m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
+  } else if (seek == Seek::fellShort) {
+    m_nErrorCode = kWriteSeekShort;
   }
   return true;
 }

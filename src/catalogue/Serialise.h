@@ -1,8 +1,7 @@
-// Library files: from a document to bytes.
+// From a document to the bytes of its file.
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>

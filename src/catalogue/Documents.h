@@ -1,0 +1,27 @@
+// Where a document's elements hang, and taking them off.
+#pragma once
+
+#include <xercesc/dom/DOM.hpp>
+
+#include "catalogue/Descendants.h"
+#include "catalogue/Names.h"
+
+/// The root element; null without a document or a root.
+inline xercesc::DOMElement* rootOf(const xercesc::DOMDocument* doc) {
+  return doc == nullptr ? nullptr : doc->getDocumentElement();
+}
+
+/// The one library of a document; null when there is none or more than one.
+inline xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {
+  return Descendants(rootOf(doc), names::library).single();
+}
+
+/// Every element that the catalogue finds is a DOMElement; nodes go through older interfaces only.
+inline xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
+  return static_cast<xercesc::DOMElement*>(node);
+}
+
+/// Removes `node` from `parent` and releases it.
+inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
+  parent.removeChild(node)->release();
+}
