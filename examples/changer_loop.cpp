@@ -1,5 +1,6 @@
 // A medium changer with a drive, as an emulator puts it before a host: one command a line on
 // standard input, one answer a line on standard output, reasons of failures on standard error.
+// It needs a configuration (TQ_PLATFORM_CONFIG) that says where the catalogue lies.
 //
 //   ready                        GOOD, or the status attached to the library
 //   fail STATUS ASC ASCQ         attaches one, to be reported once within a minute
