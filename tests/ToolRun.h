@@ -24,7 +24,7 @@ protected:
   // `arguments` is shell text, so that a test reads as what is typed.
   Result tqlib(const std::string& arguments) const {
     const std::string command =
-        "cd '" + m_folder.path().string() + "' && unset TQ_PLATFORM_LOG && " +
+        "cd '" + m_folder.path().string() + "' && unset TQ_PLATFORM_LOG && " + m_limits +
         "TQ_PLATFORM_CONFIG=store/tqlib.ini '" TQLIB_BINARY "' " + arguments + " >out 2>err";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(path("out")),
@@ -47,7 +47,14 @@ protected:
     expectDone("library create " + serial + " --host HOST1 --drives 2 --slots 3 --mail-slots 2");
   }
 
+  // From now on a file can grow to one block only, which no library's file fits in. A process that
+  // does not ignore the signal would be killed instead.
+  void letSavesFail() { m_limits = "trap '' XFSZ && ulimit -f 1 && "; }
+
   TempFolder m_folder;
+
+private:
+  std::string m_limits;  // shell text before the command
 };
 
 }  // namespace tests

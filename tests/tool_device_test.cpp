@@ -19,7 +19,7 @@ protected:
     const json answer = ask("library list");
     for (const json& library : answer["libraries"]) {
       text += library["library"].get<std::string>() + " " + library["state"].get<std::string>() +
-              (library["listed"] ? "\n" : " unlisted\n");
+              (library["listed"] != false ? "\n" : " unlisted\n");
     }
     return text;
   }
@@ -44,7 +44,10 @@ TEST_F(DeviceTool, ARemovedLibraryLeavesAFileThatAPurgeDeletesUnlessItCannotBeRe
 
   EXPECT_NE(tqlib("library remove LIB1").out.find("Lib_LIB1.xml"), std::string::npos);
   EXPECT_EQ(states(), "LIB0 ok\nLIB1 removed unlisted\n");
-  expectRefused(1, "library remove LIB1", "--purge");
+  for (const char* command : {"library remove LIB1", "library create LIB1 --host H",
+                              "elements LIB1", "library show LIB1"}) {
+    expectRefused(1, command, "tqlib library remove LIB1 --purge");
+  }
   expectDone("library remove LIB1 --purge");
   EXPECT_FALSE(fs::exists(libraryFile()));
   makeLibrary("LIB1");
@@ -54,6 +57,21 @@ TEST_F(DeviceTool, ARemovedLibraryLeavesAFileThatAPurgeDeletesUnlessItCannotBeRe
   expectDone("library remove LIB1 --purge");
   EXPECT_EQ(serials("HOST1"), "LIB0D1 LIB0D2 LIB0 ");
   EXPECT_EQ(states(), "LIB0 ok\n");
+}
+
+TEST_F(DeviceTool, ABrokenListIsToldOnceAndHidesNoLibrary) {
+  makeStore(), makeLibrary("LIB0"), makeLibrary("LIB1");
+  tests::writeFile(path("store/LibEmulator/LibraryList.xml"), "<LibraryList><Libr");
+  const Result list = tqlib("library list");
+  EXPECT_EQ(list.exitCode, 1);
+  EXPECT_EQ(states(), "LIB0 ok\nLIB1 ok\n");
+  EXPECT_EQ(ask("library list")["libraries"][0]["listed"], json());
+  const auto at = list.err.find("LibraryList.xml");
+  ASSERT_NE(at, std::string::npos) << list.err;
+  EXPECT_EQ(list.err.find("LibraryList.xml", at + 1), std::string::npos) << list.err;
+  EXPECT_NE(list.err.find("mend it"), std::string::npos) << list.err;
+  EXPECT_NE(list.out.find("LIB0     ok  "), std::string::npos) << list.out;
+  expectRefused(1, "library remove LIB1", "mend it");
 }
 
 TEST_F(DeviceTool, ADriveJoinsAndLeavesALibraryAndTellsItsMedium) {

@@ -46,6 +46,7 @@ TEST_F(Tool, ALibraryIsCreatedOnceAndItsMediaAreSetMovedAndTakenOut) {
   const std::string file = readFile(path("store/LibEmulator/Lib_LIB1.xml"));
   EXPECT_NE(file.find("LIB1D2"), std::string::npos);
   expectRefused(1, "library create LIB1 --host HOST2", "exists already");
+  EXPECT_EQ(tqlib("library create LIB1 --host HOST2").err.find("--purge"), std::string::npos);
   EXPECT_EQ(readFile(path("store/LibEmulator/Lib_LIB1.xml")), file);
   expectDone("library create LIB2 --host H --drive-serial SA --drive-serial SB --drive-base 7");
   EXPECT_EQ(report("elements LIB2")["elements"][1]["address"], 8);
@@ -57,9 +58,26 @@ TEST_F(Tool, ALibraryIsCreatedOnceAndItsMediaAreSetMovedAndTakenOut) {
   expectRefused(1, "move LIB1 shelf:7 slot:99", "50009");
   const std::string slots = "mail:10= mail:11= slot:1000= slot:1001= slot:1002= ";
   EXPECT_EQ(media(), "drive:500=A00001L6 drive:501= " + slots + "shelf:7=A00002L6 ");
+  expectRefused(1, "element set LIB1 drive:500 --barcode barcode", "holds A00001L6");
   expectDone("element set LIB1 drive:500 --empty");
   expectDone("element remove LIB1 shelf:7");
   EXPECT_EQ(media(), "drive:500= drive:501= " + slots);
+}
+
+TEST_F(Tool, AChangeThatCannotBeSavedIsAFailure) {
+  makeLibrary();
+  expectDone("element set LIB1 slot:1000 --barcode A00001L6");
+  const std::string before = readFile(path("store/LibEmulator/Lib_LIB1.xml"));
+  letSavesFail();
+  for (const char* change :
+       {"element set LIB1 slot:1001 --barcode A00002L6", "element set LIB1 slot:1000 --empty",
+        "element set LIB1 slot:1000 --barcode A00002L6", "element set LIB1 shelf:1 --empty",
+        "element remove LIB1 slot:1002", "move LIB1 slot:1000 drive:500",
+        "status set LIB1 --status 2 --asc 4 --ascq 1", "drive remove LIB1 LIB1D1",
+        "drive add LIB1 NEW --host HOST1", "library create LIB2 --host HOST1 --slots 3"}) {
+    expectRefused(1, change, "was not saved");
+  }
+  EXPECT_EQ(readFile(path("store/LibEmulator/Lib_LIB1.xml")), before);
 }
 
 TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
@@ -78,7 +96,8 @@ TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
       {2, "element set LIB1 slot:-1 --empty", "slot:-1"},
       {2, "element set LIB1 slot:1000", "--barcode"},
       {2, "element set LIB1 slot:1000 --barcode $(printf 'A\\001')", "control character"},
-      {2, "element remove LIB1 drive:500", "drive:500"},
+      {2, "element remove LIB1 drive:500", "drive remove"},
+      {2, "status set LIB1 --status 0 --asc 0x00 --ascq 0", "no status"},
       {2, "library create L2 --host H --slots -1", "--slots"},
       {2, "library create L2 --host H --slots 5 --mail-slots 5 --mail-base 1004", "overlap"},
       {2, "library create L2 --host H --slots 9 --slot-base 2147483640", "too large"},
@@ -87,7 +106,7 @@ TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
       {2, "volume write V data", "--mark"},
       {2, "volume write V --mark 1 --block-size 2G data", "--block-size"},
       {1, "elements NONE", "no such library"},
-      {1, "element set LIB1 drive:900 --empty", "no such drive"},
+      {1, "element set LIB1 drive:900 --empty", "drive add"},
       {1, "element set LIB1 slot:10 --empty", "mail:10"},
       {1, "element remove LIB1 slot:900", "no such element"},
       {1, "volume write V --mark 1 absent", "absent"},
@@ -149,7 +168,9 @@ TEST_F(Tool, AFailedTransferIsToldAndAnOlderFileSurvivesIt) {
   EXPECT_EQ(std::distance(begin(left), end(left)), 5) << "store, big, older, out and err";
   EXPECT_EQ(tqlib("volume read V --mark 1 /dev/full").exitCode, 1);
   fs::remove_all(path("store/tapes"));
-  expectRefused(1, "volume write V --mark 1 older", "tape folder");
+  for (const char* command : {"write V --mark 1 older", "read V --mark 1", "info V", "erase V"}) {
+    expectRefused(1, std::string("volume ") + command, "sVirtualTapeDirectory");
+  }
 }
 
 }  // namespace

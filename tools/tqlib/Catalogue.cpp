@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <set>
 
+#include "CatalogueNames.h"
 #include "Configuration.h"
-#include "Errors.h"
 #include "XmlScan.h"
 
 namespace fs = std::filesystem;
@@ -14,7 +14,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kOtherLibrary = 50008;
-constexpr char kSeeLog[] = "refused; see the log";
 
 template <typename Wanted>
 const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
@@ -27,15 +26,12 @@ const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted want
 // The device query names the listed libraries too, but stops at the first one that is broken, when
 // an operator wants to see the list most.
 std::vector<std::string> listedLibraries() {
-  const std::string list = catalogueFolder() + "LibraryList.xml";
+  const std::string list = catalogueFolder() + names::kLibraryList;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
   try {
-    return attributeValues(list, "Library", "Id");
+    return attributeValues(list, names::kLibrary, names::kId);
   } catch (const Failure& failure) {
-    TqLibEmulator emulator;
-    std::string ignored;
-    emulator.GetCurrentVolume("", ignored);  // for its error code
-    throw libraryFailure(failure.what(), emulator, "refused; see the log");
+    throw Failure(std::string(failure.what()) + "; mend it or write it anew");
   }
 }
 
@@ -48,15 +44,26 @@ std::vector<std::string> storedLibraries() {
   std::set<std::string> keys;
   for (const fs::directory_entry& entry : fs::directory_iterator(catalogueFolder())) {
     const std::string name = entry.path().filename().string();
-    if (name.size() > 8 && name.starts_with("Lib_") && name.ends_with(".xml")) {
-      keys.insert(name.substr(4, name.size() - 8));
+    constexpr std::size_t kAround = names::kPrefixLength + names::kSuffixLength;
+    if (name.size() > kAround && name.starts_with(names::kLibraryPrefix) &&
+        name.ends_with(names::kFileSuffix)) {
+      keys.insert(name.substr(names::kPrefixLength, name.size() - kAround));
     }
   }
   return {keys.begin(), keys.end()};
 }
 
-std::size_t countInFile(const std::string& library, const std::string& element) {
-  return attributeValues(libraryFile(library), element, "Name").size();
+RemovedLibrary::RemovedLibrary(const std::string& library)
+    : Failure("library " + library + " was removed; " + purgeCommand(library) +
+              " deletes its file: " + libraryFile(library)) {}
+
+Failure listedOnly(const std::string& library) {
+  return Failure("library " + library + " is listed without a file; " + purgeCommand(library) +
+                 " takes it off the list");
+}
+
+std::string purgeCommand(const std::string& library) {
+  return "\"tqlib library remove " + library + " --purge\"";
 }
 
 // The library has no code and one message for a file with none and one with several.
@@ -64,53 +71,48 @@ bool wasRemoved(const std::string& library) {
   TqLibEmulator emulator;
   std::vector<LibElement> ignored;
   return !emulator.GetVirtualLibraryElements(library, ignored) && emulator.getErrorCode() == 0 &&
-         countInFile(library, "Library") == 0;
+         countElements(libraryFile(library), names::kLibrary) == 0;
 }
 
 // The status is the one query that tells whether the library in the file has this serial number,
 // whatever hosts see it. Were it another, a removal would be taken for that of a drive.
 void requireWholeLibrary(const std::string& library) {
+  inventory(library);
   TqLibEmulator emulator;
-  inventory(emulator, library);
   int status = 0;
   int asc = 0;
   int ascq = 0;
   if (!emulator.GetVirtualDeviceStatus(library, status, asc, ascq, true) &&
       emulator.getErrorCode() == kOtherLibrary) {
-    throw libraryFailure("the file of library " + library + " is that of another one", emulator,
-                         kSeeLog);
+    throw libraryFailure("the file of library " + library + " is that of another one", emulator);
   }
 }
 
 std::vector<std::string> hostsOf(const std::string& library) {
   std::vector<std::string> hosts;
   std::set<std::string> seen;
-  for (const char* unit : {"LibraryScsiUnit", "DriveScsiUnit"}) {
-    for (const std::string& host : attributeValues(libraryFile(library), unit, "MAName")) {
+  for (const char* unit : {names::kLibraryUnit, names::kDriveUnit}) {
+    for (const std::string& host : attributeValues(libraryFile(library), unit, names::kHost)) {
       if (seen.insert(folded(host)).second) hosts.push_back(host);
     }
   }
   return hosts;
 }
 
-std::vector<LibElement> inventory(TqLibEmulator& emulator, const std::string& library) {
+std::vector<LibElement> inventory(const std::string& library) {
   requireLibrary(library);
+  TqLibEmulator emulator;
   std::vector<LibElement> elements;
-  if (!emulator.GetVirtualLibraryElements(library, elements)) {
-    if (wasRemoved(library)) {
-      throw Failure("library " + library + " was removed; its file stays: " + libraryFile(library));
-    }
-    throw libraryFailure("library " + library + " cannot be read", emulator, kSeeLog);
-  }
-  return elements;
+  if (emulator.GetVirtualLibraryElements(library, elements)) return elements;
+  if (wasRemoved(library)) throw RemovedLibrary(library);
+  throw libraryFailure("library " + library + " cannot be read", emulator);
 }
 
 std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host) {
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
-    throw libraryFailure("the devices of library " + library + " cannot be read", emulator,
-                         kSeeLog);
+    throw libraryFailure("the devices of library " + library + " cannot be read", emulator);
   }
   return devices;
 }
@@ -136,13 +138,14 @@ std::string folded(std::string serial) {
   return serial;
 }
 
-void updateDevices(TqLibEmulator& emulator, const std::vector<SCSIUnitNoMap>& batch,
-                   const std::string& library, const std::string& what) {
+void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
+                   const std::string& what) {
+  TqLibEmulator emulator;
   bool updated = false;
   try {
     updated = emulator.UpdateVirtualDevice(batch, library);
   } catch (const std::exception& error) {
     throw Failure(what + ": " + error.what());
   }
-  if (!updated) throw libraryFailure(what, emulator, kSeeLog);
+  if (!updated) throw libraryFailure(what, emulator);
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Errors.h"
 #include "TqLibEmulator.h"
 
 inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
@@ -18,9 +19,16 @@ bool isListed(const std::string& library);
 /// The keys of the library files in the catalogue folder, in order.
 std::vector<std::string> storedLibraries();
 
-/// The number of elements of that name in a library's file; "Library" is there once, or not
-/// at all after its removal. Throws Failure when the file cannot be read.
-std::size_t countInFile(const std::string& library, const std::string& element);
+/// The library was removed, and its file is in the way of a new one.
+struct RemovedLibrary : Failure {
+  explicit RemovedLibrary(const std::string& library);
+};
+
+/// The failure of a command on a library that is in the list and has no file.
+Failure listedOnly(const std::string& library);
+
+/// The command that deletes what is left of a library, as the operator types it.
+std::string purgeCommand(const std::string& library);
 
 /// Whether the file of a library is what its removal left.
 bool wasRemoved(const std::string& library);
@@ -31,8 +39,9 @@ void requireWholeLibrary(const std::string& library);
 /// The hosts that see the library or one of its drives, in the order of the file.
 std::vector<std::string> hostsOf(const std::string& library);
 
-/// All elements of a library. Throws Failure when there is no such library, or it cannot be read.
-std::vector<LibElement> inventory(TqLibEmulator& emulator, const std::string& library);
+/// All elements of a library. Throws Failure when there is no such library, or it cannot be read,
+/// and RemovedLibrary when it was removed.
+std::vector<LibElement> inventory(const std::string& library);
 
 /// What `host`, or any host when it is empty, sees of the library, the library itself last. Throws
 /// Failure when it cannot be read.
@@ -49,5 +58,5 @@ const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
 std::string folded(std::string serial);
 
 /// Hands a library and its drives over in one step; `what` begins the Failure that it throws.
-void updateDevices(TqLibEmulator& emulator, const std::vector<SCSIUnitNoMap>& batch,
-                   const std::string& library, const std::string& what);
+void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
+                   const std::string& what);

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "CatalogueNames.h"
 #include "Errors.h"
 #include "TqLibEmlFile.h"
 
@@ -23,7 +24,7 @@ std::string chosenFile(const std::string& config) {
 
 void useConfiguration(const std::string& config) {
   const std::string file = chosenFile(config);
-  // Without a configuration the library would quietly start a catalogue in the working directory.
+  // Without a configuration the calls would only fail with a path that means nothing to an operator.
   if (access(file.c_str(), R_OK) != 0) {
     const std::string reason = systemFailure(file, errno).what();
     throw Failure("no configuration: " + reason + "; \"tqlib init DIR\" writes one");
@@ -40,7 +41,7 @@ std::string catalogueFolder() {
 }
 
 std::string libraryFile(const std::string& library) {
-  return catalogueFolder() + "Lib_" + library + ".xml";
+  return catalogueFolder() + names::kLibraryPrefix + library + names::kFileSuffix;
 }
 
 bool libraryExists(const std::string& library) {

@@ -1,12 +1,9 @@
 // tqlib devices: what a host sees.
-#include <memory>
-
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
 
 namespace {
 
@@ -19,8 +16,9 @@ std::vector<SCSIUnitNoMap> allDevices(const std::string& host) {
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   if (!emulator.GetVirtualDeviceInfo(host, devices)) {
-    throw libraryFailure("the devices cannot be read", emulator,
-                         "see the log; \"tqlib library list\" tells the state of each library");
+    throw libraryFailure(
+        "the devices cannot be read", emulator,
+        std::string(kSeeLog) + "; \"tqlib library list\" tells the state of each library");
   }
   return devices;
 }
@@ -55,14 +53,10 @@ void listDevices(const Options& options, const Session& session) {
 }  // namespace
 
 void addDeviceCommands(CLI::App& app, Session& session) {
-  auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("devices", "List the devices that a host sees");
-  command->add_option("HOST", options->host, "Name of the host")
-      ->required()
-      ->check(catalogueText());
-  command->add_option("LIBRARY", options->library, "Only this library's devices")
-      ->check(nameText());
-  command->callback([options, &session] {
-    session.action = [options, &session] { listDevices(*options, session); };
-  });
+  const auto [command, options] =
+      addCommand(app, session, "devices", "List the devices that a host sees", listDevices);
+  addText(command, "HOST", options.host, "Name of the host")->required();
+  addLibraryOperand(command, options.library)
+      ->required(false)
+      ->description("Only this library's devices");
 }

@@ -1,15 +1,13 @@
 // tqlib drive add: a drive joins a library that exists, or another host sees one of its drives.
 #include <algorithm>
 #include <limits>
-#include <memory>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "ElementName.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
 
 namespace {
 
@@ -102,11 +100,8 @@ int addressOf(const SCSIUnit& library, int number) {
 }
 
 void refuseOverlap(const std::string& library, int address) {
-  TqLibEmulator emulator;
-  for (const LibElement& element : inventory(emulator, library)) {
-    const bool inside =
-        element.elementType == LIB_ELEM_SLOT || element.elementType == LIB_ELEM_MAIL_SLOT;
-    if (inside && element.elementAddress == address) {
+  for (const LibElement& element : inventory(library)) {
+    if (isSlot(element) && element.elementAddress == address) {
       throw Failure("the drive's address would be that of " + elementName(element));
     }
   }
@@ -140,7 +135,7 @@ void verify(const Options& options, int address) {
   const auto seen = devicesOf(options.library, options.drive.MAName);
   const SCSIUnitNoMap* drive = findDrive(seen, options.drive.SerialNumber);
   if (drive == nullptr || drive->DriveBaseAddress != address) {
-    throw Failure("drive " + options.drive.SerialNumber + " was not saved; see the log");
+    throw notSaved("drive " + options.drive.SerialNumber);
   }
 }
 
@@ -159,9 +154,8 @@ void addDrive(const Options& options, const Session& session) {
   refuseOverlap(options.library, address);
   // The library announces its drives as a count from the first address on.
   library.DriveCount = std::max(library.DriveCount, number);
-  TqLibEmulator emulator;
-  updateDevices(emulator, {SCSIUnitNoMap(library), driveRecord(options, known, address)},
-                options.library, "drive " + serial + " cannot be added");
+  updateDevices({SCSIUnitNoMap(library), driveRecord(options, known, address)}, options.library,
+                "drive " + serial + " cannot be added");
   verify(options, address);
   printResult(session.json,
               {{"library", options.library},
@@ -176,29 +170,20 @@ void addDrive(const Options& options, const Session& session) {
 }  // namespace
 
 void addDriveAddition(CLI::App& group, Session& session) {
-  auto options = std::make_shared<Options>();
-  SCSIUnitFields& drive = options->drive;
-  CLI::App* command =
-      group.add_subcommand("add", "Add a drive to a library, or show one to another host");
-  const auto addText = [command](const char* name, std::string& value, const char* help) {
-    return command->add_option(name, value, help)->check(catalogueText());
-  };
-  command->add_option("LIBRARY", options->library, "Serial number of the library")
-      ->required()
-      ->check(nameText());
-  addText("SERIAL", drive.SerialNumber, "Serial number of the drive")->required();
-  addText("--host", drive.MAName, "The host that sees the drive")->required();
-  command->add_option("--number", options->number, "Drive number, from 1 (else the next free one)")
+  const auto [command, options] = addCommand(
+      group, session, "add", "Add a drive to a library, or show one to another host", addDrive);
+  SCSIUnitFields& drive = options.drive;
+  addLibraryOperand(command, options.library);
+  addDriveOperand(command, drive.SerialNumber);
+  addText(command, "--host", drive.MAName, "The host that sees the drive")->required();
+  command.add_option("--number", options.number, "Drive number, from 1 (else the next free one)")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-  addText("--vendor", drive.Manufacturer, "The drive's manufacturer");
-  addText("--model", drive.Model, "The drive's model");
-  addText("--firmware", drive.FirmwareRevision, "The drive's firmware revision");
-  addText("--path", drive.AccessPath, "The drive's device path on the host");
-  addText("--port", drive.ScsiPort, "The drive's SCSI port");
-  command->add_option("--bus", drive.Bus, "The drive's SCSI bus");
-  command->add_option("--target", drive.Target, "The drive's SCSI target");
-  command->add_option("--lun", drive.Lun, "The drive's logical unit");
-  command->callback([options, &session] {
-    session.action = [options, &session] { addDrive(*options, session); };
-  });
+  addText(command, "--vendor", drive.Manufacturer, "The drive's manufacturer");
+  addText(command, "--model", drive.Model, "The drive's model");
+  addText(command, "--firmware", drive.FirmwareRevision, "The drive's firmware revision");
+  addText(command, "--path", drive.AccessPath, "The drive's device path on the host");
+  addText(command, "--port", drive.ScsiPort, "The drive's SCSI port");
+  command.add_option("--bus", drive.Bus, "The drive's SCSI bus");
+  command.add_option("--target", drive.Target, "The drive's SCSI target");
+  command.add_option("--lun", drive.Lun, "The drive's logical unit");
 }

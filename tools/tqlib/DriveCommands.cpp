@@ -1,14 +1,13 @@
 // tqlib drive: drives leave a library, and tell what they hold.
-#include <algorithm>
 #include <iostream>
-#include <memory>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CatalogueNames.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
+#include "XmlScan.h"
 
 namespace {
 
@@ -58,22 +57,23 @@ void requireHostSeesDrive(const Options& options) {
 void removeDrive(const Options& options, const Session& session) {
   // The library would take its own serial number for the order to remove all of it.
   if (options.serial == options.library) {
-    throw UsageError(options.serial + " is the library itself; see \"library remove\"");
+    throw UsageError(options.serial + " is the library itself; see \"tqlib library remove\"");
   }
   useConfiguration(session.config);
   requireWholeLibrary(options.library);
   if (!options.host.empty()) requireHostSeesDrive(options);
 
-  const std::size_t before = countInFile(options.library, "Drive");
+  const std::string file = libraryFile(options.library);
+  const std::size_t before = countElements(file, names::kDrive);
   TqLibEmulator emulator;
   if (!emulator.RemoveVirtualDevice(options.host, options.serial, options.library)) {
     throw libraryFailure("drive " + options.serial + " cannot be removed", emulator,
                          "library " + options.library + " has no such drive");
   }
-  const bool gone = countInFile(options.library, "Drive") < before;
+  const bool gone = countElements(file, names::kDrive) < before;
   if (!gone && (options.host.empty() ||
                 findDrive(devicesOf(options.library, options.host), options.serial) != nullptr)) {
-    throw Failure("the removal of drive " + options.serial + " was not saved; see the log");
+    throw notSaved("the removal of drive " + options.serial);
   }
   printResult(session.json,
               {{"library", options.library},
@@ -85,45 +85,22 @@ void removeDrive(const Options& options, const Session& session) {
                   : "host " + options.host + " does not see drive " + options.serial + " any more");
 }
 
-using Run = void (*)(const Options&, const Session&);
-
-CLI::App* addCommand(CLI::App& group, Session& session, const char* name, const char* help,
-                     const std::shared_ptr<Options>& options, Run run) {
-  CLI::App* command = group.add_subcommand(name, help);
-  command->callback([options, run, &session] {
-    session.action = [options, run, &session] { run(*options, session); };
-  });
-  return command;
-}
-
-void addSerial(CLI::App& command, Options& options) {
-  command.add_option("SERIAL", options.serial, "Serial number of the drive")
-      ->required()
-      ->check(catalogueText());
-}
-
 }  // namespace
 
 void addDriveCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("drive", "Drives")->require_subcommand(1);
   addDriveAddition(*group, session);
 
-  auto removal = std::make_shared<Options>();
-  CLI::App* remove = addCommand(*group, session, "remove",
-                                "Remove a drive; it should be empty, since what it holds is "
-                                "forgotten with it",
-                                removal, removeDrive);
-  remove->add_option("LIBRARY", removal->library, "Serial number of its library")
-      ->required()
-      ->check(nameText());
-  addSerial(*remove, *removal);
-  remove
-      ->add_option("--host", removal->host,
-                   "Only this host loses the drive; with the last host the drive goes")
-      ->check(catalogueText());
+  const auto [remove, removal] = addCommand(*group, session, "remove",
+                                            "Remove a drive; it should be empty, since what it "
+                                            "holds is forgotten with it",
+                                            removeDrive);
+  addLibraryOperand(remove, removal.library);
+  addDriveOperand(remove, removal.serial);
+  addText(remove, "--host", removal.host,
+          "Only this host loses the drive; with the last host the drive goes");
 
-  auto query = std::make_shared<Options>();
-  addSerial(*addCommand(*group, session, "volume", "Print the barcode of the medium in a drive",
-                        query, showVolume),
-            *query);
+  const auto [volume, query] = addCommand(*group, session, "volume",
+                                          "Print the barcode of the medium in a drive", showVolume);
+  addDriveOperand(volume, query.serial);
 }

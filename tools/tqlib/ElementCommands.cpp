@@ -1,18 +1,15 @@
 // tqlib elements, element and move: the inventory of a library and its changes.
 #include <algorithm>
-#include <memory>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CatalogueNames.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "ElementName.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
 
 namespace {
-
-constexpr char kRefused[] = "refused; see the log";
 
 struct Options {
   std::string library;
@@ -22,26 +19,42 @@ struct Options {
   bool empty = false;
 };
 
-bool holds(const std::vector<LibElement>& elements, int type, int address) {
-  return std::any_of(elements.begin(), elements.end(), [=](const LibElement& element) {
-    return element.elementType == type && element.elementAddress == address;
+using Elements = std::vector<LibElement>;
+
+/// The element of that type and address; null when there is none.
+const LibElement* find(const Elements& elements, const LibElement& wanted) {
+  const auto found = std::find_if(elements.begin(), elements.end(), [&](const LibElement& element) {
+    return element.elementType == wanted.elementType &&
+           element.elementAddress == wanted.elementAddress;
   });
+  return found == elements.end() ? nullptr : &*found;
 }
 
 // The library would make a second element for an address that the other kind of slot has.
-void refuseTwinSlot(const std::vector<LibElement>& elements, const LibElement& wanted) {
-  LibElement twin = wanted;
-  if (wanted.elementType == LIB_ELEM_SLOT) {
-    twin.elementType = LIB_ELEM_MAIL_SLOT;
-  } else if (wanted.elementType == LIB_ELEM_MAIL_SLOT) {
-    twin.elementType = LIB_ELEM_SLOT;
-  } else {
-    return;
+void refuseTwinSlot(const Elements& elements, const LibElement& wanted) {
+  for (const LibElement& element : elements) {
+    if (isSlot(element) && isSlot(wanted) && element.elementType != wanted.elementType &&
+        element.elementAddress == wanted.elementAddress) {
+      throw Failure(elementName(wanted) + " cannot be set: the address is that of " +
+                    elementName(element));
+    }
   }
-  if (holds(elements, twin.elementType, twin.elementAddress)) {
-    throw Failure(elementName(wanted) + " cannot be set: the address is that of " +
-                  elementName(twin));
+}
+
+// A change is a success to the library also when it could not be saved, so the catalogue is asked.
+void verify(const std::string& library, const LibElement& wanted) {
+  const Elements elements = inventory(library);
+  const LibElement* saved = find(elements, wanted);
+  if (saved == nullptr || saved->isOccupied != wanted.isOccupied) {
+    throw notSaved(elementName(wanted));
   }
+  if (saved->barCode == wanted.barCode) return;
+  // The library never puts such a text in the place of another one.
+  if (folded(wanted.barCode) == folded(names::kBarCode)) {
+    throw Failure(elementName(wanted) + " holds " + saved->barCode +
+                  "; only an empty element takes the barcode " + wanted.barCode);
+  }
+  throw notSaved("barcode " + wanted.barCode + " in " + elementName(wanted));
 }
 
 Json changeJson(const std::string& library, const LibElement& element) {
@@ -53,8 +66,7 @@ Json changeJson(const std::string& library, const LibElement& element) {
 
 void listElements(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  TqLibEmulator emulator;
-  printElements(session.json, options.library, inventory(emulator, options.library));
+  printElements(session.json, options.library, inventory(options.library));
 }
 
 void setElement(const Options& options, const Session& session) {
@@ -66,16 +78,16 @@ void setElement(const Options& options, const Session& session) {
   element.barCode = options.barcode;
   useConfiguration(session.config);
 
-  TqLibEmulator emulator;
-  const std::vector<LibElement> elements = inventory(emulator, options.library);
+  const Elements elements = inventory(options.library);
   refuseTwinSlot(elements, element);
-  if (element.elementType == LIB_ELEM_DRIVE &&
-      !holds(elements, element.elementType, element.elementAddress)) {
-    throw Failure("no such drive: " + options.element + "; drives come with their library");
+  if (element.elementType == LIB_ELEM_DRIVE && find(elements, element) == nullptr) {
+    throw Failure("no such drive: " + options.element + "; \"tqlib drive add\" makes one");
   }
+  TqLibEmulator emulator;
   if (!emulator.SetVirtualLibraryElement(options.library, element, false)) {
-    throw libraryFailure(options.element + " cannot be set", emulator, kRefused);
+    throw libraryFailure(options.element + " cannot be set", emulator);
   }
+  verify(options.library, element);
   printResult(session.json, changeJson(options.library, element),
               options.element + (options.empty ? " is empty" : " holds " + options.barcode));
 }
@@ -83,20 +95,33 @@ void setElement(const Options& options, const Session& session) {
 void removeElement(const Options& options, const Session& session) {
   const LibElement element = parseElementName(options.element);
   if (element.elementType == LIB_ELEM_DRIVE) {
-    throw UsageError("drives are not removed as elements: " + options.element);
+    throw UsageError(options.element + " is a drive; \"tqlib drive remove\" removes it");
   }
   useConfiguration(session.config);
 
-  TqLibEmulator emulator;
   // The library takes the removal of nothing for a success, which would hide a mistyped address.
-  if (!holds(inventory(emulator, options.library), element.elementType, element.elementAddress)) {
+  if (find(inventory(options.library), element) == nullptr) {
     throw Failure("no such element: " + options.element);
   }
+  TqLibEmulator emulator;
   if (!emulator.SetVirtualLibraryElement(options.library, element, true)) {
-    throw libraryFailure(options.element + " cannot be removed", emulator, kRefused);
+    throw libraryFailure(options.element + " cannot be removed", emulator);
+  }
+  if (find(inventory(options.library), element) != nullptr) {
+    throw notSaved("the removal of " + options.element);
   }
   printResult(session.json, {{"library", options.library}, {"removed", options.element}},
               options.element + " removed");
+}
+
+void verifyMove(const Options& options, const LibElement& from, const LibElement& to) {
+  const Elements elements = inventory(options.library);
+  const LibElement* source = find(elements, from);
+  const LibElement* destination = find(elements, to);
+  if (source == nullptr || source->isOccupied || destination == nullptr ||
+      !destination->isOccupied) {
+    throw notSaved("the move of " + options.element + " to " + options.destination);
+  }
 }
 
 void moveMedium(const Options& options, const Session& session) {
@@ -108,57 +133,44 @@ void moveMedium(const Options& options, const Session& session) {
   TqLibEmulator emulator;
   if (!emulator.MoveVirtualLibraryElement(options.library, from.elementType, from.elementAddress,
                                           to.elementType, to.elementAddress)) {
-    throw libraryFailure("cannot move " + options.element + " to " + options.destination, emulator,
-                         kRefused);
+    throw libraryFailure("cannot move " + options.element + " to " + options.destination, emulator);
   }
+  verifyMove(options, from, to);
   printResult(
       session.json,
       {{"library", options.library}, {"from", options.element}, {"to", options.destination}},
       options.element + " moved to " + options.destination);
 }
 
-using Run = void (*)(const Options&, const Session&);
-
-/// A command on a library; `options` lives as long as it.
-CLI::App* addCommand(CLI::App& parent, Session& session, const char* name, const char* help,
-                     const std::shared_ptr<Options>& options, Run run) {
-  CLI::App* command = parent.add_subcommand(name, help);
-  command->add_option("LIBRARY", options->library, "Serial number of the library")
-      ->required()
-      ->check(nameText());
-  command->callback([options, run, &session] {
-    session.action = [options, run, &session] { run(*options, session); };
-  });
-  return command;
-}
-
 void addElementGroup(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("element", "One element")->require_subcommand(1);
 
-  auto setting = std::make_shared<Options>();
-  CLI::App* set = addCommand(*group, session, "set",
-                             "Say what an element holds; makes slots and shelves that are missing",
-                             setting, setElement);
-  set->add_option("ELEMENT", setting->element, "slot:N, mail:N, drive:N or shelf:N")->required();
-  set->add_option("--barcode", setting->barcode, "Barcode of its medium")->check(catalogueText());
-  set->add_flag("--empty", setting->empty, "It holds no medium");
+  const auto [set, setting] =
+      addCommand(*group, session, "set",
+                 "Say what an element holds; makes slots and shelves that are missing", setElement);
+  addLibraryOperand(set, setting.library);
+  set.add_option("ELEMENT", setting.element, kElementForms)->required();
+  addText(set, "--barcode", setting.barcode, "Barcode of its medium");
+  set.add_flag("--empty", setting.empty, "It holds no medium");
 
-  auto removal = std::make_shared<Options>();
-  CLI::App* remove =
-      addCommand(*group, session, "remove", "Remove a slot or a shelf", removal, removeElement);
-  remove->add_option("ELEMENT", removal->element, "slot:N, mail:N or shelf:N")->required();
+  const auto [remove, removal] =
+      addCommand(*group, session, "remove", "Remove a slot or a shelf", removeElement);
+  addLibraryOperand(remove, removal.library);
+  remove.add_option("ELEMENT", removal.element, "slot:N, mail:N or shelf:N")->required();
 }
 
 }  // namespace
 
 void addElementCommands(CLI::App& app, Session& session) {
-  addCommand(app, session, "elements", "List the elements of a library",
-             std::make_shared<Options>(), listElements);
+  const auto [list, listed] =
+      addCommand(app, session, "elements", "List the elements of a library", listElements);
+  addLibraryOperand(list, listed.library);
   addElementGroup(app, session);
 
-  auto options = std::make_shared<Options>();
-  CLI::App* move =
-      addCommand(app, session, "move", "Move a medium to another element", options, moveMedium);
-  move->add_option("FROM", options->element, "Where the medium is")->required();
-  move->add_option("TO", options->destination, "Where it goes")->required();
+  const std::string forms = std::string(": ") + kElementForms;
+  const auto [move, options] =
+      addCommand(app, session, "move", "Move a medium to another element", moveMedium);
+  addLibraryOperand(move, options.library);
+  move.add_option("FROM", options.element, "Where the medium is" + forms)->required();
+  move.add_option("TO", options.destination, "Where it goes" + forms)->required();
 }

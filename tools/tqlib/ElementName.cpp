@@ -38,8 +38,8 @@ LibElement parseElementName(const std::string& name) {
     element.elementAddress = parseAddress(name.substr(colon + 1));
   }
   if (element.elementType < 0 || element.elementAddress < 0) {
-    throw UsageError("not an element: \"" + name +
-                     "\"; write slot:N, mail:N, drive:N or shelf:N with the element address N");
+    throw UsageError("not an element: \"" + name + "\"; write " + kElementForms +
+                     " with the element address N");
   }
   return element;
 }
@@ -53,4 +53,8 @@ std::string elementTypeWord(int type) {
 
 std::string elementName(const LibElement& element) {
   return elementTypeWord(element.elementType) + ":" + std::to_string(element.elementAddress);
+}
+
+bool isSlot(const LibElement& element) {
+  return element.elementType == LIB_ELEM_SLOT || element.elementType == LIB_ELEM_MAIL_SLOT;
 }

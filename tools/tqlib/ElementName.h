@@ -5,6 +5,9 @@
 
 #include "TqLibEmulator.h"
 
+/// How an element is written, for people.
+inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";
+
 /// An element named by type and address, empty and without barcode. Throws UsageError when `name`
 /// is not a type and an address.
 LibElement parseElementName(const std::string& name);
@@ -13,3 +16,6 @@ LibElement parseElementName(const std::string& name);
 std::string elementTypeWord(int type);
 
 std::string elementName(const LibElement& element);
+
+/// Whether it is a storage slot or a mail slot: these share their addresses.
+bool isSlot(const LibElement& element);

@@ -23,7 +23,7 @@ const std::pair<int, const char*> kMeanings[] = {
     {50004, "the counts and addresses of a library cannot be read"},
     {50005, "a catalogue file cannot be parsed"},
     {50006, "there is no memory for a parser"},
-    {50007, "a catalogue file is missing or empty"},
+    {50007, "the catalogue folder cannot be made, or a file has no root"},
     {50008, "the catalogue file does not hold this one library"},
     {50009, "there is no such element"},
 };
@@ -52,4 +52,8 @@ Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
   if (code != 0) reason = "error " + std::to_string(code) + ", " + meaning(code);
   if (!text.empty()) reason += (reason.empty() ? "" : ": ") + text;
   return Failure(what + ": " + (reason.empty() ? otherwise : reason));
+}
+
+Failure notSaved(const std::string& what) {
+  return Failure(what + " was not saved; " + kSeeLog);
 }

@@ -6,6 +6,8 @@
 
 #include "TqLibEmlFile.h"
 
+inline constexpr char kSeeLog[] = "see the log";
+
 /// The command line asks for something that makes no sense (exit code 2).
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -22,4 +24,8 @@ Failure systemFailure(const std::string& what, int code);
 /// A failure that the library reported: `what`, then code and text of `error`; `otherwise` when it
 /// left neither.
 Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
-                       const std::string& otherwise);
+                       const std::string& otherwise = kSeeLog);
+
+/// The failure of a change, named by `what`, that the library took for a success although the
+/// catalogue does not hold it.
+Failure notSaved(const std::string& what);

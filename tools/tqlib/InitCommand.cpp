@@ -2,10 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <sstream>
 
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
@@ -63,22 +62,23 @@ void writeNewFile(const fs::path& path, const std::string& text) {
 
 std::string nextSteps(const fs::path& config) {
   return "Configuration: " + config.string() +
-         "\nNext, name it to every command, or once for all:"
+         "\nNext, name it to every command, or once for all, and say where the log goes:"
          "\n  export TQ_PLATFORM_CONFIG='" +
-         config.string() +
+         config.string() + "'\n  export TQ_PLATFORM_LOG='" +
+         (config.parent_path() / "tqlib.log").string() +
          "'"
          "\nthen create a library:"
          "\n  tqlib library create LIB001 --host NAME --drives 2 --slots 8 --mail-slots 2";
 }
 
-void runInit(const Options& options, bool json) {
+void runInit(const Options& options, const Session& session) {
   const fs::path folder = checkedFolder(options.folder);
   const fs::path config = folder / kConfigurationFileName;
   fs::create_directories(folder);
   writeNewFile(config, configurationText(folder, options.volumeSize));
   fs::create_directory(folder / "LibEmulator");
   fs::create_directory(folder / "tapes");
-  printResult(json,
+  printResult(session.json,
               {{"config", config.string()},
                {"catalogue", (folder / "LibEmulator").string()},
                {"tapes", (folder / "tapes").string()}},
@@ -88,13 +88,10 @@ void runInit(const Options& options, bool json) {
 }  // namespace
 
 void addInitCommand(CLI::App& app, Session& session) {
-  auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("init", "Write a starting configuration into a folder");
-  command->add_option("DIR", options->folder, "The folder; it is made when missing")->required();
-  command->add_option("--volume-size-mb", options->volumeSize, "The most one volume holds, in MiB")
+  const auto [command, options] =
+      addCommand(app, session, "init", "Write a starting configuration into a folder", runInit);
+  command.add_option("DIR", options.folder, "The folder; it is made when missing")->required();
+  command.add_option("--volume-size-mb", options.volumeSize, "The most one volume holds, in MiB")
       ->check(CLI::Range(1UL, 1UL << 40))
       ->capture_default_str();
-  command->callback([options, &session] {
-    session.action = [options, &session] { runInit(*options, session.json); };
-  });
 }

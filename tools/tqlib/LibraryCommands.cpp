@@ -1,16 +1,14 @@
 // tqlib library: libraries come into being with their drives and slots.
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <set>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "ElementName.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
 
 namespace {
 
@@ -51,7 +49,7 @@ void checkRanges(const Options& options) {
   }
 }
 
-void completeDriveSerials(Options& options) {
+Options withDriveSerials(Options options) {
   auto& serials = options.driveSerials;
   if (serials.empty()) {
     for (int number = 1; number <= options.drives.count; ++number) {
@@ -72,6 +70,7 @@ void completeDriveSerials(Options& options) {
       throw UsageError("two drives have one serial number: " + serial);
     }
   }
+  return options;
 }
 
 SCSIUnitNoMap libraryRecord(const Options& options) {
@@ -114,51 +113,47 @@ void addExpected(std::set<std::string>& names, const Range& range) {
 }
 
 // A batch can succeed without anything having come to exist, so the catalogue itself is asked.
-void verify(TqLibEmulator& emulator, const Options& options) {
+void verify(const Options& options) {
   const std::string& serial = options.library.SerialNumber;
-  if (!libraryExists(serial)) throw Failure("library " + serial + " was not saved; see the log");
-  std::vector<LibElement> elements;
-  if (!emulator.GetVirtualLibraryElements(serial, elements)) {
-    throw libraryFailure("library " + serial + " cannot be read back", emulator, "see the log");
-  }
+  if (!libraryExists(serial)) throw notSaved("library " + serial);
   std::set<std::string> missing;
   for (const Range* range : {&options.drives, &options.slots, &options.mailSlots}) {
     addExpected(missing, *range);
   }
-  for (const LibElement& element : elements) missing.erase(elementName(element));
+  for (const LibElement& element : inventory(serial)) missing.erase(elementName(element));
   if (!missing.empty()) {
     throw Failure("library " + serial + " lacks " + std::to_string(missing.size()) +
                   " of its elements, the first " + *missing.begin());
   }
 }
 
-void registerLibrary(TqLibEmulator& emulator, const Options& options) {
+void registerLibrary(const Options& options) {
   std::vector<SCSIUnitNoMap> batch{libraryRecord(options)};
   for (int index = 0; index < options.drives.count; ++index) {
     batch.push_back(driveRecord(options, index));
   }
   const std::string& serial = options.library.SerialNumber;
-  updateDevices(emulator, batch, serial, "library " + serial + " cannot be created");
+  updateDevices(batch, serial, "library " + serial + " cannot be created");
 }
 
-void createLibrary(Options& options, const Session& session) {
-  completeDriveSerials(options);
+void refuseTwin(const std::string& library) {
+  if (!libraryExists(library)) {
+    // A second entry would make every query tell of the library twice.
+    if (isListed(library)) throw listedOnly(library);
+    return;
+  }
+  if (wasRemoved(library)) throw RemovedLibrary(library);
+  throw Failure("library " + library + " exists already: " + libraryFile(library));
+}
+
+void createLibrary(const Options& given, const Session& session) {
+  const Options options = withDriveSerials(given);
   checkRanges(options);
   useConfiguration(session.config);
   const std::string& serial = options.library.SerialNumber;
-  if (libraryExists(serial)) {
-    throw Failure("library " + serial + " exists already: " + libraryFile(serial) +
-                  "; if it was removed, \"library remove --purge\" deletes its file");
-  }
-  // A second entry would make every query tell of the library twice.
-  if (isListed(serial)) {
-    throw Failure("library " + serial +
-                  " is listed without a file; \"library remove --purge\" takes it off the list");
-  }
-
-  TqLibEmulator emulator;
-  registerLibrary(emulator, options);
-  verify(emulator, options);
+  refuseTwin(serial);
+  registerLibrary(options);
+  verify(options);
   printResult(session.json,
               {{"library", serial},
                {"drives", options.drives.count},
@@ -182,27 +177,22 @@ void addRange(CLI::App& command, const std::string& option, const std::string& b
 
 void addIdentity(CLI::App& command, Options& options) {
   SCSIUnitFields& library = options.library;
-  const auto addText = [&command](const char* name, std::string& value, const char* help) {
-    return command.add_option(name, value, help)->check(catalogueText());
-  };
-  command
-      .add_option("SERIAL", library.SerialNumber, "Serial number; names the library from now on")
-      ->required()
-      ->check(nameText());
-  addText("--host", library.MAName, "The host that sees the library")->required();
-  addText("--vendor", library.Manufacturer, "The library's manufacturer");
-  addText("--model", library.Model, "The library's model");
-  addText("--firmware", library.FirmwareRevision, "The library's firmware revision");
-  addText("--path", library.AccessPath, "The library's device path on the host");
-  addText("--port", library.ScsiPort, "SCSI port of library and drives");
+  addLibraryOperand(command, library.SerialNumber)
+      ->description("Serial number; names the library from now on");
+  addText(command, "--host", library.MAName, "The host that sees the library")->required();
+  addText(command, "--vendor", library.Manufacturer, "The library's manufacturer");
+  addText(command, "--model", library.Model, "The library's model");
+  addText(command, "--firmware", library.FirmwareRevision, "The library's firmware revision");
+  addText(command, "--path", library.AccessPath, "The library's device path on the host");
+  addText(command, "--port", library.ScsiPort, "SCSI port of library and drives");
   command.add_option("--bus", library.Bus, "SCSI bus of library and drives");
   command.add_option("--target", library.Target, "The library's SCSI target");
   command.add_option("--lun", library.Lun, "The library's logical unit");
-  addText("--drive-vendor", options.driveVendor, "The drives' manufacturer");
-  addText("--drive-model", options.driveModel, "The drives' model");
+  addText(command, "--drive-vendor", options.driveVendor, "The drives' manufacturer");
+  addText(command, "--drive-model", options.driveModel, "The drives' model");
   command
       .add_option("--drive-serial", options.driveSerials,
-                  "Serial number of the next drive (else SERIAL with D1, D2, ...)")
+                  "Serial number of the next drive (else LIBRARY with D1, D2, ...)")
       ->check(catalogueText())
       ->allow_extra_args(false);
 }
@@ -211,15 +201,12 @@ void addIdentity(CLI::App& command, Options& options) {
 
 void addLibraryCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("library", "Libraries")->require_subcommand(1);
-  auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("create", "Create a library with drives and slots");
-  addIdentity(*command, *options);
-  addRange(*command, "--drives", "--drive-base", options->drives);
-  addRange(*command, "--slots", "--slot-base", options->slots);
-  addRange(*command, "--mail-slots", "--mail-base", options->mailSlots);
-  command->callback([options, &session] {
-    session.action = [options, &session] { createLibrary(*options, session); };
-  });
+  const auto [create, options] = addCommand(
+      *group, session, "create", "Create a library with drives and slots", createLibrary);
+  addIdentity(create, options);
+  addRange(create, "--drives", "--drive-base", options.drives);
+  addRange(create, "--slots", "--slot-base", options.slots);
+  addRange(create, "--mail-slots", "--mail-base", options.mailSlots);
   addLibraryReports(*group, session);
   addLibraryRemoval(*group, session);
 }

@@ -5,14 +5,14 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CatalogueNames.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
+#include "XmlScan.h"
 
 namespace fs = std::filesystem;
 
@@ -27,12 +27,8 @@ struct Options {
 std::string escaped(const std::string& text) {
   std::string result;
   for (const char character : text) {
-    if (character == '&') {
-      result += "&amp;";
-    } else if (character == '<') {
-      result += "&lt;";
-    } else if (character == '>') {
-      result += "&gt;";
+    if (character == '&' || character == '<' || character == '>') {
+      result += "&#" + std::to_string(int{character}) + ";";
     } else {
       result += character;
     }
@@ -71,11 +67,10 @@ void takeOffList(const std::string& library) {
     const StandIn standIn(library);
     TqLibEmulator emulator;
     if (!emulator.RemoveVirtualDevice("", library, standIn.key())) {
-      throw libraryFailure("library " + library + " cannot be taken off the list", emulator,
-                           "refused; see the log");
+      throw libraryFailure("library " + library + " cannot be taken off the list", emulator);
     }
   }
-  if (isListed(library)) throw Failure("library " + library + " is still listed; see the log");
+  if (isListed(library)) throw notSaved("the list without library " + library);
 }
 
 void dropLibrary(const std::string& host, const std::string& library) {
@@ -83,13 +78,13 @@ void dropLibrary(const std::string& host, const std::string& library) {
   if (!emulator.RemoveVirtualDevice(host, library, library)) {
     throw libraryFailure(
         "library " + library + " cannot be removed", emulator,
-        isListed(library) ? "refused; see the log" : "it is not listed; --purge deletes its file");
+        isListed(library) ? kSeeLog : "it is not listed; --purge deletes its file");
   }
 }
 
 void requireGone(const std::string& library) {
-  if (countInFile(library, "Library") > 0) {
-    throw Failure("the removal of library " + library + " was not saved; see the log");
+  if (countElements(libraryFile(library), names::kLibrary) > 0) {
+    throw notSaved("the removal of library " + library);
   }
 }
 
@@ -98,16 +93,11 @@ void dropWhatIsLeft(const std::string& library, bool purge) {
   const bool listed = isListed(library);
   if (!libraryExists(library)) {
     if (!listed) requireLibrary(library);
-    if (!purge) {
-      throw Failure("library " + library + " has no file; --purge takes it off the list");
-    }
+    if (!purge) throw listedOnly(library);
     return;
   }
   if (wasRemoved(library)) {
-    if (!purge) {
-      throw Failure("library " + library + " is removed already; its file stays: " +
-                    libraryFile(library) + "; --purge deletes it");
-    }
+    if (!purge) throw RemovedLibrary(library);
     return;
   }
   requireWholeLibrary(library);
@@ -122,10 +112,6 @@ std::string purgeFile(const std::string& library) {
   return fs::remove(libraryFile(library)) ? "is deleted" : "was gone before";
 }
 
-std::string purgeHint(const std::string& library) {
-  return "\"library remove " + library + " --purge\"";
-}
-
 void removeLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string file = libraryFile(library);
@@ -134,7 +120,7 @@ void removeLibrary(const Options& options, const Session& session) {
   const std::string fate = options.purge
                                ? purgeFile(library)
                                : "stays, and is in the way of a new library of that name until " +
-                                     purgeHint(library) + " deletes it";
+                                     purgeCommand(library) + " deletes it";
   printResult(session.json,
               {{"library", library}, {"removed", true}, {"file", file}, {"purged", options.purge}},
               "library " + library + " removed; its file " + fate + ": " + file);
@@ -147,22 +133,22 @@ void removeUnit(const Options& options, const Session& session) {
   if (findLibrary(devicesOf(library, options.host)) == nullptr) {
     throw Failure("host " + options.host + " does not see library " + library);
   }
-  const std::size_t units = countInFile(library, "LibraryScsiUnit");
+  const std::string file = libraryFile(library);
+  const std::size_t units = countElements(file, names::kLibraryUnit);
   if (options.purge && units > 1) {
     throw Failure("other hosts see library " + library + " too, so its file cannot be deleted");
   }
-  const std::string file = libraryFile(library);
   dropLibrary(options.host, library);
   if (units == 1) {
     requireGone(library);
-  } else if (countInFile(library, "LibraryScsiUnit") != units - 1) {
-    throw Failure("the removal from library " + library + " was not saved; see the log");
+  } else if (countElements(file, names::kLibraryUnit) != units - 1) {
+    throw notSaved("the removal from library " + library);
   }
   std::string sentence = "host " + options.host + " does not see library " + library + " any more";
   if (units == 1) {
     sentence += ", and no other host did: the library is removed; its file " +
                 (options.purge ? purgeFile(library)
-                               : "and its entry in the list stay until " + purgeHint(library)) +
+                               : "and its entry in the list stay until " + purgeCommand(library)) +
                 ": " + file;
   }
   printResult(session.json,
@@ -174,25 +160,20 @@ void removeUnit(const Options& options, const Session& session) {
               sentence);
 }
 
+void removeWanted(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  options.host.empty() ? removeLibrary(options, session) : removeUnit(options, session);
+}
+
 }  // namespace
 
 void addLibraryRemoval(CLI::App& group, Session& session) {
-  auto options = std::make_shared<Options>();
-  CLI::App* command = group.add_subcommand(
-      "remove", "Remove a library with its drives and shelves; the data of its media stays");
-  command->add_option("NAME", options->library, "Serial number of the library")
-      ->required()
-      ->check(nameText());
-  command
-      ->add_option("--host", options->host,
-                   "Only this host loses the library; with the last host the library goes")
-      ->check(catalogueText());
-  command->add_flag("--purge", options->purge,
-                    "Delete the file too, so that the library can be created again");
-  command->callback([options, &session] {
-    session.action = [options, &session] {
-      useConfiguration(session.config);
-      options->host.empty() ? removeLibrary(*options, session) : removeUnit(*options, session);
-    };
-  });
+  const auto [command, options] = addCommand(
+      group, session, "remove",
+      "Remove a library with its drives and shelves; the data of its media stays", removeWanted);
+  addLibraryOperand(command, options.library);
+  addText(command, "--host", options.host,
+          "Only this host loses the library; with the last host the library goes");
+  command.add_flag("--purge", options.purge,
+                   "Delete the file too, so that the library can be created again");
 }

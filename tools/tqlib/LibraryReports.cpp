@@ -1,20 +1,23 @@
 // tqlib library list and show: the libraries of the catalogue, and one of them in full.
 #include <algorithm>
-#include <memory>
+#include <optional>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
 #include "Status.h"
-#include "Text.h"
 
 namespace {
 
+struct Options {
+  std::string library;
+};
+
 struct Entry {
   std::string library;
-  bool listed = false;
+  std::optional<bool> listed;  // nothing when the list cannot be read
   std::string state = "ok";
   std::string reason;
   std::vector<LibElement> elements;
@@ -28,19 +31,16 @@ std::string countText(const Entry& entry, int type) {
 }
 
 // One library that cannot be read is told of like the others and hides none of them.
-Entry examine(const std::string& library, bool listed) {
+Entry examine(const std::string& library, std::optional<bool> listed) {
   Entry entry{library, listed, "ok", "", {}};
   if (!libraryExists(library)) {
     entry.state = "no file";
     return entry;
   }
   try {
-    TqLibEmulator emulator;
-    if (wasRemoved(library)) {
-      entry.state = "removed";
-    } else {
-      entry.elements = inventory(emulator, library);
-    }
+    entry.elements = inventory(library);
+  } catch (const RemovedLibrary&) {
+    entry.state = "removed";
   } catch (const Failure& failure) {
     entry.state = "unreadable";
     entry.reason = failure.what();
@@ -48,14 +48,22 @@ Entry examine(const std::string& library, bool listed) {
   return entry;
 }
 
-std::vector<Entry> allEntries() {
+/// The listed libraries and then those that have a file alone. A list that cannot be read is none,
+/// and leaves its `complaint`.
+std::vector<Entry> allEntries(std::string& complaint) {
+  std::vector<std::string> listed;
+  try {
+    listed = listedLibraries();
+  } catch (const Failure& failure) {
+    complaint = failure.what();
+  }
   std::vector<Entry> entries;
-  const std::vector<std::string> listed = listedLibraries();
   entries.reserve(listed.size());
   for (const std::string& library : listed) entries.push_back(examine(library, true));
+  const std::optional<bool> unlisted = complaint.empty() ? std::optional(false) : std::nullopt;
   for (const std::string& library : storedLibraries()) {
     if (std::find(listed.begin(), listed.end(), library) == listed.end()) {
-      entries.push_back(examine(library, false));
+      entries.push_back(examine(library, unlisted));
     }
   }
   return entries;
@@ -63,7 +71,7 @@ std::vector<Entry> allEntries() {
 
 Json entryJson(const Entry& entry) {
   Json values{{"library", entry.library},
-              {"listed", entry.listed},
+              {"listed", entry.listed ? Json(*entry.listed) : Json()},
               {"file", entry.state != "no file"},
               {"state", entry.state}};
   if (!entry.reason.empty()) values["reason"] = entry.reason;
@@ -76,7 +84,7 @@ Json entryJson(const Entry& entry) {
 }
 
 Row entryRow(const Entry& entry) {
-  Row row{entry.library, entry.listed ? entry.state : entry.state + ", not listed"};
+  Row row{entry.library, entry.listed.value_or(true) ? entry.state : entry.state + ", not listed"};
   for (const int type : {LIB_ELEM_DRIVE, LIB_ELEM_SLOT, LIB_ELEM_MAIL_SLOT}) {
     row.push_back(entry.state == "ok" ? countText(entry, type) : "-");
   }
@@ -84,9 +92,10 @@ Row entryRow(const Entry& entry) {
   return row;
 }
 
-void listLibraries(const Session& session) {
+void listLibraries(const Options&, const Session& session) {
   useConfiguration(session.config);
-  const std::vector<Entry> entries = allEntries();
+  std::string complaint;
+  const std::vector<Entry> entries = allEntries(complaint);
   Json list = Json::array();
   std::vector<Row> rows{{"LIBRARY", "STATE", "DRIVES", "SLOTS", "MAIL"}};
   for (const Entry& entry : entries) {
@@ -95,6 +104,7 @@ void listLibraries(const Session& session) {
   }
   printResult(session.json, {{"libraries", std::move(list)}},
               entries.empty() ? "no libraries" : tableText(rows));
+  if (!complaint.empty()) throw Failure(complaint);
 }
 
 struct Report {
@@ -159,7 +169,8 @@ void addUnits(Report& report, const std::string& library) {
   report.values["units"] = std::move(units);
 }
 
-void showLibrary(const std::string& library, const Session& session) {
+void showLibrary(const Options& options, const Session& session) {
+  const std::string& library = options.library;
   useConfiguration(session.config);
   requireWholeLibrary(library);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
@@ -180,13 +191,8 @@ void showLibrary(const std::string& library, const Session& session) {
 }  // namespace
 
 void addLibraryReports(CLI::App& group, Session& session) {
-  group.add_subcommand("list", "List all libraries")->callback([&session] {
-    session.action = [&session] { listLibraries(session); };
-  });
-  auto library = std::make_shared<std::string>();
-  CLI::App* show = group.add_subcommand("show", "Show a library, its drives and its hosts");
-  show->add_option("NAME", *library, "Serial number of the library")->required()->check(nameText());
-  show->callback([library, &session] {
-    session.action = [library, &session] { showLibrary(*library, session); };
-  });
+  addCommand(group, session, "list", "List all libraries", listLibraries);
+  const auto [show, options] =
+      addCommand(group, session, "show", "Show a library, its drives and its hosts", showLibrary);
+  addLibraryOperand(show, options.library);
 }

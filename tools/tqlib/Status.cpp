@@ -14,8 +14,7 @@ Status readStatus(const std::string& library, bool peek) {
   TqLibEmulator emulator;
   if (!emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek) ||
       read == untouched) {
-    throw libraryFailure("the status of library " + library + " cannot be read", emulator,
-                         "refused; see the log");
+    throw libraryFailure("the status of library " + library + " cannot be read", emulator);
   }
   return read;
 }

@@ -2,15 +2,13 @@
 #include <charconv>
 #include <ctime>
 #include <limits>
-#include <memory>
 
 #include "Catalogue.h"
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
 #include "Status.h"
-#include "Text.h"
 
 namespace {
 
@@ -45,9 +43,16 @@ void checkLifetime(int seconds) {
   }
 }
 
+std::string timesText(int count) {
+  if (count == 0) return "";
+  return count == 1 ? ", once" : ", " + std::to_string(count) + " times at most";
+}
+
 void setStatus(const Options& options, const Session& session) {
   const Status wanted{parseByte("--status", options.status), parseByte("--asc", options.asc),
                       parseByte("--ascq", options.ascq)};
+  if (wanted == Status{})
+    throw UsageError("--status, --asc and --ascq of 0 together are no status");
   checkLifetime(options.lifetime);
   useConfiguration(session.config);
   requireWholeLibrary(options.library);
@@ -55,21 +60,18 @@ void setStatus(const Options& options, const Session& session) {
   TqLibEmulator emulator;
   if (!emulator.SetVirtualDeviceStatus(options.library, wanted.status, wanted.asc, wanted.ascq,
                                        options.lifetime, options.count)) {
-    throw libraryFailure("the status of library " + options.library + " cannot be set", emulator,
-                         "refused; see the log");
+    throw libraryFailure("the status of library " + options.library + " cannot be set", emulator);
   }
-  if (!(readStatus(options.library, true) == wanted)) {
-    throw Failure("the status of library " + options.library + " was not saved; see the log");
+  if (readStatus(options.library, true) != wanted) {
+    throw notSaved("the status of library " + options.library);
   }
   Json values{{"library", options.library}};
   values.update(statusJson(wanted));
   values["lifetime"] = options.lifetime;
   values["count"] = options.count;
-  const std::string times =
-      options.count == 0 ? "" : ", " + std::to_string(options.count) + " times at most";
   printResult(session.json, values,
               "library " + options.library + " reports " + statusText(wanted) + " for " +
-                  std::to_string(options.lifetime) + " s" + times);
+                  std::to_string(options.lifetime) + " s" + timesText(options.count));
 }
 
 void getStatus(const Options& options, const Session& session) {
@@ -81,41 +83,26 @@ void getStatus(const Options& options, const Session& session) {
   printResult(session.json, values, statusText(status));
 }
 
-using Run = void (*)(const Options&, const Session&);
-
-CLI::App* addCommand(CLI::App& group, Session& session, const char* name, const char* help,
-                     const std::shared_ptr<Options>& options, Run run) {
-  CLI::App* command = group.add_subcommand(name, help);
-  command->add_option("LIBRARY", options->library, "Serial number of the library")
-      ->required()
-      ->check(nameText());
-  command->callback([options, run, &session] {
-    session.action = [options, run, &session] { run(*options, session); };
-  });
-  return command;
-}
-
 }  // namespace
 
 void addStatusCommands(CLI::App& app, Session& session) {
   CLI::App* group =
       app.add_subcommand("status", "Injected SCSI status of a library")->require_subcommand(1);
-  auto setting = std::make_shared<Options>();
-  CLI::App* set = addCommand(*group, session, "set", "Inject a status, in place of an earlier one",
-                             setting, setStatus);
-  set->add_option("--status", setting->status, "SCSI status, such as 2 or 0x02")->required();
-  set->add_option("--asc", setting->asc, "Additional sense code, such as 0x04")->required();
-  set->add_option("--ascq", setting->ascq, "Additional sense code qualifier")->required();
-  set->add_option("--lifetime", setting->lifetime, "Seconds that it lasts")
+  const auto [set, setting] =
+      addCommand(*group, session, "set", "Inject a status, in place of an earlier one", setStatus);
+  addLibraryOperand(set, setting.library);
+  set.add_option("--status", setting.status, "SCSI status, such as 2 or 0x02")->required();
+  set.add_option("--asc", setting.asc, "Additional sense code, such as 0x04")->required();
+  set.add_option("--ascq", setting.ascq, "Additional sense code qualifier")->required();
+  set.add_option("--lifetime", setting.lifetime, "Seconds that it lasts")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->capture_default_str();
-  set->add_option("--count", setting->count, "Times that it is reported; 0: as long as it lasts")
+  set.add_option("--count", setting.count, "Times that it is reported; 0: as long as it lasts")
       ->check(CLI::Range(std::numeric_limits<int>::max()))
       ->capture_default_str();
 
-  auto reading = std::make_shared<Options>();
-  CLI::App* get =
-      addCommand(*group, session, "get", "Read the status as an emulator does, which uses it up",
-                 reading, getStatus);
-  get->add_flag("--peek", reading->peek, "Do not count the read");
+  const auto [get, reading] = addCommand(
+      *group, session, "get", "Read the status as an emulator does, which uses it up", getStatus);
+  addLibraryOperand(get, reading.library);
+  get.add_flag("--peek", reading.peek, "Do not count the read");
 }

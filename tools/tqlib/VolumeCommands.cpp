@@ -4,14 +4,12 @@
 
 #include <filesystem>
 #include <limits>
-#include <memory>
 #include <optional>
 
-#include "Commands.h"
+#include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
 #include "Output.h"
-#include "Text.h"
 #include "VolumeTransfer.h"
 
 namespace fs = std::filesystem;
@@ -33,8 +31,13 @@ fs::path volumeRoot() {
   const bool made = probe.GetVolumeFolder(folder);
   if (made) rmdir(folder.c_str());
   // A root where nothing may be created still holds volumes, and its name is known all the same.
-  if (folder.empty()) throw libraryFailure("no place for volumes", probe, "see the log");
-  return fs::path(folder).parent_path();
+  if (folder.empty()) throw libraryFailure("no place for volumes", probe);
+  fs::path root = fs::path(folder).parent_path();
+  if (!fs::is_directory(root)) {
+    throw Failure("the tape folder does not exist: " + root.string() +
+                  "; sVirtualTapeDirectory in the configuration names it");
+  }
+  return root;
 }
 
 void requireVolume(const std::string& volume) {
@@ -71,6 +74,7 @@ void refuseOwnFile(const std::string& file, const std::string& markFile) {
 void writeVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   const Descriptor input(openForReading(options.file));
+  volumeRoot();
   TqLibEmlFile volume(options.volume);
   refuseOwnFile(options.file, markPath(volume, options.mark));
 
@@ -112,7 +116,7 @@ void showVolume(const Options& options, const Session& session) {
   // A listing that breaks off still counts as a success of the call; the code tells.
   if (!volume.GetVolumeFolder(folder) || !volume.GetVolumeSize(bytes) ||
       !volume.GetLastFileMark(next) || volume.getErrorCode() != 0) {
-    throw libraryFailure("volume " + options.volume + " cannot be examined", volume, "see the log");
+    throw libraryFailure("volume " + options.volume + " cannot be examined", volume);
   }
   printResult(
       session.json,
@@ -127,7 +131,7 @@ void eraseVolume(const Options& options, const Session& session) {
   TqLibEmlFile volume(options.volume);
   std::string folder;
   if (!volume.GetVolumeFolder(folder) || !volume.EraseVolume()) {
-    throw libraryFailure("volume " + options.volume + " cannot be erased", volume, "see the log");
+    throw libraryFailure("volume " + options.volume + " cannot be erased", volume);
   }
   // A file that cannot be deleted is no failure to the library; to an operator it is.
   for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
@@ -140,32 +144,23 @@ void eraseVolume(const Options& options, const Session& session) {
               "volume " + options.volume + " erased");
 }
 
-using Run = void (*)(const Options&, const Session&);
-
-struct Command {
-  CLI::App* app;
-  std::shared_ptr<Options> options;
-};
-
-Command addCommand(CLI::App& group, Session& session, const char* name, const char* help, Run run) {
-  Command command{group.add_subcommand(name, help), std::make_shared<Options>()};
-  command.app->add_option("NAME", command.options->volume, "The volume, as a rule a barcode")
+Command<Options> addVolumeCommand(CLI::App& group, Session& session, const char* name,
+                                  const char* help, void (*run)(const Options&, const Session&)) {
+  const auto command = addCommand(group, session, name, help, run);
+  command.app.add_option("NAME", command.options.volume, "The volume, as a rule a barcode")
       ->required()
       ->check(nameText());
-  command.app->callback([options = command.options, run, &session] {
-    session.action = [options, run, &session] { run(*options, session); };
-  });
   return command;
 }
 
-void addTransfer(const Command& command, const char* fileHelp) {
-  Options& options = *command.options;
-  command.app->add_option("FILE", options.file, fileHelp);
-  command.app->add_option("--mark", options.mark, "Number of the file mark, from 0")
+void addTransfer(const Command<Options>& command, const char* fileHelp) {
+  const auto [app, options] = command;
+  app.add_option("FILE", options.file, fileHelp);
+  app.add_option("--mark", options.mark, "Number of the file mark, from 0")
       ->required()
       ->check(CLI::Range(std::numeric_limits<int>::max()));
   // The library's transfers must stay below 2 GiB.
-  command.app->add_option("--block-size", options.blockSize, "Bytes a transfer; 64K, 1M, ...")
+  app.add_option("--block-size", options.blockSize, "Bytes a transfer; 64K, 1M, ...")
       ->transform(CLI::AsSizeValue(false))
       ->check(CLI::Range(1UL, (1UL << 31) - 1))
       ->capture_default_str();
@@ -175,13 +170,13 @@ void addTransfer(const Command& command, const char* fileHelp) {
 
 void addVolumeCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("volume", "Tape volumes")->require_subcommand(1);
-  addTransfer(addCommand(*group, session, "write",
-                         "Write a file mark from its beginning, in place of what it held.\n"
-                         "Writing mark 0 erases the whole volume first.",
-                         writeVolume),
+  addTransfer(addVolumeCommand(*group, session, "write",
+                               "Write a file mark from its beginning, in place of what it held.\n"
+                               "Writing mark 0 erases the whole volume first.",
+                               writeVolume),
               "The data; standard input when not given or -");
-  addTransfer(addCommand(*group, session, "read", "Read a file mark", readVolume),
+  addTransfer(addVolumeCommand(*group, session, "read", "Read a file mark", readVolume),
               "Where the data goes; standard output when not given or -");
-  addCommand(*group, session, "info", "Show folder, next file mark and size", showVolume);
-  addCommand(*group, session, "erase", "Delete all data of a volume", eraseVolume);
+  addVolumeCommand(*group, session, "info", "Show folder, next file mark and size", showVolume);
+  addVolumeCommand(*group, session, "erase", "Delete all data of a volume", eraseVolume);
 }

@@ -9,8 +9,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kSeeLog[] = "see the log";
-
 // The result of a write is that of the measuring after it, so count and code are the judges.
 void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
                 std::span<const unsigned char> block) {
@@ -19,8 +17,7 @@ void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
     const bool measured =
         volume.WriteDataForDrive(mark, offset, block.data(), block.size(), written);
     if (!measured || volume.getErrorCode() != 0 || written == 0) {
-      throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume,
-                           kSeeLog);
+      throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume);
     }
     offset += written;
     block = block.subspan(written);
@@ -38,12 +35,12 @@ void emptyMark(const std::string& path) {
 // The library takes a write of no bytes for a failed one, and never makes a file by it.
 void storeNothing(TqLibEmlFile& volume, int mark) {
   if (mark == 0 && !volume.EraseVolume()) {
-    throw libraryFailure("the volume cannot be erased", volume, kSeeLog);
+    throw libraryFailure("the volume cannot be erased", volume);
   }
   unsigned char byte = 0;
   unsigned long count = 0;
   if (!volume.ReadDataForDrive(mark, 0, &byte, 1, count)) {
-    throw libraryFailure("the file mark cannot be made", volume, kSeeLog);
+    throw libraryFailure("the file mark cannot be made", volume);
   }
 }
 
@@ -73,8 +70,7 @@ unsigned long long readMark(TqLibEmlFile& volume, int mark, TargetFile& target,
   for (;;) {
     unsigned long count = 0;
     if (!volume.ReadDataForDrive(mark, offset, buffer.data(), buffer.size(), count)) {
-      throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume,
-                           kSeeLog);
+      throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume);
     }
     if (count == 0) return offset;
     target.write(std::span(buffer).first(count));
@@ -86,8 +82,7 @@ unsigned long long readMark(TqLibEmlFile& volume, int mark, TargetFile& target,
 std::string markPath(TqLibEmlFile& volume, int mark) {
   std::string path;
   if (!volume.GetVolumeFilename(mark, path)) {
-    throw libraryFailure("the volume's folder cannot be had", volume,
-                         path + " cannot be made; does the tape folder exist?");
+    throw libraryFailure("the volume's folder cannot be made: " + path, volume);
   }
   return path;
 }

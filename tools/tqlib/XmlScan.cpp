@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -50,29 +51,24 @@ std::string content(const std::string& path) {
   }
 }
 
-std::vector<std::string> collect(const xercesc::DOMDocument* document, const std::string& element,
-                                 const std::string& attribute) {
-  std::vector<std::string> values;
-  if (document == nullptr || document->getDocumentElement() == nullptr) return values;
+using Visitor = std::function<void(const xercesc::DOMElement&)>;
+
+void visit(const xercesc::DOMDocument* document, const std::string& element,
+           const Visitor& visitor) {
+  if (document == nullptr || document->getDocumentElement() == nullptr) return;
   const std::u16string name(element.begin(), element.end());
-  const std::u16string key(attribute.begin(), attribute.end());
   const xercesc::DOMNodeList* found =
       document->getDocumentElement()->getElementsByTagName(name.c_str());
   for (XMLSize_t i = 0; i < found->getLength(); ++i) {
-    const auto* node = static_cast<const xercesc::DOMElement*>(found->item(i));
-    values.push_back(MyTranscode(node->getAttribute(key.c_str())));
+    visitor(*static_cast<const xercesc::DOMElement*>(found->item(i)));
   }
-  return values;
 }
 
 Failure unparsable(const std::string& path, const std::string& reason) {
   return Failure(path + " cannot be parsed: " + reason);
 }
 
-}  // namespace
-
-std::vector<std::string> attributeValues(const std::string& path, const std::string& element,
-                                         const std::string& attribute) {
+void scan(const std::string& path, const std::string& element, const Visitor& visitor) {
   const std::string bytes = content(path);
   const Runtime runtime;
   try {
@@ -80,7 +76,7 @@ std::vector<std::string> attributeValues(const std::string& path, const std::str
                                             bytes.size(), path.c_str());
     Parser parser;
     parser.parse(source);
-    return collect(parser.getDocument(), element, attribute);
+    visit(parser.getDocument(), element, visitor);
   } catch (const xercesc::SAXException& problem) {
     throw unparsable(path, MyTranscode(problem.getMessage()));
   } catch (const xercesc::XMLException& problem) {
@@ -90,4 +86,22 @@ std::vector<std::string> attributeValues(const std::string& path, const std::str
   } catch (const Failure& problem) {
     throw unparsable(path, problem.what());
   }
+}
+
+}  // namespace
+
+std::vector<std::string> attributeValues(const std::string& path, const std::string& element,
+                                         const std::string& attribute) {
+  const std::u16string name(attribute.begin(), attribute.end());
+  std::vector<std::string> values;
+  scan(path, element, [&](const xercesc::DOMElement& found) {
+    values.push_back(MyTranscode(found.getAttribute(name.c_str())));
+  });
+  return values;
+}
+
+std::size_t countElements(const std::string& path, const std::string& element) {
+  std::size_t count = 0;
+  scan(path, element, [&](const xercesc::DOMElement&) { ++count; });
+  return count;
 }

@@ -1,6 +1,7 @@
 // Looking into catalogue files for what no call of the library tells.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,3 +10,6 @@
 /// or parsed.
 std::vector<std::string> attributeValues(const std::string& path, const std::string& element,
                                          const std::string& attribute);
+
+/// The number of elements named `element` in the XML file `path`. Throws as attributeValues() does.
+std::size_t countElements(const std::string& path, const std::string& element);

@@ -18,7 +18,9 @@ void declare(CLI::App& app, Session& session) {
   app.add_flag("--json", session.json, "Print JSON");
   app.add_option("--config", session.config,
                  "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
-  app.footer("Exit codes: 0 done, 1 refused or failed, 2 wrong usage.");
+  app.footer(
+      "Exit codes: 0 done, 1 refused or failed, 2 wrong usage.\n"
+      "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
   app.require_subcommand(1);
   addInitCommand(app, session);
   addLibraryCommands(app, session);

@@ -1,8 +1,9 @@
-#include "Text.h"
+#include "CommandSetup.h"
 
 #include <algorithm>
 #include <stdexcept>
 
+#include "CatalogueNames.h"
 #include "TqLibEmulator.h"
 
 namespace {
@@ -31,8 +32,7 @@ std::string complaintAboutText(const std::string& text) {
 
 std::string complaintAboutName(const std::string& name) {
   if (std::string complaint = complaintAboutText(name); !complaint.empty()) return complaint;
-  // "Lib_" and ".xml" go around a library's name in its file name.
-  constexpr std::size_t kLongestName = 255 - 8;
+  constexpr std::size_t kLongestName = 255 - names::kPrefixLength - names::kSuffixLength;
   if (name == "." || name == ".." || name.find('/') != std::string::npos ||
       name.size() > kLongestName) {
     return "the name cannot be a file name: " + name;
@@ -48,4 +48,18 @@ CLI::Validator catalogueText() {
 
 CLI::Validator nameText() {
   return {complaintAboutName, "", "name"};
+}
+
+CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help) {
+  return command.add_option(name, value, help)->check(catalogueText());
+}
+
+CLI::Option* addLibraryOperand(CLI::App& command, std::string& library) {
+  return command.add_option("LIBRARY", library, "Serial number of the library")
+      ->required()
+      ->check(nameText());
+}
+
+CLI::Option* addDriveOperand(CLI::App& command, std::string& serial) {
+  return addText(command, "SERIAL", serial, "Serial number of the drive")->required();
 }

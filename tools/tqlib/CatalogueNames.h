@@ -1,0 +1,23 @@
+// The names in the catalogue that the tool itself spells.
+#pragma once
+
+#include <cstddef>
+
+namespace names {
+
+inline constexpr char kLibraryList[] = "LibraryList.xml";
+inline constexpr char kLibraryPrefix[] = "Lib_";
+inline constexpr char kFileSuffix[] = ".xml";
+inline constexpr std::size_t kPrefixLength = sizeof kLibraryPrefix - 1;
+inline constexpr std::size_t kSuffixLength = sizeof kFileSuffix - 1;
+
+// Elements and attributes
+inline constexpr char kLibrary[] = "Library";  // also the entries of the library list
+inline constexpr char kDrive[] = "Drive";
+inline constexpr char kLibraryUnit[] = "LibraryScsiUnit";
+inline constexpr char kDriveUnit[] = "DriveScsiUnit";
+inline constexpr char kBarCode[] = "BarCode";
+inline constexpr char kId[] = "Id";
+inline constexpr char kHost[] = "MAName";
+
+}  // namespace names

@@ -1,0 +1,40 @@
+// How a command is declared: its texts, its operands, and the function that it runs.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Commands.h"
+
+template <typename Options>
+struct Command {
+  CLI::App& app;
+  Options& options;
+};
+
+/// Adds a command that runs `run` once it is chosen. Its options live as long as it.
+template <typename Options>
+Command<Options> addCommand(CLI::App& parent, Session& session, const char* name, const char* help,
+                            void (*run)(const Options&, const Session&)) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* app = parent.add_subcommand(name, help);
+  app->callback([options, run, &session] {
+    session.action = [options, run, &session] { run(*options, session); };
+  });
+  return {*app, *options};
+}
+
+/// Text that the catalogue can carry: not empty, UTF-8, no control character.
+CLI::Validator catalogueText();
+
+/// Text that can name a library or a volume: catalogue text that is one path component.
+CLI::Validator nameText();
+
+/// An option, or an operand, that takes catalogue text.
+CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help);
+
+/// The operand LIBRARY.
+CLI::Option* addLibraryOperand(CLI::App& command, std::string& library);
+
+/// The operand SERIAL of the commands on a drive.
+CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
