@@ -24,7 +24,7 @@ std::string chosenFile(const std::string& config) {
 
 void useConfiguration(const std::string& config) {
   const std::string file = chosenFile(config);
-  // Without a configuration the calls would only fail with a path that means nothing to an operator.
+  // Without a configuration the calls would fail with a path that means nothing to an operator.
   if (access(file.c_str(), R_OK) != 0) {
     const std::string reason = systemFailure(file, errno).what();
     throw Failure("no configuration: " + reason + "; \"tqlib init DIR\" writes one");
