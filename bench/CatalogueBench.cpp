@@ -37,8 +37,9 @@ public:
     drive.SerialNumber = "DRIVE1";
     drive.MAName = "host";
     for (int i = 0; i < slots; ++i) {
-      const std::string digits = std::to_string(1000000 + i);
-      m_slots.push_back({LIB_ELEM_SLOT, kFirstSlot + i, true, true, "A" + digits.substr(1)});
+      std::string barCode = std::to_string(1000000 + i);
+      barCode.front() = 'A';
+      m_slots.push_back({LIB_ELEM_SLOT, kFirstSlot + i, true, true, barCode});
     }
     const std::vector<SCSIUnitNoMap> devices{library, drive};
     if (!m_catalogue.UpdateVirtualDevice(devices, m_key) || !set()) {

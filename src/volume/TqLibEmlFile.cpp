@@ -111,7 +111,7 @@ int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
     }
   }
   if (dir.empty()) {
-    dir = ".";
+    dir.push_back('.');
   }
   dir += "/LibEmulator/";
   return ensureFolder(dir, "GetTQLibEMLXMLDir") ? 1 : 0;
