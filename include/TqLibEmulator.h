@@ -454,7 +454,8 @@ private:
   bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
   bool loadList(const std::string& path);
   void dropList();
-  bool readLibraryIds(const char* origin, const std::string& path, std::vector<std::string>& ids);
+  bool withListedLibraries(const char* origin,
+                           const std::function<bool(const std::vector<std::string>&)>& work);
 
   // Device query
   bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
@@ -539,6 +540,9 @@ private:
   bool updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
                          const LibElement& element);
+  bool forEachInVector(
+      const std::vector<LibElement>& elements,
+      const std::function<bool(ElementIndex&, const LibElement&, xercesc::DOMNode*)>& work);
   bool findInVector(ElementIndex& index, const LibElement& element, xercesc::DOMNode*& found);
   bool findOutside(ElementIndex& index, int address, xercesc::DOMNode*& found);
   bool createInVector(ElementIndex& index, const LibElement& element);

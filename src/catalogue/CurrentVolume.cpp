@@ -12,19 +12,7 @@ constexpr CycleTerms kTerms{"TqLibEmulator::GetCurrentVolume", Exceptions::Logge
 }  // namespace
 
 bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::string& barCode) {
-  return OperationCycle(*this, kTerms).inFrame([&] {
-    barCode.clear();
-    std::string path;
-    if (!GetLibListFile(path)) {
-      return false;
-    }
-    if (!isFilePresent(path)) {
-      return true;
-    }
-    std::vector<std::string> ids;
-    if (!readLibraryIds(kTerms.origin, path, ids)) {
-      return false;
-    }
+  const auto search = [&](const std::vector<std::string>& ids) {
     for (const std::string& id : ids) {
       if (GetDriveVolumeNoLock(id, serialNumber, barCode)) {
         return true;
@@ -32,6 +20,10 @@ bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::strin
       dropLibrary();
     }
     return false;
+  };
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    barCode.clear();
+    return withListedLibraries(kTerms.origin, search);
   });
 }
 

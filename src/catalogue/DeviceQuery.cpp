@@ -15,18 +15,7 @@ constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Exceptions::R
 
 bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
                                          std::vector<SCSIUnitNoMap>& devices) {
-  return OperationCycle(*this, kTerms).inFrame([&] {
-    std::string path;
-    if (!GetLibListFile(path)) {
-      return false;
-    }
-    if (!isFilePresent(path)) {
-      return true;
-    }
-    std::vector<std::string> ids;
-    if (!readLibraryIds(kTerms.origin, path, ids)) {
-      return false;
-    }
+  const auto query = [&](const std::vector<std::string>& ids) {
     for (const std::string& id : ids) {
       if (!GetVirtualDeviceInfoNoLock(maName, devices, id)) {
         return false;
@@ -34,6 +23,9 @@ bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
       dropLibrary();
     }
     return true;
+  };
+  return OperationCycle(*this, kTerms).inFrame([&] {
+    return withListedLibraries(kTerms.origin, query);
   });
 }
 

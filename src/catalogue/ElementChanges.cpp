@@ -59,39 +59,37 @@ bool TqLibEmulator::SetVirtualLibraryElementNoLock(const std::string& /*libraryN
 }
 
 bool TqLibEmulator::UpdateVirtualLibraryElement(const std::vector<LibElement>& elements) {
-  ElementIndex index(rootOf(m_pLibDoc), singleLibrary(m_pLibDoc));
-  if (index.library() == nullptr) {
-    return false;
-  }
-  for (const LibElement& element : elements) {
-    xercesc::DOMNode* found = nullptr;
-    if (!findInVector(index, element, found)) {
-      return false;
-    }
-    const bool isDone = found != nullptr ? updateElementNode(m_pLibDoc, found, element)
-                                         : createInVector(index, element);
-    if (!isDone) {
-      return false;
-    }
-  }
-  return true;
+  return forEachInVector(
+      elements, [&](ElementIndex& index, const LibElement& element, xercesc::DOMNode* found) {
+        return found != nullptr ? updateElementNode(m_pLibDoc, found, element)
+                                : createInVector(index, element);
+      });
 }
 
+// Drives are not removed here; an address named twice finds nothing the second time.
 bool TqLibEmulator::RemoveVirtualLibraryElement(const std::vector<LibElement>& elements) {
+  return forEachInVector(
+      elements, [&](ElementIndex& index, const LibElement& element, xercesc::DOMNode* found) {
+        if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
+          const int type = mapType(element);
+          index.mapOf(type)->erase(element.elementAddress);
+          removeFrom(*index.parentOf(type), found);
+        }
+        return true;
+      });
+}
+
+bool TqLibEmulator::forEachInVector(
+    const std::vector<LibElement>& elements,
+    const std::function<bool(ElementIndex&, const LibElement&, xercesc::DOMNode*)>& work) {
   ElementIndex index(rootOf(m_pLibDoc), singleLibrary(m_pLibDoc));
   if (index.library() == nullptr) {
     return false;
   }
   for (const LibElement& element : elements) {
     xercesc::DOMNode* found = nullptr;
-    if (!findInVector(index, element, found)) {
+    if (!findInVector(index, element, found) || !work(index, element, found)) {
       return false;
-    }
-    // Drives are not removed here; an address named twice finds nothing the second time.
-    if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
-      const int type = mapType(element);
-      index.mapOf(type)->erase(element.elementAddress);
-      removeFrom(*index.parentOf(type), found);
     }
   }
   return true;

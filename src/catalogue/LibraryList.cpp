@@ -3,8 +3,6 @@
 // The members that change it log nothing and set no code: their callers know what a failure means.
 // Entries are not checked for duplicates, and removal takes the first that matches.
 
-#include <utility>
-
 #include "TqLibEmulator.h"
 #include "catalogue/Documents.h"
 #include "catalogue/ListedLibraries.h"
@@ -138,13 +136,20 @@ bool TqLibEmulator::removeFromLibraryListFile(const std::string& libFile,
   return true;
 }
 
-// The reason stands in the log alone: callers compare the text.
-bool TqLibEmulator::readLibraryIds(const char* origin, const std::string& path,
-                                   std::vector<std::string>& ids) {
-  ListedLibraries listed = readListedLibraries(path);
-  ids = std::move(listed.ids);
-  if (listed.code == 0) {
+// No list is an empty catalogue. Why one cannot be parsed stands in the log alone: callers compare
+// the text.
+bool TqLibEmulator::withListedLibraries(
+    const char* origin, const std::function<bool(const std::vector<std::string>&)>& work) {
+  std::string path;
+  if (!GetLibListFile(path)) {
+    return false;
+  }
+  if (!isFilePresent(path)) {
     return true;
+  }
+  const ListedLibraries listed = readListedLibraries(path);
+  if (listed.code == 0) {
+    return work(listed.ids);
   }
   if (!listed.reason.empty()) {
     EvDebug::Error(debugHandler, origin, "%s: %s", path.c_str(), listed.reason.c_str());
