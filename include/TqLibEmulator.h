@@ -503,7 +503,8 @@ private:
 
   // Element lookup
   bool findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,
-                     xercesc::DOMNode*& found);
+                     xercesc::DOMNode*& found,
+                     const std::function<bool(const xercesc::DOMElement&)>& isCandidate = {});
   bool readAddress(xercesc::DOMNode* node, int& address);
   void fillLibElement(xercesc::DOMNode* node, int type, LibElement& element);
   void clearLibElement(LibElement& element);

@@ -10,6 +10,7 @@ void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
   if (m_lastShelf == nullptr) {
     m_lastShelf = Descendants(m_root, names::library).first();
   }
-  m_root->insertBefore(shelf, m_lastShelf == nullptr ? nullptr : m_lastShelf->getNextSibling());
+  xercesc::DOMNode* next = m_lastShelf == nullptr ? nullptr : m_lastShelf->getNextSibling();
+  (next == nullptr ? m_root : next->getParentNode())->insertBefore(shelf, next);
   m_lastShelf = shelf;
 }

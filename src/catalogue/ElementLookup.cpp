@@ -103,13 +103,18 @@ bool TqLibEmulator::getElementMap(xercesc::DOMNode* parent, int type, ElementMap
   return true;
 }
 
-bool TqLibEmulator::findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,
-                                  xercesc::DOMNode*& found) {
+// Elements that are no candidates are passed over unread.
+bool TqLibEmulator::findByAddress(
+    xercesc::DOMNode* parent, const XMLCh* name, int address, xercesc::DOMNode*& found,
+    const std::function<bool(const xercesc::DOMElement&)>& isCandidate) {
   found = nullptr;
   if (parent == nullptr) {
     return false;
   }
   for (xercesc::DOMElement* element : Descendants(parent, name)) {
+    if (isCandidate && !isCandidate(*element)) {
+      continue;
+    }
     int itsAddress = 0;
     if (!readAddress(element, itsAddress)) {
       return false;
@@ -132,28 +137,12 @@ bool TqLibEmulator::findShelfElem(xercesc::DOMNode* parent, int /*type*/, int ad
   return findByAddress(parent, names::shelf, address, found);
 }
 
-// Slots of the other kind are passed over unread.
 bool TqLibEmulator::findSlotElem(xercesc::DOMNode* parent, int type, int address,
                                  xercesc::DOMNode*& found) {
-  found = nullptr;
-  if (parent == nullptr) {
-    return false;
-  }
   const bool wantsMailSlot = type == LIB_ELEM_MAIL_SLOT;
-  for (xercesc::DOMElement* slot : Descendants(parent, names::slots)) {
-    if (ConvertTobool(slot->getAttribute(names::isMailSlot)) != wantsMailSlot) {
-      continue;
-    }
-    int itsAddress = 0;
-    if (!readAddress(slot, itsAddress)) {
-      return false;
-    }
-    if (itsAddress == address) {
-      found = slot;
-      return true;
-    }
-  }
-  return true;
+  return findByAddress(parent, names::slots, address, found, [&](const auto& slot) {
+    return ConvertTobool(slot.getAttribute(names::isMailSlot)) == wantsMailSlot;
+  });
 }
 
 bool TqLibEmulator::findLibElemNode(xercesc::DOMNode* parent, int type, int address,
