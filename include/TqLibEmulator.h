@@ -18,6 +18,7 @@
 #define TQLIB_API __attribute__((visibility("default")))
 #endif
 
+class CatalogueLock;
 class DriveIndex;
 class ElementIndex;
 struct DeviceFields;
@@ -349,6 +350,7 @@ private:
   void start();
   void deInit();
   bool GetMeridianInstallDir(std::string& dir);
+  bool holdCatalogue(const std::string& dir);
   bool GetLibListFile(std::string& path);
   bool GetLibFileName(const std::string& name, std::string& path);
   std::string getLibXMLFile(const std::string& name);
@@ -361,6 +363,7 @@ private:
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
   void saveWithList(const std::string& listPath, FirstSaved first);
+  void removeLeftOvers();
   void dropLibrary();
   void releaseDocuments();
 
@@ -562,6 +565,7 @@ private:
   xercesc::XercesDOMParser* m_pListParser;  // owned
   xercesc::DOMDocument* m_pLibDoc;          // borrowed from m_pLibParser or m_newLibDoc
   xercesc::DOMDocument* m_pListDoc;         // borrowed from m_pListParser or m_newListDoc
+  CatalogueLock* m_pCatalogueLock;          // that of the running operation; null: it only reads
   bool m_bInitialized;
   bool m_bLibLoaded;
   bool m_bListLoaded;

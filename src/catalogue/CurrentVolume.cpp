@@ -8,7 +8,7 @@
 #include "catalogue/OperationCycle.h"
 
 namespace {
-constexpr CycleTerms kTerms{"TqLibEmulator::GetCurrentVolume", Exceptions::Logged};
+constexpr CycleTerms kTerms{"TqLibEmulator::GetCurrentVolume", Access::Reads, Exceptions::Logged};
 }  // namespace
 
 bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::string& barCode) {

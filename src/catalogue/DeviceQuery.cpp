@@ -9,8 +9,8 @@
 #include "catalogue/OperationCycle.h"
 
 namespace {
-constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Exceptions::Reported,
-                            MissingFile::IsReported};
+constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Access::Reads,
+                            Exceptions::Reported, MissingFile::IsReported};
 }  // namespace
 
 bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,

@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr CycleTerms kTerms{"TqLibEmulator::RemoveVirtualDevice", Exceptions::Logged};
+constexpr CycleTerms kTerms{"TqLibEmulator::RemoveVirtualDevice", Access::Changes,
+                            Exceptions::Logged};
 
 /// Removes `node` from its parent; false when it has none.
 bool removeFromParent(xercesc::DOMNode* node) {

@@ -34,8 +34,8 @@ void setTerm(xercesc::DOMElement& record, int lifetimeSeconds, int count) {
 
 bool TqLibEmulator::SetVirtualDeviceStatus(const std::string& libraryName, int status, int asc,
                                            int ascq, int lifetimeSeconds, int count) {
-  OperationCycle cycle(
-      *this, {"TqLibEmulator::SetVirtualDeviceStatus", Exceptions::Logged, MissingFile::Fails});
+  OperationCycle cycle(*this, {"TqLibEmulator::SetVirtualDeviceStatus", Access::Changes,
+                               Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(libraryName, [&] {
     return SetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, lifetimeSeconds, count);
   });
@@ -44,7 +44,8 @@ bool TqLibEmulator::SetVirtualDeviceStatus(const std::string& libraryName, int s
 bool TqLibEmulator::GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc,
                                            int& ascq, bool peek) {
   OperationCycle cycle(
-      *this, {"TqLibEmulator::GetVirtualDeviceStatus", Exceptions::Logged, MissingFile::Fails});
+      *this, {"TqLibEmulator::GetVirtualDeviceStatus", peek ? Access::Reads : Access::Changes,
+              Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(libraryName, [&] {
     return GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, peek);
   });

@@ -12,7 +12,7 @@ constexpr char kOrigin[] = "TqLibEmulator::UpdateVirtualDevice";
 
 bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
                                         const std::string& libraryName) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged});
+  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Logged});
   return cycle.inFrame([&] {
     const SCSIUnit unit = device;
     return isDeviceALibrary(unit) ? updateOrCreateLibrary(unit) : updateDriveOf(unit, libraryName);
@@ -21,7 +21,7 @@ bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
 
 bool TqLibEmulator::UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
                                         const std::string& libraryName) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::PassedOn});
+  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::PassedOn});
   return cycle.inFrame([&] {
     return libraryName.empty() ? updateLastLibrary(devices) : updateBatch(devices, libraryName);
   });

@@ -20,7 +20,7 @@ int mapType(const LibElement& element) {
 
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const LibElement& element, bool remove) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged, MissingFile::Fails});
+  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(
       libraryName, [&] { return SetVirtualLibraryElementNoLock(libraryName, element, remove); });
 }
@@ -28,7 +28,7 @@ bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
 // A call that succeeds always rewrites the file, also when no record changed anything.
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const std::vector<LibElement>& elements, bool remove) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Logged, MissingFile::Fails});
+  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Logged, MissingFile::Fails});
   return cycle.onLibrary(libraryName, [&] {
     const bool isDone =
         remove ? RemoveVirtualLibraryElement(elements) : UpdateVirtualLibraryElement(elements);

@@ -11,7 +11,8 @@ constexpr char kOrigin[] = "TqLibEmulator::GetVirtualLibraryElements";
 
 bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
                                               std::vector<LibElement>& elements) {
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Reported, MissingFile::IsReported});
+  OperationCycle cycle(*this,
+                       {kOrigin, Access::Reads, Exceptions::Reported, MissingFile::IsReported});
   const auto query = [&] {
     xercesc::DOMElement* library = findQueriedLibrary(libraryName);
     if (library == nullptr) {

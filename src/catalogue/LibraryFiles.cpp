@@ -4,9 +4,11 @@
 #include <string_view>
 
 #include "TqLibEmulator.h"
+#include "catalogue/CatalogueLock.h"
 #include "catalogue/Documents.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/Names.h"
+#include "catalogue/PairedSave.h"
 #include "catalogue/ParsedFile.h"
 #include "catalogue/ReplacedFile.h"
 #include "catalogue/Serialise.h"
@@ -24,10 +26,9 @@ std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
 }
 
 /// Callers are not told of a failed save, so the log has to.
-void logFailedSave(const ReplacedFile& file) {
+void logFailedSave(const ReplacedFile& file, const std::string& reason) {
   EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument",
-                 "Failed to save document %s, error: %s", file.path().c_str(),
-                 file.error().c_str());
+                 "Failed to save document %s, error: %s", file.path().c_str(), reason.c_str());
 }
 
 }  // namespace
@@ -133,9 +134,10 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path
   if (content == nullptr) {
     return false;
   }
+  removeLeftOvers();
   ReplacedFile file(path);
   if (!file.prepare(bytesOf(*content)) || !file.commit()) {
-    logFailedSave(file);
+    logFailedSave(file, file.error());
   }
   return true;
 }
@@ -148,9 +150,9 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
   return true;
 }
 
-// Both files are on the disk before either takes its place. Should the machine stop in between, a
-// new library that comes first is merely not listed yet, where an entry without a file would fail
-// every query over all libraries; and a library that leaves the list first can be removed again.
+// Where the two cannot be saved as one, the order counts. Should the machine stop in between, a new
+// library that comes first is merely not listed yet, where an entry without a file would fail every
+// query over all libraries; and a library that leaves the list first can be removed again.
 void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) {
   if (m_pLibDoc == nullptr || m_pListDoc == nullptr) {
     return;
@@ -160,21 +162,28 @@ void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) 
   if (library == nullptr || list == nullptr) {
     return;
   }
+  removeLeftOvers();
   ReplacedFile libraryFile(m_sLibFile);
   ReplacedFile listFile(listPath);
-  const bool arePrepared =
-      libraryFile.prepare(bytesOf(*library)) && listFile.prepare(bytesOf(*list));
-  const bool isLibraryFirst = first == FirstSaved::Library;
-  ReplacedFile& earlier = isLibraryFirst ? libraryFile : listFile;
-  ReplacedFile& later = isLibraryFirst ? listFile : libraryFile;
-  const bool isFirstDone = arePrepared && earlier.commit();
-  if (isFirstDone && later.commit()) {
-    m_bLibModified = false;
+  if (!libraryFile.prepare(bytesOf(*library))) {
+    logFailedSave(libraryFile, libraryFile.error());
     return;
   }
-  if (isFirstDone && isLibraryFirst) {
-    // Without its entry the library could not be made again: its file would be in the way.
-    libraryFile.remove();
+  if (!listFile.prepare(bytesOf(*list))) {
+    logFailedSave(listFile, listFile.error());
+    return;
   }
-  logFailedSave(libraryFile.error().empty() ? listFile : libraryFile);
+  PairedSave both = first == FirstSaved::Library ? PairedSave(libraryFile, listFile)
+                                                 : PairedSave(listFile, libraryFile);
+  if (!both.commit()) {
+    logFailedSave(libraryFile.error().empty() ? listFile : libraryFile, both.error());
+    return;
+  }
+  m_bLibModified = false;
+}
+
+void TqLibEmulator::removeLeftOvers() {
+  if (m_pCatalogueLock != nullptr) {
+    m_pCatalogueLock->removeLeftOvers();
+  }
 }

@@ -25,7 +25,7 @@ bool TqLibEmulator::MoveVirtualLibraryElement(const std::string& libraryName, in
                                               int destinationAddress) {
   const MoveEnd source{"Source", sourceType, sourceAddress};
   const MoveEnd destination{"Destination", destinationType, destinationAddress};
-  OperationCycle cycle(*this, {kOrigin, Exceptions::Reported});
+  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Reported});
   return cycle.onLibrary(libraryName, [&] { return moveMedium(libraryName, source, destination); });
 }
 

@@ -1,6 +1,7 @@
 #include "catalogue/OperationCycle.h"
 
 #include "TqLibEmulator.h"
+#include "catalogue/CatalogueLock.h"
 #include "catalogue/XmlText.h"
 
 namespace {
@@ -8,8 +9,33 @@ constexpr char kAnyLogged[] = "An error occurred during parsing.";
 constexpr char kAnyReported[] = "An Exception error occurred during parsing.";
 }  // namespace
 
+/// The catalogue's lock of an operation. One inside another works under the outer one's.
+class OperationCycle::Hold {
+public:
+  Hold(TqLibEmulator& emulator, Access access)
+      : m_emulator(emulator),
+        m_isOwner(access == Access::Changes && emulator.m_pCatalogueLock == nullptr) {
+    if (m_isOwner) {
+      m_emulator.m_pCatalogueLock = &m_lock;
+    }
+  }
+  ~Hold() {
+    if (m_isOwner) {
+      m_emulator.m_pCatalogueLock = nullptr;
+    }
+  }
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
+
+private:
+  TqLibEmulator& m_emulator;
+  const bool m_isOwner;
+  CatalogueLock m_lock;
+};
+
 bool OperationCycle::inFrame(const Work& work) {
   const TqCriticalSectionLock lock(&gCriticalSection);
+  const Hold hold(m_emulator, m_terms.access);
   m_emulator.start();
   struct Release {
     TqLibEmulator& emulator;
@@ -42,7 +68,7 @@ bool OperationCycle::withFile(const std::string& path, const Work& work) {
   return guarded([&] {
     m_emulator.start();
     m_emulator.m_sLibFile = path;
-    return load(path) && work();
+    return m_emulator.holdCatalogue(".") && load(path) && work();
   });
 }
 

@@ -21,9 +21,14 @@ enum class MissingFile {
   IsReported    ///< the failed load, whatever its reason, is told with a message
 };
 
+/// Whether an operation may save what it loaded: then other processes wait for its end. One that
+/// only reads needs no lock, since a saved file is always whole.
+enum class Access { Reads, Changes };
+
 /// Where the operations differ.
 struct CycleTerms {
-  const char* origin;     ///< the operation's name in the log
+  const char* origin;  ///< the operation's name in the log
+  Access access;
   Exceptions exceptions;  ///< what becomes of them
   MissingFile missingFile = MissingFile::FailsToLoad;
 };
@@ -49,6 +54,8 @@ public:
   bool withFile(const std::string& path, const Work& work);
 
 private:
+  class Hold;
+
   bool load(const std::string& libraryName);
   bool guarded(const Work& work);
   void tell(const std::string& message);

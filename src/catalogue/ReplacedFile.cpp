@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <random>
 
+#include "common/FileContent.h"
 #include "common/FileDescriptor.h"
 
 namespace {
@@ -17,16 +18,21 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 constexpr mode_t kPermissionBits = 07777;
 constexpr mode_t kAccessBits = 0777;  // what must not be given to another owner is left out
-constexpr int kMaxHops = 40;          // the kernel's own limit for symbolic links
+constexpr char kAsidePrefix[] = ".tqlib-";
+constexpr char kAsideSuffix[] = ".new";
+constexpr int kMaxHops = 40;  // the kernel's own limit for symbolic links
 
 /// Where the path leads when it is a symbolic link, so that the link itself is not replaced. The
-/// file at its end need not exist yet.
-std::string followLinks(const std::string& path) {
+/// file at its end need not exist yet. `code` is 0, or tells why a link could not be read.
+std::string followLinks(const std::string& path, int& code) {
   std::filesystem::path target = path;
-  std::error_code ignored;
-  for (int hops = 0; hops < kMaxHops && std::filesystem::is_symlink(target, ignored); ++hops) {
-    target = target.parent_path() / std::filesystem::read_symlink(target, ignored);
+  std::error_code failure;
+  for (int hops = 0; hops < kMaxHops && !failure; ++hops) {
+    const auto link = std::filesystem::read_symlink(target, failure);
+    target = failure ? target : target.parent_path() / link;
   }
+  const bool isEnd = !failure || failure.value() == EINVAL || failure.value() == ENOENT;
+  code = isEnd ? 0 : failure.value();
   return target.string();
 }
 
@@ -79,14 +85,20 @@ bool admitsNoNewFile(int code) {
 std::string asideName() {
   std::random_device chance;
   char name[40];
-  std::snprintf(name, sizeof name, ".tqlib-%08x%08x.new", chance(), chance());
+  std::snprintf(name, sizeof name, "%s%08x%08x%s", kAsidePrefix, chance(), chance(), kAsideSuffix);
   return name;
 }
 
 }  // namespace
 
-ReplacedFile::ReplacedFile(const std::string& path)
-    : m_path(path), m_target(followLinks(path)), m_folder(folderOf(m_target)) {}
+ReplacedFile::ReplacedFile(const std::string& path) : m_path(path) {
+  int code = 0;
+  m_target = followLinks(path, code);
+  m_folder = folderOf(m_target);
+  if (code != 0) {
+    fail("cannot tell whether it is a symbolic link", code);
+  }
+}
 
 ReplacedFile::~ReplacedFile() {
   if (!m_aside.empty()) {
@@ -100,10 +112,13 @@ bool ReplacedFile::fail(const char* what, int code) {
 }
 
 bool ReplacedFile::prepare(std::string_view content) {
+  if (!m_error.empty()) {
+    return false;
+  }
   m_content = content;
   // A folder may let a file be replaced that nobody may write.
-  const bool isThere = ::access(m_target.c_str(), F_OK) == 0;
-  if (isThere && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
+  m_isNew = ::access(m_target.c_str(), F_OK) != 0 && errno == ENOENT;
+  if (!m_isNew && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
     return fail("cannot write the file", errno);
   }
   const std::string aside = m_folder + '/' + asideName();
@@ -111,7 +126,7 @@ bool ReplacedFile::prepare(std::string_view content) {
       ::open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
   if (!file) {
     const int code = errno;
-    return (isThere && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
+    return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
   }
   m_aside = aside;
   // Before the content: nobody else may read it meanwhile.
@@ -136,13 +151,41 @@ bool ReplacedFile::commit() {
                                   : fail("cannot put the new file in its place", errno);
   }
   m_aside.clear();
-  // The rename is durable once the folder is; a folder that cannot be synced is no failure, since
-  // the file has been replaced.
+  // A folder that cannot be synced is no failure, since the file has been replaced.
+  syncFolder();
+  return true;
+}
+
+bool ReplacedFile::adopt(const std::string& aside) {
+  if (!m_error.empty()) {
+    return false;
+  }
+  auto content = contentOf(aside);
+  if (!content) {
+    return errno != ENOENT && fail("cannot read what was prepared", errno);
+  }
+  m_adopted = std::move(*content);
+  m_content = m_adopted;
+  m_aside = aside;
+  return true;
+}
+
+void ReplacedFile::syncFolder() const {
   const FileDescriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) {
     ::fsync(folder.get());
   }
-  return true;
+}
+
+void ReplacedFile::removeLeftOvers(const std::string& folder) {
+  std::error_code ignored;
+  std::filesystem::directory_iterator entry(folder, ignored);
+  for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored)) {
+    const std::string name = entry->path().filename().string();
+    if (name.starts_with(kAsidePrefix) && name.ends_with(kAsideSuffix)) {
+      ::unlink(entry->path().c_str());
+    }
+  }
 }
 
 void ReplacedFile::remove() {

@@ -26,10 +26,29 @@ public:
   /// Puts the prepared content in the file's place. On false, error() tells why.
   bool commit();
 
+  /// Prepares what another process prepared in the file `aside` and did not commit. On false,
+  /// error() tells why; it is empty when there is no such file.
+  bool adopt(const std::string& aside);
+
+  /// Leaves what is prepared to whoever adopts it.
+  void leave() { m_aside.clear(); }
+
   /// Takes a committed file away again.
   void remove();
 
-  const std::string& path() const { return m_path; }
+  /// Makes new and changed names in the file's directory durable, where that can be done.
+  void syncFolder() const;
+
+  /// Removes what was built aside in `folder` by processes that are no more.
+  static void removeLeftOvers(const std::string& folder);
+
+  const std::string& path() const { return m_path; }      ///< as it was given
+  const std::string& target() const { return m_target; }  ///< symbolic links followed
+  const std::string& folder() const { return m_folder; }
+  /// The prepared file; empty when there is none, and the target is overwritten on commit.
+  const std::string& aside() const { return m_aside; }
+  /// Whether there was no file when it was prepared.
+  bool isNew() const { return m_isNew; }
 
   /// The reason of the last failure, for people.
   const std::string& error() const { return m_error; }
@@ -38,10 +57,12 @@ private:
   bool fail(const char* what, int code);
   bool overwrite();
 
-  std::string m_path;          // as it was given
-  std::string m_target;        // the file itself, symbolic links followed
-  std::string m_folder;        // where it lies
-  std::string m_aside;         // the new file; empty when there is none
+  std::string m_path;
+  std::string m_target;
+  std::string m_folder;
+  std::string m_aside;
+  std::string m_adopted;       // what m_content shows of an adopted file
   std::string_view m_content;  // borrowed
+  bool m_isNew = false;
   std::string m_error;
 };

@@ -1,10 +1,14 @@
 // The catalogue object: its life, its runtime and its error record.
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
+#include "TqPlatform/NuUtils.h"
+#include "catalogue/CatalogueLock.h"
+#include "catalogue/PairedSave.h"
 #include "common/XercesObject.h"
 
 namespace {
@@ -21,6 +25,7 @@ TqLibEmulator::TqLibEmulator()
       m_pListParser(nullptr),
       m_pLibDoc(nullptr),
       m_pListDoc(nullptr),
+      m_pCatalogueLock(nullptr),
       m_bInitialized(false),
       m_bLibLoaded(false),
       m_bListLoaded(false),
@@ -102,11 +107,33 @@ void TqLibEmulator::report(const char* origin, const char* format, ...) {
 }
 
 // Despite its name it yields the catalogue directory, not that of an installation; callers rely
-// on it.
+// on it. Every path of the catalogue comes from here, so here an operation that changes something
+// waits until it has the catalogue for itself, before it looks at any file.
 bool TqLibEmulator::GetMeridianInstallDir(std::string& dir) {
-  return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0;
+  return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0 && holdCatalogue(dir);
 }
 
+// An operation that only reads is held up by one thing: a save that another process left half done.
+// It reads what there is when that cannot be completed.
+bool TqLibEmulator::holdCatalogue(const std::string& dir) {
+  static constexpr char kOrigin[] = "TqLibEmulator::holdCatalogue";
+  if (m_pCatalogueLock == nullptr) {
+    CatalogueLock lock;
+    if (PairedSave::isPending(dir) && !lock.take(dir)) {
+      EvDebug::Error(debugHandler, kOrigin, "%s", lock.error().c_str());
+    }
+    return true;
+  }
+  if (!m_pCatalogueLock->take(dir)) {
+    report(kOrigin, "%s", m_pCatalogueLock->error().c_str());
+    return false;
+  }
+  return true;
+}
+
+// A file that cannot be asked for counts as there: taken for absent, it would be made anew, and
+// what is in it would be lost.
 bool TqLibEmulator::isFilePresent(const std::string& path) {
-  return TqLibEmlFile::IsFilePresent(path);
+  const int code = CNuUTFOSAPI::access(path.c_str(), 0).GetErrorCode();
+  return code != ENOENT && code != ENOTDIR;
 }

@@ -1,0 +1,118 @@
+#include "catalogue/PairedSave.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "TqLibEmulator.h"
+#include "common/FileContent.h"
+
+namespace {
+
+constexpr char kPendingName[] = "/.tqlib-pending";
+
+std::string nameIn(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+/// A prepared file and the name that it is to get. Names without a directory, so that a catalogue
+/// may be moved as it is; they hold no zero byte, so one ends each of them.
+std::string describe(const ReplacedFile& file) {
+  return nameIn(file.aside()) + '\0' + nameIn(file.target()) + '\0';
+}
+
+/// The names in such a description; none when it is anything else.
+std::vector<std::string> namesIn(const std::string& text) {
+  std::vector<std::string> names;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = std::min(text.find('\0', at), text.size());
+    names.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  const bool arePlain = std::all_of(names.begin(), names.end(), [](const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+  });
+  return arePlain && names.size() % 2 == 0 ? names : std::vector<std::string>();
+}
+
+/// True also when the prepared file is gone: it was put in its place before.
+bool putInPlace(ReplacedFile& file, const std::string& aside) {
+  return file.adopt(aside) ? file.commit() : file.error().empty();
+}
+
+}  // namespace
+
+bool PairedSave::commit() {
+  const bool isJoined = !m_first.aside().empty() && !m_second.aside().empty() &&
+                        m_first.folder() == m_second.folder();
+  return isJoined ? commitJoined() : commitOneByOne();
+}
+
+bool PairedSave::commitJoined() {
+  // After a power loss that leaves the note, what it names has to be there.
+  m_first.syncFolder();
+  const std::string text = describe(m_first) + describe(m_second);
+  ReplacedFile note(m_first.folder() + kPendingName);
+  if (!note.prepare(text) || !note.commit()) {
+    m_error = "cannot note what is to be saved: " + note.error();
+    return false;
+  }
+  if (m_first.commit() && m_second.commit()) {
+    note.remove();
+    return true;
+  }
+  m_error = reason() + "; it will be tried again";
+  m_first.leave();
+  m_second.leave();
+  return false;
+}
+
+bool PairedSave::commitOneByOne() {
+  if (m_first.commit() && m_second.commit()) {
+    return true;
+  }
+  m_error = reason();
+  if (m_first.error().empty() && m_first.isNew()) {
+    // A new library's file without its entry would be in the way when it is made again.
+    m_first.remove();
+  }
+  return false;
+}
+
+const std::string& PairedSave::reason() const {
+  return m_first.error().empty() ? m_second.error() : m_first.error();
+}
+
+bool PairedSave::isPending(const std::string& folder) {
+  return ::access((folder + kPendingName).c_str(), F_OK) == 0;
+}
+
+bool PairedSave::complete(const std::string& folder, std::string& error) {
+  const std::string note = folder + kPendingName;
+  const auto text = contentOf(note);
+  if (!text) {
+    if (errno == ENOENT) {
+      return true;
+    }
+    error = "Cannot read " + note + ": " + std::strerror(errno);
+    return false;
+  }
+  const std::vector<std::string> names = namesIn(*text);
+  if (names.empty()) {
+    EvDebug::Error(debugHandler, "PairedSave::complete", "%s is none of ours, removed",
+                   note.c_str());
+  }
+  for (size_t i = 0; i < names.size(); i += 2) {
+    ReplacedFile file(folder + '/' + names[i + 1]);
+    if (!putInPlace(file, folder + '/' + names[i])) {
+      file.leave();
+      error = "Cannot complete the save of " + file.path() + ": " + file.error();
+      return false;
+    }
+  }
+  ::unlink(note.c_str());
+  return true;
+}
