@@ -68,18 +68,21 @@ struct FileVersion {
 
 struct TQPlatformInfo::Store {
   ptree sections;
-  std::string fault;  ///< why nothing is configured although there is a file; empty: no fault
+  std::string fault;  ///< why the file that there is could not be used; empty: no fault
 
   struct Cache {
     std::mutex mutex;
-    std::optional<FileVersion> version;
-    std::shared_ptr<const Store> store;
+    std::string path;                    ///< of the file that `store` was read from
+    std::optional<FileVersion> version;  ///< of its content; none: it has to be read again
+    std::shared_ptr<const Store> store;  ///< the last that was usable
   };
   static Cache cache;  // not local to a function: it has to outlive what the program destroys
 
   static std::shared_ptr<const Store> current();
+  static std::shared_ptr<const Store> without(std::string fault, const std::string& file);
   static std::shared_ptr<const Store> unreadable(const std::string& file, int code);
-  static std::shared_ptr<const Store> parsed(const std::string& file);
+  static std::shared_ptr<const Store> parsed(const std::string& file,
+                                             const std::optional<FileVersion>& version);
 
   /// The value of `key` in `section`, or null.
   const std::string* find(const char* section, const char* key) const {
@@ -95,17 +98,29 @@ struct TQPlatformInfo::Store {
 
 TQPlatformInfo::Store::Cache TQPlatformInfo::Store::cache;
 
-std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::unreadable(
-    const std::string& file, int code) {
+// What was read before goes on: a disk error or a slip of an operator's editor must not send the
+// data of a running emulator to another place.
+std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::without(
+    std::string fault, const std::string& file) {
   auto store = std::make_shared<Store>();
-  if (code != ENOENT && code != ENOTDIR) {
-    store->fault = "Failed to read " + file + ", error: " + std::generic_category().message(code);
+  store->fault = std::move(fault);
+  if (cache.store != nullptr && cache.path == file) {
+    store->sections = cache.store->sections;
   }
   return store;
 }
 
+std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::unreadable(
+    const std::string& file, int code) {
+  if (code == ENOENT || code == ENOTDIR) {
+    return std::make_shared<Store>();
+  }
+  return without("Failed to read " + file + ", error: " + std::generic_category().message(code),
+                 file);
+}
+
 std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
-    const std::string& file) {
+    const std::string& file, const std::optional<FileVersion>& version) {
   auto store = std::make_shared<Store>();
   try {
     errno = 0;
@@ -115,14 +130,19 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     }
     boost::property_tree::read_ini(stream, store->sections);
   } catch (const boost::property_tree::ini_parser_error& error) {
-    store->fault = "Failed to parse " + file + ", line " + std::to_string(error.line()) +
-                   ", error: " + error.message();
+    return without("Failed to parse " + file + ", line " + std::to_string(error.line()) +
+                       ", error: " + error.message(),
+                   file);
   }
+  cache.path = file;
+  cache.version = version;
+  cache.store = store;
   return store;
 }
 
 std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
   const std::string file = configuredFile();
+  const std::scoped_lock lock(cache.mutex);
   struct stat record {};
   if (::stat(file.c_str(), &record) != 0) {
     return unreadable(file, errno);
@@ -132,18 +152,10 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
   }
   // Examined before it is read: a change in between leaves an old version in the cache.
   const FileVersion version(file, record);
-  const bool settled = version.isSettled();
-  const std::scoped_lock lock(cache.mutex);
   if (cache.version == version) {
     return cache.store;
   }
-  auto store = parsed(file);
-  // A file that could not be read may be readable the next time, with nothing to tell by.
-  if (settled && store->fault.empty()) {
-    cache.store = store;
-    cache.version = version;
-  }
-  return store;
+  return parsed(file, version.isSettled() ? std::optional(version) : std::nullopt);
 }
 
 const char* TQPI_Focus::getFocus() {
