@@ -1,8 +1,4 @@
-#include <stdlib.h>
-
 #include <exception>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -12,31 +8,9 @@
 #include <xercesc/util/PlatformUtils.hpp>
 
 #include "Pairs.h"
+#include "Place.h"
 
 namespace {
-
-/// A catalogue in a new folder beneath the current one: on the disk, where the temporary folder of
-/// many systems is not.
-class Place {
-public:
-  Place() : m_folder((std::filesystem::current_path() / "tq-bench-XXXXXX").string()) {
-    if (mkdtemp(m_folder.data()) == nullptr) {
-      throw std::runtime_error("cannot create " + m_folder);
-    }
-    const std::string configuration = m_folder + "/tqlib.ini";
-    std::ofstream(configuration) << "[MediaManager]\nsVirtualLibXMLDirectory=" << m_folder << '\n';
-    setenv("TQ_PLATFORM_CONFIG", configuration.c_str(), 1);
-  }
-  ~Place() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
-  }
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
-
-private:
-  std::string m_folder;
-};
 
 int run(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);

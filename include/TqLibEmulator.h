@@ -178,8 +178,14 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 /// operation reads the one file it needs, does its work on it, writes it back when it changed it,
 /// and lets go of it. Nothing is kept between calls.
 ///
-/// A saved file takes its predecessor's place whole or not at all, and is on disk before it does.
-/// A save that fails is logged and leaves the old file; the operation's result does not tell.
+/// A saved file takes its predecessor's place whole or not at all, and is on disk before it does;
+/// so do the two files of an operation that changes library and list. A save that fails is logged
+/// and leaves the old files; the operation's result does not tell.
+///
+/// Processes: operations that may change something hold an advisory lock (flock) on the directory
+/// from before they look at a file until they return. One that does not get it within 30 s returns
+/// false, with the reason in the last-error text and the log, and changes nothing. Queries need no
+/// lock. Where the file system has none, operations go on without, and the log tells once.
 ///
 /// Names: a library name that is not one path component (it holds "/" or a zero byte, is "." or
 /// "..", or gives a file name of more than 255 bytes) is refused before anything is touched. Text

@@ -1,0 +1,19 @@
+// Where benchmarks and load have their catalogue.
+#pragma once
+
+#include <string>
+
+/// A catalogue in a new folder beneath the current one (on the disk, where the temporary folder of
+/// many systems is not), named to the library by the environment; gone at its end.
+class Place {
+public:
+  Place();
+  ~Place();
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+  const std::string& folder() const { return m_folder; }
+
+private:
+  std::string m_folder;
+};
