@@ -70,7 +70,8 @@ public:
   bool EraseVolume();
 
   /// Puts the number of the next file mark to write into `lastFileMark`: one more than the highest
-  /// numeric file name, 0 for an empty volume. Gaps are not noticed.
+  /// numeric file name (that itself at the end of int), 0 for an empty volume. Gaps are not
+  /// noticed.
   ///
   /// Returns false, with 0, only when the folder cannot be had. A folder that cannot be listed
   /// counts as empty. When the listing breaks off, the result is true, the code is set, and

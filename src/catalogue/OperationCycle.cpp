@@ -1,5 +1,9 @@
 #include "catalogue/OperationCycle.h"
 
+#include <new>
+
+#include <xercesc/util/OutOfMemoryException.hpp>
+
 #include "TqLibEmulator.h"
 #include "catalogue/CatalogueLock.h"
 #include "catalogue/XmlText.h"
@@ -87,7 +91,11 @@ bool OperationCycle::load(const std::string& libraryName) {
 
 bool OperationCycle::guarded(const Work& work) {
   if (m_terms.exceptions == Exceptions::PassedOn) {
-    return work();
+    try {
+      return work();
+    } catch (const xercesc::OutOfMemoryException&) {
+      throw std::bad_alloc();  // which callers know how to catch
+    }
   }
   const bool reported = m_terms.exceptions == Exceptions::Reported;
   try {

@@ -14,6 +14,10 @@
 
 namespace {
 
+/// Far beyond the 65,536 element addresses of SCSI. A count that is wrong must not take all memory
+/// of the emulator, with every other call waiting for it.
+constexpr int kMostNewSlots = 1'000'000;
+
 /// Addresses and counts come from callers and files; a sum beyond the range of int wraps.
 int addWrapping(int a, int b) {
   return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
@@ -59,6 +63,12 @@ bool TqLibEmulator::fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument*
 
 bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
                                    int type, int firstAddress, int count) {
+  if (count > kMostNewSlots) {
+    EvDebug::Error(debugHandler, "TqLibEmulator::appendNewSlots",
+                   "A library of %d slots of one kind is refused, at most %d are made", count,
+                   kMostNewSlots);
+    return false;
+  }
   LibElement slot;
   slot.elementType = type;
   slot.isValid = true;

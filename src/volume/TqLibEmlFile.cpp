@@ -57,12 +57,18 @@ bool isFolder(const std::string& path) {
   return !CNuUTFOSAPI::stat(path.c_str(), &record).IsError() && S_ISDIR(record.st_mode);
 }
 
+/// The system would take what is before a zero byte for the whole path.
+bool isCutShort(const std::string& path) {
+  return path.find('\0') != std::string::npos;
+}
+
 /// Creates the last component of `folder` when it is missing; a failure is logged.
 bool ensureFolder(const std::string& folder, const char* origin) {
   if (TqLibEmlFile::IsFilePresent(folder)) {
     return true;
   }
-  const CNuError error = CNuDirectory::Create(folder.c_str(), false);
+  const CNuError error =
+      isCutShort(folder) ? CNuError(EINVAL) : CNuDirectory::Create(folder.c_str(), false);
   if (!error.IsError()) {
     return true;
   }
@@ -95,7 +101,7 @@ TqLibEmlFile::TqLibEmlFile(const std::string& volumeName)
 TqLibEmlFile::~TqLibEmlFile() = default;
 
 bool TqLibEmlFile::IsFilePresent(const std::string& path) {
-  return !CNuUTFOSAPI::access(path.c_str(), 0).IsError();
+  return !isCutShort(path) && !CNuUTFOSAPI::access(path.c_str(), 0).IsError();
 }
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
