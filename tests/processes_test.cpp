@@ -134,8 +134,10 @@ TEST_F(Processes, PutNothingInPlaceThatAForeignNoteNames) {
   const std::string note = m_catalogue.catalogue() + ".tqlib-pending";
   const std::string outside = (m_catalogue.path() / "outside").string();
   using namespace std::string_literals;
-  for (const std::string& text : {""s, "junk"s, "x\0../outside\0"s, "../tqlib.ini\0x\0"s, "x\0"s,
-                                  "\0\0"s, "absent\0Lib_L1.xml\0"s}) {
+  for (const std::string& text :
+       {""s, "junk"s, "x\0../outside\0"s, "../tqlib.ini\0x\0"s, "x\0"s, "\0\0"s,
+        "absent\0Lib_L1.xml\0"s, "Lib_L1.xml\0Lib_L2.xml\0"s, ".tqlib-1.new\0x\0"s,
+        ".tqlib-/../../tqlib.ini.new\0Lib_x.xml\0"s}) {
     writeFile(m_catalogue.catalogue() + "x", "foreign");
     writeFile(note, text);
     EXPECT_EQ(elements("L1"), std::vector<std::string>{"2@1000"}) << text;

@@ -1,6 +1,7 @@
 #include "catalogue/OperationCycle.h"
 
 #include <new>
+#include <stdexcept>
 
 #include <xercesc/util/OutOfMemoryException.hpp>
 
@@ -9,6 +10,8 @@
 #include "catalogue/XmlText.h"
 
 namespace {
+const std::string kXmlException = "An XMLException error occurred during parsing. Error Message: ";
+const std::string kDomException = "A DOMException error occurred during parsing. Error Code: ";
 constexpr char kAnyLogged[] = "An error occurred during parsing.";
 constexpr char kAnyReported[] = "An Exception error occurred during parsing.";
 }  // namespace
@@ -91,22 +94,15 @@ bool OperationCycle::load(const std::string& libraryName) {
 
 bool OperationCycle::guarded(const Work& work) {
   if (m_terms.exceptions == Exceptions::PassedOn) {
-    try {
-      return work();
-    } catch (const xercesc::OutOfMemoryException&) {
-      throw std::bad_alloc();  // which callers know how to catch
-    }
+    return passingOn(work);
   }
   const bool reported = m_terms.exceptions == Exceptions::Reported;
   try {
     return work();
   } catch (const xercesc::XMLException& problem) {
-    tell(reported ? "An XMLException error occurred during parsing. Error Message: " +
-                        MyTranscode(problem.getMessage())
-                  : std::string(kAnyLogged));
+    tell(reported ? kXmlException + MyTranscode(problem.getMessage()) : kAnyLogged);
   } catch (const xercesc::DOMException& problem) {
-    tell("A DOMException error occurred during parsing. Error Code: " +
-         std::to_string(problem.code));
+    tell(kDomException + std::to_string(problem.code));
   } catch (const InvalidText& problem) {
     // The caller's text is at fault, which the general words below would not tell.
     tell(problem.what());
@@ -115,6 +111,19 @@ bool OperationCycle::guarded(const Work& work) {
     tell(reported ? kAnyReported : kAnyLogged);
   }
   return false;
+}
+
+/// Callers do not know the XML library's exceptions, which are no std::exception.
+bool OperationCycle::passingOn(const Work& work) {
+  try {
+    return work();
+  } catch (const xercesc::OutOfMemoryException&) {
+    throw std::bad_alloc();
+  } catch (const xercesc::DOMException& problem) {
+    throw std::runtime_error(kDomException + std::to_string(problem.code));
+  } catch (const xercesc::XMLException& problem) {
+    throw std::runtime_error(kXmlException + MyTranscode(problem.getMessage()));
+  }
 }
 
 void OperationCycle::tell(const std::string& message) {

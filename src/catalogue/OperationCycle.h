@@ -11,7 +11,7 @@ class TqLibEmulator;
 enum class Exceptions {
   Logged,    ///< a line in the log; the operation fails
   Reported,  ///< the same, and the last-error text; the operation fails
-  PassedOn   ///< left to the caller
+  PassedOn   ///< left to the caller, as one derived from std::exception
 };
 
 /// What becomes of a library file that is not there.
@@ -58,6 +58,7 @@ private:
 
   bool load(const std::string& libraryName);
   bool guarded(const Work& work);
+  bool passingOn(const Work& work);
   void tell(const std::string& message);
 
   TqLibEmulator& m_emulator;

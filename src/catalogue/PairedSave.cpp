@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "TqLibEmulator.h"
+#include "catalogue/Names.h"
 #include "common/FileContent.h"
 
 namespace {
@@ -24,7 +25,14 @@ std::string describe(const ReplacedFile& file) {
   return nameIn(file.aside()) + '\0' + nameIn(file.target()) + '\0';
 }
 
-/// The names in such a description; none when it is anything else.
+bool isFileOfCatalogue(const std::string& name) {
+  return name == names::listFile ||
+         (name.starts_with(names::libraryPrefix) && name.ends_with(names::fileSuffix) &&
+          name.find('/') == std::string::npos);
+}
+
+/// The names in such a description, by turns of a prepared file and of what it is to become; none
+/// when it is anything else, for a note of another origin must not move other files.
 std::vector<std::string> namesIn(const std::string& text) {
   std::vector<std::string> names;
   for (size_t at = 0; at < text.size();) {
@@ -32,10 +40,11 @@ std::vector<std::string> namesIn(const std::string& text) {
     names.push_back(text.substr(at, end - at));
     at = end + 1;
   }
-  const bool arePlain = std::all_of(names.begin(), names.end(), [](const std::string& name) {
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-  });
-  return arePlain && names.size() % 2 == 0 ? names : std::vector<std::string>();
+  bool areOurs = names.size() % 2 == 0;
+  for (size_t i = 0; areOurs && i < names.size(); i += 2) {
+    areOurs = ReplacedFile::isAside(names[i]) && isFileOfCatalogue(names[i + 1]);
+  }
+  return areOurs ? names : std::vector<std::string>();
 }
 
 /// True also when the prepared file is gone: it was put in its place before.

@@ -4,7 +4,8 @@
 //
 // The catalogue's files have no document type declaration. An internal subset is the place where
 // entities that unfold to gigabytes, or that stand for other files, are declared, so it is refused
-// before it is read.
+// before it is read. Neither are there many levels of elements: what goes through a tree, of the
+// XML library or here, may call itself for each, and every level is indented when it is written.
 
 #include "catalogue/ParsedFile.h"
 
@@ -23,6 +24,8 @@
 #include "TqLibEmulator.h"
 
 namespace {
+
+constexpr int kMostLevels = 100;  // our files have five
 
 struct ParseFailure {
   std::string reason;
@@ -66,7 +69,26 @@ public:
     throw ParseFailure{"The document type declaration has an internal subset"};
   }
 
+  // Every start has its end, that of an element without content inside this call.
+  void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri,
+                    const XMLCh* const prefix,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t count,
+                    const bool isEmpty, const bool isRoot) override {
+    if (++m_levels > kMostLevels) {
+      throw ParseFailure{"Elements are nested deeper than " + std::to_string(kMostLevels) +
+                         " levels"};
+    }
+    XercesDOMParser::startElement(element, uri, prefix, attributes, count, isEmpty, isRoot);
+  }
+
+  void endElement(const xercesc::XMLElementDecl& element, const unsigned int uri, const bool isRoot,
+                  const XMLCh* const prefix) override {
+    --m_levels;
+    XercesDOMParser::endElement(element, uri, isRoot, prefix);
+  }
+
 private:
+  int m_levels = 0;
   FatalErrors m_errors;
 };
 

@@ -177,12 +177,16 @@ void ReplacedFile::syncFolder() const {
   }
 }
 
+bool ReplacedFile::isAside(const std::string& name) {
+  return name.starts_with(kAsidePrefix) && name.ends_with(kAsideSuffix) &&
+         name.find('/') == std::string::npos;
+}
+
 void ReplacedFile::removeLeftOvers(const std::string& folder) {
   std::error_code ignored;
   std::filesystem::directory_iterator entry(folder, ignored);
   for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored)) {
-    const std::string name = entry->path().filename().string();
-    if (name.starts_with(kAsidePrefix) && name.ends_with(kAsideSuffix)) {
+    if (isAside(entry->path().filename().string())) {
       ::unlink(entry->path().c_str());
     }
   }

@@ -39,6 +39,9 @@ public:
   /// Makes new and changed names in the file's directory durable, where that can be done.
   void syncFolder() const;
 
+  /// Whether a file of this name, without its directory, was built aside.
+  static bool isAside(const std::string& name);
+
   /// Removes what was built aside in `folder` by processes that are no more.
   static void removeLeftOvers(const std::string& folder);
 

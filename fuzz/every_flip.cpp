@@ -1,0 +1,75 @@
+// Every prefix and every single-bit flip of one file against a target: what the chance of a fuzzer
+// would not meet completely. every_flip FILE WHERE-TO-KEEP-A-FINDING
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <sanitizer/common_interface_defs.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "Scratch.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+constexpr unsigned kSecondsForAnInput = 2;
+
+std::string input;
+const char* finding = nullptr;
+
+/// Called in signal handlers, too.
+void keepInput() {
+  const int file = ::open(finding, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (file < 0 || ::write(file, input.data(), input.size()) < 0) {
+    ::_exit(2);
+  }
+  ::close(file);
+  ::dprintf(STDERR_FILENO, "Test unit written to %s\n", finding);
+}
+
+void keepInputAndDie(int signal) {
+  keepInput();
+  ::signal(signal, SIG_DFL);
+  ::raise(signal);
+}
+
+void run() {
+  ::alarm(kSecondsForAnInput);
+  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+  ::alarm(0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: every_flip FILE WHERE-TO-KEEP-A-FINDING\n");
+    return 2;
+  }
+  const std::string whole = fuzz::readFile(argv[1]);
+  finding = argv[2];
+  __sanitizer_set_death_callback(&keepInput);
+  ::signal(SIGABRT, &keepInputAndDie);
+  ::signal(SIGALRM, &keepInputAndDie);
+
+  std::size_t count = 0;
+  for (std::size_t length = 0; length <= whole.size(); ++length, ++count) {
+    input = whole.substr(0, length);
+    run();
+  }
+  for (std::size_t bit = 0; bit < whole.size() * CHAR_BIT; ++bit, ++count) {
+    input = whole;
+    char& byte = input[bit / CHAR_BIT];
+    byte = static_cast<char>(byte ^ 1 << bit % CHAR_BIT);
+    run();
+  }
+  std::printf("%zu inputs\n", count);
+  return 0;
+}
