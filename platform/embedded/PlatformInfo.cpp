@@ -68,7 +68,8 @@ struct FileVersion {
 
 struct TQPlatformInfo::Store {
   ptree sections;
-  std::string fault;  ///< why the file that there is could not be used; empty: no fault
+  std::string fault;    ///< why the file that there is could not be used; empty: no fault
+  bool isLost = false;  ///< and nothing is known that it held before
 
   struct Cache {
     std::mutex mutex;
@@ -106,6 +107,8 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::without(
   store->fault = std::move(fault);
   if (cache.store != nullptr && cache.path == file) {
     store->sections = cache.store->sections;
+  } else {
+    store->isLost = true;
   }
   return store;
 }
@@ -174,8 +177,11 @@ void TQPlatformInfo::setFocus(const char* /*focus*/) {
   // One file is one configuration.
 }
 
+// Not told is not the same as not set: a folder that nobody knows must not become that of the
+// working directory, which takes the place of one that is not set.
 int TQPlatformInfo::getString(const char* section, const char* key, char* buffer, int* length) {
-  const std::string* const value = m_store->find(section, key);
+  static const std::string nowhere = "/dev/null/unreadable-configuration";
+  const std::string* const value = m_store->isLost ? &nowhere : m_store->find(section, key);
   if (value == nullptr) {
     return 0;
   }

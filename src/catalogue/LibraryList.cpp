@@ -1,6 +1,7 @@
 // The library list: the file that names every library of the catalogue.
 //
-// The members that change it log nothing and set no code: their callers know what a failure means.
+// The members that change it set no code: their callers know what a failure means. They log only
+// why a list that is there cannot be read, which would else cost a new library without a word.
 // Entries are not checked for duplicates, and removal takes the first that matches.
 
 #include "TqLibEmulator.h"
@@ -59,7 +60,10 @@ bool TqLibEmulator::loadList(const std::string& path) {
   delete m_pListParser;
   m_pListParser = nullptr;
   m_bListLoaded = file.document() != nullptr;
-  if (m_bListLoaded) {
+  if (!m_bListLoaded) {
+    EvDebug::Error(debugHandler, "TqLibEmulator::loadList", "Failed to load %s: %s", path.c_str(),
+                   file.error.c_str());
+  } else {
     m_pListDoc = file.document();
     m_pListParser = file.parser.release();
   }

@@ -10,6 +10,7 @@
 #include "TqLibEmulator.h"
 #include "catalogue/Names.h"
 #include "common/FileContent.h"
+#include "common/FolderSync.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ bool PairedSave::commit() {
 
 bool PairedSave::commitJoined() {
   // After a power loss that leaves the note, what it names has to be there.
-  m_first.syncFolder();
+  syncFolder(m_first.folder());
   const std::string text = describe(m_first) + describe(m_second);
   ReplacedFile note(m_first.folder() + kPendingName);
   if (!note.prepare(text) || !note.commit()) {

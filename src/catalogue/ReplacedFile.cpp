@@ -12,6 +12,7 @@
 
 #include "common/FileContent.h"
 #include "common/FileDescriptor.h"
+#include "common/FolderSync.h"
 
 namespace {
 
@@ -151,8 +152,7 @@ bool ReplacedFile::commit() {
                                   : fail("cannot put the new file in its place", errno);
   }
   m_aside.clear();
-  // A folder that cannot be synced is no failure, since the file has been replaced.
-  syncFolder();
+  syncFolder(m_folder);
   return true;
 }
 
@@ -168,13 +168,6 @@ bool ReplacedFile::adopt(const std::string& aside) {
   m_content = m_adopted;
   m_aside = aside;
   return true;
-}
-
-void ReplacedFile::syncFolder() const {
-  const FileDescriptor folder(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) {
-    ::fsync(folder.get());
-  }
 }
 
 bool ReplacedFile::isAside(const std::string& name) {

@@ -36,9 +36,6 @@ public:
   /// Takes a committed file away again.
   void remove();
 
-  /// Makes new and changed names in the file's directory durable, where that can be done.
-  void syncFolder() const;
-
   /// Whether a file of this name, without its directory, was built aside.
   static bool isAside(const std::string& name);
 

@@ -134,6 +134,11 @@ bool TqLibEmulator::holdCatalogue(const std::string& dir) {
 // A file that cannot be asked for counts as there: taken for absent, it would be made anew, and
 // what is in it would be lost.
 bool TqLibEmulator::isFilePresent(const std::string& path) {
-  const int code = CNuUTFOSAPI::access(path.c_str(), 0).GetErrorCode();
+  const CNuError error = CNuUTFOSAPI::access(path.c_str(), 0);
+  const int code = error.GetErrorCode();
+  if (code != 0 && code != ENOENT && code != ENOTDIR) {
+    EvDebug::Error(debugHandler, "TqLibEmulator::isFilePresent", "Failed to look for %s, error: %s",
+                   path.c_str(), error.AsString().c_str());
+  }
   return code != ENOENT && code != ENOTDIR;
 }

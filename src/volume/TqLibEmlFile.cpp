@@ -11,6 +11,7 @@
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
+#include "common/FolderSync.h"
 #include "volume/FolderListing.h"
 
 namespace {
@@ -119,8 +120,17 @@ int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
   if (dir.empty()) {
     dir.push_back('.');
   }
+  const std::string parent = dir;
   dir += "/LibEmulator/";
-  return ensureFolder(dir, "GetTQLibEMLXMLDir") ? 1 : 0;
+  const bool isNew = !IsFilePresent(dir);
+  if (!ensureFolder(dir, "GetTQLibEMLXMLDir")) {
+    return 0;
+  }
+  if (isNew) {
+    // What is saved in it is on the disk only when it is there itself.
+    syncFolder(parent);
+  }
+  return 1;
 }
 
 bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {

@@ -1,0 +1,12 @@
+#include "common/FolderSync.h"
+
+#include <fcntl.h>
+
+#include "common/FileDescriptor.h"
+
+void syncFolder(const std::string& folder) {
+  const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor) {
+    ::fsync(descriptor.get());
+  }
+}

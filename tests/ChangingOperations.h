@@ -1,0 +1,167 @@
+// Every operation that changes the catalogue, and the states before and after it, for tests of what
+// a fault in its middle leaves behind.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "LibraryBuilder.h"
+#include "SystemCalls.h"
+#include "TempCatalogue.h"
+
+namespace tests {
+
+namespace fs = std::filesystem;
+
+/// Files and folders by path with their bytes; a folder's path ends in "/".
+using State = std::map<std::string, std::string>;
+
+/// Before an operation and after it.
+struct States {
+  State old, renewed;
+};
+
+/// A folder in memory where there is one: thousands of states are written and read.
+struct InMemory {
+  InMemory() {
+    if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+  }
+};
+
+/// A catalogue whose states are kept, restored and looked at.
+class FaultyCatalogue : private InMemory, public TempCatalogue {
+public:
+  FaultyCatalogue() { fs::create_directory(path() / "work"); }
+
+  State state() const {
+    State all;
+    for (const auto& entry : fs::recursive_directory_iterator(path()))
+      all[entry.path().string() + (entry.is_directory() ? "/" : "")] =
+          entry.is_directory() ? "" : readFile(entry.path());
+    return all;
+  }
+
+  /// Also empties the log. The configuration is written anew, so that each run reads it.
+  void become(const State& state) const {
+    for (const auto& entry : fs::directory_iterator(path())) fs::remove_all(entry);
+    for (const auto& [path, bytes] : state) {
+      fs::create_directories(fs::path(path).parent_path());
+      if (!path.ends_with('/')) writeFile(path, bytes);
+    }
+    writeFile(processLog(), "");
+  }
+
+  /// What a new look shows: "old", "new", or what is wrong. It may complete what is half done.
+  std::string look(const States& states) const {
+    std::vector<SCSIUnitNoMap> devices;
+    if (!TqLibEmulator().GetVirtualDeviceInfo("", devices)) return "unreadable";
+    const State now = visible(state());
+    if (now == visible(states.renewed)) return "new";
+    if (now == visible(states.old)) return "old";
+    std::string odd = "neither:";
+    for (const auto& [path, bytes] : now) odd += " " + fs::path(path).filename().string();
+    return odd;
+  }
+
+  /// What is wrong with one more save, and with what it leaves.
+  std::string nextSave() const {
+    TqLibEmulator().UpdateVirtualDevice(LibraryBuilder("Z").slots(1000, 1).library(), "");
+    std::string wrong = fs::exists(libraryFile("Z")) ? "" : "not saved";
+    for (const auto& [name, bytes] : files())
+      if (name.starts_with(".tqlib-")) wrong += " " + name;
+    return wrong;
+  }
+
+private:
+  /// The files that are not aside, without the points in time that hang on the clock.
+  static State visible(const State& state) {
+    State files;
+    for (auto [path, bytes] : state) {
+      if (path.ends_with('/') || path.find("/.tqlib-") != std::string::npos) continue;
+      for (size_t at = 0; (at = bytes.find("ExpireTime=\"", at)) != std::string::npos; ++at)
+        bytes.erase(at, bytes.find(' ', at) - at);
+      files[path] = bytes;
+    }
+    return files;
+  }
+};
+
+struct ChangingOperation {
+  enum Beginning { NoFolder, NoLibrary, TwoLibraries };
+  const char* name;
+  Beginning beginning;
+  bool (*run)(TqLibEmulator&);
+
+  Outcome operator()() const {
+    TqLibEmulator emulator;
+    return {run(emulator), 0, emulator.getErrorCode(), {}};
+  }
+
+  States states(const FaultyCatalogue& catalogue) const {
+    if (beginning == NoFolder) fs::remove(catalogue.catalogue());
+    TqLibEmulator emulator;
+    for (const char* const key : {"A", "B"}) {
+      if (beginning != TwoLibraries) break;
+      LibraryBuilder(key).slots(1000, 3).drives(500, *key == 'A' ? 2 : 3).build();
+      emulator.SetVirtualLibraryElement(key, described("2@1000:T1 5@1:T2"), false);
+      emulator.SetVirtualDeviceStatus(key, 2, 4, 1, 3600, 2);
+    }
+    States both{catalogue.state(), {}};
+    EXPECT_TRUE(run(emulator));
+    both.renewed = catalogue.state();
+    EXPECT_EQ(catalogue.look(both), "new");
+    return both;
+  }
+};
+
+inline LibraryBuilder newLibrary() {
+  return LibraryBuilder("N").slots(1000, 2).drives(500, 2);
+}
+inline LibraryBuilder otherHost() {
+  return LibraryBuilder("B").slots(1000, 3).drives(500, 3).host("hostb");
+}
+
+inline const std::vector<ChangingOperation>& changingOperations() {
+  using E = TqLibEmulator;
+  using enum ChangingOperation::Beginning;
+  constexpr auto addNew = [](E& e) { return e.UpdateVirtualDevice(newLibrary().library(), ""); };
+  static const std::vector<ChangingOperation> all = {
+      {"FirstLibraryAndFolder", NoFolder, addNew},
+      {"FirstLibrary", NoLibrary, addNew},
+      {"NewLibrary", TwoLibraries, addNew},
+      {"NewBatch", TwoLibraries,
+       [](E& e) { return e.UpdateVirtualDevice(newLibrary().batch(), "N"); }},
+      {"Library", TwoLibraries,
+       [](E& e) { return e.UpdateVirtualDevice(otherHost().library(), ""); }},
+      {"Drive", TwoLibraries,
+       [](E& e) { return e.UpdateVirtualDevice(otherHost().drive(1), "B"); }},
+      {"Batch", TwoLibraries, [](E& e) { return e.UpdateVirtualDevice(otherHost().batch(), "B"); }},
+      {"NewElement", TwoLibraries,
+       [](E& e) { return e.SetVirtualLibraryElement("B", element(5, 2, "T3"), false); }},
+      {"Element", TwoLibraries,
+       [](E& e) { return e.SetVirtualLibraryElement("B", element(4, 500, "T3"), false); }},
+      {"RemovedElement", TwoLibraries,
+       [](E& e) { return e.SetVirtualLibraryElement("B", element(2, 1001), true); }},
+      {"Elements", TwoLibraries,
+       [](E& e) { return e.SetVirtualLibraryElement("B", described("2@1000 5@3:T4"), false); }},
+      {"RemovedElements", TwoLibraries,
+       [](E& e) { return e.SetVirtualLibraryElement("B", described("2@1000 5@1"), true); }},
+      {"Move", TwoLibraries,
+       [](E& e) { return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501); }},
+      {"Status", TwoLibraries,
+       [](E& e) { return e.SetVirtualDeviceStatus("B", 8, 0, 0, 3600, 1); }},
+      {"StatusRead", TwoLibraries,
+       [](E& e) {
+         int status = 0;
+         return e.GetVirtualDeviceStatus("B", status, status, status, false);
+       }},
+      {"RemovedHost", TwoLibraries,
+       [](E& e) { return e.RemoveVirtualDevice("hosta", "DRV0001", "B"); }},
+      {"RemovedDrive", TwoLibraries,
+       [](E& e) { return e.RemoveVirtualDevice("", "DRV0002", "B"); }},
+      {"RemovedLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B", "B"); }},
+      {"SoughtDrive", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "DRV0003"); }},
+      {"SoughtLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B"); }}};
+  return all;
+}
+
+}  // namespace tests

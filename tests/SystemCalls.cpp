@@ -1,0 +1,264 @@
+#include "SystemCalls.h"
+
+#ifdef __x86_64__
+
+#include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+// There under AddressSanitizer.
+[[gnu::weak]] int findLeaks() asm("__lsan_do_recoverable_leak_check");
+
+namespace tests {
+namespace {
+
+constexpr int kSecondsToLive = 60, kDescriptors = 256, kRecords = 512;
+
+/// Where a call names what it works on: by the descriptor in argument 0, by paths, or by paths with
+/// the descriptor of a folder before each.
+struct Rule {
+  long number;
+  int path, secondPath;  // index of the argument, -1: none
+  bool isCounted(const long* arguments) const;
+  bool isCountedPath(const long* arguments, int index) const;
+};
+
+constexpr int kDescriptorCalls[] = {
+    SYS_read,  SYS_pread64,   SYS_readv,      SYS_write,  SYS_pwrite64, SYS_writev,
+    SYS_lseek, SYS_fsync,     SYS_fdatasync,  SYS_fchmod, SYS_fchown,   SYS_ftruncate,
+    SYS_flock, SYS_fallocate, SYS_getdents64, SYS_fstat,  SYS_close};
+constexpr int kPathCalls[] = {SYS_open,   SYS_creat,    SYS_mkdir, SYS_unlink,
+                              SYS_rmdir,  SYS_truncate, SYS_chmod, SYS_chown,
+                              SYS_access, SYS_stat,     SYS_lstat, SYS_readlink};
+constexpr int kFolderPathCalls[] = {SYS_openat, SYS_mkdirat,   SYS_unlinkat,   SYS_newfstatat,
+                                    SYS_statx,  SYS_faccessat, SYS_faccessat2, SYS_readlinkat};
+constexpr int kTwoPathCalls[] = {SYS_rename, SYS_link};
+constexpr int kTwoFolderPathCalls[] = {SYS_renameat, SYS_renameat2, SYS_linkat};
+
+std::vector<Rule> rules() {
+  std::vector<Rule> all;
+  for (const int number : kDescriptorCalls) all.push_back({number, -1, -1});
+  for (const int number : kPathCalls) all.push_back({number, 0, -1});
+  for (const int number : kFolderPathCalls) all.push_back({number, 1, -1});
+  for (const int number : kTwoPathCalls) all.push_back({number, 0, 1});
+  for (const int number : kTwoFolderPathCalls) all.push_back({number, 1, 3});
+  return all;
+}
+
+const std::vector<Rule> allRules = rules();
+
+/// What child and parent share. The handler may not allocate, so all room is there from the start.
+struct Exchange {
+  ChildRun run;
+  Fault fault;
+  char root[sizeof SystemCall::path];
+  bool isWatching;
+  bool isWatched[kDescriptors];
+  SystemCall record[kRecords];  // of all calls
+};
+
+Exchange* exchange = nullptr;
+
+/// The call itself, from a place that the filter lets pass.
+long systemCall(long number, const long* a) {
+  register long fourth asm("r10") = a[3];
+  register long fifth asm("r8") = a[4];
+  register long sixth asm("r9") = a[5];
+  asm volatile("syscall"
+               : "+a"(number)
+               : "D"(a[0]), "S"(a[1]), "d"(a[2]), "r"(fourth), "r"(fifth), "r"(sixth)
+               : "rcx", "r11", "memory");
+  return number;
+}
+
+bool isWatchedDescriptor(long number) {
+  const int descriptor = static_cast<int>(number);
+  return descriptor >= 0 && descriptor < kDescriptors && exchange->isWatched[descriptor];
+}
+
+const char* textAt(const long* arguments, int index) {
+  return index < 0 ? nullptr : std::bit_cast<const char*>(arguments[index]);
+}
+
+bool Rule::isCountedPath(const long* arguments, int index) const {
+  const char* name = textAt(arguments, index);
+  if (name == nullptr) return false;
+  const size_t size = std::strlen(exchange->root);
+  if (name[0] == '/')
+    return std::strncmp(name, exchange->root, size) == 0 &&
+           (name[size] == '/' || name[size] == '\0');
+  const bool hasFolder = path == 1 && static_cast<int>(arguments[index - 1]) != AT_FDCWD;
+  return !hasFolder || isWatchedDescriptor(arguments[index - 1]);
+}
+
+bool Rule::isCounted(const long* arguments) const {
+  return exchange->isWatching &&
+         (path < 0 ? isWatchedDescriptor(arguments[0])
+                   : isCountedPath(arguments, path) || isCountedPath(arguments, secondPath));
+}
+
+void copyText(char (&to)[sizeof SystemCall::path], const char* from) {
+  if (from != nullptr) std::strncpy(to, from, sizeof to - 1);
+}
+
+void record(SystemCall& call, const Rule& rule, const long* arguments, long result) {
+  call.number = rule.number;
+  call.result = result;
+  std::copy(arguments, arguments + 6, call.arguments);
+  copyText(call.path, textAt(arguments, rule.path));
+  copyText(call.secondPath, textAt(arguments, rule.secondPath));
+  if (rule.number == SYS_write && result > 0 && result <= std::ssize(call.data))
+    std::copy_n(textAt(arguments, 1), result, call.data);
+}
+
+long countedCall(const Rule& rule, const long* arguments) {
+  const Fault& fault = exchange->fault;
+  const int count = ++exchange->run.calls;
+  const bool isHit = fault.kind == Fault::ForGood ? count >= fault.at
+                                                  : fault.kind != Fault::None && count == fault.at;
+  if ((isHit && fault.kind == Fault::Death) || count > kRecords) {
+    const long death[6] = {systemCall(SYS_getpid, arguments), SIGKILL};
+    systemCall(SYS_kill, death);
+  }
+  const bool isClose = rule.number == SYS_close;  // closes whatever it says
+  const long made = isHit && !isClose ? -fault.error : systemCall(rule.number, arguments);
+  const bool isOpen =
+      rule.number == SYS_open || rule.number == SYS_openat || rule.number == SYS_creat;
+  if (isOpen && made >= 0 && made < kDescriptors) exchange->isWatched[made] = true;
+  if (isClose) exchange->isWatched[arguments[0]] = false;
+  record(exchange->record[count - 1], rule, arguments, made);
+  return isHit ? -fault.error : made;
+}
+
+void onTrap(int, siginfo_t*, void* context) {
+  auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+  const long arguments[6] = {registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
+                             registers[REG_R10], registers[REG_R8],  registers[REG_R9]};
+  const long number = registers[REG_RAX];
+  const auto rule = std::find_if(allRules.begin(), allRules.end(),
+                                 [=](const Rule& r) { return r.number == number; });
+  registers[REG_RAX] =
+      rule->isCounted(arguments) ? countedCall(*rule, arguments) : systemCall(number, arguments);
+}
+
+/// Where the code of the C library lies. Calls from elsewhere pass: those of the handler, and those
+/// that a sanitizer makes where it cannot take a signal.
+std::pair<uint64_t, uint64_t> libraryCode() {
+  std::ifstream map("/proc/self/maps");
+  for (std::string range, rights, line; map >> range >> rights && std::getline(map, line);)
+    if (rights == "r-xp" && line.find("/libc.so.6") != std::string::npos)
+      return {std::stoull(range, nullptr, 16),
+              std::stoull(range.substr(range.find('-') + 1), nullptr, 16)};
+  return {};
+}
+
+sock_filter load(size_t offset) {
+  return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<uint32_t>(offset));
+}
+
+/// Steps over `yes` instructions when the comparison holds, else over `no`.
+sock_filter jump(int comparison, uint64_t value, size_t yes, size_t no) {
+  return BPF_JUMP(static_cast<uint16_t>(BPF_JMP | comparison | BPF_K), static_cast<uint32_t>(value),
+                  static_cast<uint8_t>(yes), static_cast<uint8_t>(no));
+}
+
+bool installFilter() {
+  const auto [first, last] = libraryCode();
+  constexpr size_t pointer = offsetof(seccomp_data, instruction_pointer);
+  const size_t count = allRules.size();
+  std::vector<sock_filter> program{load(pointer + 4),
+                                   jump(BPF_JEQ, first >> 32, 0, count + 4),
+                                   load(pointer),
+                                   jump(BPF_JGE, first, 0, count + 2),
+                                   jump(BPF_JGE, last, count + 1, 0),
+                                   load(offsetof(seccomp_data, nr))};
+  for (size_t i = 0; i < count; ++i)
+    program.push_back(jump(BPF_JEQ, static_cast<uint64_t>(allRules[i].number), count - i, 0));
+  program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP));
+  const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+  struct sigaction action {};
+  action.sa_sigaction = onTrap;
+  action.sa_flags = SA_SIGINFO | SA_NODEFER;
+  return sigaction(SIGSYS, &action, nullptr) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+int openDescriptors() {
+  int count = 0;
+  for (int i = 0; i < kDescriptors; ++i) count += fcntl(i, F_GETFD) != -1;
+  return count;
+}
+
+[[noreturn]] void runChild(const std::function<Outcome()>& operation) {
+  ChildRun& run = exchange->run;
+  alarm(kSecondsToLive);
+  if (chdir((exchange->root + std::string("/work")).c_str()) != 0 || !installFilter()) _exit(2);
+  const int before = openDescriptors();
+  exchange->isWatching = true;
+  run.outcome = operation();
+  exchange->isWatching = false;
+  run.descriptors = openDescriptors() - before;
+  // What fails once runs through every way out, and looking for leaks takes its time.
+  const bool isTried = exchange->fault.kind == Fault::Once && exchange->fault.error == EIO;
+  if (isTried && findLeaks != nullptr) run.hasLeaks = findLeaks() != 0;
+  run.isDone = true;
+  _exit(0);
+}
+
+}  // namespace
+
+bool canInterceptSystemCalls() {
+  const auto [first, last] = libraryCode();
+  return first != 0 && first >> 32 == last >> 32;
+}
+
+ChildRun runInChild(const std::string& root, const std::function<Outcome()>& operation,
+                    const Fault& fault, std::vector<SystemCall>* record) {
+  void* const room =
+      mmap(nullptr, sizeof(Exchange), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (room == MAP_FAILED) throw std::runtime_error("no room to share with a child");
+  exchange = static_cast<Exchange*>(room);
+  exchange->fault = fault;
+  copyText(exchange->root, root.c_str());
+  const pid_t child = fork();
+  if (child == 0) runChild(operation);
+  if (child < 0 || waitpid(child, &exchange->run.status, 0) != child)
+    throw std::runtime_error("no child");
+  const ChildRun run = exchange->run;
+  if (record != nullptr)
+    record->assign(exchange->record, exchange->record + std::min(run.calls, kRecords));
+  munmap(room, sizeof(Exchange));
+  return run;
+}
+
+#else
+
+namespace tests {
+
+bool canInterceptSystemCalls() {
+  return false;
+}
+
+ChildRun runInChild(const std::string&, const std::function<Outcome()>&, const Fault&,
+                    std::vector<SystemCall>*) {
+  return {};
+}
+
+#endif
+
+}  // namespace tests
