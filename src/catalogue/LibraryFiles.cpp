@@ -42,12 +42,15 @@ bool TqLibEmulator::GetLibListFile(std::string& path) {
   return true;
 }
 
+// Where nothing is configured, the directory is made from what the path was; one that stayed after
+// a failure would grow with each of them.
 bool TqLibEmulator::GetLibFileName(const std::string& name, std::string& path) {
   const std::string fileName = getLibXMLFile(name);
-  if (!isUsableKey(name, fileName) || !GetMeridianInstallDir(path)) {
+  std::string directory = path;
+  if (!isUsableKey(name, fileName) || !GetMeridianInstallDir(directory)) {
     return false;
   }
-  path += fileName;
+  path = directory + fileName;
   return true;
 }
 
