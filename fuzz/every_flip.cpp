@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <sanitizer/common_interface_defs.h>
@@ -19,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-constexpr unsigned kSecondsForAnInput = 2;
+constexpr time_t kSecondsForAnInput = 2;
 
 std::string input;
 const char* finding = nullptr;
@@ -40,10 +41,16 @@ void keepInputAndDie(int signal) {
   ::raise(signal);
 }
 
+/// In time of the processor, since a busy machine lets a process wait.
+void limit(time_t seconds) {
+  const itimerval once{{0, 0}, {seconds, 0}};
+  ::setitimer(ITIMER_PROF, &once, nullptr);
+}
+
 void run() {
-  ::alarm(kSecondsForAnInput);
+  limit(kSecondsForAnInput);
   LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-  ::alarm(0);
+  limit(0);
 }
 
 }  // namespace
@@ -57,7 +64,7 @@ int main(int argc, char** argv) {
   finding = argv[2];
   __sanitizer_set_death_callback(&keepInput);
   ::signal(SIGABRT, &keepInputAndDie);
-  ::signal(SIGALRM, &keepInputAndDie);
+  ::signal(SIGPROF, &keepInputAndDie);
 
   std::size_t count = 0;
   for (std::size_t length = 0; length <= whole.size(); ++length, ++count) {

@@ -217,7 +217,7 @@ public:
   /// Returns true also when the update of an existing library or drive failed, for instance because
   /// its file holds two libraries: the file is then unchanged. Returns false when the file's path
   /// cannot be had, a drive's file cannot be loaded, a new library cannot be built (one of more
-  /// than a million slots is refused) or listed, or a text cannot be stored; nothing is saved then.
+  /// than 200,000 slots is refused) or listed, or a text cannot be stored; nothing is saved then.
   bool UpdateVirtualDevice(const SCSIUnitNoMap& device, const std::string& libraryName);
 
   /// Creates or updates a library and its drives in one step.

@@ -15,9 +15,10 @@ namespace fs = std::filesystem;
 /// Files and folders by path with their bytes; a folder's path ends in "/".
 using State = std::map<std::string, std::string>;
 
-/// Before an operation and after it.
+/// Before an operation and after it. It begins with `begun`, which is the old state or, after a
+/// crash, what becomes that at the first look.
 struct States {
-  State old, renewed;
+  State begun, old, renewed;
 };
 
 /// A folder in memory where there is one: thousands of states are written and read.
@@ -85,8 +86,12 @@ private:
   }
 };
 
+inline LibraryBuilder newLibrary() {
+  return LibraryBuilder("N").slots(1000, 2).drives(500, 2);
+}
+
 struct ChangingOperation {
-  enum Beginning { NoFolder, NoLibrary, TwoLibraries };
+  enum Beginning { NoFolder, NoLibrary, TwoLibraries, HalfSavedLibrary };
   const char* name;
   Beginning beginning;
   bool (*run)(TqLibEmulator&);
@@ -100,22 +105,39 @@ struct ChangingOperation {
     if (beginning == NoFolder) fs::remove(catalogue.catalogue());
     TqLibEmulator emulator;
     for (const char* const key : {"A", "B"}) {
-      if (beginning != TwoLibraries) break;
+      if (beginning < TwoLibraries) break;
       LibraryBuilder(key).slots(1000, 3).drives(500, *key == 'A' ? 2 : 3).build();
       emulator.SetVirtualLibraryElement(key, described("2@1000:T1 5@1:T2"), false);
       emulator.SetVirtualDeviceStatus(key, 2, 4, 1, 3600, 2);
     }
-    States both{catalogue.state(), {}};
+    if (beginning == HalfSavedLibrary) saveHalf(catalogue);
+    States both{catalogue.state(), {}, {}};
+    std::vector<SCSIUnitNoMap> devices;
+    EXPECT_TRUE(emulator.GetVirtualDeviceInfo("", devices));
+    both.old = catalogue.state();
     EXPECT_TRUE(run(emulator));
     both.renewed = catalogue.state();
     EXPECT_EQ(catalogue.look(both), "new");
     return both;
   }
-};
 
-inline LibraryBuilder newLibrary() {
-  return LibraryBuilder("N").slots(1000, 2).drives(500, 2);
-}
+private:
+  /// Dies when it has noted which files are to take their places.
+  static void saveHalf(const FaultyCatalogue& catalogue) {
+    const State whole = catalogue.state();
+    const std::string root = catalogue.path().string();
+    const auto save = [] {
+      return Outcome{TqLibEmulator().UpdateVirtualDevice(newLibrary().library(), ""), 0, 0, {}};
+    };
+    std::vector<SystemCall> calls;
+    runInChild(root, save, {}, &calls);
+    const auto noted = std::find_if(calls.begin(), calls.end(), [](const SystemCall& call) {
+      return std::string(call.secondPath).ends_with("/.tqlib-pending");
+    });
+    catalogue.become(whole);
+    runInChild(root, save, {Fault::Death, 0, static_cast<int>(noted - calls.begin()) + 2});
+  }
+};
 inline LibraryBuilder otherHost() {
   return LibraryBuilder("B").slots(1000, 3).drives(500, 3).host("hostb");
 }
@@ -146,6 +168,8 @@ inline const std::vector<ChangingOperation>& changingOperations() {
       {"RemovedElements", TwoLibraries,
        [](E& e) { return e.SetVirtualLibraryElement("B", described("2@1000 5@1"), true); }},
       {"Move", TwoLibraries,
+       [](E& e) { return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501); }},
+      {"MoveAfterACrash", HalfSavedLibrary,
        [](E& e) { return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501); }},
       {"Status", TwoLibraries,
        [](E& e) { return e.SetVirtualDeviceStatus("B", 8, 0, 0, 3600, 1); }},

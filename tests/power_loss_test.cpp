@@ -146,11 +146,11 @@ TEST_P(PowerLoss, LeavesTheOldCatalogueOrTheNewOne) {
   if (!canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
   const FaultyCatalogue catalogue;
   const States states = GetParam().states(catalogue);
-  catalogue.become(states.old);
+  catalogue.become(states.begun);
   std::vector<SystemCall> calls;
   runInChild(catalogue.path().string(), GetParam(), {}, &calls);
 
-  Disk disk(catalogue.path(), states.old);
+  Disk disk(catalogue.path(), states.begun);
   std::set<State> seen;
   for (const SystemCall& call : calls) {
     disk.apply(call);

@@ -129,6 +129,22 @@ TEST_F(Processes, WaitForEachOthersChangesAndNotForQueries) {
   EXPECT_EQ(elements("L1"), std::vector<std::string>{"2@1000:TAPE1"});
 }
 
+TEST_F(Processes, WaitAlsoWithAFileOfTheWorkingDirectory) {
+  LibraryBuilder("L1").slots(1000, 1).build();
+  std::filesystem::copy_file(m_catalogue.libraryFile("L1"), m_catalogue.path() / "Library1.xml");
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(m_catalogue.path());
+  TqLibEmulator emulator;
+  CatalogueLock others;
+  ASSERT_TRUE(others.take(m_catalogue.catalogue()));
+  CatalogueLock impatient(20ms);
+  emulator.m_pCatalogueLock = &impatient;
+  EXPECT_FALSE(emulator.RemoveVirtualDevice("", "L1", ""));
+  emulator.m_pCatalogueLock = nullptr;
+  std::filesystem::current_path(before);
+  EXPECT_EQ(lastError(emulator), impatient.error());
+}
+
 TEST_F(Processes, PutNothingInPlaceThatAForeignNoteNames) {
   LibraryBuilder("L1").slots(1000, 1).build();
   const std::string note = m_catalogue.catalogue() + ".tqlib-pending";

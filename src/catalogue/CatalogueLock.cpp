@@ -1,21 +1,22 @@
 // The system has no timed wait for this lock and does not queue those who ask for it in vain, so it
 // is asked for again and again. A process that changes a library without a pause would be let in
-// again and again before them, since it gives the lock back for moments only; so those who wait tell
-// it by a lock of the other kind, a shared record lock on the directory, which holds up nobody, and
-// whoever gives the lock back while there is one leaves them the time to get in.
+// again and again before them, since it gives the lock back for moments only; so those who wait
+// tell it by a lock of the other kind, a shared record lock on the directory, which holds up
+// nobody, and whoever gives the lock back while there is one leaves them the time to get in.
 
 #include "catalogue/CatalogueLock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
 #include <thread>
 
 #include "TqLibEmulator.h"
-#include "catalogue/PairedSave.h"
 #include "catalogue/ReplacedFile.h"
 
 namespace {
@@ -50,8 +51,15 @@ bool isAnyoneWaiting(int fd) {
 /// Whether the catalogue has to be worked on without a lock. EBADF is the answer of a file system
 /// that wants a file opened for writing, which a directory never is.
 bool isNoneToBeHad(int code) {
-  return code == ENOLCK || code == EOPNOTSUPP || code == ENOSYS || code == EINVAL ||
-         code == EBADF || code == EACCES;
+  return code == ENOLCK || code == EOPNOTSUPP || code == ENOSYS || code == EINVAL || code == EBADF;
+}
+
+/// Whether what is open is what the path leads to.
+bool isAt(int fd, const std::string& path) {
+  struct stat open {};
+  struct stat there {};
+  return ::fstat(fd, &open) == 0 && ::stat(path.c_str(), &there) == 0 &&
+         open.st_dev == there.st_dev && open.st_ino == there.st_ino;
 }
 
 void warnOnce(const std::string& folder, int code) {
@@ -65,68 +73,88 @@ void warnOnce(const std::string& folder, int code) {
 
 /// 0 when the lock is held, else why not.
 int lockWithin(int fd, std::chrono::milliseconds longestWait) {
-  if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
-    return 0;
-  }
-  announceWait(fd);
   const auto end = std::chrono::steady_clock::now() + longestWait;
-  while (errno == EWOULDBLOCK || errno == EINTR) {
+  for (bool isFirst = true;; isFirst = false) {
+    const int code = ::flock(fd, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+    if (code != EWOULDBLOCK && code != EINTR && code != EACCES) {  // which some file systems say
+      endWait(fd);
+      return code;
+    }
     if (std::chrono::steady_clock::now() >= end) {
       return ETIMEDOUT;
     }
-    std::this_thread::sleep_for(kStep);
-    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
-      endWait(fd);
-      return 0;
+    if (isFirst) {
+      announceWait(fd);
     }
+    std::this_thread::sleep_for(kStep);
   }
-  return errno;
 }
 
 }  // namespace
 
 // Unlocked by name, since a child that another thread forked meanwhile may hold the descriptor too.
 CatalogueLock::~CatalogueLock() {
-  if (!m_held) {
-    return;
+  bool isWanted = false;
+  for (const Folder& folder : m_folders) {
+    if (folder.lock) {
+      isWanted = isAnyoneWaiting(folder.lock->get()) || isWanted;
+      ::flock(folder.lock->get(), LOCK_UN);
+    }
   }
-  const bool isWanted = isAnyoneWaiting(m_held->get());
-  ::flock(m_held->get(), LOCK_UN);
   if (isWanted) {
     std::this_thread::sleep_for(kCourtesy);
   }
 }
 
-bool CatalogueLock::take(const std::string& folder) {
-  if (!m_folder.empty()) {
-    return m_error.empty();
-  }
-  m_folder = folder;
-  const int code = lock();
-  if (code == ENOENT || code == ENOTDIR) {
-    return true;
-  }
-  if (isNoneToBeHad(code)) {
-    warnOnce(folder, code);
-  } else if (code != 0) {
-    m_error = "Cannot lock directory " + folder + ": " +
-              (code == ETIMEDOUT ? "another process keeps it locked" : std::strerror(code));
+bool CatalogueLock::take(const std::string& path) {
+  if (!m_error.empty()) {
     return false;
   }
-  return PairedSave::complete(folder, m_error);
+  if (has(path)) {
+    return true;
+  }
+  Folder& folder = m_folders.emplace_back();
+  folder.path = path;
+  const int code = lock(folder);
+  if (code == EACCES || isNoneToBeHad(code)) {
+    warnOnce(path, code);
+  } else if (code != 0 && code != ENOENT && code != ENOTDIR) {
+    m_error = "Cannot lock directory " + path + ": " +
+              (code == ETIMEDOUT ? "another process keeps it locked" : std::strerror(code));
+  }
+  return m_error.empty();
 }
 
-int CatalogueLock::lock() {
-  m_held.emplace(::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const int code = *m_held ? lockWithin(m_held->get(), m_longestWait) : errno;
+// The working directory may be the catalogue's, and a second lock on it would wait for the first.
+bool CatalogueLock::has(const std::string& path) const {
+  return std::any_of(m_folders.begin(), m_folders.end(), [&](const Folder& folder) {
+    return folder.path == path || (folder.lock && isAt(folder.lock->get(), path));
+  });
+}
+
+bool CatalogueLock::holds(const std::string& path) const {
+  return std::any_of(m_folders.begin(), m_folders.end(), [&](const Folder& folder) {
+    return folder.lock && (folder.path == path || isAt(folder.lock->get(), path));
+  });
+}
+
+// A directory may be put in the place of another one while its lock is waited for.
+int CatalogueLock::lock(Folder& folder) const {
+  int code = 0;
+  do {
+    folder.lock.emplace(::open(folder.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    code = *folder.lock ? lockWithin(folder.lock->get(), m_longestWait) : errno;
+  } while (code == 0 && !isAt(folder.lock->get(), folder.path));
   if (code != 0) {
-    m_held.reset();
+    folder.lock.reset();
   }
   return code;
 }
 
 void CatalogueLock::removeLeftOvers() const {
-  if (m_held) {
-    ReplacedFile::removeLeftOvers(m_folder);
+  for (const Folder& folder : m_folders) {
+    if (folder.lock) {
+      ReplacedFile::removeLeftOvers(folder.path);
+    }
   }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <optional>
 #include <string>
 
@@ -20,26 +21,36 @@ public:
   CatalogueLock(const CatalogueLock&) = delete;
   CatalogueLock& operator=(const CatalogueLock&) = delete;
 
-  /// Takes the lock unless this object had its answer before, and completes what a process that
-  /// died left half done. `folder` may end in "/".
+  /// Takes the lock on a directory unless it was asked for before. Not only the catalogue's: what
+  /// has no library's key lies in the working directory.
   ///
   /// True also without a lock, where there is none to be had: the directory does not exist, or
   /// cannot be opened for lack of permission, or its file system has no such lock; the last two are
   /// logged, once in a process. On false (another process keeps it too long, a system error)
-  /// error() tells why.
-  bool take(const std::string& folder);
+  /// error() tells why, and every later call fails at once.
+  bool take(const std::string& path);
+
+  /// Whether the directory was asked for, under whatever name.
+  bool has(const std::string& path) const;
+
+  /// Whether there is a lock on it, too.
+  bool holds(const std::string& path) const;
 
   /// Removes the unfinished files that processes left which died; no other process can be at work
-  /// on one while the lock is held. Does nothing when it is not.
+  /// on one while the lock is held. Does nothing where it is not.
   void removeLeftOvers() const;
 
   const std::string& error() const { return m_error; }
 
 private:
-  int lock();
+  struct Folder {
+    std::string path;
+    std::optional<FileDescriptor> lock;
+  };
+
+  int lock(Folder& folder) const;
 
   std::chrono::milliseconds m_longestWait;
-  std::optional<FileDescriptor> m_held;
-  std::string m_folder;  // empty until the lock was asked for
+  std::deque<Folder> m_folders;
   std::string m_error;
 };

@@ -123,6 +123,11 @@ bool PairedSave::complete(const std::string& folder, std::string& error) {
       return false;
     }
   }
-  ::unlink(note.c_str());
+  // Carried out once more, it would undo what was changed since.
+  if (::unlink(note.c_str()) != 0 && errno != ENOENT) {
+    error = "Cannot remove " + note + ": " + std::strerror(errno);
+    return false;
+  }
+  syncFolder(folder);
   return true;
 }

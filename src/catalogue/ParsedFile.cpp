@@ -25,7 +25,8 @@
 
 namespace {
 
-constexpr int kMostLevels = 100;  // our files have five
+constexpr int kMostLevels = 100;              // our files have five
+constexpr unsigned kMostElementNames = 1000;  // and about 40 names
 
 struct ParseFailure {
   std::string reason;
@@ -69,6 +70,7 @@ public:
     throw ParseFailure{"The document type declaration has an internal subset"};
   }
 
+  // Names are looked up in lists of the XML library that grow with their number.
   // Every start has its end, that of an element without content inside this call.
   void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri,
                     const XMLCh* const prefix,
@@ -77,6 +79,10 @@ public:
     if (++m_levels > kMostLevels) {
       throw ParseFailure{"Elements are nested deeper than " + std::to_string(kMostLevels) +
                          " levels"};
+    }
+    if (element.getId() > kMostElementNames) {
+      throw ParseFailure{"There are more than " + std::to_string(kMostElementNames) +
+                         " names of elements"};
     }
     XercesDOMParser::startElement(element, uri, prefix, attributes, count, isEmpty, isRoot);
   }

@@ -14,9 +14,9 @@
 
 namespace {
 
-/// Far beyond the 65,536 element addresses of SCSI. A count that is wrong must not take all memory
-/// of the emulator, with every other call waiting for it.
-constexpr int kMostNewSlots = 1'000'000;
+/// Beyond the 65,536 element addresses of SCSI. A count that is wrong must not take all memory of
+/// the emulator, 2 KiB for each slot, with every other call waiting for it.
+constexpr int kMostNewSlots = 200'000;
 
 /// Addresses and counts come from callers and files; a sum beyond the range of int wraps.
 int addWrapping(int a, int b) {

@@ -113,22 +113,25 @@ bool TqLibEmulator::GetMeridianInstallDir(std::string& dir) {
   return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0 && holdCatalogue(dir);
 }
 
-// An operation that only reads is held up by one thing: a save that another process left half done.
-// It reads what there is when that cannot be completed.
+// What a process that died left half done is completed first. An operation that only reads does so
+// as well, but waits for nobody: it reads what there is.
 bool TqLibEmulator::holdCatalogue(const std::string& dir) {
   static constexpr char kOrigin[] = "TqLibEmulator::holdCatalogue";
+  std::string problem;
   if (m_pCatalogueLock == nullptr) {
-    CatalogueLock lock;
-    if (PairedSave::isPending(dir) && !lock.take(dir)) {
-      EvDebug::Error(debugHandler, kOrigin, "%s", lock.error().c_str());
+    CatalogueLock lock(std::chrono::milliseconds(0));
+    if (PairedSave::isPending(dir) && lock.take(dir) && lock.holds(dir) &&
+        !PairedSave::complete(dir, problem)) {
+      EvDebug::Error(debugHandler, kOrigin, "%s", problem.c_str());
     }
     return true;
   }
-  if (!m_pCatalogueLock->take(dir)) {
-    report(kOrigin, "%s", m_pCatalogueLock->error().c_str());
-    return false;
+  if (m_pCatalogueLock->has(dir) ||
+      (m_pCatalogueLock->take(dir) && PairedSave::complete(dir, problem))) {
+    return true;
   }
-  return true;
+  report(kOrigin, "%s", problem.empty() ? m_pCatalogueLock->error().c_str() : problem.c_str());
+  return false;
 }
 
 // A file that cannot be asked for counts as there: taken for absent, it would be made anew, and
