@@ -20,6 +20,6 @@ struct ParsedFile {
 };
 
 /// Parses the file at `path`. Nothing but this file is read while it is parsed, and a file whose
-/// document type declaration has an internal subset is refused. Throws only std::bad_alloc and its
-/// like.
+/// document type declaration has an internal subset, that is nested deeper than 100 levels or has
+/// more than 1,000 names of elements is refused. Throws only std::bad_alloc and its like.
 ParsedFile parseFile(const std::string& path);

@@ -15,6 +15,15 @@ namespace {
 
 constexpr int kOtherLibrary = 50008;
 
+/// Any query of the library does so; this one fails without a word.
+void completeWhatIsHalfSaved() {
+  TqLibEmulator emulator;
+  int status = 0;
+  int asc = 0;
+  int ascq = 0;
+  emulator.GetVirtualDeviceStatus("-", status, asc, ascq, true);
+}
+
 template <typename Wanted>
 const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
   const auto found = std::find_if(devices.begin(), devices.end(), wanted);
@@ -26,6 +35,7 @@ const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted want
 // The device query names the listed libraries too, but stops at the first one that is broken, when
 // an operator wants to see the list most.
 std::vector<std::string> listedLibraries() {
+  completeWhatIsHalfSaved();
   const std::string list = catalogueFolder() + names::kLibraryList;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
   try {

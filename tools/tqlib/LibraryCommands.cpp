@@ -115,7 +115,7 @@ void addExpected(std::set<std::string>& names, const Range& range) {
 // A batch can succeed without anything having come to exist, so the catalogue itself is asked.
 void verify(const Options& options) {
   const std::string& serial = options.library.SerialNumber;
-  if (!libraryExists(serial)) throw notSaved("library " + serial);
+  if (!libraryExists(serial) || !isListed(serial)) throw notSaved("library " + serial);
   std::set<std::string> missing;
   for (const Range* range : {&options.drives, &options.slots, &options.mailSlots}) {
     addExpected(missing, *range);
