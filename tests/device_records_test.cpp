@@ -1,34 +1,10 @@
-// Devices as records: read from a document, and flattened for callers.
+// Devices as flat records for callers.
 #include <gtest/gtest.h>
 
-#include "LoadedDocument.h"
+#include "TqLibEmulator.h"
 
 namespace tests {
 namespace {
-
-TEST(DeviceRecords, AreReadWithMissingValuesAndTheLastMatchingUnit) {
-  LoadedDocument doc(R"(<Devices>
-<Library><LibraryScsiDevice><SerialNumber>S</SerialNumber></LibraryScsiDevice>
-  <LibraryScsiUnit MAName="hosta"><AccessPath>/dev/sg3</AccessPath></LibraryScsiUnit>
-  <IEPortBaseAddress><x/></IEPortBaseAddress></Library>
-<Drive><BaseAddress>501</BaseAddress><DriveScsiDevice/>
-  <DriveScsiUnit MAName="hosta"><Lun>1</Lun></DriveScsiUnit>
-  <DriveScsiUnit MAName="HOSTA"><Lun>2</Lun></DriveScsiUnit></Drive></Devices>)");
-  SCSIUnit unit;
-  ASSERT_TRUE(doc.emulator.extractSCSIUnitAndDevice(doc.at(u"Drive"), "HostA", unit, false));
-  EXPECT_EQ(unit.MAName + std::to_string(unit.Lun), "HOSTA2");
-  EXPECT_EQ(unit.DriveBaseAddress, 501);
-  EXPECT_EQ(doc.emulator.getScsiUnitForMA(doc.at(u"Drive"), false, "HOSTa"),
-            doc.at(u"DriveScsiUnit"));
-  ASSERT_TRUE(doc.emulator.extractSCSIUnitAndDevice(doc.at(u"Library"), "", unit, true));
-  EXPECT_EQ(unit.MAName + unit.AccessPath + unit.SerialNumber, "hosta/dev/sg3S");
-  EXPECT_EQ(unit.DriveBaseAddress, 0);
-  EXPECT_EQ(unit.IEPortBaseAddress, -1);  // the one that may be unreadable
-
-  doc.emulator.clearSCSIUnit(unit);
-  EXPECT_TRUE(doc.emulator.extractSCSIUnitAndDevice(doc.at(u"Library"), "other", unit, true));
-  EXPECT_EQ(unit.MAName + unit.AccessPath, "hosta");  // callers set the name before they clear
-}
 
 TEST(FlattenedMap, ListsTheDrivesInAscendingOrderAndReadsBack) {
   SCSIUnit unit;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "LoadedDocument.h"
+#include "SmallLibrary.h"
 
 namespace tests {
 namespace {

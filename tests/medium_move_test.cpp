@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "LoadedDocument.h"
+#include "SmallLibrary.h"
 
 namespace tests {
 namespace {
@@ -64,20 +64,6 @@ TEST(MediumMove, IsRefusedWithItsReasonAndLeavesTheFileUntouched) {
     EXPECT_TRUE(isMissing ? catalogue.logged(lastError(emulator)) : catalogue.log().empty());
     EXPECT_EQ(catalogue.files(), (std::map<std::string, std::string>{{"Lib_A.xml", kLibrary}}));
   }
-}
-
-TEST(MediumMove, CarriesTheBarCodeFromPlaceToPlaceAndLeavesNothingBehind) {
-  TempCatalogue catalogue;
-  LibraryBuilder("A").mailSlots(10, 1).slots(1000, 1).drives(500, 1).build();
-  TqLibEmulator emulator;
-  ASSERT_TRUE(emulator.SetVirtualLibraryElement("A", described("2@1000:T1 5@1"), false));
-  const std::string file = compact(readFile(catalogue.libraryFile("A")));
-  LibElement from = place("2@1000");
-  for (const LibElement& to : described("4@500 3@10 5@1 2@1000")) {
-    ASSERT_TRUE(move(emulator, from, to));
-    from = to;
-  }
-  EXPECT_EQ(compact(readFile(catalogue.libraryFile("A"))), file);
 }
 
 TEST(MediumMove, NeedsTheRightLibraryUnlessBothPlacesAreShelves) {
