@@ -23,6 +23,7 @@ namespace {
 
 constexpr std::chrono::microseconds kStep{200};
 constexpr std::chrono::microseconds kCourtesy = 5 * kStep;
+constexpr int kMostTries = 10;
 
 /// A record lock, of the descriptor and not of the process, on the whole of what is open.
 struct flock recordLock(short type) {
@@ -140,15 +141,18 @@ bool CatalogueLock::holds(const std::string& path) const {
 
 // A directory may be put in the place of another one while its lock is waited for.
 int CatalogueLock::lock(Folder& folder) const {
-  int code = 0;
-  do {
+  for (int tries = 0; tries < kMostTries; ++tries) {
     folder.lock.emplace(::open(folder.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    code = *folder.lock ? lockWithin(folder.lock->get(), m_longestWait) : errno;
-  } while (code == 0 && !isAt(folder.lock->get(), folder.path));
-  if (code != 0) {
+    const int code = *folder.lock ? lockWithin(folder.lock->get(), m_longestWait) : errno;
+    if (code == 0 && isAt(folder.lock->get(), folder.path)) {
+      return 0;
+    }
     folder.lock.reset();
+    if (code != 0) {
+      return code;
+    }
   }
-  return code;
+  return ESTALE;
 }
 
 void CatalogueLock::removeLeftOvers() const {
