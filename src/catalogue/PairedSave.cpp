@@ -32,6 +32,11 @@ bool isFileOfCatalogue(const std::string& name) {
           name.find('/') == std::string::npos);
 }
 
+/// Whether a description of the file would be taken for one of ours.
+bool canBeNoted(const ReplacedFile& file) {
+  return !file.aside().empty() && isFileOfCatalogue(nameIn(file.target()));
+}
+
 /// The names in such a description, by turns of a prepared file and of what it is to become; none
 /// when it is anything else, for a note of another origin must not move other files.
 std::vector<std::string> namesIn(const std::string& text) {
@@ -56,8 +61,8 @@ bool putInPlace(ReplacedFile& file, const std::string& aside) {
 }  // namespace
 
 bool PairedSave::commit() {
-  const bool isJoined = !m_first.aside().empty() && !m_second.aside().empty() &&
-                        m_first.folder() == m_second.folder();
+  const bool isJoined =
+      canBeNoted(m_first) && canBeNoted(m_second) && m_first.folder() == m_second.folder();
   return isJoined ? commitJoined() : commitOneByOne();
 }
 
