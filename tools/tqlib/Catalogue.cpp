@@ -41,7 +41,7 @@ std::vector<std::string> listedLibraries() {
   try {
     return attributeValues(list, names::kLibrary, names::kId);
   } catch (const Failure& failure) {
-    throw Failure(std::string(failure.what()) + "; mend it or write it anew");
+    throw Failure(failure.what(), "mend the list, or write it anew");
   }
 }
 
@@ -64,12 +64,12 @@ std::vector<std::string> storedLibraries() {
 }
 
 RemovedLibrary::RemovedLibrary(const std::string& library)
-    : Failure("library " + library + " was removed; " + purgeCommand(library) +
-              " deletes its file: " + libraryFile(library)) {}
+    : Failure("library " + library + " was removed, and its file stayed: " + libraryFile(library),
+              purgeCommand(library) + " deletes the file") {}
 
 Failure listedOnly(const std::string& library) {
-  return Failure("library " + library + " is listed without a file; " + purgeCommand(library) +
-                 " takes it off the list");
+  return Failure("library " + library + " is listed without a file",
+                 purgeCommand(library) + " takes it off the list");
 }
 
 std::string purgeCommand(const std::string& library) {

@@ -12,12 +12,20 @@ struct Command {
   Options& options;
 };
 
+/// The example is a whole command line, and works on the libraries that the tests make for it.
+struct CommandTexts {
+  const char* name;
+  const char* help;
+  const char* example;
+};
+
 /// Adds a command that runs `run` once it is chosen. Its options live as long as it.
 template <typename Options>
-Command<Options> addCommand(CLI::App& parent, Session& session, const char* name, const char* help,
+Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTexts& texts,
                             void (*run)(const Options&, const Session&)) {
   const auto options = std::make_shared<Options>();
-  CLI::App* app = parent.add_subcommand(name, help);
+  CLI::App* app = parent.add_subcommand(texts.name, texts.help);
+  app->footer(std::string("Example:\n  ") + texts.example);
   app->callback([options, run, &session] {
     session.action = [options, run, &session] { run(*options, session); };
   });

@@ -27,7 +27,7 @@ void useConfiguration(const std::string& config) {
   // Without a configuration the calls would fail with a path that means nothing to an operator.
   if (access(file.c_str(), R_OK) != 0) {
     const std::string reason = systemFailure(file, errno).what();
-    throw Failure("no configuration: " + reason + "; \"tqlib init DIR\" writes one");
+    throw Failure("no configuration: " + reason, "\"tqlib init DIR\" writes one");
   }
   setenv(kVariable, file.c_str(), 1);
 }
@@ -49,5 +49,7 @@ bool libraryExists(const std::string& library) {
 }
 
 void requireLibrary(const std::string& library) {
-  if (!libraryExists(library)) throw Failure("no such library: " + library);
+  if (!libraryExists(library)) {
+    throw Failure("no such library: " + library, "\"tqlib library list\" names those there are");
+  }
 }

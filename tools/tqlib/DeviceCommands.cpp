@@ -16,9 +16,7 @@ std::vector<SCSIUnitNoMap> allDevices(const std::string& host) {
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   if (!emulator.GetVirtualDeviceInfo(host, devices)) {
-    throw libraryFailure(
-        "the devices cannot be read", emulator,
-        std::string(kSeeLog) + "; \"tqlib library list\" tells the state of each library");
+    throw libraryFailure("the devices cannot be read", emulator, kSeeLog);
   }
   return devices;
 }
@@ -50,13 +48,20 @@ void listDevices(const Options& options, const Session& session) {
               devices.empty() ? "host " + options.host + " sees no device" : deviceTable(devices));
 }
 
-}  // namespace
-
-void addDeviceCommands(CLI::App& app, Session& session) {
-  const auto [command, options] =
-      addCommand(app, session, "devices", "List the devices that a host sees", listDevices);
+void addList(CLI::App& parent, Session& session, const CommandTexts& texts) {
+  const auto [command, options] = addCommand(parent, session, texts, listDevices);
   addText(command, "HOST", options.host, "Name of the host")->required();
   addLibraryOperand(command, options.library)
       ->required(false)
       ->description("Only this library's devices");
+}
+
+}  // namespace
+
+void addDeviceCommands(CLI::App& app, Session& session) {
+  CLI::App* group =
+      app.add_subcommand("device", "Devices as hosts see them")->require_subcommand(1);
+  addList(*group, session,
+          {"list", "List the devices that a host sees", "tqlib device list host-a"});
+  addList(app, session, {"devices", "Short for \"device list\"", "tqlib devices host-a LIB001"});
 }

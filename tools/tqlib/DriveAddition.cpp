@@ -170,8 +170,11 @@ void addDrive(const Options& options, const Session& session) {
 }  // namespace
 
 void addDriveAddition(CLI::App& group, Session& session) {
-  const auto [command, options] = addCommand(
-      group, session, "add", "Add a drive to a library, or show one to another host", addDrive);
+  const auto [command, options] =
+      addCommand(group, session,
+                 {"add", "Add a drive to a library, or show one to another host",
+                  "tqlib drive add LIB001 LIB001D2 --host host-b"},
+                 addDrive);
   SCSIUnitFields& drive = options.drive;
   addLibraryOperand(command, options.library);
   addDriveOperand(command, drive.SerialNumber);

@@ -91,16 +91,19 @@ void addDriveCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("drive", "Drives")->require_subcommand(1);
   addDriveAddition(*group, session);
 
-  const auto [remove, removal] = addCommand(*group, session, "remove",
-                                            "Remove a drive; it should be empty, since what it "
-                                            "holds is forgotten with it",
-                                            removeDrive);
+  const auto [remove, removal] = addCommand(
+      *group, session,
+      {"remove", "Remove a drive; it should be empty, since what it holds is forgotten with it",
+       "tqlib drive remove LIB001 LIB001D2"},
+      removeDrive);
   addLibraryOperand(remove, removal.library);
   addDriveOperand(remove, removal.serial);
   addText(remove, "--host", removal.host,
           "Only this host loses the drive; with the last host the drive goes");
 
-  const auto [volume, query] = addCommand(*group, session, "volume",
-                                          "Print the barcode of the medium in a drive", showVolume);
+  const auto [volume, query] = addCommand(
+      *group, session,
+      {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"},
+      showVolume);
   addDriveOperand(volume, query.serial);
 }

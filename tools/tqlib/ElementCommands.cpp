@@ -1,4 +1,4 @@
-// tqlib elements, element and move: the inventory of a library and its changes.
+// tqlib element: the inventory of a library and its changes.
 #include <algorithm>
 
 #include "Catalogue.h"
@@ -81,7 +81,7 @@ void setElement(const Options& options, const Session& session) {
   const Elements elements = inventory(options.library);
   refuseTwinSlot(elements, element);
   if (element.elementType == LIB_ELEM_DRIVE && find(elements, element) == nullptr) {
-    throw Failure("no such drive: " + options.element + "; \"tqlib drive add\" makes one");
+    throw Failure("no such drive: " + options.element, "\"tqlib drive add\" makes one");
   }
   TqLibEmulator emulator;
   if (!emulator.SetVirtualLibraryElement(options.library, element, false)) {
@@ -142,19 +142,34 @@ void moveMedium(const Options& options, const Session& session) {
       options.element + " moved to " + options.destination);
 }
 
-void addElementGroup(CLI::App& app, Session& session) {
-  CLI::App* group = app.add_subcommand("element", "One element")->require_subcommand(1);
+void addList(CLI::App& parent, Session& session, const CommandTexts& texts) {
+  const auto [list, options] = addCommand(parent, session, texts, listElements);
+  addLibraryOperand(list, options.library);
+}
 
+void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
+  const std::string forms = std::string(": ") + kElementForms;
+  const auto [move, options] = addCommand(parent, session, texts, moveMedium);
+  addLibraryOperand(move, options.library);
+  move.add_option("FROM", options.element, "Where the medium is" + forms)->required();
+  move.add_option("TO", options.destination, "Where it goes" + forms)->required();
+}
+
+void addChanges(CLI::App& group, Session& session) {
   const auto [set, setting] =
-      addCommand(*group, session, "set",
-                 "Say what an element holds; makes slots and shelves that are missing", setElement);
+      addCommand(group, session,
+                 {"set", "Say what an element holds; makes slots and shelves that are missing",
+                  "tqlib element set LIB001 slot:1002 --barcode A00004"},
+                 setElement);
   addLibraryOperand(set, setting.library);
   set.add_option("ELEMENT", setting.element, kElementForms)->required();
   addText(set, "--barcode", setting.barcode, "Barcode of its medium");
   set.add_flag("--empty", setting.empty, "It holds no medium");
 
   const auto [remove, removal] =
-      addCommand(*group, session, "remove", "Remove a slot or a shelf", removeElement);
+      addCommand(group, session,
+                 {"remove", "Remove a slot or a shelf", "tqlib element remove LIB001 slot:1007"},
+                 removeElement);
   addLibraryOperand(remove, removal.library);
   remove.add_option("ELEMENT", removal.element, "slot:N, mail:N or shelf:N")->required();
 }
@@ -162,15 +177,14 @@ void addElementGroup(CLI::App& app, Session& session) {
 }  // namespace
 
 void addElementCommands(CLI::App& app, Session& session) {
-  const auto [list, listed] =
-      addCommand(app, session, "elements", "List the elements of a library", listElements);
-  addLibraryOperand(list, listed.library);
-  addElementGroup(app, session);
-
-  const std::string forms = std::string(": ") + kElementForms;
-  const auto [move, options] =
-      addCommand(app, session, "move", "Move a medium to another element", moveMedium);
-  addLibraryOperand(move, options.library);
-  move.add_option("FROM", options.element, "Where the medium is" + forms)->required();
-  move.add_option("TO", options.destination, "Where it goes" + forms)->required();
+  CLI::App* group =
+      app.add_subcommand("element", "Elements of a library and their media")->require_subcommand(1);
+  addList(*group, session, {"list", "List the elements of a library", "tqlib element list LIB001"});
+  addMove(*group, session,
+          {"move", "Move a medium to another element",
+           "tqlib element move LIB001 slot:1000 drive:500"});
+  addChanges(*group, session);
+  addList(app, session, {"elements", "Short for \"element list\"", "tqlib elements LIB001 --json"});
+  addMove(app, session,
+          {"move", "Short for \"element move\"", "tqlib move LIB001 slot:1000 drive:500"});
 }

@@ -1,38 +1,57 @@
 #include "Errors.h"
 
 #include <system_error>
-#include <utility>
 #include <vector>
 
 namespace {
 
 // The library's transfers leave a code without a text, so the words are ours.
-const std::pair<int, const char*> kMeanings[] = {
+struct Meaning {
+  int code;
+  const char* text;
+  const char* next = "";
+};
+
+constexpr char kCheck[] = "\"tqlib check\" tells which file, and what is wrong in it";
+constexpr char kElements[] = "\"tqlib element list LIBRARY\" shows what is where";
+
+const Meaning kMeanings[] = {
     {764, "the file cannot be opened"},
     {767, "the write failed"},
-    {785, "the volume is now larger than nVirtualTapeSizeMB allows; what was written stays"},
+    {785, "the volume is now larger than nVirtualTapeSizeMB allows; what was written stays",
+     "raise nVirtualTapeSizeMB in the configuration, or erase the volume"},
     {786, "the seek stopped short"},
     {797, "the seek stopped short"},
     {979, "the read failed"},
     {993, "the volume name cannot be used"},
-    {40006, "the destination is occupied"},
-    {40018, "the source is empty"},
-    {50001, "how a host addresses a device cannot be read"},
-    {50002, "a drive's element address cannot be read"},
-    {50003, "a device's identity cannot be read"},
-    {50004, "the counts and addresses of a library cannot be read"},
-    {50005, "a catalogue file cannot be parsed"},
+    {40006, "the destination is occupied", kElements},
+    {40018, "the source is empty", kElements},
+    {50001, "how a host addresses a device cannot be read", kCheck},
+    {50002, "a drive's element address cannot be read", kCheck},
+    {50003, "a device's identity cannot be read", kCheck},
+    {50004, "the counts and addresses of a library cannot be read", kCheck},
+    {50005, "a catalogue file cannot be parsed", kCheck},
     {50006, "there is no memory for a parser"},
     {50007, "the catalogue folder cannot be made, or a file has no root"},
-    {50008, "the catalogue file does not hold this one library"},
-    {50009, "there is no such element"},
+    {50008, "the catalogue file does not hold this one library", kCheck},
+    {50009, "there is no such element", kElements},
 };
 
-std::string meaning(int code) {
-  for (const auto& [known, text] : kMeanings) {
-    if (known == code) return text;
+const Meaning* find(int code) {
+  for (const Meaning& known : kMeanings) {
+    if (known.code == code) return &known;
   }
-  return std::generic_category().message(code);
+  return nullptr;
+}
+
+std::string meaning(int code) {
+  const Meaning* known = find(code);
+  return known ? known->text : std::generic_category().message(code);
+}
+
+std::string nextStep(int code) {
+  const Meaning* known = find(code);
+  return known ? known->next : "";
 }
 
 }  // namespace
@@ -51,7 +70,7 @@ Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
   std::string reason;
   if (code != 0) reason = "error " + std::to_string(code) + ", " + meaning(code);
   if (!text.empty()) reason += (reason.empty() ? "" : ": ") + text;
-  return Failure(what + ": " + (reason.empty() ? otherwise : reason));
+  return Failure(what + ": " + (reason.empty() ? otherwise : reason), nextStep(code), code);
 }
 
 Failure notSaved(const std::string& what) {

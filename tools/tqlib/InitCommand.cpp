@@ -89,7 +89,10 @@ void runInit(const Options& options, const Session& session) {
 
 void addInitCommand(CLI::App& app, Session& session) {
   const auto [command, options] =
-      addCommand(app, session, "init", "Write a starting configuration into a folder", runInit);
+      addCommand(app, session,
+                 {"init", "Write a starting configuration into a folder",
+                  "tqlib init store --volume-size-mb 8192"},
+                 runInit);
   command.add_option("DIR", options.folder, "The folder; it is made when missing")->required();
   command.add_option("--volume-size-mb", options.volumeSize, "The most one volume holds, in MiB")
       ->check(CLI::Range(1UL, 1UL << 40))

@@ -201,8 +201,11 @@ void addIdentity(CLI::App& command, Options& options) {
 
 void addLibraryCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("library", "Libraries")->require_subcommand(1);
-  const auto [create, options] = addCommand(
-      *group, session, "create", "Create a library with drives and slots", createLibrary);
+  const auto [create, options] =
+      addCommand(*group, session,
+                 {"create", "Create a library with drives and slots",
+                  "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"},
+                 createLibrary);
   addIdentity(create, options);
   addRange(create, "--drives", "--drive-base", options.drives);
   addRange(create, "--slots", "--slot-base", options.slots);

@@ -169,8 +169,10 @@ void removeWanted(const Options& options, const Session& session) {
 
 void addLibraryRemoval(CLI::App& group, Session& session) {
   const auto [command, options] = addCommand(
-      group, session, "remove",
-      "Remove a library with its drives and shelves; the data of its media stays", removeWanted);
+      group, session,
+      {"remove", "Remove a library with its drives and shelves; the data of its media stays",
+       "tqlib library remove LIB001 --purge"},
+      removeWanted);
   addLibraryOperand(command, options.library);
   addText(command, "--host", options.host,
           "Only this host loses the library; with the last host the library goes");

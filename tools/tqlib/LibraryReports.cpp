@@ -191,8 +191,10 @@ void showLibrary(const Options& options, const Session& session) {
 }  // namespace
 
 void addLibraryReports(CLI::App& group, Session& session) {
-  addCommand(group, session, "list", "List all libraries", listLibraries);
+  addCommand(group, session, {"list", "List all libraries", "tqlib library list"}, listLibraries);
   const auto [show, options] =
-      addCommand(group, session, "show", "Show a library, its drives and its hosts", showLibrary);
+      addCommand(group, session,
+                 {"show", "Show a library, its drives and its hosts", "tqlib library show LIB001"},
+                 showLibrary);
   addLibraryOperand(show, options.library);
 }

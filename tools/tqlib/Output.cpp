@@ -60,6 +60,10 @@ void printResultBesideData(bool json, const Json& values, const std::string& sen
   std::cerr << (json ? jsonText(values) : sentence) << std::endl;
 }
 
+void printErrorJson(const Json& values) {
+  std::cerr << jsonText(values) << std::endl;
+}
+
 void printElements(bool json, const std::string& library, const std::vector<LibElement>& elements) {
   if (!json) {
     printLine(elementTable(elements));

@@ -17,6 +17,9 @@ void printResult(bool json, const Json& values, const std::string& sentence);
 /// The same on standard error, for a command whose data goes to standard output.
 void printResultBesideData(bool json, const Json& values, const std::string& sentence);
 
+/// Prints `values` on standard error.
+void printErrorJson(const Json& values);
+
 /// Prints the elements of a library as a table, or as JSON.
 void printElements(bool json, const std::string& library, const std::vector<LibElement>& elements);
 

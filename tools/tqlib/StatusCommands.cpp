@@ -89,7 +89,10 @@ void addStatusCommands(CLI::App& app, Session& session) {
   CLI::App* group =
       app.add_subcommand("status", "Injected SCSI status of a library")->require_subcommand(1);
   const auto [set, setting] =
-      addCommand(*group, session, "set", "Inject a status, in place of an earlier one", setStatus);
+      addCommand(*group, session,
+                 {"set", "Inject a status, in place of an earlier one",
+                  "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"},
+                 setStatus);
   addLibraryOperand(set, setting.library);
   set.add_option("--status", setting.status, "SCSI status, such as 2 or 0x02")->required();
   set.add_option("--asc", setting.asc, "Additional sense code, such as 0x04")->required();
@@ -101,8 +104,11 @@ void addStatusCommands(CLI::App& app, Session& session) {
       ->check(CLI::Range(std::numeric_limits<int>::max()))
       ->capture_default_str();
 
-  const auto [get, reading] = addCommand(
-      *group, session, "get", "Read the status as an emulator does, which uses it up", getStatus);
+  const auto [get, reading] =
+      addCommand(*group, session,
+                 {"get", "Read the status as an emulator does, which uses it up",
+                  "tqlib status get LIB001 --peek"},
+                 getStatus);
   addLibraryOperand(get, reading.library);
   get.add_flag("--peek", reading.peek, "Do not count the read");
 }

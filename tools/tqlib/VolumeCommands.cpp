@@ -144,9 +144,9 @@ void eraseVolume(const Options& options, const Session& session) {
               "volume " + options.volume + " erased");
 }
 
-Command<Options> addVolumeCommand(CLI::App& group, Session& session, const char* name,
-                                  const char* help, void (*run)(const Options&, const Session&)) {
-  const auto command = addCommand(group, session, name, help, run);
+Command<Options> addVolumeCommand(CLI::App& group, Session& session, const CommandTexts& texts,
+                                  void (*run)(const Options&, const Session&)) {
+  const auto command = addCommand(group, session, texts, run);
   command.app.add_option("NAME", command.options.volume, "The volume, as a rule a barcode")
       ->required()
       ->check(nameText());
@@ -170,13 +170,22 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
 
 void addVolumeCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("volume", "Tape volumes")->require_subcommand(1);
-  addTransfer(addVolumeCommand(*group, session, "write",
-                               "Write a file mark from its beginning, in place of what it held.\n"
-                               "Writing mark 0 erases the whole volume first.",
+  addTransfer(addVolumeCommand(*group, session,
+                               {"write",
+                                "Write a file mark from its beginning, in place of what it held.\n"
+                                "Writing mark 0 erases the whole volume first.",
+                                "tar -cf - . | tqlib volume write A00001 --mark 1"},
                                writeVolume),
               "The data; standard input when not given or -");
-  addTransfer(addVolumeCommand(*group, session, "read", "Read a file mark", readVolume),
-              "Where the data goes; standard output when not given or -");
-  addVolumeCommand(*group, session, "info", "Show folder, next file mark and size", showVolume);
-  addVolumeCommand(*group, session, "erase", "Delete all data of a volume", eraseVolume);
+  addTransfer(
+      addVolumeCommand(*group, session,
+                       {"read", "Read a file mark", "tqlib volume read A00001 --mark 0 | wc -c"},
+                       readVolume),
+      "Where the data goes; standard output when not given or -");
+  addVolumeCommand(*group, session,
+                   {"info", "Show folder, next file mark and size", "tqlib volume info A00001"},
+                   showVolume);
+  addVolumeCommand(*group, session,
+                   {"erase", "Delete all data of a volume", "tqlib volume erase A00001"},
+                   eraseVolume);
 }

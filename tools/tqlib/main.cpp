@@ -1,10 +1,14 @@
 // tqlib: the operator's tool for virtual tape libraries and their volumes.
 //
 // Exit codes: 0 done, 1 refused or failed, 2 wrong usage.
+#include <unistd.h>
+
 #include <iostream>
 
 #include "Commands.h"
 #include "Errors.h"
+#include "Output.h"
+#include "Terminal.h"
 
 namespace {
 
@@ -31,9 +35,23 @@ void declare(CLI::App& app, Session& session) {
   addVolumeCommands(app, session);
 }
 
-int complain(const std::exception& error, int exitCode) {
-  std::cerr << "tqlib: " << error.what() << std::endl;
-  return exitCode;
+void complain(const std::string& text) {
+  std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << text << std::endl;
+}
+
+// A program that asked for JSON reads what went wrong as well as what came of it.
+int complain(const Failure& failure, bool json) {
+  if (json) {
+    printErrorJson(
+        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
+    return kFailed;
+  }
+  complain(failure.what());
+  if (!failure.next.empty()) {
+    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << failure.next
+              << std::endl;
+  }
+  return kFailed;
 }
 
 // A word that is no command leaves the command missing, and that alone is what the parser tells.
@@ -58,9 +76,12 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return explain(app, error) == 0 ? kDone : kWrongUsage;
   } catch (const UsageError& error) {
-    return complain(error, kWrongUsage);
+    complain(error.what());
+    return kWrongUsage;
+  } catch (const Failure& failure) {
+    return complain(failure, session.json);
   } catch (const std::exception& error) {
-    return complain(error, kFailed);
+    return complain(Failure(error.what()), session.json);
   }
 }
 
