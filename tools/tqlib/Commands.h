@@ -10,6 +10,7 @@
 struct Session {
   bool json = false;
   std::string config;
+  const CLI::App* app = nullptr;  // all commands, for those that tell of them
   /// Set by the chosen command. Runs once the whole command line has been found good, so that a
   /// wrong option never leaves a command half done.
   std::function<void()> action;
@@ -22,6 +23,8 @@ void addVolumeCommands(CLI::App& app, Session& session);
 void addDeviceCommands(CLI::App& app, Session& session);
 void addDriveCommands(CLI::App& app, Session& session);
 void addStatusCommands(CLI::App& app, Session& session);
+void addManualCommand(CLI::App& app, Session& session);
+void addCompletionCommands(CLI::App& app, Session& session);
 
 /// Further commands of the group "library".
 void addLibraryReports(CLI::App& group, Session& session);

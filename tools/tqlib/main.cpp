@@ -17,6 +17,7 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
 void declare(CLI::App& app, Session& session) {
+  session.app = &app;
   app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
   app.fallthrough();  // so that --json and --config may also stand after the command
   app.add_flag("--json", session.json, "Print JSON");
@@ -33,6 +34,8 @@ void declare(CLI::App& app, Session& session) {
   addDeviceCommands(app, session);
   addStatusCommands(app, session);
   addVolumeCommands(app, session);
+  addManualCommand(app, session);
+  addCompletionCommands(app, session);
 }
 
 void complain(const std::string& text) {
