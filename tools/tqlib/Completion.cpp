@@ -17,18 +17,20 @@
 namespace {
 
 // The colon of an element's name ends a word for readline, which then replaces only what follows.
-constexpr char kScript[] = R"(# bash completion for tqlib
+constexpr char kScript[] = R"bash(# bash completion for tqlib
 _tqlib() {
-  local line=${COMP_LINE:0:COMP_POINT}
-  local word=${line##* } IFS=$'\n'
-  COMPREPLY=($(tqlib complete "$line" 2>/dev/null))
-  if [[ $word == *:* && $COMP_WORDBREAKS == *:* ]]; then
-    local before=${word%"${word##*:}"}
-    COMPREPLY=("${COMPREPLY[@]#"$before"}")
-  fi
+  local line=${COMP_LINE:0:COMP_POINT} word candidate
+  word=${line##* }
+  COMPREPLY=()
+  while IFS= read -r candidate; do
+    if [[ $word == *:* && $COMP_WORDBREAKS == *:* ]]; then
+      candidate=${candidate#"${word%"${word##*:}"}"}
+    fi
+    COMPREPLY+=("$(printf %q "$candidate")")
+  done < <("$1" complete "$line" 2>/dev/null)
 }
 complete -o default -F _tqlib tqlib
-)";
+)bash";
 
 using Words = std::vector<std::string>;
 
