@@ -1,0 +1,60 @@
+# Run by CPack between installing the components and packing them: adds what a Debian package has
+# and an installed tree has not.
+
+cmake_policy(VERSION 3.25)
+
+# An installed tree can be moved and its tool finds the library beside it; a package's tool finds it
+# where the system's libraries are.
+function(drop_rpath)
+  file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/tools/usr/bin/tqlib)
+endfunction()
+
+function(add_documents package_dir name)
+  set(dir ${package_dir}/usr/share/doc/${name})
+  set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+  string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  file(CONFIGURE OUTPUT ${dir}/copyright @ONLY CONTENT
+"Copyright 2026 The TqLibEmulator developers
+
+All rights reserved. No licence is granted here.
+")
+  file(CONFIGURE OUTPUT ${dir}/changelog.Debian @ONLY CONTENT
+"@CPACK_DEBIAN_PACKAGE_SOURCE@ (@version@) unstable; urgency=medium
+
+  * Version @CPACK_PACKAGE_VERSION@.
+
+ -- @CPACK_DEBIAN_PACKAGE_MAINTAINER@  @date@
+")
+  execute_process(COMMAND gzip -9nf ${dir}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+# What programs that are linked with the library depend on. While the version is 0.x, another minor
+# version may be another interface.
+function(write_control_files package)
+  set(dir ${CPACK_TQ_CONTROL_DIR})
+  set(other_minor "")
+  if(CPACK_PACKAGE_VERSION_MAJOR EQUAL 0)
+    math(EXPR next "${CPACK_PACKAGE_VERSION_MINOR} + 1")
+    set(other_minor ", ${package} (<< 0.${next}~)")
+  endif()
+  set(major ${CPACK_PACKAGE_VERSION_MAJOR})
+  file(WRITE ${dir}/triggers "activate-noawait ldconfig\n")
+  file(WRITE ${dir}/shlibs
+    "libTqLibEmulator ${major} ${package} (>= ${CPACK_PACKAGE_VERSION})${other_minor}\n")
+  file(WRITE ${dir}/known-symbols
+"libTqLibEmulator.so.${major} ${package} #MINVER#${other_minor}
+* Build-Depends-Package: ${CPACK_DEBIAN_DEV_PACKAGE_NAME}
+")
+  execute_process(
+    COMMAND dpkg-gensymbols -c0 -q -p${package} -v${CPACK_PACKAGE_VERSION} -I${dir}/known-symbols
+            -O${dir}/symbols
+            -e${CPACK_TEMPORARY_DIRECTORY}/runtime/${CPACK_TQ_LIBRARY_DIR}/libTqLibEmulator.so.${major}
+    COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+drop_rpath()
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} upper)
+  add_documents(${CPACK_TEMPORARY_DIRECTORY}/${component} ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+endforeach()
+write_control_files(${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME})
