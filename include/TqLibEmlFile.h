@@ -1,6 +1,7 @@
-// Virtual tape volumes: a folder for each volume, a plain file for each file mark in it.
-//
-// The two C functions at the end may be called from C; the class needs C++17.
+/// @file
+/// Virtual tape volumes: a folder for each volume, a plain file for each file mark in it.
+///
+/// The two C functions at the end may be called from C; the class needs C++17.
 #pragma once
 
 #ifndef TQLIB_API

@@ -1,5 +1,6 @@
-// The catalogue of virtual tape libraries: their identity, drives, slots, shelves and media, kept
-// in one XML file for each library.
+/// @file
+/// The catalogue of virtual tape libraries: their identity, drives, slots, shelves and media, kept
+/// in one XML file for each library.
 #pragma once
 
 #include <functional>
@@ -35,29 +36,29 @@ class TqCriticalSectionH;
 /// carries. The fields named DeviceText and DeviceInteger belong to callers: the catalogue clears
 /// and copies them, and neither fills nor reads them.
 struct TQLIB_API SCSIUnitFields {
-  std::string MAName;  ///< the host that sees the device
-  std::string Manufacturer;
-  std::string Model;
-  std::string FirmwareRevision;
-  std::string DeviceText1;
-  std::string DeviceText2;
-  std::string DeviceText3;
-  std::string SerialNumber;
-  std::string DeviceText4;
-  int ScsiDeviceType = -1;  ///< SCSI peripheral device type; 8, a medium changer, is a library
-  std::string AccessPath;   ///< the device's path on the host
-  std::string ScsiPort;
-  int Bus = -1;
-  int Target = -1;
-  int Lun = -1;
-  int DriveCount = 0;          ///< library
-  int DriveBaseAddress = -1;   ///< library: address of drive 1; drive: its own element address
-  int SlotCount = 0;           ///< library: storage slots
-  int SlotBaseAddress = -1;    ///< library
-  int IEPortCount = 0;         ///< library: import/export slots
-  int IEPortBaseAddress = -1;  ///< library
-  int DeviceInteger1 = 1;
-  int DeviceInteger2 = 0;
+  std::string MAName;            ///< the host that sees the device
+  std::string Manufacturer;      ///< vendor, as an inquiry reports it
+  std::string Model;             ///< product, as an inquiry reports it
+  std::string FirmwareRevision;  ///< product revision, as an inquiry reports it
+  std::string DeviceText1;       ///< the caller's
+  std::string DeviceText2;       ///< the caller's
+  std::string DeviceText3;       ///< the caller's
+  std::string SerialNumber;      ///< names the device; a library's is the key of its file
+  std::string DeviceText4;       ///< the caller's
+  int ScsiDeviceType = -1;       ///< SCSI peripheral device type; 8, a medium changer, is a library
+  std::string AccessPath;        ///< the device's path on the host
+  std::string ScsiPort;          ///< the host's port that leads to the device
+  int Bus = -1;                  ///< SCSI bus number; -1: not given
+  int Target = -1;               ///< SCSI target number; -1: not given
+  int Lun = -1;                  ///< SCSI logical unit number; -1: not given
+  int DriveCount = 0;            ///< library: drives
+  int DriveBaseAddress = -1;     ///< library: address of drive 1; drive: its own element address
+  int SlotCount = 0;             ///< library: storage slots
+  int SlotBaseAddress = -1;      ///< library: address of the first storage slot
+  int IEPortCount = 0;           ///< library: import/export slots
+  int IEPortBaseAddress = -1;    ///< library: address of the first import/export slot
+  int DeviceInteger1 = 1;        ///< the caller's
+  int DeviceInteger2 = 0;        ///< the caller's
 };
 
 /// A device with its drive identifier map, as the catalogue holds it in memory.
@@ -71,12 +72,13 @@ struct TQLIB_API SCSIUnit : SCSIUnitFields {
 /// number, "|", the serial number, "|", and "EOM" at the end. Serial numbers are not escaped: one
 /// that holds "|" corrupts the text.
 struct TQLIB_API SCSIUnitNoMap : SCSIUnitFields {
-  std::string DriveIdentifierMap;
+  std::string DriveIdentifierMap;  ///< library: drive number to serial number, as text
 
   SCSIUnitNoMap() = default;
 
   /// The record with its map flattened.
   SCSIUnitNoMap(const SCSIUnit& unit);
+  /// Takes the record over, with its map flattened.
   SCSIUnitNoMap& operator=(const SCSIUnit& unit);
 
   /// The record with the map read from the text. Never fails: a text that does not begin with
@@ -98,8 +100,8 @@ struct TQLIB_API LibElement {
   int elementType = -1;     ///< a code of LibElemType
   int elementAddress = -1;  ///< element address
   bool isValid = false;     ///< set by queries; changes ignore it
-  bool isOccupied = false;
-  std::string barCode;  ///< of the medium in the element; empty when not occupied
+  bool isOccupied = false;  ///< whether a medium is in the element
+  std::string barCode;      ///< of the medium in the element; empty when not occupied
 };
 
 /// Element nodes of a loaded document by element address. The document owns the nodes.
@@ -131,6 +133,7 @@ private:
 /// Holds a TqCriticalSection as long as it lives. A null pointer locks nothing.
 class TQLIB_API TqCriticalSectionLock {
 public:
+  /// Acquires `section`, and waits for it; it has to outlive this object.
   explicit TqCriticalSectionLock(TqCriticalSection* section);
   /// Never throws.
   ~TqCriticalSectionLock();
@@ -161,6 +164,7 @@ TQLIB_API std::wstring MyTranscode(const char* text);
 /// call. Each of the two has a buffer of its own, so that two texts can be used at once. Hold
 /// gCriticalSection.
 TQLIB_API const XMLCh* GetConstXMLCh(const wchar_t* text);
+/// Does what GetConstXMLCh() does, in its own buffer.
 TQLIB_API const XMLCh* GetConstXMLCh1(const wchar_t* text);
 
 /// Writes `value` in decimal into `buffer` (21 bytes suffice for any value) and returns `buffer`.

@@ -1,4 +1,5 @@
-// Host interface: the log.
+/// @file
+/// Host interface: the log.
 #pragma once
 
 #include "TqPlatform/Api.h"
@@ -29,6 +30,7 @@ public:
 /// The host's event facility.
 class TQ_PLATFORM_API EvEvent {
 public:
+  /// What the facility calls at an event.
   using Callback = void (*)();
 
   /// Prepares the facility for a component; may be called any number of times.

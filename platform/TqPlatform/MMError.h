@@ -1,4 +1,5 @@
-// Host interface: the record of the last error.
+/// @file
+/// Host interface: the record of the last error.
 #pragma once
 
 #include "TqPlatform/Api.h"
@@ -25,6 +26,6 @@ protected:
   /// PATH_MAX bytes in it.
   static constexpr int kErrorTextSize = 12288;
 
-  int m_nErrorCode;
-  char m_szErrorText[kErrorTextSize];
+  int m_nErrorCode;                    ///< as getErrorCode() tells it
+  char m_szErrorText[kErrorTextSize];  ///< ends with a zero byte
 };
