@@ -3,12 +3,6 @@
 
 cmake_policy(VERSION 3.25)
 
-# An installed tree can be moved and its tool finds the library beside it; a package's tool finds it
-# where the system's libraries are.
-function(drop_rpath)
-  file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/tools/usr/bin/tqlib)
-endfunction()
-
 function(add_documents package_dir name)
   set(dir ${package_dir}/usr/share/doc/${name})
   set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
@@ -52,7 +46,11 @@ function(write_control_files package)
     COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-drop_rpath()
+# An installed tree can be moved and its tool finds the library beside it; a package's tool finds it
+# where the system's libraries are.
+if("tools" IN_LIST CPACK_COMPONENTS_ALL)
+  file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/tools/usr/bin/tqlib)
+endif()
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   add_documents(${CPACK_TEMPORARY_DIRECTORY}/${component} ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})

@@ -1,8 +1,11 @@
-# Three Debian packages, one for each component: target `package`, or cpack once library and tool
+# Debian packages, one for each component: target `package`, or cpack once library and tool
 # are built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL runtime dev tools)
+set(CPACK_COMPONENTS_ALL runtime dev)
+if(TARGET tqlib)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
