@@ -56,3 +56,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   add_documents(${CPACK_TEMPORARY_DIRECTORY}/${component} ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
 endforeach()
 write_control_files(${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME})
+
+# Whatever the umask of whoever builds.
+execute_process(COMMAND chmod -R u+rwX,go+rX,go-w ${CPACK_TEMPORARY_DIRECTORY}
+  COMMAND_ERROR_IS_FATAL ANY)

@@ -1,5 +1,5 @@
-# Debian packages, one for each component: target `package`, or cpack once library and tool
-# are built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
+# Debian packages, one for each component: target `package`, or cpack once library and tool are
+# built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime dev)
@@ -11,9 +11,6 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each description begins with its own
-# Whatever the umask of whoever builds.
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(TQ_PACKAGE_MAINTAINER "The TqLibEmulator developers <developers@tqlibemulator.example>"
     CACHE STRING "Who maintains the packages")
