@@ -29,6 +29,7 @@ void addCompletionCommands(CLI::App& app, Session& session);
 /// Further commands of the group "library".
 void addLibraryReports(CLI::App& group, Session& session);
 void addLibraryRemoval(CLI::App& group, Session& session);
+void addLibraryExport(CLI::App& group, Session& session);
 
 /// A further command of the group "drive".
 void addDriveAddition(CLI::App& group, Session& session);

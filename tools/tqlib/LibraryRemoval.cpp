@@ -1,4 +1,6 @@
 // tqlib library remove: a library leaves the catalogue, or a host lets go of it.
+#include "LibraryRemoval.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -166,6 +168,11 @@ void removeWanted(const Options& options, const Session& session) {
 }
 
 }  // namespace
+
+void purgeLibrary(const std::string& library) {
+  dropWhatIsLeft(library, true);
+  purgeFile(library);
+}
 
 void addLibraryRemoval(CLI::App& group, Session& session) {
   const auto [command, options] = addCommand(
