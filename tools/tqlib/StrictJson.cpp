@@ -9,29 +9,32 @@ namespace {
 
 constexpr std::size_t kDeepest = 100;
 
-/// Follows the parser through the text. Of two equal keys the parser itself takes the last without
-/// a word.
-class PlaceInText {
+/// Goes through the text before it is parsed: of two equal keys the parser takes the last without a
+/// word, and a callback that it asks makes a long list cost the square of its length.
+class Inspection : public Json::json_sax_t {
 public:
-  bool operator()(Json::parse_event_t event, const Json& value) {
-    switch (event) {
-      case Json::parse_event_t::key:
-        enter(value.get<std::string>());
-        break;
-      case Json::parse_event_t::object_start:
-      case Json::parse_event_t::array_start:
-        advance();
-        open(event == Json::parse_event_t::array_start);
-        break;
-      case Json::parse_event_t::object_end:
-      case Json::parse_event_t::array_end:
-        m_levels.pop_back();
-        break;
-      case Json::parse_event_t::value:
-        advance();
-        break;
-    }
+  bool null() override { return advance(); }
+  bool boolean(bool) override { return advance(); }
+  bool number_integer(number_integer_t) override { return advance(); }
+  bool number_unsigned(number_unsigned_t) override { return advance(); }
+  bool number_float(number_float_t, const string_t&) override { return advance(); }
+  bool string(string_t&) override { return advance(); }
+  bool binary(binary_t&) override { return advance(); }
+  bool start_object(std::size_t) override { return open(false); }
+  bool start_array(std::size_t) override { return open(true); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+
+  bool key(string_t& key) override {
+    Level& level = m_levels.back();
+    level.key = key;
+    if (!level.keys.insert(key).second) throw Failure(path() + ": the key stands twice");
     return true;
+  }
+
+  /// The parser itself tells what is no JSON.
+  bool parse_error(std::size_t, const std::string&, const Json::exception&) override {
+    return false;
   }
 
 private:
@@ -42,19 +45,21 @@ private:
     std::set<std::string> keys;
   };
 
-  void advance() {
+  bool advance() {
     if (!m_levels.empty() && m_levels.back().isArray) ++m_levels.back().index;
+    return true;
   }
 
-  void open(bool isArray) {
+  bool open(bool isArray) {
+    advance();
     if (m_levels.size() == kDeepest) throw Failure(path() + ": nested too deeply");
     m_levels.push_back({isArray, -1, {}, {}});
+    return true;
   }
 
-  void enter(const std::string& key) {
-    Level& level = m_levels.back();
-    level.key = key;
-    if (!level.keys.insert(key).second) throw Failure(path() + ": the key stands twice");
+  bool close() {
+    m_levels.pop_back();
+    return true;
   }
 
   std::string path() const {
@@ -81,12 +86,10 @@ std::string withoutName(const std::string& message) {
 }  // namespace
 
 Json parseStrictly(const std::string& text, const std::string& source) {
-  PlaceInText place;
-  const auto follow = [&](int, Json::parse_event_t event, const Json& value) {
-    return place(event, value);
-  };
+  Inspection inspection;
+  Json::sax_parse(text, &inspection);
   try {
-    return Json::parse(text, follow);
+    return Json::parse(text);
   } catch (const Json::exception& error) {
     throw Failure(source + ": " + withoutName(error.what()));
   }
