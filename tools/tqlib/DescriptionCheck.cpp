@@ -70,10 +70,11 @@ void checkDrives(const LibraryDescription& description) {
     const DescribedDrive& drive = description.drives[i];
     const std::string& serial = drive.device.SerialNumber;
     const std::string place = placeOf("drives", i);
-    checkSerial(serial, description.library.SerialNumber, place + ".serial");
+    const std::string serialPlace = place + ".serial";
+    checkSerial(serial, description.library.SerialNumber, serialPlace);
     // Drives are found without regard to case, so two that differ in case are one.
     if (!seen.insert(folded(serial)).second) {
-      throw Failure(place + ".serial: two drives have one serial number: " + serial);
+      throw Failure(serialPlace + ": two drives have one serial number: " + serial);
     }
     checkTexts(drive.device, kIdentity, place + ".");
     if (drive.device.ScsiDeviceType == kMediumChanger) {
