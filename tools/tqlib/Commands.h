@@ -22,6 +22,7 @@ void addElementCommands(CLI::App& app, Session& session);
 void addVolumeCommands(CLI::App& app, Session& session);
 void addDeviceCommands(CLI::App& app, Session& session);
 void addDriveCommands(CLI::App& app, Session& session);
+void addMapCommand(CLI::App& app, Session& session);
 void addStatusCommands(CLI::App& app, Session& session);
 void addManualCommand(CLI::App& app, Session& session);
 void addCompletionCommands(CLI::App& app, Session& session);

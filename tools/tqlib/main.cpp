@@ -33,6 +33,7 @@ void declare(CLI::App& app, Session& session) {
   addDriveCommands(app, session);
   addDeviceCommands(app, session);
   addStatusCommands(app, session);
+  addMapCommand(app, session);
   addVolumeCommands(app, session);
   addManualCommand(app, session);
   addCompletionCommands(app, session);
