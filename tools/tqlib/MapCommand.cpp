@@ -52,7 +52,8 @@ void showMap(const Options& options, const Session& session) {
   const LibraryMap map = readMap(options.library);
   if (options.svg.empty()) {
     const int width = options.width > 0 ? options.width : terminalWidth(STDOUT_FILENO);
-    printResult(session.json, mapJson(map), mapText(map, width, screenCharset()));
+    printResult(session.json, session.json ? mapJson(map) : Json(),
+                session.json ? "" : mapText(map, width, screenCharset()));
     return;
   }
   writeDrawing(map, options.svg);

@@ -154,12 +154,12 @@ std::string legend(int right, int y) {
 }
 
 void Drawing::header(const LibraryMap& map) {
-  constexpr int kNameColumns = 36;
+  constexpr int kNameColumns = 28;
   constexpr double kNameAdvance = 14.6;
   const std::string name = fitted(map.library, kNameColumns, Charset::Utf8);
   const int after = kMargin + static_cast<int>((columnsOf(name) + 1) * kNameAdvance);
   m_body += text(kMargin, m_y + 20, "name", escaped(name, kNameColumns));
-  m_body += text(after, m_y + 20, "about", escaped(map.identity, 36));
+  m_body += text(after, m_y + 20, "about", escaped(map.identity, 34));
   m_body += text(kMargin, m_y + 46, "count", summaries(map));
   m_body += legend(kWidth - kMargin, m_y + 10);
   m_y += 58;

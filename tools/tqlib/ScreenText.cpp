@@ -13,19 +13,18 @@ namespace {
 // is must not depend on the user's locale.
 class Utf8Locale {
 public:
-  Utf8Locale()
-      : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)),
-        m_before(m_locale ? uselocale(m_locale) : nullptr) {}
-  ~Utf8Locale() {
-    if (m_locale == nullptr) return;
-    uselocale(m_before);
-    freelocale(m_locale);
-  }
+  Utf8Locale() : m_before(uselocale(utf8())) {}
+  ~Utf8Locale() { uselocale(m_before); }
   Utf8Locale(const Utf8Locale&) = delete;
   Utf8Locale& operator=(const Utf8Locale&) = delete;
 
 private:
-  locale_t m_locale;
+  // Loading it takes far longer than all that is done with it.
+  static locale_t utf8() {
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+  }
+
   locale_t m_before;
 };
 
