@@ -63,3 +63,8 @@ CLI::Option* addLibraryOperand(CLI::App& command, std::string& library) {
 CLI::Option* addDriveOperand(CLI::App& command, std::string& serial) {
   return addText(command, "SERIAL", serial, "Serial number of the drive")->required();
 }
+
+CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name,
+                              const char* help) {
+  return command.add_option(name, volume, help)->required()->check(nameText());
+}

@@ -46,3 +46,7 @@ CLI::Option* addLibraryOperand(CLI::App& command, std::string& library);
 
 /// The operand SERIAL of the commands on a drive.
 CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
+
+/// An operand that names a volume.
+CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name = "NAME",
+                              const char* help = "The volume, as a rule a barcode");

@@ -34,3 +34,8 @@ void addLibraryExport(CLI::App& group, Session& session);
 
 /// A further command of the group "drive".
 void addDriveAddition(CLI::App& group, Session& session);
+
+/// Further commands of the group "volume".
+void addVolumeReports(CLI::App& group, Session& session);
+void addVolumeCopy(CLI::App& group, Session& session);
+void addVolumeVerify(CLI::App& group, Session& session);

@@ -4,19 +4,39 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
+
+#include "Terminal.h"
 
 namespace {
 
 // Often enough to look alive, seldom enough to cost nothing beside the transfer.
 constexpr std::chrono::milliseconds kRedraw{100};
 
-std::string bar(double fraction) {
-  constexpr std::size_t kWidth = 30;
-  const auto filled = static_cast<std::size_t>(fraction * kWidth);
-  std::string text(kWidth, ' ');
+// A rate since the start would hide that a transfer has become slow.
+constexpr std::chrono::seconds kRecent{3};
+
+std::string bar(double fraction, std::size_t width) {
+  const auto filled = static_cast<std::size_t>(fraction * static_cast<double>(width));
+  std::string text(width, ' ');
   std::fill_n(text.begin(), filled, '#');
-  return '[' + text + ']';
+  return '[' + text + "] ";
+}
+
+std::string sizeText(double bytes) {
+  const char* const kUnits[] = {"B", "kB", "MB", "GB", "TB", "PB"};
+  const char* const* unit = kUnits;
+  for (; bytes >= 1000 && unit + 1 != std::end(kUnits); ++unit) bytes /= 1000;
+  char text[32];
+  std::snprintf(text, sizeof text, bytes < 100 && unit != kUnits ? "%.1f %s" : "%.0f %s", bytes,
+                *unit);
+  return text;
+}
+
+std::string timeText(double seconds) {
+  const auto whole = static_cast<unsigned long long>(seconds + 0.5);
+  if (whole < 60) return std::to_string(whole) + " s";
+  if (whole < 3600) return std::to_string(whole / 60) + " min " + std::to_string(whole % 60) + " s";
+  return std::to_string(whole / 3600) + " h " + std::to_string(whole / 60 % 60) + " min";
 }
 
 }  // namespace
@@ -25,7 +45,8 @@ Progress::Progress(std::optional<unsigned long long> total)
     : m_total(total),
       m_visible(isatty(STDERR_FILENO) == 1),
       m_start(Clock::now()),
-      m_nextDraw(m_start + kRedraw) {}
+      m_nextDraw(m_start + kRedraw),
+      m_recent{{m_start, 0}} {}
 
 Progress::~Progress() {
   finish();
@@ -33,29 +54,50 @@ Progress::~Progress() {
 
 void Progress::advance(unsigned long long bytes) {
   m_done += bytes;
-  if (!m_visible || Clock::now() < m_nextDraw) return;
-  draw();
-  m_nextDraw = Clock::now() + kRedraw;
+  const Clock::time_point now = Clock::now();
+  if (!m_visible || now < m_nextDraw) return;
+  draw(now);
+  m_nextDraw = now + kRedraw;
 }
 
 double Progress::finish() {
   if (m_visible) std::fputs("\r\033[K", stderr);
   m_visible = false;
-  return seconds();
-}
-
-double Progress::seconds() const {
   return std::chrono::duration<double>(Clock::now() - m_start).count();
 }
 
-void Progress::draw() const {
+double Progress::rate(Clock::time_point now) {
+  const Sample& first = m_recent.front();
+  const double seconds = std::chrono::duration<double>(now - first.time).count();
+  const double bytesPerSecond = static_cast<double>(m_done - first.done) / std::max(seconds, 1e-9);
+  m_recent.push_back({now, m_done});
+  while (m_recent.size() > 1 && now - m_recent.front().time >= kRecent) m_recent.pop_front();
+  return bytesPerSecond;
+}
+
+std::string Progress::text(double bytesPerSecond) const {
   const double done = static_cast<double>(m_done);
-  const double rate = done / 1e6 / std::max(seconds(), 1e-9);
-  std::fputs("\r\033[K", stderr);
-  if (m_total && *m_total > 0) {
+  const std::string rateText = ", " + sizeText(bytesPerSecond) + "/s";
+  if (!m_total || *m_total == 0) return sizeText(done) + rateText;
+  const double left = static_cast<double>(*m_total) - done;
+  std::string text = sizeText(done) + " of " + sizeText(static_cast<double>(*m_total)) + rateText;
+  if (left >= 0 && bytesPerSecond > 0) text += ", " + timeText(left / bytesPerSecond) + " left";
+  return text;
+}
+
+void Progress::draw(Clock::time_point now) {
+  constexpr std::size_t kLongestBar = 30;
+  constexpr std::size_t kShortestBar = 5;
+  constexpr std::size_t kFrame = 3;  // brackets and a space
+  // The last column stays free: some terminals go to the next line when it is filled.
+  const auto width = static_cast<std::size_t>(std::max(terminalWidth(STDERR_FILENO) - 1, 1));
+  std::string line = text(rate(now)).substr(0, width);
+  const std::size_t room = width - line.size();
+  if (m_total && *m_total > 0 && room >= kShortestBar + kFrame) {
     // An input that grows while it is read passes its own total.
-    const double fraction = std::min(done / static_cast<double>(*m_total), 1.0);
-    std::fprintf(stderr, "%s %3.0f %% ", bar(fraction).c_str(), fraction * 100);
+    const double fraction =
+        std::min(static_cast<double>(m_done) / static_cast<double>(*m_total), 1.0);
+    line.insert(0, bar(fraction, std::min(room - kFrame, kLongestBar)));
   }
-  std::fprintf(stderr, "%.1f MB, %.1f MB/s", done / 1e6, rate);
+  std::fprintf(stderr, "\r\033[K%s", line.c_str());
 }

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <optional>
+#include <string>
 
 class Progress {
 public:
@@ -19,12 +21,19 @@ public:
 private:
   using Clock = std::chrono::steady_clock;
 
-  double seconds() const;
-  void draw() const;
+  struct Sample {
+    Clock::time_point time;
+    unsigned long long done;
+  };
+
+  void draw(Clock::time_point now);
+  double rate(Clock::time_point now);
+  std::string text(double bytesPerSecond) const;
 
   const std::optional<unsigned long long> m_total;
   bool m_visible;
   const Clock::time_point m_start;
   Clock::time_point m_nextDraw;
   unsigned long long m_done = 0;
+  std::deque<Sample> m_recent;
 };

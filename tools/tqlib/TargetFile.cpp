@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "Errors.h"
+#include "Interruption.h"
 
 namespace fs = std::filesystem;
 
@@ -31,6 +32,8 @@ int openForReading(const std::string& file) {
 std::size_t readBlock(int descriptor, std::span<unsigned char> block) {
   std::size_t filled = 0;
   while (filled < block.size()) {
+    waitForInput(descriptor);
+    if (interruption() != 0) break;
     const ssize_t count = read(descriptor, block.data() + filled, block.size() - filled);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) throw systemFailure("cannot read the input", errno);
@@ -56,6 +59,7 @@ int TargetFile::open(const std::string& file) {
     flags |= O_CREAT | O_EXCL;
   }
   const int descriptor = ::open(path.c_str(), flags, 0666);
+  if (descriptor < 0 && errno == EINTR) stopIfInterrupted("nothing was written");
   if (descriptor < 0) throw systemFailure("cannot write " + path.string(), errno);
   if (path != m_target) m_aside = path;
   return descriptor;
@@ -63,8 +67,13 @@ int TargetFile::open(const std::string& file) {
 
 void TargetFile::write(std::span<const unsigned char> block) {
   while (!block.empty()) {
+    stopIfInterrupted(m_aside.empty() ? "the output is incomplete"
+                                      : m_target.string() + " was not written");
     const ssize_t count = ::write(m_descriptor.get(), block.data(), block.size());
     if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EPIPE) {
+      throw Failure("the output is incomplete: what reads it has ended");
+    }
     if (count < 0) throw systemFailure("cannot write the output", errno);
     block = block.subspan(static_cast<std::size_t>(count));
   }

@@ -25,7 +25,8 @@ bool isStandardStream(const std::string& file);
 /// Opens a file, or standard input, for reading. Throws Failure.
 int openForReading(const std::string& file);
 
-/// Reads until `block` is full or the input ends, and returns the bytes read. Throws Failure.
+/// Reads until `block` is full, the input ends or a signal is noted, and returns the bytes read.
+/// Throws Failure.
 std::size_t readBlock(int descriptor, std::span<unsigned char> block);
 
 /// Where read data goes. A regular file is built aside and takes its place by commit(), so that a

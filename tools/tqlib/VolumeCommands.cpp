@@ -1,4 +1,4 @@
-// tqlib volume: data into and out of tape volumes.
+// tqlib volume write, read and erase: data into and out of tape volumes.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -6,10 +6,13 @@
 #include <limits>
 #include <optional>
 
+#include "Checksums.h"
 #include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
+#include "Interruption.h"
 #include "Output.h"
+#include "TapeFolder.h"
 #include "VolumeTransfer.h"
 
 namespace fs = std::filesystem;
@@ -20,32 +23,10 @@ struct Options {
   std::string volume;
   std::string file;
   int mark = 0;
-  std::size_t blockSize = std::size_t{64} << 10;
+  bool checksum = false;
+  // The library opens the file and measures the volume for each block, so small ones are slow.
+  std::size_t blockSize = std::size_t{1} << 20;
 };
-
-// The library makes the folder of any volume it is asked about. A probe volume, taken away at
-// once, tells where volumes lie without leaving a folder for one that does not exist.
-fs::path volumeRoot() {
-  std::string folder;
-  TqLibEmlFile probe(".tqlib-probe-" + std::to_string(getpid()));
-  const bool made = probe.GetVolumeFolder(folder);
-  if (made) rmdir(folder.c_str());
-  // A root where nothing may be created still holds volumes, and its name is known all the same.
-  if (folder.empty()) throw libraryFailure("no place for volumes", probe);
-  fs::path root = fs::path(folder).parent_path();
-  if (!fs::is_directory(root)) {
-    throw Failure("the tape folder does not exist: " + root.string() +
-                  "; sVirtualTapeDirectory in the configuration names it");
-  }
-  return root;
-}
-
-void requireVolume(const std::string& volume) {
-  const fs::path folder = volumeRoot() / volume;
-  if (!fs::is_directory(folder)) {
-    throw Failure("no such volume: " + volume + " (" + folder.string() + ")");
-  }
-}
 
 std::optional<unsigned long long> sizeOf(int descriptor) {
   struct stat record {};
@@ -71,18 +52,46 @@ void refuseOwnFile(const std::string& file, const std::string& markFile) {
   }
 }
 
+// A program before the pipe that the same Ctrl-C ended looks like the end of the data, so the
+// signal decides whether the file mark is whole.
+void refuseInterrupted(const Options& options, unsigned long long bytes) {
+  stopIfInterrupted("volume " + options.volume + ", mark " + std::to_string(options.mark) +
+                    " is incomplete and holds " + std::to_string(bytes) + " bytes");
+}
+
+void keepChecksum(const fs::path& root, const Options& options, const std::string& checksum) {
+  Checksums checksums = loadChecksums(root, options.volume);
+  checksums[options.mark] = checksum;
+  saveChecksums(root, options.volume, checksums);
+}
+
 void writeVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   const Descriptor input(openForReading(options.file));
-  volumeRoot();
+  const fs::path root = volumeRoot();
   TqLibEmlFile volume(options.volume);
   refuseOwnFile(options.file, markPath(volume, options.mark));
 
+  watchForInterruption();
+  widenPipe(input.get());
+  Sha256 checksum;
   Progress progress(sizeOf(input.get()));
-  const auto bytes = writeMark(volume, options.mark, input.get(), options.blockSize, progress);
+  const auto bytes = writeMark(volume,
+                               {options.mark, input.get(), options.blockSize,
+                                [&] { dropChecksums(root, options.volume, options.mark); },
+                                options.checksum ? &checksum : nullptr},
+                               progress);
   const double seconds = progress.finish();
-  printResult(session.json, transferJson(options, bytes, seconds),
-              transferSentence(options, "wrote", bytes, seconds));
+  refuseInterrupted(options, bytes);
+  Json values = transferJson(options, bytes, seconds);
+  std::string sentence = transferSentence(options, "wrote", bytes, seconds);
+  if (options.checksum) {
+    const std::string digits = checksum.hex();
+    keepChecksum(root, options, digits);
+    values["sha256"] = digits;
+    sentence += "\nSHA-256: " + digits;
+  }
+  printResult(session.json, values, sentence);
 }
 
 void readVolume(const Options& options, const Session& session) {
@@ -96,7 +105,9 @@ void readVolume(const Options& options, const Session& session) {
   }
   refuseOwnFile(options.file, path);
 
+  watchForInterruption();
   TargetFile target(options.file);
+  if (isStandardStream(options.file)) widenPipe(STDOUT_FILENO);
   Progress progress(fs::file_size(path));
   const auto bytes = readMark(volume, options.mark, target, options.blockSize, progress);
   target.commit();
@@ -106,30 +117,12 @@ void readVolume(const Options& options, const Session& session) {
         transferSentence(options, "read", bytes, seconds));
 }
 
-void showVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
-  requireVolume(options.volume);
-  TqLibEmlFile volume(options.volume);
-  std::string folder;
-  int next = 0;
-  unsigned long long bytes = 0;
-  // A listing that breaks off still counts as a success of the call; the code tells.
-  if (!volume.GetVolumeFolder(folder) || !volume.GetVolumeSize(bytes) ||
-      !volume.GetLastFileMark(next) || volume.getErrorCode() != 0) {
-    throw libraryFailure("volume " + options.volume + " cannot be examined", volume);
-  }
-  printResult(
-      session.json,
-      {{"volume", options.volume}, {"folder", folder}, {"nextMark", next}, {"bytes", bytes}},
-      "volume:         " + options.volume + "\nfolder:         " + folder + "\nnext file mark: " +
-          std::to_string(next) + "\nbytes:          " + std::to_string(bytes));
-}
-
 void eraseVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
   TqLibEmlFile volume(options.volume);
   std::string folder;
+  dropChecksums(volumeRoot(), options.volume, 0);
   if (!volume.GetVolumeFolder(folder) || !volume.EraseVolume()) {
     throw libraryFailure("volume " + options.volume + " cannot be erased", volume);
   }
@@ -147,9 +140,7 @@ void eraseVolume(const Options& options, const Session& session) {
 Command<Options> addVolumeCommand(CLI::App& group, Session& session, const CommandTexts& texts,
                                   void (*run)(const Options&, const Session&)) {
   const auto command = addCommand(group, session, texts, run);
-  command.app.add_option("NAME", command.options.volume, "The volume, as a rule a barcode")
-      ->required()
-      ->check(nameText());
+  addVolumeOperand(command.app, command.options.volume);
   return command;
 }
 
@@ -170,22 +161,27 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
 
 void addVolumeCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("volume", "Tape volumes")->require_subcommand(1);
-  addTransfer(addVolumeCommand(*group, session,
-                               {"write",
-                                "Write a file mark from its beginning, in place of what it held.\n"
-                                "Writing mark 0 erases the whole volume first.",
-                                "tar -cf - . | tqlib volume write A00001 --mark 1"},
-                               writeVolume),
-              "The data; standard input when not given or -");
+  addVolumeReports(*group, session);
+  const auto write = addVolumeCommand(
+      *group, session,
+      {"write",
+       "Write a file mark from its beginning, in place of what it held.\n"
+       "Writing mark 0 erases the whole volume first. A program before a pipe that\n"
+       "fails looks like the end of its data: ask for its exit code (pipefail).",
+       "tar -cf - . | tqlib volume write A00001 --mark 1"},
+      writeVolume);
+  addTransfer(write, "The data; standard input when not given or -");
+  write.app.add_flag("--checksum", write.options.checksum,
+                     "Keep a SHA-256 of the file mark in NAME.sha256 beside the volume");
   addTransfer(
       addVolumeCommand(*group, session,
                        {"read", "Read a file mark", "tqlib volume read A00001 --mark 0 | wc -c"},
                        readVolume),
       "Where the data goes; standard output when not given or -");
-  addVolumeCommand(*group, session,
-                   {"info", "Show folder, next file mark and size", "tqlib volume info A00001"},
-                   showVolume);
-  addVolumeCommand(*group, session,
-                   {"erase", "Delete all data of a volume", "tqlib volume erase A00001"},
-                   eraseVolume);
+  addVolumeCopy(*group, session);
+  addVolumeVerify(*group, session);
+  addVolumeCommand(
+      *group, session,
+      {"erase", "Delete all data of a volume, and its checksums", "tqlib volume erase A00001"},
+      eraseVolume);
 }

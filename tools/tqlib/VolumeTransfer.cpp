@@ -1,9 +1,12 @@
 #include "VolumeTransfer.h"
 
+#include <fcntl.h>
+
 #include <span>
 #include <vector>
 
 #include "Errors.h"
+#include "Interruption.h"
 
 namespace fs = std::filesystem;
 
@@ -46,19 +49,22 @@ void storeNothing(TqLibEmlFile& volume, int mark) {
 
 }  // namespace
 
-unsigned long long writeMark(TqLibEmlFile& volume, int mark, int input, std::size_t blockSize,
-                             Progress& progress) {
-  std::vector<unsigned char> buffer(blockSize);
+unsigned long long writeMark(TqLibEmlFile& volume, const MarkInput& input, Progress& progress) {
+  std::vector<unsigned char> buffer(input.blockSize);
   // The input proves readable before the old data goes.
-  std::size_t filled = readBlock(input, buffer);
-  emptyMark(markPath(volume, mark));
-  if (filled == 0) storeNothing(volume, mark);
+  std::size_t filled = readBlock(input.descriptor, buffer);
+  if (filled == 0) stopIfInterrupted("nothing was written");
+  input.beforeChange();
+  emptyMark(markPath(volume, input.mark));
+  if (filled == 0) storeNothing(volume, input.mark);
 
   unsigned long long offset = 0;
   while (filled > 0) {
-    storeBlock(volume, mark, offset, std::span(buffer).first(filled));
+    const auto block = std::span(buffer).first(filled);
+    storeBlock(volume, input.mark, offset, block);
+    if (input.checksum) input.checksum->update(block);
     progress.advance(filled);
-    filled = readBlock(input, buffer);
+    filled = readBlock(input.descriptor, buffer);
   }
   return offset;
 }
@@ -77,6 +83,12 @@ unsigned long long readMark(TqLibEmlFile& volume, int mark, TargetFile& target,
     offset += count;
     progress.advance(count);
   }
+}
+
+// The larger a pipe is, the less often the two programs at its ends wait for each other.
+void widenPipe(int descriptor) {
+  constexpr int kMostForAnyUser = 1 << 20;
+  fcntl(descriptor, F_SETPIPE_SZ, kMostForAnyUser);
 }
 
 std::string markPath(TqLibEmlFile& volume, int mark) {

@@ -1,12 +1,14 @@
 // tqlib: the operator's tool for virtual tape libraries and their volumes.
 //
-// Exit codes: 0 done, 1 refused or failed, 2 wrong usage.
+// Exit codes: 0 done, 1 refused or failed, 2 wrong usage. A transfer that a signal stops ends by
+// it.
 #include <unistd.h>
 
 #include <iostream>
 
 #include "Commands.h"
 #include "Errors.h"
+#include "Interruption.h"
 #include "Output.h"
 #include "Terminal.h"
 
@@ -82,6 +84,9 @@ int run(int argc, char** argv) {
   } catch (const UsageError& error) {
     complain(error.what());
     return kWrongUsage;
+  } catch (const Interrupted& stop) {
+    complain(stop, session.json);
+    endBySignal(stop.signal);
   } catch (const Failure& failure) {
     return complain(failure, session.json);
   } catch (const std::exception& error) {

@@ -1,0 +1,189 @@
+// tqlib volume copy: a volume whole under another name. It is built aside and renamed, so that a
+// copy that breaks off leaves nothing that looks like a volume.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <numeric>
+
+#include "Checksums.h"
+#include "CommandSetup.h"
+#include "Configuration.h"
+#include "Errors.h"
+#include "Interruption.h"
+#include "Output.h"
+#include "Progress.h"
+#include "TapeFolder.h"
+#include "TargetFile.h"
+#include "VolumeFiles.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Options {
+  std::string from;
+  std::string to;
+};
+
+/// A folder that is gone at the end unless it has taken its place.
+class AsideFolder {
+public:
+  explicit AsideFolder(fs::path path) : m_path(std::move(path)) {
+    if (mkdir(m_path.c_str(), 0700) != 0) {
+      throw systemFailure("cannot make " + m_path.string(), errno);
+    }
+  }
+  ~AsideFolder() {
+    std::error_code ignored;
+    if (!m_path.empty()) fs::remove_all(m_path, ignored);
+  }
+  AsideFolder(const AsideFolder&) = delete;
+  AsideFolder& operator=(const AsideFolder&) = delete;
+
+  const fs::path& path() const { return m_path; }
+  void rename(const fs::path& place) {
+    fs::rename(m_path, place);
+    m_path.clear();
+  }
+
+private:
+  fs::path m_path;
+};
+
+class Copying {
+public:
+  explicit Copying(Progress& progress) : m_buffer(kBlock), m_progress(progress) {}
+
+  void copy(const fs::path& from, const fs::path& to) {
+    const Descriptor source(openForReading(from.string()));
+    struct stat record {};
+    if (fstat(source.get(), &record) != 0)
+      throw systemFailure("cannot read " + from.string(), errno);
+    const Descriptor target(
+        ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, record.st_mode & 0777));
+    if (target.get() < 0) throw systemFailure("cannot write " + to.string(), errno);
+    copyData(source.get(), target.get(), record.st_size);
+    if (ftruncate(target.get(), record.st_size) != 0 || fsync(target.get()) != 0) {
+      throw systemFailure("cannot save " + to.string(), errno);
+    }
+  }
+
+private:
+  static constexpr std::size_t kBlock = std::size_t{1} << 20;
+
+  // What was never written stays unwritten: a hole costs nothing in the copy either.
+  void copyData(int from, int to, off_t size) {
+    for (off_t done = 0; done < size;) {
+      off_t start = lseek(from, done, SEEK_DATA);
+      if (start < 0 && errno != ENXIO) throw systemFailure("cannot read the volume", errno);
+      if (start < 0) start = size;
+      m_progress.advance(static_cast<unsigned long long>(start - done));
+      done = start;
+      if (start < size) done = copyRange(from, to, start, lseek(from, start, SEEK_HOLE));
+    }
+  }
+
+  off_t copyRange(int from, int to, off_t start, off_t end) {
+    while (start < end) {
+      stopIfInterrupted("nothing was copied");
+      const auto most = std::min(static_cast<std::size_t>(end - start), m_buffer.size());
+      const ssize_t count = pread(from, m_buffer.data(), most, start);
+      if (count < 0) throw systemFailure("cannot read the volume", errno);
+      if (count == 0) throw Failure("the volume became shorter while it was copied");
+      writeAt(to, start, std::span(m_buffer).first(static_cast<std::size_t>(count)));
+      start += count;
+      m_progress.advance(static_cast<unsigned long long>(count));
+    }
+    return start;
+  }
+
+  static void writeAt(int descriptor, off_t offset, std::span<const unsigned char> block) {
+    while (!block.empty()) {
+      const ssize_t count = pwrite(descriptor, block.data(), block.size(), offset);
+      if (count < 0) throw systemFailure("cannot write the copy", errno);
+      offset += count;
+      block = block.subspan(static_cast<std::size_t>(count));
+    }
+  }
+
+  std::vector<unsigned char> m_buffer;
+  Progress& m_progress;
+};
+
+void requireRoom(const fs::path& folder, const std::string& volume) {
+  const bool present = fs::symlink_status(folder).type() != fs::file_type::not_found;
+  if (present && !(fs::is_directory(folder) && fs::is_empty(folder))) {
+    throw Failure("volume " + volume + " exists and holds data",
+                  "\"tqlib volume erase " + volume + "\" deletes it");
+  }
+}
+
+unsigned long long bytesOf(const std::vector<FileMark>& marks) {
+  return std::accumulate(
+      marks.begin(), marks.end(), 0ULL,
+      [](unsigned long long sum, const FileMark& mark) { return sum + mark.bytes; });
+}
+
+void buildCopy(const VolumeContents& from, AsideFolder& aside, const fs::path& place,
+               Progress& progress) {
+  Copying copying(progress);
+  for (const FileMark& mark : from.marks) {
+    copying.copy(mark.path, aside.path() / mark.path.filename());
+  }
+  stopIfInterrupted("nothing was copied");
+  fs::permissions(aside.path(), fs::status(from.folder).permissions());
+  syncFolder(aside.path());
+  aside.rename(place);
+  syncFolder(place.parent_path());
+}
+
+void copyVolume(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  requireVolume(options.from);
+  const fs::path root = volumeRoot();
+  const fs::path place = root / options.to;
+  requireRoom(place, options.to);
+  const VolumeContents from = examineVolume(options.from);
+  const Checksums checksums = loadChecksums(root, options.from);
+  const unsigned long long bytes = bytesOf(from.marks);
+
+  watchForInterruption();
+  AsideFolder aside(root / (".tqlib-copy-" + std::to_string(getpid())));
+  Progress progress(bytes);
+  // Checksums that an erased volume left are not those of the copy.
+  dropChecksums(root, options.to, 0);
+  buildCopy(from, aside, place, progress);
+  const double seconds = progress.finish();
+  if (!checksums.empty()) saveChecksums(root, options.to, checksums);
+
+  std::string sentence = "volume " + options.from + " copied to " + options.to + ", " +
+                         std::to_string(from.marks.size()) +
+                         " file marks: " + transferText(bytes, seconds);
+  for (const std::string& name : from.others) sentence += "\nno file mark, not copied: " + name;
+  printResult(session.json,
+              {{"from", options.from},
+               {"to", options.to},
+               {"marks", from.marks.size()},
+               {"bytes", bytes},
+               {"seconds", seconds},
+               {"checksums", checksums.size()},
+               {"notCopied", from.others}},
+              sentence);
+}
+
+}  // namespace
+
+void addVolumeCopy(CLI::App& group, Session& session) {
+  const auto [copy, options] =
+      addCommand(group, session,
+                 {"copy",
+                  "Copy all file marks of a volume, and their checksums, to a new one.\n"
+                  "Nothing may write to either meanwhile. A copy that breaks off leaves nothing.",
+                  "tqlib volume copy A00001 A00002"},
+                 copyVolume);
+  addVolumeOperand(copy, options.from, "FROM", "The volume to copy");
+  addVolumeOperand(copy, options.to, "TO", "The new volume; one that exists has to be empty");
+}

@@ -1,0 +1,184 @@
+// tqlib volume list and info: the volumes of the tape folder, and one of them in full.
+#include <algorithm>
+#include <cmath>
+
+#include "Checksums.h"
+#include "CommandSetup.h"
+#include "Configuration.h"
+#include "Errors.h"
+#include "Output.h"
+#include "TapeFolder.h"
+#include "VolumeFiles.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Options {
+  std::string volume;
+};
+
+/// What is known of a volume; only the reason when it cannot be examined.
+struct Entry {
+  std::string volume;
+  VolumeContents contents;
+  Checksums checksums;
+  std::string reason;
+};
+
+// The tool's own folders of a moment begin so.
+bool isVolume(const fs::directory_entry& entry) {
+  std::error_code failure;
+  const bool folder = entry.is_directory(failure);
+  return (folder || failure) && !entry.path().filename().string().starts_with(".tqlib-");
+}
+
+std::vector<std::string> volumesIn(const fs::path& root) {
+  std::vector<std::string> volumes;
+  for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
+    if (isVolume(entry)) volumes.push_back(entry.path().filename().string());
+  }
+  std::sort(volumes.begin(), volumes.end());
+  return volumes;
+}
+
+// One volume that cannot be read is told of like the others and hides none of them.
+Entry examine(const fs::path& root, const std::string& volume) {
+  Entry entry{volume, {}, {}, ""};
+  try {
+    entry.contents = examineVolume(volume);
+    entry.checksums = loadChecksums(root, volume);
+  } catch (const std::exception& failure) {
+    entry.reason = failure.what();
+  }
+  return entry;
+}
+
+double shareOf(unsigned long long bytes) {
+  const double share = static_cast<double>(bytes) / static_cast<double>(volumeLimit());
+  return std::round(share * 1e4) / 1e4;
+}
+
+std::string percent(unsigned long long bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f %%", shareOf(bytes) * 100);
+  return text;
+}
+
+const char* yesNo(bool value) {
+  return value ? "yes" : "no";
+}
+
+Json entryJson(const Entry& entry) {
+  if (!entry.reason.empty()) {
+    return {{"volume", entry.volume}, {"state", "unreadable"}, {"reason", entry.reason}};
+  }
+  return {{"volume", entry.volume},
+          {"state", "ok"},
+          {"marks", entry.contents.marks.size()},
+          {"bytes", entry.contents.bytes},
+          {"share", shareOf(entry.contents.bytes)},
+          {"checksums", !entry.checksums.empty()}};
+}
+
+Row entryRow(const Entry& entry) {
+  if (!entry.reason.empty()) return {entry.volume, "-", "-", "-", "-", entry.reason};
+  return {entry.volume, std::to_string(entry.contents.marks.size()),
+          std::to_string(entry.contents.bytes), percent(entry.contents.bytes),
+          yesNo(!entry.checksums.empty())};
+}
+
+void listVolumes(const Options&, const Session& session) {
+  useConfiguration(session.config);
+  const fs::path root = volumeRoot();
+  Json list = Json::array();
+  std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
+  for (const std::string& volume : volumesIn(root)) {
+    const Entry entry = examine(root, volume);
+    list.push_back(entryJson(entry));
+    rows.push_back(entryRow(entry));
+  }
+  const std::string sentence = list.empty() ? "no volumes" : tableText(rows);
+  printResult(session.json,
+              {{"folder", root.string()}, {"limit", volumeLimit()}, {"volumes", std::move(list)}},
+              sentence);
+}
+
+struct Gap {
+  int first;
+  int last;
+};
+
+std::vector<Gap> gapsIn(const std::vector<FileMark>& marks) {
+  std::vector<Gap> gaps;
+  int expected = 0;
+  for (const FileMark& mark : marks) {
+    if (mark.number > expected) gaps.push_back({expected, mark.number - 1});
+    expected = mark.number + 1;
+  }
+  return gaps;
+}
+
+Json infoJson(const Entry& entry) {
+  const VolumeContents& contents = entry.contents;
+  Json marks = Json::array();
+  for (const FileMark& mark : contents.marks) {
+    marks.push_back({{"mark", mark.number},
+                     {"bytes", mark.bytes},
+                     {"checksum", entry.checksums.contains(mark.number)}});
+  }
+  Json gaps = Json::array();
+  for (const Gap& gap : gapsIn(contents.marks)) {
+    gaps.push_back({{"first", gap.first}, {"last", gap.last}});
+  }
+  return {{"volume", entry.volume},
+          {"folder", contents.folder.string()},
+          {"nextMark", contents.nextMark},
+          {"bytes", contents.bytes},
+          {"limit", volumeLimit()},
+          {"share", shareOf(contents.bytes)},
+          {"checksums", !entry.checksums.empty()},
+          {"marks", std::move(marks)},
+          {"gaps", std::move(gaps)},
+          {"otherEntries", contents.others}};
+}
+
+std::string infoText(const Entry& entry) {
+  const VolumeContents& contents = entry.contents;
+  std::vector<Row> rows{{"volume:", entry.volume},
+                        {"folder:", contents.folder.string()},
+                        {"next file mark:", std::to_string(contents.nextMark)},
+                        {"bytes:", std::to_string(contents.bytes) + " (" + percent(contents.bytes) +
+                                       " of " + std::to_string(volumeLimit()) + ")"},
+                        {"checksums:", yesNo(!entry.checksums.empty())}};
+  for (const FileMark& mark : contents.marks) {
+    rows.push_back({"mark " + std::to_string(mark.number) + ":",
+                    std::to_string(mark.bytes) + " bytes" +
+                        (entry.checksums.contains(mark.number) ? ", with checksum" : "")});
+  }
+  for (const Gap& gap : gapsIn(contents.marks)) {
+    rows.push_back({"no marks:", std::to_string(gap.first) + " to " + std::to_string(gap.last)});
+  }
+  for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
+  return tableText(rows);
+}
+
+void showVolume(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  requireVolume(options.volume);
+  const fs::path root = volumeRoot();
+  const Entry entry{options.volume, examineVolume(options.volume),
+                    loadChecksums(root, options.volume), ""};
+  printResult(session.json, infoJson(entry), infoText(entry));
+}
+
+}  // namespace
+
+void addVolumeReports(CLI::App& group, Session& session) {
+  addCommand(group, session, {"list", "List all volumes", "tqlib volume list"}, listVolumes);
+  const auto [info, options] = addCommand(
+      group, session,
+      {"info", "Show folder, size, file marks and gaps of a volume", "tqlib volume info A00001"},
+      showVolume);
+  addVolumeOperand(info, options.volume);
+}
