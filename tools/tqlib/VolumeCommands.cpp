@@ -13,6 +13,7 @@
 #include "Interruption.h"
 #include "Output.h"
 #include "TapeFolder.h"
+#include "VolumeFiles.h"
 #include "VolumeTransfer.h"
 
 namespace fs = std::filesystem;
@@ -45,7 +46,7 @@ std::string transferSentence(const Options& options, const char* done, unsigned 
          transferText(bytes, seconds);
 }
 
-void refuseOwnFile(const std::string& file, const std::string& markFile) {
+void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   std::error_code ignored;  // a file that does not exist is not the mark's
   if (!isStandardStream(file) && fs::equivalent(file, markFile, ignored)) {
     throw UsageError("the file is the file mark itself: " + file);
@@ -70,7 +71,7 @@ void writeVolume(const Options& options, const Session& session) {
   const Descriptor input(openForReading(options.file));
   const fs::path root = volumeRoot();
   TqLibEmlFile volume(options.volume);
-  refuseOwnFile(options.file, markPath(volume, options.mark));
+  refuseOwnFile(options.file, root / options.volume / markName(options.mark));
 
   watchForInterruption();
   widenPipe(input.get());
@@ -84,6 +85,7 @@ void writeVolume(const Options& options, const Session& session) {
   const double seconds = progress.finish();
   refuseInterrupted(options, bytes);
   Json values = transferJson(options, bytes, seconds);
+  values["sha256"] = nullptr;
   std::string sentence = transferSentence(options, "wrote", bytes, seconds);
   if (options.checksum) {
     const std::string digits = checksum.hex();

@@ -1,6 +1,7 @@
 // tqlib volume list and info: the volumes of the tape folder, and one of them in full.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "Checksums.h"
 #include "CommandSetup.h"
@@ -105,16 +106,16 @@ void listVolumes(const Options&, const Session& session) {
 }
 
 struct Gap {
-  int first;
-  int last;
+  long long first;
+  long long last;
 };
 
 std::vector<Gap> gapsIn(const std::vector<FileMark>& marks) {
   std::vector<Gap> gaps;
-  int expected = 0;
+  long long expected = 0;
   for (const FileMark& mark : marks) {
-    if (mark.number > expected) gaps.push_back({expected, mark.number - 1});
-    expected = mark.number + 1;
+    if (mark.number > expected) gaps.push_back({expected, mark.number - 1LL});
+    expected = mark.number + 1LL;
   }
   return gaps;
 }

@@ -107,9 +107,9 @@ void verifyVolume(const Options& options, const Session& session) {
   progress.finish();
   print(options, findings, session.json);
   if (const auto faults = std::count_if(findings.begin(), findings.end(), isFault); faults > 0) {
-    throw Failure("volume " + options.volume + ": " + std::to_string(faults) +
-                      " file marks are not what their checksums are of",
-                  "a mark written after the checksums may be good: write it again with --checksum");
+    throw Failure("volume " + options.volume +
+                      ": file marks that differ or are missing: " + std::to_string(faults),
+                  "one written after the checksums may be good: write it again with --checksum");
   }
 }
 
