@@ -58,7 +58,6 @@ protected:
   /// Feeds a command `count` bytes, interrupts it when it has taken them all, and returns the
   /// signal that it ended by.
   int interrupt(const std::string& arguments, std::size_t count) const {
-    std::signal(SIGPIPE, SIG_IGN);
     mkfifo(path("fifo").c_str(), 0600);
     const pid_t child = fork();
     if (child == 0) {

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "Terminal.h"
@@ -33,7 +34,7 @@ std::string sizeText(double bytes) {
 }
 
 std::string timeText(double seconds) {
-  const auto whole = static_cast<unsigned long long>(seconds + 0.5);
+  const auto whole = std::llround(seconds);
   if (whole < 60) return std::to_string(whole) + " s";
   if (whole < 3600) return std::to_string(whole / 60) + " min " + std::to_string(whole % 60) + " s";
   return std::to_string(whole / 3600) + " h " + std::to_string(whole / 60 % 60) + " min";
