@@ -26,6 +26,7 @@ endfunction()
 # version may be another interface.
 function(write_control_files package)
   set(dir ${CPACK_TQ_CONTROL_DIR})
+  set(library_dir ${CPACK_TEMPORARY_DIRECTORY}/runtime/${CPACK_TQ_LIBRARY_DIR})
   set(other_minor "")
   if(CPACK_PACKAGE_VERSION_MAJOR EQUAL 0)
     math(EXPR next "${CPACK_PACKAGE_VERSION_MINOR} + 1")
@@ -41,8 +42,7 @@ function(write_control_files package)
 ")
   execute_process(
     COMMAND dpkg-gensymbols -c0 -q -p${package} -v${CPACK_PACKAGE_VERSION} -I${dir}/known-symbols
-            -O${dir}/symbols
-            -e${CPACK_TEMPORARY_DIRECTORY}/runtime/${CPACK_TQ_LIBRARY_DIR}/libTqLibEmulator.so.${major}
+            -O${dir}/symbols -e${library_dir}/libTqLibEmulator.so.${major}
     COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 

@@ -1,5 +1,5 @@
-# Debian packages, one for each component: target `package`, or cpack once library and tool are
-# built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
+# Debian packages, one for each component: target `package`, or cpack once library, tool and pages
+# are built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime dev)
