@@ -15,7 +15,15 @@ namespace {
 
 constexpr int kOtherLibrary = 50008;
 
-/// Any query of the library does so; this one fails without a word.
+template <typename Wanted>
+const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
+  const auto found = std::find_if(devices.begin(), devices.end(), wanted);
+  return found == devices.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+// Any query of the library does so; this one fails without a word.
 void completeWhatIsHalfSaved() {
   TqLibEmulator emulator;
   int status = 0;
@@ -24,13 +32,12 @@ void completeWhatIsHalfSaved() {
   emulator.GetVirtualDeviceStatus("-", status, asc, ascq, true);
 }
 
-template <typename Wanted>
-const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
-  const auto found = std::find_if(devices.begin(), devices.end(), wanted);
-  return found == devices.end() ? nullptr : &*found;
+std::string keyOfFile(const std::string& name) {
+  constexpr std::size_t kAround = names::kPrefixLength + names::kSuffixLength;
+  const bool isLibrary = name.size() > kAround && name.starts_with(names::kLibraryPrefix) &&
+                         name.ends_with(names::kFileSuffix);
+  return isLibrary ? name.substr(names::kPrefixLength, name.size() - kAround) : "";
 }
-
-}  // namespace
 
 // The device query names the listed libraries too, but stops at the first one that is broken, when
 // an operator wants to see the list most.
@@ -53,12 +60,8 @@ bool isListed(const std::string& library) {
 std::vector<std::string> storedLibraries() {
   std::set<std::string> keys;
   for (const fs::directory_entry& entry : fs::directory_iterator(catalogueFolder())) {
-    const std::string name = entry.path().filename().string();
-    constexpr std::size_t kAround = names::kPrefixLength + names::kSuffixLength;
-    if (name.size() > kAround && name.starts_with(names::kLibraryPrefix) &&
-        name.ends_with(names::kFileSuffix)) {
-      keys.insert(name.substr(names::kPrefixLength, name.size() - kAround));
-    }
+    const std::string key = keyOfFile(entry.path().filename().string());
+    if (!key.empty()) keys.insert(key);
   }
   return {keys.begin(), keys.end()};
 }

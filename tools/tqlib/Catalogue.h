@@ -10,6 +10,12 @@
 inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
 inline constexpr int kMediumChanger = 8;
 
+/// Completes a save of a library and the list that broke off.
+void completeWhatIsHalfSaved();
+
+/// The key of the library whose file has that name; empty for any other name.
+std::string keyOfFile(const std::string& name);
+
 /// The keys in the library list, in its order; empty when there is no list. Throws Failure when
 /// there is one that cannot be read.
 std::vector<std::string> listedLibraries();

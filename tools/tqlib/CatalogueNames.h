@@ -8,8 +8,13 @@ namespace names {
 inline constexpr char kLibraryList[] = "LibraryList.xml";
 inline constexpr char kLibraryPrefix[] = "Lib_";
 inline constexpr char kFileSuffix[] = ".xml";
+inline constexpr char kDrivePrefix[] = "Drive_";
 inline constexpr std::size_t kPrefixLength = sizeof kLibraryPrefix - 1;
 inline constexpr std::size_t kSuffixLength = sizeof kFileSuffix - 1;
+inline constexpr char kPending[] = ".tqlib-pending";  // a save that is half done
+inline constexpr char kAsidePrefix[] = ".tqlib-";     // a file that is to take another's place
+inline constexpr char kAsideSuffix[] = ".new";
+inline constexpr char kStandIn[] = "Lib_.tqlib-stand-in-";  // then a process, then kFileSuffix
 
 // Elements and attributes
 inline constexpr char kLibrary[] = "Library";  // also the entries of the library list

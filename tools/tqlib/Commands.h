@@ -16,6 +16,9 @@ struct Session {
   std::function<void()> action;
 };
 
+/// Ends a command that has told everything itself: the exit code is 1, and nothing more is said.
+struct SilentFailure {};
+
 void addInitCommand(CLI::App& app, Session& session);
 void addLibraryCommands(CLI::App& app, Session& session);
 void addElementCommands(CLI::App& app, Session& session);
@@ -26,6 +29,7 @@ void addMapCommand(CLI::App& app, Session& session);
 void addStatusCommands(CLI::App& app, Session& session);
 void addManualCommand(CLI::App& app, Session& session);
 void addCompletionCommands(CLI::App& app, Session& session);
+void addCheckCommand(CLI::App& app, Session& session);
 
 /// Further commands of the group "library".
 void addLibraryReports(CLI::App& group, Session& session);

@@ -43,6 +43,26 @@ std::size_t readBlock(int descriptor, std::span<unsigned char> block) {
   return filled;
 }
 
+namespace {
+
+// Only root may give a file away; others can keep the group at best.
+void keepAccess(const struct stat& old, int file, const fs::path& path) {
+  const bool isOwned =
+      fchown(file, old.st_uid, old.st_gid) == 0 || fchown(file, uid_t(-1), old.st_gid) == 0;
+  const mode_t kept = old.st_mode & (isOwned ? 07777 : 0777);
+  if (fchmod(file, kept) != 0) {
+    throw systemFailure("cannot set the permissions of " + path.string(), errno);
+  }
+}
+
+// A file system that cannot do it has the name on the disk in its own time.
+void syncFolder(const fs::path& folder) {
+  const Descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fsync(open.get());
+}
+
+}  // namespace
+
 TargetFile::TargetFile(const std::string& file) : m_descriptor(open(file)) {}
 
 TargetFile::~TargetFile() {
@@ -82,10 +102,9 @@ void TargetFile::write(std::span<const unsigned char> block) {
 void TargetFile::commit() {
   if (m_aside.empty()) return;
   struct stat old {};
-  if (stat(m_target.c_str(), &old) == 0 && fchmod(m_descriptor.get(), old.st_mode & 07777) != 0) {
-    throw systemFailure("cannot set the permissions of " + m_aside.string(), errno);
-  }
+  if (stat(m_target.c_str(), &old) == 0) keepAccess(old, m_descriptor.get(), m_aside);
   if (fsync(m_descriptor.get()) != 0) throw systemFailure("cannot save " + m_aside.string(), errno);
   fs::rename(m_aside, m_target);
   m_aside.clear();
+  syncFolder(m_target.parent_path());
 }

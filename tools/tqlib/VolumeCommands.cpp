@@ -1,6 +1,5 @@
 // tqlib volume write, read and erase: data into and out of tape volumes.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <limits>

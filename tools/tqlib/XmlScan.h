@@ -2,8 +2,30 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include <xercesc/dom/DOM.hpp>
+
+/// The XML library runs as long as one of these lives. To start it takes longer than to parse a
+/// small file, so whoever reads many files holds one meanwhile.
+class XmlRuntime {
+public:
+  XmlRuntime();
+  ~XmlRuntime();
+  XmlRuntime(const XmlRuntime&) = delete;
+  XmlRuntime& operator=(const XmlRuntime&) = delete;
+};
+
+/// All bytes of a file. Throws Failure when it cannot be read, or is no regular file: to open a
+/// pipe would wait for somebody to write.
+std::string fileContent(const std::string& path);
+
+/// Hands the document that `bytes` spell to `work`, which may change it. Throws Failure, with the
+/// line, when there is none; `path` is what it calls the file.
+void withDocument(const std::string& bytes, const std::string& path,
+                  const std::function<void(xercesc::DOMDocument&)>& work);
 
 /// The value of `attribute` in every element named `element` of the XML file `path`, in the order
 /// of the file; empty text for an element without it. Throws Failure when the file cannot be read

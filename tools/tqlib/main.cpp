@@ -35,8 +35,9 @@ void declare(CLI::App& app, Session& session) {
   addDriveCommands(app, session);
   addDeviceCommands(app, session);
   addStatusCommands(app, session);
-  addMapCommand(app, session);
   addVolumeCommands(app, session);
+  addMapCommand(app, session);
+  addCheckCommand(app, session);
   addManualCommand(app, session);
   addCompletionCommands(app, session);
 }
@@ -87,6 +88,8 @@ int run(int argc, char** argv) {
   } catch (const Interrupted& stop) {
     complain(stop, session.json);
     endBySignal(stop.signal);
+  } catch (const SilentFailure&) {
+    return kFailed;
   } catch (const Failure& failure) {
     return complain(failure, session.json);
   } catch (const std::exception& error) {

@@ -1,0 +1,156 @@
+#include "CheckedVolumes.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+
+#include "ConfiguredPlaces.h"
+#include "Errors.h"
+#include "LeftOvers.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kOfFileSystem[] = "lost+found";
+constexpr std::size_t kMostGaps = 5;  // are told by number
+
+struct Volume {
+  unsigned long long bytes = 0;
+  std::vector<int> marks;
+};
+
+/// The file mark whose file has that name; -1 for a name that the library gives to none.
+int markOf(const std::string& name) {
+  int mark = -1;
+  const char* end = name.data() + name.size();
+  const auto result = std::from_chars(name.data(), end, mark);
+  if (result.ec != std::errc() || result.ptr != end || mark < 0) return -1;
+  char spelled[16];
+  std::snprintf(spelled, sizeof spelled, "%08d", mark);
+  return name == spelled ? mark : -1;
+}
+
+// What is no file mark counts too: the library measures everything in the folder.
+Volume readVolume(const std::string& folder) {
+  Volume volume;
+  for (const std::string& name : namesIn(folder)) {
+    struct stat record {};
+    const std::string path = folder + "/" + name;
+    if (stat(path.c_str(), &record) != 0) {
+      if (errno == ENOENT) continue;  // erased meanwhile
+      throw systemFailure(path, errno);
+    }
+    volume.bytes += static_cast<unsigned long long>(record.st_size);
+    if (const int mark = markOf(name); mark >= 0) volume.marks.push_back(mark);
+  }
+  std::sort(volume.marks.begin(), volume.marks.end());
+  return volume;
+}
+
+/// "1, 3 to 7"; empty when no mark is missing.
+std::string gapsIn(const std::vector<int>& marks) {
+  std::string text;
+  std::size_t gaps = 0;
+  long expected = 0;
+  for (const int mark : marks) {
+    if (mark > expected && ++gaps <= kMostGaps) {
+      text += (text.empty() ? "" : ", ") + std::to_string(expected);
+      if (mark > expected + 1) text += " to " + std::to_string(mark - 1);
+    }
+    expected = mark + 1L;
+  }
+  return gaps > kMostGaps ? text + ", and more" : text;
+}
+
+class VolumeCheck {
+public:
+  VolumeCheck(const Inventory& inventory, Findings& findings)
+      : m_inventory(inventory), m_findings(findings) {}
+
+  std::size_t run() {
+    std::error_code ignored;
+    if (!m_root.isNamed && !fs::exists(m_root.path, ignored)) {
+      checkMedia();  // nothing was ever written
+      return 0;
+    }
+    try {
+      for (const std::string& name : namesIn(m_root.path)) visit(name);
+    } catch (const Failure& failure) {
+      // Were every medium told to have no volume, this would be lost among them.
+      add(kinds::kUnparsableFile, m_root.path, failure.what(),
+          "bring the folder back, or mend sVirtualTapeDirectory in the configuration");
+      return m_volumes.size();
+    }
+    checkMedia();
+    return m_volumes.size();
+  }
+
+private:
+  void add(const Kind& kind, const std::string& folder, const std::string& text,
+           const std::string& next) {
+    m_findings.emplace_back(kind, Place{folder, ""}, text, next);
+  }
+
+  void visit(const std::string& name) {
+    const std::string folder = m_root.path + "/" + name;
+    std::error_code ignored;
+    if (name == kOfFileSystem || !fs::is_directory(folder, ignored)) return;
+    if (isLeftAmongVolumes(name)) {
+      add(kinds::kLeftOver, folder, "a crash left it", "\"tqlib check --fix\" deletes it");
+    }
+    if (name.starts_with(".tqlib-")) return;
+    m_volumes.insert(name);
+    if (m_inventory.media.count(name) == 0) {
+      add(kinds::kVolumeWithoutMedium, folder,
+          m_inventory.isWhole ? "no library has a medium of that barcode"
+                              : "no library that can be read has a medium of that barcode",
+          "\"tqlib element set\" puts the medium somewhere; or delete the volume");
+    }
+    checkContent(folder);
+  }
+
+  void checkContent(const std::string& folder) {
+    try {
+      const Volume volume = readVolume(folder);
+      if (volume.bytes > m_limit) {
+        add(kinds::kVolumeOverLimit, folder,
+            "it has " + std::to_string(volume.bytes) + " bytes, and " + std::to_string(m_limit) +
+                " are the most",
+            "raise nVirtualTapeSizeMB in the configuration, or erase the volume");
+      }
+      if (const std::string gaps = gapsIn(volume.marks); !gaps.empty()) {
+        add(kinds::kMarkGap, folder, "it lacks the file marks " + gaps,
+            "take the last backup of the volume, or erase it");
+      }
+    } catch (const Failure& failure) {
+      add(kinds::kUnparsableFile, folder, failure.what(), "mend the permissions, or the disk");
+    }
+  }
+
+  void checkMedia() {
+    for (const auto& [barcode, places] : m_inventory.media) {
+      if (m_volumes.count(barcode) != 0) continue;
+      m_findings.emplace_back(kinds::kMediumWithoutVolume, places.front(),
+                              "the medium " + barcode + " has no volume",
+                              "nothing, when it is new; else bring its volume back");
+    }
+  }
+
+  const Inventory& m_inventory;
+  Findings& m_findings;
+  const TapeFolder m_root = configuredTapeFolder();
+  const unsigned long long m_limit = configuredVolumeLimit();
+  std::set<std::string> m_volumes;
+};
+
+}  // namespace
+
+std::size_t checkVolumes(const Inventory& inventory, Findings& findings) {
+  return VolumeCheck(inventory, findings).run();
+}
