@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t kMostOfAKind = 10;  // of one file are told to people
+constexpr std::size_t kMostOfAKind = 50;  // are told to people
 
 // A name on disk may have what a terminal would take for an order.
 std::string printable(std::string text) {
@@ -48,8 +48,8 @@ std::string whatText(const Finding& finding) {
 }
 
 std::string findingLine(const Finding& finding) {
-  return "\n  " + severityText(finding.kind->severity) + ": " +
-         printable(whatText(finding) + "; next: " + finding.next);
+  return "  " + severityText(finding.kind->severity) + ": " +
+         printable(whatText(finding) + "; next: " + finding.next) + "\n";
 }
 
 Json findingJson(const Finding& finding) {
@@ -80,32 +80,24 @@ std::string severitiesText(const Findings& findings) {
   return text;
 }
 
-/// How many of a kind in a file are left out.
-std::string restText(const Finding& last, std::size_t count) {
-  return count <= kMostOfAKind ? ""
-                               : "\n  and " + std::to_string(count - kMostOfAKind) +
-                                     " more of the kind " + last.kind->name + "; --json tells all";
-}
+/// Lets the first lines of each kind through and counts the others.
+class Sieve {
+public:
+  bool letsThrough(const Kind* kind) { return ++m_counts[kind] <= kMostOfAKind; }
 
-/// The lines of one file, the kinds in the order in which they come up.
-std::string fileText(Findings::const_iterator begin, Findings::const_iterator end) {
-  std::vector<const Kind*> order;
-  std::map<const Kind*, Findings> byKind;
-  for (; begin != end; ++begin) {
-    Findings& ofKind = byKind[begin->kind];
-    if (ofKind.empty()) order.push_back(begin->kind);
-    ofKind.push_back(*begin);
-  }
-  std::string text;
-  for (const Kind* kind : order) {
-    const Findings& ofKind = byKind[kind];
-    for (std::size_t i = 0; i < std::min(ofKind.size(), kMostOfAKind); ++i) {
-      text += findingLine(ofKind[i]);
+  std::string restText() const {
+    std::string text;
+    for (const auto& [kind, count] : m_counts) {
+      if (count <= kMostOfAKind) continue;
+      text += "and " + std::to_string(count - kMostOfAKind) + " more of the kind " + kind->name +
+              "; --json tells all\n";
     }
-    text += restText(ofKind.front(), ofKind.size());
+    return text;
   }
-  return text;
-}
+
+private:
+  std::map<const Kind*, std::size_t> m_counts;
+};
 
 std::string outcomeLine(const MendedFindings::One& one) {
   const std::string& copy = one.copy;
@@ -143,14 +135,16 @@ Json mendingJson(const Checkup& checkup, const MendedFindings& mended) {
 
 std::string findingsText(const Findings& findings) {
   std::string text;
-  for (auto begin = findings.begin(); begin != findings.end();) {
-    const auto end = std::find_if(begin, findings.end(), [&](const Finding& finding) {
-      return finding.place.file != begin->place.file;
-    });
-    text += printable(begin->place.file) + fileText(begin, end) + "\n";
-    begin = end;
+  Sieve sieve;
+  const std::string* file = nullptr;
+  for (const Finding& finding : findings) {
+    if (!sieve.letsThrough(finding.kind)) continue;
+    if (file == nullptr || *file != finding.place.file)
+      text += printable(finding.place.file) + "\n";
+    file = &finding.place.file;
+    text += findingLine(finding);
   }
-  return text;
+  return text + sieve.restText();
 }
 
 std::string summaryText(const Checkup& checkup) {
@@ -164,12 +158,12 @@ std::string summaryText(const Checkup& checkup) {
 
 std::string mendingText(const MendedFindings& mended) {
   std::string text;
-  std::map<std::pair<std::string, const Kind*>, std::size_t> told;
+  Sieve sieve;
   for (const MendedFindings::One& one : mended.all) {
-    if (!one.isFixed && !one.finding.isMendable) continue;
-    const std::size_t count = ++told[{one.finding.place.file, one.finding.kind}];
-    if (count <= kMostOfAKind || !one.isFixed) text += outcomeLine(one);
+    const bool isToTell = one.isFixed || one.finding.isMendable;
+    if (isToTell && sieve.letsThrough(one.finding.kind)) text += outcomeLine(one);
   }
+  text += sieve.restText();
   for (const std::string& failure : mended.failures) {
     text += coloured("failed", Colour::Red, STDOUT_FILENO) + ": " + printable(failure) + "\n";
   }

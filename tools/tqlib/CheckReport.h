@@ -22,7 +22,7 @@ struct MendedFindings {
 Json checkJson(const Checkup& checkup);
 Json mendingJson(const Checkup& checkup, const MendedFindings& mended);
 
-/// The findings by file, many of one kind cut short; empty without any.
+/// The findings by file, each on a line, many of one kind cut short; empty without any.
 std::string findingsText(const Findings& findings);
 
 /// "3 findings: ..." or "no findings: ...", and how much was looked at.
