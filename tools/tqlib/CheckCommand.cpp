@@ -71,6 +71,7 @@ bool isConfirmed(const Options& options, const Checkup& checkup, bool json) {
 std::size_t mendFindings(const Checkup& before, bool json) {
   KeptCopies copies;
   const std::vector<std::string> failures = mend(before.findings, copies);
+  copies.settle();
   const Checkup after = checkCatalogue();
   MendedFindings mended = compare(before.findings, after.findings, copies);
   mended.failures = failures;

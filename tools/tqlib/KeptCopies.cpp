@@ -37,8 +37,14 @@ bool isSame(const std::string& file, const std::string& other) {
 }  // namespace
 
 KeptCopies::~KeptCopies() {
-  for (const auto& [file, copy] : m_copies) {
-    if (isSame(file, copy)) unlink(copy.c_str());
+  settle();
+}
+
+void KeptCopies::settle() {
+  for (auto each = m_copies.begin(); each != m_copies.end();) {
+    const auto& [file, copy] = *each;
+    const bool isNeeded = !isSame(file, copy) || unlink(copy.c_str()) != 0;
+    each = isNeeded ? std::next(each) : m_copies.erase(each);
   }
 }
 
@@ -56,5 +62,5 @@ void KeptCopies::keep(const std::string& file) {
 
 std::string KeptCopies::copyOf(const std::string& file) const {
   const auto copy = m_copies.find(file);
-  return copy == m_copies.end() || isSame(file, copy->second) ? "" : copy->second;
+  return copy == m_copies.end() ? "" : copy->second;
 }

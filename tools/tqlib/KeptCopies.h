@@ -7,7 +7,7 @@
 class KeptCopies {
 public:
   KeptCopies() = default;
-  /// Copies of files that did not change after all are deleted.
+  /// Settles.
   ~KeptCopies();
   KeptCopies(const KeptCopies&) = delete;
   KeptCopies& operator=(const KeptCopies&) = delete;
@@ -16,7 +16,10 @@ public:
   /// done: the file must then stay as it is. A file that does not exist needs no copy.
   void keep(const std::string& file);
 
-  /// The copy of a file that was changed; empty without one.
+  /// Deletes the copies of files that did not change after all.
+  void settle();
+
+  /// The copy of a file; empty without one.
   std::string copyOf(const std::string& file) const;
 
 private:
