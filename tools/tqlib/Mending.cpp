@@ -131,8 +131,10 @@ std::vector<std::string> mend(const Findings& all, KeptCopies& copies) {
     if (!finding.is(kinds::kOccupancy)) continue;
     libraries[{finding.library, finding.place.file}][finding.place.element] = &finding;
   }
-  for (const auto& [library, wanted] : libraries) {
-    attempt(complaints, [&] { mendOccupancy(library.first, library.second, wanted, copies); });
+  for (const auto& library : libraries) {
+    const auto& [key, file] = library.first;
+    attempt(complaints,
+            [&, &key = key, &file = file] { mendOccupancy(key, file, library.second, copies); });
   }
   return complaints;
 }
