@@ -4,14 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <filesystem>
 #include <set>
 
 #include "ConfiguredPlaces.h"
 #include "Errors.h"
 #include "LeftOvers.h"
+#include "VolumeFiles.h"
 
 namespace fs = std::filesystem;
 
@@ -25,17 +24,6 @@ struct Volume {
   std::vector<int> marks;
 };
 
-/// The file mark whose file has that name; -1 for a name that the library gives to none.
-int markOf(const std::string& name) {
-  int mark = -1;
-  const char* end = name.data() + name.size();
-  const auto result = std::from_chars(name.data(), end, mark);
-  if (result.ec != std::errc() || result.ptr != end || mark < 0) return -1;
-  char spelled[16];
-  std::snprintf(spelled, sizeof spelled, "%08d", mark);
-  return name == spelled ? mark : -1;
-}
-
 // What is no file mark counts too: the library measures everything in the folder.
 Volume readVolume(const std::string& folder) {
   Volume volume;
@@ -47,25 +35,20 @@ Volume readVolume(const std::string& folder) {
       throw systemFailure(path, errno);
     }
     volume.bytes += static_cast<unsigned long long>(record.st_size);
-    if (const int mark = markOf(name); mark >= 0) volume.marks.push_back(mark);
+    if (const auto mark = markNumber(name)) volume.marks.push_back(*mark);
   }
   std::sort(volume.marks.begin(), volume.marks.end());
   return volume;
 }
 
 /// "1, 3 to 7"; empty when no mark is missing.
-std::string gapsIn(const std::vector<int>& marks) {
+std::string missingMarks(const std::vector<int>& marks) {
+  const std::vector<Gap> gaps = gapsIn(marks);
   std::string text;
-  std::size_t gaps = 0;
-  long expected = 0;
-  for (const int mark : marks) {
-    if (mark > expected && ++gaps <= kMostGaps) {
-      text += (text.empty() ? "" : ", ") + std::to_string(expected);
-      if (mark > expected + 1) text += " to " + std::to_string(mark - 1);
-    }
-    expected = mark + 1L;
+  for (std::size_t i = 0; i < std::min(gaps.size(), kMostGaps); ++i) {
+    text += (text.empty() ? "" : ", ") + gapText(gaps[i]);
   }
-  return gaps > kMostGaps ? text + ", and more" : text;
+  return gaps.size() > kMostGaps ? text + ", and more" : text;
 }
 
 class VolumeCheck {
@@ -124,7 +107,7 @@ private:
                 " are the most",
             "raise nVirtualTapeSizeMB in the configuration, or erase the volume");
       }
-      if (const std::string gaps = gapsIn(volume.marks); !gaps.empty()) {
+      if (const std::string gaps = missingMarks(volume.marks); !gaps.empty()) {
         add(kinds::kMarkGap, folder, "it lacks the file marks " + gaps,
             "take the last backup of the volume, or erase it");
       }
@@ -144,7 +127,7 @@ private:
 
   const Inventory& m_inventory;
   Findings& m_findings;
-  const TapeFolder m_root = configuredTapeFolder();
+  const ConfiguredFolder m_root = configuredTapeFolder();
   const unsigned long long m_limit = configuredVolumeLimit();
   std::set<std::string> m_volumes;
 };

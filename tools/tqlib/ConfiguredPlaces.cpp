@@ -44,7 +44,7 @@ std::string configuredCatalogue() {
   return (path.empty() ? "." : path) + "/LibEmulator/";
 }
 
-TapeFolder configuredTapeFolder() {
+ConfiguredFolder configuredTapeFolder() {
   Store store;
   const std::string path = directory(store, "sVirtualTapeDirectory").value_or("");
   if (path.empty()) return {configuredCatalogue() + "Data", false};

@@ -40,7 +40,7 @@ bool isLeftInCatalogue(const std::string& name) {
 }
 
 bool isLeftAmongVolumes(const std::string& name) {
-  return isLeft(name, ".tqlib-probe-", "") || isLeft(name, ".tqlib-copy-", "");
+  return isLeft(name, ".tqlib-copy-", "");
 }
 
 bool isPrepared(const std::string& name) {

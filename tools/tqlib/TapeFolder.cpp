@@ -1,32 +1,26 @@
 #include "TapeFolder.h"
 
-#include <unistd.h>
-
+#include "ConfiguredPlaces.h"
 #include "Errors.h"
-#include "TqLibEmlFile.h"
 
 namespace fs = std::filesystem;
 
-// The library makes the folder of any volume it is asked about. A probe volume, taken away at
-// once, tells where volumes lie without leaving a folder for one that does not exist.
+// The library would be asked by way of a volume, and makes the folder of any that it is asked
+// about.
 fs::path volumeRoot() {
-  std::string folder;
-  TqLibEmlFile probe(".tqlib-probe-" + std::to_string(getpid()));
-  const bool made = probe.GetVolumeFolder(folder);
-  if (made) rmdir(folder.c_str());
-  // A root where nothing may be created still holds volumes, and its name is known all the same.
-  if (folder.empty()) throw libraryFailure("no place for volumes", probe);
-  fs::path root = fs::path(folder).parent_path();
-  if (!fs::is_directory(root)) {
-    throw Failure("the tape folder does not exist: " + root.string() +
-                  "; sVirtualTapeDirectory in the configuration names it");
+  const ConfiguredFolder root = configuredTapeFolder();
+  if (!root.isNamed) fs::create_directories(root.path);
+  if (!fs::is_directory(root.path)) {
+    throw Failure("the tape folder does not exist: " + root.path,
+                  "sVirtualTapeDirectory in the configuration names it");
   }
-  return root;
+  return root.path;
 }
 
 void requireVolume(const std::string& volume) {
   const fs::path folder = volumeRoot() / volume;
   if (!fs::is_directory(folder)) {
-    throw Failure("no such volume: " + volume + " (" + folder.string() + ")");
+    throw Failure("no such volume: " + volume + " (" + folder.string() + ")",
+                  "\"tqlib volume list\" names those there are");
   }
 }

@@ -4,7 +4,8 @@
 #include <filesystem>
 #include <string>
 
-/// The folder that holds a folder for each volume. Throws Failure when there is none.
+/// The folder that holds a folder for each volume. Throws Failure when the configuration names one
+/// that does not exist.
 std::filesystem::path volumeRoot();
 
 /// Throws Failure when there is no such volume.

@@ -55,12 +55,6 @@ void keepAccess(const struct stat& old, int file, const fs::path& path) {
   }
 }
 
-// A file system that cannot do it has the name on the disk in its own time.
-void syncFolder(const fs::path& folder) {
-  const Descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  fsync(open.get());
-}
-
 }  // namespace
 
 TargetFile::TargetFile(const std::string& file) : m_descriptor(open(file)) {}
@@ -107,4 +101,12 @@ void TargetFile::commit() {
   fs::rename(m_aside, m_target);
   m_aside.clear();
   syncFolder(m_target.parent_path());
+}
+
+void syncFolder(const fs::path& folder) {
+  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // A file system that knows no such thing has the names on the disk in its own time.
+  if (descriptor.get() < 0 || (fsync(descriptor.get()) != 0 && errno != EINVAL)) {
+    throw systemFailure("cannot save " + folder.string(), errno);
+  }
 }

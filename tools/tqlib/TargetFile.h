@@ -49,3 +49,6 @@ private:
   std::filesystem::path m_aside;  ///< empty when the data goes straight to its place
   Descriptor m_descriptor;
 };
+
+/// Brings what was created, renamed or removed in `folder` to the disk. Throws Failure.
+void syncFolder(const std::filesystem::path& folder);

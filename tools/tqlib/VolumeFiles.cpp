@@ -1,17 +1,11 @@
 #include "VolumeFiles.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 
 #include "Errors.h"
-#include "TargetFile.h"
 #include "TqLibEmlFile.h"
-#include "TqPlatform/PlatformInfo.h"
 
 namespace fs = std::filesystem;
 
@@ -62,23 +56,17 @@ std::optional<int> markNumber(const std::string& name) {
   return number;
 }
 
-// The library does not tell its limit, so it is read, and its default known, as the library does.
-unsigned long long volumeLimit() {
-  constexpr unsigned long kDefaultMiB = 4096;
-  TQPlatformInfo platform;
-  platform.setFocus(TQPI_Focus::getFocus());
-  for (const char* section : {"MediaManager", "Teifioskon"}) {
-    unsigned long count = 0;
-    if (platform.getNumber(section, "nVirtualTapeSizeMB", &count) == 0) continue;
-    if (count == 0) break;
-    return std::min<unsigned long long>(count, ~0ULL >> 20) << 20;
+std::vector<Gap> gapsIn(const std::vector<int>& marks) {
+  std::vector<Gap> gaps;
+  long long expected = 0;
+  for (const int mark : marks) {
+    if (mark > expected) gaps.push_back({expected, mark - 1LL});
+    expected = mark + 1LL;
   }
-  return static_cast<unsigned long long>(kDefaultMiB) << 20;
+  return gaps;
 }
 
-void syncFolder(const fs::path& folder) {
-  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (descriptor.get() < 0 || fsync(descriptor.get()) != 0) {
-    throw systemFailure("cannot save " + folder.string(), errno);
-  }
+std::string gapText(const Gap& gap) {
+  const std::string first = std::to_string(gap.first);
+  return gap.first == gap.last ? first : first + " to " + std::to_string(gap.last);
 }

@@ -1,4 +1,4 @@
-// What a volume holds on the disk, and how much it may hold.
+// What a volume holds on the disk.
 #pragma once
 
 #include <filesystem>
@@ -29,8 +29,14 @@ std::string markName(int number);
 /// The file mark that a file of that name holds; nothing when it is another file.
 std::optional<int> markNumber(const std::string& name);
 
-/// The configured most that a volume may hold, in bytes.
-unsigned long long volumeLimit();
+/// File marks that a volume lacks, though it has later ones.
+struct Gap {
+  long long first;
+  long long last;
+};
 
-/// Brings what was created, renamed or removed in `folder` to the disk. Throws Failure.
-void syncFolder(const std::filesystem::path& folder);
+/// The gaps before and between file marks, whose numbers ascend.
+std::vector<Gap> gapsIn(const std::vector<int>& marks);
+
+/// "3", or "3 to 7".
+std::string gapText(const Gap& gap);

@@ -6,6 +6,7 @@
 #include "Checksums.h"
 #include "CommandSetup.h"
 #include "Configuration.h"
+#include "ConfiguredPlaces.h"
 #include "Errors.h"
 #include "Output.h"
 #include "TapeFolder.h"
@@ -56,7 +57,7 @@ Entry examine(const fs::path& root, const std::string& volume) {
 }
 
 double shareOf(unsigned long long bytes) {
-  const double share = static_cast<double>(bytes) / static_cast<double>(volumeLimit());
+  const double share = static_cast<double>(bytes) / static_cast<double>(configuredVolumeLimit());
   return std::round(share * 1e4) / 1e4;
 }
 
@@ -100,24 +101,16 @@ void listVolumes(const Options&, const Session& session) {
     rows.push_back(entryRow(entry));
   }
   const std::string sentence = list.empty() ? "no volumes" : tableText(rows);
-  printResult(session.json,
-              {{"folder", root.string()}, {"limit", volumeLimit()}, {"volumes", std::move(list)}},
-              sentence);
+  printResult(
+      session.json,
+      {{"folder", root.string()}, {"limit", configuredVolumeLimit()}, {"volumes", std::move(list)}},
+      sentence);
 }
 
-struct Gap {
-  long long first;
-  long long last;
-};
-
-std::vector<Gap> gapsIn(const std::vector<FileMark>& marks) {
-  std::vector<Gap> gaps;
-  long long expected = 0;
-  for (const FileMark& mark : marks) {
-    if (mark.number > expected) gaps.push_back({expected, mark.number - 1LL});
-    expected = mark.number + 1LL;
-  }
-  return gaps;
+std::vector<Gap> gapsOf(const VolumeContents& contents) {
+  std::vector<int> numbers;
+  for (const FileMark& mark : contents.marks) numbers.push_back(mark.number);
+  return gapsIn(numbers);
 }
 
 Json infoJson(const Entry& entry) {
@@ -129,14 +122,14 @@ Json infoJson(const Entry& entry) {
                      {"checksum", entry.checksums.contains(mark.number)}});
   }
   Json gaps = Json::array();
-  for (const Gap& gap : gapsIn(contents.marks)) {
+  for (const Gap& gap : gapsOf(contents)) {
     gaps.push_back({{"first", gap.first}, {"last", gap.last}});
   }
   return {{"volume", entry.volume},
           {"folder", contents.folder.string()},
           {"nextMark", contents.nextMark},
           {"bytes", contents.bytes},
-          {"limit", volumeLimit()},
+          {"limit", configuredVolumeLimit()},
           {"share", shareOf(contents.bytes)},
           {"checksums", !entry.checksums.empty()},
           {"marks", std::move(marks)},
@@ -150,15 +143,15 @@ std::string infoText(const Entry& entry) {
                         {"folder:", contents.folder.string()},
                         {"next file mark:", std::to_string(contents.nextMark)},
                         {"bytes:", std::to_string(contents.bytes) + " (" + percent(contents.bytes) +
-                                       " of " + std::to_string(volumeLimit()) + ")"},
+                                       " of " + std::to_string(configuredVolumeLimit()) + ")"},
                         {"checksums:", yesNo(!entry.checksums.empty())}};
   for (const FileMark& mark : contents.marks) {
     rows.push_back({"mark " + std::to_string(mark.number) + ":",
                     std::to_string(mark.bytes) + " bytes" +
                         (entry.checksums.contains(mark.number) ? ", with checksum" : "")});
   }
-  for (const Gap& gap : gapsIn(contents.marks)) {
-    rows.push_back({"no marks:", std::to_string(gap.first) + " to " + std::to_string(gap.last)});
+  for (const Gap& gap : gapsOf(contents)) {
+    rows.push_back({"no marks:", gapText(gap)});
   }
   for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
   return tableText(rows);
