@@ -58,7 +58,7 @@ TEST_F(ToolCompletion, WorksInBash) {
 
 TEST_F(ToolCompletion, TheManualNamesEveryCommandWithItsExample) {
   const std::string manual = tqlib("manual").out;
-  for (const char* part : {".TH TQLIB 1", "tqlib library create\\fR \\fILIBRARY",
+  for (const char* part : {".TH TQLIB 1", "tqlib library create\\fR [\\fILIBRARY",
                            "tqlib element move LIB001 slot:1000",
                            "\\fB\\-\\-drive\\-base\\fR \\fIINT", "(default 500)"}) {
     EXPECT_NE(manual.find(part), std::string::npos) << part;

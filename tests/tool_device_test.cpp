@@ -69,9 +69,9 @@ TEST_F(DeviceTool, ABrokenListIsToldOnceAndHidesNoLibrary) {
   const auto at = list.err.find("LibraryList.xml");
   ASSERT_NE(at, std::string::npos) << list.err;
   EXPECT_EQ(list.err.find("LibraryList.xml", at + 1), std::string::npos) << list.err;
-  EXPECT_NE(list.err.find("mend it"), std::string::npos) << list.err;
+  EXPECT_NE(list.err.find("mend the list"), std::string::npos) << list.err;
   EXPECT_NE(list.out.find("LIB0     ok  "), std::string::npos) << list.out;
-  expectRefused(1, "library remove LIB1", "mend it");
+  expectRefused(1, "library remove LIB1", "mend the list");
 }
 
 TEST_F(DeviceTool, ADriveJoinsAndLeavesALibraryAndTellsItsMedium) {

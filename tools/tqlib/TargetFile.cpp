@@ -104,9 +104,10 @@ void TargetFile::commit() {
 }
 
 void syncFolder(const fs::path& folder) {
-  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const fs::path named = folder.empty() ? "." : folder;
+  const Descriptor descriptor(::open(named.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   // A file system that knows no such thing has the names on the disk in its own time.
   if (descriptor.get() < 0 || (fsync(descriptor.get()) != 0 && errno != EINVAL)) {
-    throw systemFailure("cannot save " + folder.string(), errno);
+    throw systemFailure("cannot save " + named.string(), errno);
   }
 }
