@@ -50,17 +50,17 @@ Entry examine(const std::string& library, std::optional<bool> listed) {
 
 /// The listed libraries and then those that have a file alone. A list that cannot be read is none,
 /// and leaves its `complaint`.
-std::vector<Entry> allEntries(std::string& complaint) {
+std::vector<Entry> allEntries(std::optional<Failure>& complaint) {
   std::vector<std::string> listed;
   try {
     listed = listedLibraries();
   } catch (const Failure& failure) {
-    complaint = failure.what();
+    complaint = failure;
   }
   std::vector<Entry> entries;
   entries.reserve(listed.size());
   for (const std::string& library : listed) entries.push_back(examine(library, true));
-  const std::optional<bool> unlisted = complaint.empty() ? std::optional(false) : std::nullopt;
+  const std::optional<bool> unlisted = complaint ? std::nullopt : std::optional(false);
   for (const std::string& library : storedLibraries()) {
     if (std::find(listed.begin(), listed.end(), library) == listed.end()) {
       entries.push_back(examine(library, unlisted));
@@ -94,7 +94,7 @@ Row entryRow(const Entry& entry) {
 
 void listLibraries(const Options&, const Session& session) {
   useConfiguration(session.config);
-  std::string complaint;
+  std::optional<Failure> complaint;
   const std::vector<Entry> entries = allEntries(complaint);
   Json list = Json::array();
   std::vector<Row> rows{{"LIBRARY", "STATE", "DRIVES", "SLOTS", "MAIL"}};
@@ -104,7 +104,7 @@ void listLibraries(const Options&, const Session& session) {
   }
   printResult(session.json, {{"libraries", std::move(list)}},
               entries.empty() ? "no libraries" : tableText(rows));
-  if (!complaint.empty()) throw Failure(complaint);
+  if (complaint) throw Failure(*complaint);
 }
 
 struct Report {
