@@ -13,6 +13,7 @@ protected:
     makeStore();
     makeLibrary("LIB001");
     expectDone("element set LIB001 slot:1000 --barcode A00001");
+    expectDone("volume write A00001 --mark 0 </dev/null");
   }
 };
 
@@ -33,6 +34,8 @@ TEST_F(ToolCompletion, OffersWhatMayStandNext) {
       {"tqlib drive remove LIB001 LIB001D1 --host ", "HOST1\n"},
       {"tqlib drive remove LIB001 LIB001D1 --ho", "--host\n"},
       {"tqlib device list ", "HOST1\n"},
+      {"tqlib volume copy A", "A00001\n"},
+      {"tqlib volume write A00001 ", ""},
       {"tqlib element list NONE slot:", ""},
       {"tqlib co", "completion\n"},
   };

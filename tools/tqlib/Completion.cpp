@@ -13,6 +13,8 @@
 #include "Configuration.h"
 #include "ElementName.h"
 #include "Errors.h"
+#include "TapeFolder.h"
+#include "VolumeFiles.h"
 
 namespace {
 
@@ -113,6 +115,10 @@ Words hosts(const Position&) {
   return names;
 }
 
+Words volumes(const Position&) {
+  return volumesIn(volumeRoot());
+}
+
 bool any(const LibElement&) {
   return true;
 }
@@ -131,6 +137,7 @@ const struct {
     {"ELEMENT", [](const Position& at) { return elements(at, any); }},
     {"FROM", [](const Position& at) { return elements(at, isFull); }},
     {"TO", [](const Position& at) { return elements(at, isFree); }},
+    {"NAME", volumes},
     {"SERIAL", drives},
     {"HOST", hosts},
     {"--host", hosts},

@@ -72,15 +72,6 @@ void append(DOMDocument& list, const std::string& key) {
   root->insertBefore(entry, indentation);
 }
 
-std::vector<DOMElement*> entriesOf(DOMDocument& list) {
-  const xercesc::DOMNodeList* found = list.getDocumentElement()->getElementsByTagName(u"Library");
-  std::vector<DOMElement*> entries;
-  for (XMLSize_t i = 0; i < found->getLength(); ++i) {
-    entries.push_back(static_cast<DOMElement*>(found->item(i)));
-  }
-  return entries;
-}
-
 std::string keyOf(const DOMElement& entry) {
   return MyTranscode(entry.getAttribute(u"Id"));
 }
@@ -147,7 +138,7 @@ bool takeOut(const std::vector<DOMElement*>& entries, const std::string& folder,
 
 bool enter(DOMDocument& list, const std::string& folder, const Wanted& wanted) {
   std::set<std::string> listed;
-  for (const DOMElement* entry : entriesOf(list)) listed.insert(keyOf(*entry));
+  for (const DOMElement* entry : elementsNamed(list, names::kLibrary)) listed.insert(keyOf(*entry));
   bool isChanged = false;
   for (const std::string& key : wanted.unlisted) {
     if (listed.count(key) != 0 || !isLibraryStillThere(folder, key)) continue;
@@ -175,7 +166,7 @@ void mendList(const std::string& folder, const Findings& findings, KeptCopies& c
   const std::string file = folder + names::kLibraryList;
   const std::string before = isAbsent(file) ? kEmptyList : fileContent(file);
   withDocument(before, file, [&](DOMDocument& list) {
-    const bool isShorter = takeOut(entriesOf(list), folder, wanted);
+    const bool isShorter = takeOut(elementsNamed(list, names::kLibrary), folder, wanted);
     if (!enter(list, folder, wanted) && !isShorter) return;
     const std::string after = textOf(list);
     copies.keep(file);

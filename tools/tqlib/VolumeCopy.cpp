@@ -184,6 +184,6 @@ void addVolumeCopy(CLI::App& group, Session& session) {
                   "Nothing may write to either meanwhile. A copy that breaks off leaves nothing.",
                   "tqlib volume copy A00001 A00002"},
                  copyVolume);
-  addVolumeOperand(copy, options.from, "FROM", "The volume to copy");
-  addVolumeOperand(copy, options.to, "TO", "The new volume; one that exists has to be empty");
+  addVolumeOperand(copy, options.from, "NAME", "The volume to copy");
+  addVolumeOperand(copy, options.to, "NEW", "The new volume; one that exists has to be empty");
 }

@@ -24,7 +24,23 @@ VolumeContents measured(const std::string& name) {
   return contents;
 }
 
+// The tool's own folders of a moment begin so.
+bool isVolume(const fs::directory_entry& entry) {
+  std::error_code failure;
+  const bool folder = entry.is_directory(failure);
+  return (folder || failure) && !entry.path().filename().string().starts_with(".tqlib-");
+}
+
 }  // namespace
+
+std::vector<std::string> volumesIn(const fs::path& root) {
+  std::vector<std::string> volumes;
+  for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
+    if (isVolume(entry)) volumes.push_back(entry.path().filename().string());
+  }
+  std::sort(volumes.begin(), volumes.end());
+  return volumes;
+}
 
 VolumeContents examineVolume(const std::string& volume) {
   VolumeContents contents = measured(volume);

@@ -20,6 +20,9 @@ struct VolumeContents {
   unsigned long long bytes;
 };
 
+/// The names of the volumes in their folder, in order.
+std::vector<std::string> volumesIn(const std::filesystem::path& root);
+
 /// Examines a volume, which must exist. Throws Failure, or what the file system throws.
 VolumeContents examineVolume(const std::string& volume);
 

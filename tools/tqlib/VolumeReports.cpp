@@ -28,22 +28,6 @@ struct Entry {
   std::string reason;
 };
 
-// The tool's own folders of a moment begin so.
-bool isVolume(const fs::directory_entry& entry) {
-  std::error_code failure;
-  const bool folder = entry.is_directory(failure);
-  return (folder || failure) && !entry.path().filename().string().starts_with(".tqlib-");
-}
-
-std::vector<std::string> volumesIn(const fs::path& root) {
-  std::vector<std::string> volumes;
-  for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
-    if (isVolume(entry)) volumes.push_back(entry.path().filename().string());
-  }
-  std::sort(volumes.begin(), volumes.end());
-  return volumes;
-}
-
 // One volume that cannot be read is told of like the others and hides none of them.
 Entry examine(const fs::path& root, const std::string& volume) {
   Entry entry{volume, {}, {}, ""};

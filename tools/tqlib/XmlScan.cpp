@@ -58,18 +58,6 @@ private:
   xercesc::HandlerBase m_errors;  // throws at the first fatal error
 };
 
-using Visitor = std::function<void(const xercesc::DOMElement&)>;
-
-void visit(const xercesc::DOMDocument& document, const std::string& element,
-           const Visitor& visitor) {
-  const std::u16string name(element.begin(), element.end());
-  const xercesc::DOMNodeList* found =
-      document.getDocumentElement()->getElementsByTagName(name.c_str());
-  for (XMLSize_t i = 0; i < found->getLength(); ++i) {
-    visitor(*static_cast<const xercesc::DOMElement*>(found->item(i)));
-  }
-}
-
 Failure unparsable(const std::string& path, const std::string& reason) {
   return Failure(path + " cannot be parsed: " + reason);
 }
@@ -104,11 +92,6 @@ std::unique_ptr<Parser> parse(const std::string& bytes, const std::string& path)
   throw unparsable(path, "it has no root element");
 }
 
-void scan(const std::string& path, const std::string& element, const Visitor& visitor) {
-  withDocument(fileContent(path), path,
-               [&](const xercesc::DOMDocument& document) { visit(document, element, visitor); });
-}
-
 }  // namespace
 
 XmlRuntime::XmlRuntime() {
@@ -140,18 +123,34 @@ void withDocument(const std::string& bytes, const std::string& path,
   work(*parser->getDocument());
 }
 
+std::vector<xercesc::DOMElement*> elementsNamed(const xercesc::DOMDocument& document,
+                                                const std::string& name) {
+  const xercesc::DOMNodeList* found = document.getDocumentElement()->getElementsByTagName(
+      std::u16string(name.begin(), name.end()).c_str());
+  std::vector<xercesc::DOMElement*> elements;
+  // To ask for the length would walk through the document, each time anew.
+  while (xercesc::DOMNode* node = found->item(elements.size())) {
+    elements.push_back(static_cast<xercesc::DOMElement*>(node));
+  }
+  return elements;
+}
+
 std::vector<std::string> attributeValues(const std::string& path, const std::string& element,
                                          const std::string& attribute) {
   const std::u16string name(attribute.begin(), attribute.end());
   std::vector<std::string> values;
-  scan(path, element, [&](const xercesc::DOMElement& found) {
-    values.push_back(MyTranscode(found.getAttribute(name.c_str())));
+  withDocument(fileContent(path), path, [&](const xercesc::DOMDocument& document) {
+    for (const xercesc::DOMElement* found : elementsNamed(document, element)) {
+      values.push_back(MyTranscode(found->getAttribute(name.c_str())));
+    }
   });
   return values;
 }
 
 std::size_t countElements(const std::string& path, const std::string& element) {
   std::size_t count = 0;
-  scan(path, element, [&](const xercesc::DOMElement&) { ++count; });
+  withDocument(fileContent(path), path, [&](const xercesc::DOMDocument& document) {
+    count = elementsNamed(document, element).size();
+  });
   return count;
 }

@@ -27,6 +27,10 @@ std::string fileContent(const std::string& path);
 void withDocument(const std::string& bytes, const std::string& path,
                   const std::function<void(xercesc::DOMDocument&)>& work);
 
+/// The elements of that name under the root, in the order of the file. The document owns them.
+std::vector<xercesc::DOMElement*> elementsNamed(const xercesc::DOMDocument& document,
+                                                const std::string& name);
+
 /// The value of `attribute` in every element named `element` of the XML file `path`, in the order
 /// of the file; empty text for an element without it. Throws Failure when the file cannot be read
 /// or parsed.
