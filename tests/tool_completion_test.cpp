@@ -38,6 +38,9 @@ TEST_F(ToolCompletion, OffersWhatMayStandNext) {
       {"tqlib volume write A00001 ", ""},
       {"tqlib element list NONE slot:", ""},
       {"tqlib co", "completion\n"},
+      {"tar -c . | tqlib volume copy A", "A00001\n"},
+      {"tqlib --config=store/tqlib.ini 'element' list L", "LIB001\n"},
+      {"tqlib drive remove LIB001 LIB001D1 --host=H", "HOST1\n"},
   };
   for (const auto& [line, candidates] : kCases) {
     const Result result = tqlib("complete \"" + std::string(line) + "\"");

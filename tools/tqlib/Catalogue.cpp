@@ -15,6 +15,15 @@ namespace {
 
 constexpr int kOtherLibrary = 50008;
 
+/// None when the file cannot be read: nothing in it answers then.
+std::vector<std::string> driveNames(const std::string& library) {
+  try {
+    return attributeValues(libraryFile(library), names::kDrive, names::kName);
+  } catch (const Failure&) {
+    return {};
+  }
+}
+
 template <typename Wanted>
 const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
   const auto found = std::find_if(devices.begin(), devices.end(), wanted);
@@ -161,4 +170,17 @@ void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& l
     throw Failure(what + ": " + error.what());
   }
   if (!updated) throw libraryFailure(what, emulator);
+}
+
+void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library) {
+  std::set<std::string> wanted;
+  for (const std::string& serial : serials) wanted.insert(folded(names::kDrivePrefix + serial));
+  for (const std::string& other : listedLibraries()) {
+    if (other == library) continue;
+    for (const std::string& name : driveNames(other)) {
+      if (wanted.contains(folded(name))) {
+        throw Failure("another library has a drive of that serial number: " + other + ", " + name);
+      }
+    }
+  }
 }

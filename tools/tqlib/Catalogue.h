@@ -66,3 +66,7 @@ std::string folded(std::string serial);
 /// Hands a library and its drives over in one step; `what` begins the Failure that it throws.
 void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
                    const std::string& what);
+
+/// Throws Failure when a listed library, other than `library`, has a drive of one of the serial
+/// numbers: drives are asked for by these alone, and the first library that has one answers.
+void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library);

@@ -23,6 +23,7 @@ inline constexpr char kLibraryUnit[] = "LibraryScsiUnit";
 inline constexpr char kDriveUnit[] = "DriveScsiUnit";
 inline constexpr char kBarCode[] = "BarCode";
 inline constexpr char kId[] = "Id";
+inline constexpr char kName[] = "Name";
 inline constexpr char kHost[] = "MAName";
 
 }  // namespace names

@@ -1,6 +1,5 @@
 #include "CommandSetup.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "CatalogueNames.h"
@@ -17,16 +16,22 @@ bool isUtf8(const std::string& text) {
   }
 }
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7F;
+// Those beyond ASCII take two bytes; terminals obey them too.
+bool hasControl(const std::string& text) {
+  unsigned char before = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) return true;
+    before = byte;
+  }
+  return false;
 }
 
 // An empty result is how CLI11 is told that a text is good.
 std::string complaintAboutText(const std::string& text) {
   if (text.empty()) return "the text is empty";
   if (!isUtf8(text)) return "the text is not valid UTF-8";
-  if (std::any_of(text.begin(), text.end(), isControl)) return "the text has a control character";
+  if (hasControl(text)) return "the text has a control character";
   return {};
 }
 

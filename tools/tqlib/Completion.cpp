@@ -4,9 +4,8 @@
 // the catalogue for libraries, elements, drives and hosts.
 #include <algorithm>
 #include <iostream>
-#include <iterator>
 #include <set>
-#include <sstream>
+#include <string_view>
 
 #include "Catalogue.h"
 #include "CommandSetup.h"
@@ -76,6 +75,7 @@ void advance(Position& at, const CLI::App& root, const std::string& word) {
   } else if (word.starts_with("-")) {
     const CLI::Option* option = findOption(root, *at.command, word);
     if (option != nullptr && option->get_expected_max() > 0) at.waiting = option;
+    if (word.starts_with("--config=")) at.config = word.substr(word.find('=') + 1);
   } else if (isCommand(*at.command, word)) {
     at.command = at.command->get_subcommand(word);
   } else {
@@ -89,7 +89,8 @@ Words libraries(const Position&) {
 
 Words elements(const Position& at, std::function<bool(const LibElement&)> wanted) {
   Words names;
-  for (const LibElement& element : inventory(at.operands.at(0))) {
+  if (at.operands.empty()) return names;
+  for (const LibElement& element : inventory(at.operands[0])) {
     if (wanted(element)) names.push_back(elementName(element));
   }
   return names;
@@ -180,15 +181,38 @@ Words candidates(const CLI::App& root, const Position& at, const std::string& la
   return commands.empty() ? operandValues(at) : commands;
 }
 
-// Of the words on the line the first is the tool, the last the one that is being typed.
+/// The words of the command that is being typed, the last one as far as it has come: quotes and
+/// backslashes taken away, and what stands before a pipe or another command left out.
+Words wordsOf(const std::string& line) {
+  Words words{""};
+  char quote = 0;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char character = line[i];
+    if (quote != 0 ? character == quote : character == '"' || character == '\'') {
+      quote = quote != 0 ? 0 : character;
+    } else if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
+      words.back() += line[++i];
+    } else if (quote == 0 && std::string_view("|&;(").find(character) != std::string_view::npos) {
+      words = {""};
+    } else if (quote == 0 && character == ' ') {
+      if (!words.back().empty()) words.emplace_back();
+    } else {
+      words.back() += character;
+    }
+  }
+  return words;
+}
+
+// The first word is the tool. What stands behind a "=" is a word of its own to the shell.
 void complete(const LineOptions& options, const Session& session) {
-  std::istringstream line(options.line + '|');
-  Words words{std::istream_iterator<std::string>(line), {}};
+  const Words words = wordsOf(options.line);
   std::string last = words.back();
-  last.pop_back();
   Position at{session.app, {}, nullptr, session.config};
   for (std::size_t i = 1; i + 1 < words.size(); ++i) advance(at, *session.app, words[i]);
-
+  if (const auto equals = last.find('='); last.starts_with("--") && equals != std::string::npos) {
+    at.waiting = findOption(*session.app, *at.command, last.substr(0, equals));
+    last.erase(0, equals + 1);
+  }
   const Words all = candidates(*session.app, at, last);
   for (const std::string& word : std::set<std::string>(all.begin(), all.end())) {
     if (word.starts_with(last)) std::cout << word << '\n';

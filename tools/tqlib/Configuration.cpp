@@ -35,7 +35,8 @@ void useConfiguration(const std::string& config) {
 std::string catalogueFolder() {
   std::string directory;
   if (TqLibEmlFile::GetTQLibEMLXMLDir(directory) == 0) {
-    throw Failure("the catalogue folder cannot be made: " + directory);
+    throw Failure("the catalogue folder cannot be made: " + directory,
+                  "see the log: the folder, or the configuration, cannot be used");
   }
   return directory;
 }

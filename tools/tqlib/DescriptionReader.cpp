@@ -97,8 +97,11 @@ public:
   }
 
 private:
+  // Each drive has the hosts of its own, and so few keys could ask for all the memory there is.
   DescribedDrive& addDrive() {
     auto& drives = m_description.drives;
+    m_units += m_description.hosts.size();
+    if (m_units > kMostElements) throw Failure("drives: too many for so many hosts");
     return drives.emplace_back(usualDrive(m_description, drives.size()));
   }
 
@@ -140,6 +143,7 @@ private:
 
   LibraryDescription& m_description;
   std::int64_t m_last = 0;  ///< number of the drive before
+  std::size_t m_units = 0;  ///< drives, each as often as it has hosts
 };
 
 void readDrives(JsonObject& object, LibraryDescription& description) {

@@ -55,15 +55,6 @@ void checkKnownDrive(const Options& options, const SCSIUnitNoMap& known) {
   }
 }
 
-// Drives are asked for by serial number alone, and the first library that has it answers.
-void refuseTwinElsewhere(const std::string& serial) {
-  TqLibEmulator emulator;
-  std::string barcode;
-  if (!listedLibraries().empty() && emulator.GetCurrentVolume(serial, barcode)) {
-    throw Failure("another library has a drive " + serial);
-  }
-}
-
 int freeNumber(const std::map<int, std::string>& map) {
   int number = 1;
   while (map.contains(number)) ++number;
@@ -146,7 +137,11 @@ void addDrive(const Options& options, const Session& session) {
   const std::string& serial = options.drive.SerialNumber;
   const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, "");
   const SCSIUnitNoMap* known = knownDrive(options, devices);
-  known != nullptr ? checkKnownDrive(options, *known) : refuseTwinElsewhere(serial);
+  if (known != nullptr) {
+    checkKnownDrive(options, *known);
+  } else {
+    refuseDrivesElsewhere({serial}, options.library);
+  }
 
   SCSIUnit library = libraryRecord(options.library, devices);
   const int number = place(options, library.DriveIdentifierMap);

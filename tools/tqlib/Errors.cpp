@@ -13,6 +13,7 @@ struct Meaning {
 };
 
 constexpr char kCheck[] = "\"tqlib check\" tells which file, and what is wrong in it";
+constexpr char kLocked[] = "fuser(1) on the folder names the process";
 constexpr char kElements[] = "\"tqlib element list LIBRARY\" shows what is where";
 
 const Meaning kMeanings[] = {
@@ -70,9 +71,11 @@ Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
   std::string reason;
   if (code != 0) reason = "error " + std::to_string(code) + ", " + meaning(code);
   if (!text.empty()) reason += (reason.empty() ? "" : ": ") + text;
-  return Failure(what + ": " + (reason.empty() ? otherwise : reason), nextStep(code), code);
+  const bool isLocked = text.find("another process keeps it locked") != std::string::npos;
+  return Failure(what + ": " + (reason.empty() ? otherwise : reason),
+                 isLocked ? kLocked : nextStep(code), code);
 }
 
 Failure notSaved(const std::string& what) {
-  return Failure(what + " was not saved; " + kSeeLog);
+  return Failure(what + " was not saved", kSeeLog);
 }

@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kLargestDescription = std::size_t{64} << 20;
 
 struct Options {
+  const CLI::App* command = nullptr;
   LibraryDescription described;  // library, ranges and, with its addressing, the first host
   SCSIUnitFields host;
   std::string from;
@@ -70,7 +71,17 @@ std::string contentOf(const std::string& file) {
   return text;
 }
 
+// A description that options amend would be one more thing to say where it comes from.
+void refuseAmendments(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options()) {
+    if (option->count() > 0 && !option->get_positional() && option->get_name() != "--from") {
+      throw UsageError(option->get_name() + " excludes --from");
+    }
+  }
+}
+
 LibraryDescription fromFile(const Options& options) {
+  refuseAmendments(*options.command);
   const std::string& serial = options.described.library.SerialNumber;
   const std::string source = isStandardStream(options.from) ? "standard input" : options.from;
   return readDescription(contentOf(options.from), source, serial);
@@ -132,13 +143,6 @@ void addIdentity(CLI::App& command, Options& options) {
       ->allow_extra_args(false);
 }
 
-// A description that options amend would be one more thing to say where it comes from.
-void refuseTogether(CLI::App& command, CLI::Option* from, const CLI::Option* library) {
-  for (CLI::Option* option : command.get_options()) {
-    if (option != from && option != library) from->excludes(option);
-  }
-}
-
 }  // namespace
 
 void addLibraryCommands(CLI::App& app, Session& session) {
@@ -149,17 +153,19 @@ void addLibraryCommands(CLI::App& app, Session& session) {
                   "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"},
                  createLibrary);
   SCSIUnitFields& library = options.described.library;
-  const CLI::Option* operand = addLibraryOperand(create, library.SerialNumber)
-                                   ->required(false)
-                                   ->description("Serial number; names the library from now on");
+  options.command = &create;
+  addLibraryOperand(create, library.SerialNumber)
+      ->required(false)
+      ->description("Serial number; names the library from now on");
   addIdentity(create, options);
   const auto& [mail, slots] = kSlotRanges;
   addRange(create, "--drives", "--drive-base", library, kDriveRange, "drives");
   addRange(create, "--slots", "--slot-base", library, slots, "slots");
   addRange(create, "--mail-slots", "--mail-base", library, mail, "mail slots");
-  CLI::Option* from = create.add_option(
-      "--from", options.from, "Create what the JSON in this file describes; - is standard input");
-  refuseTogether(create, from, operand);
+  create.add_option(
+      "--from", options.from,
+      "Create what the JSON in this file describes, which no other option amends; - is "
+      "standard input");
   addLibraryReports(*group, session);
   addLibraryRemoval(*group, session);
   addLibraryExport(*group, session);

@@ -1,9 +1,15 @@
 #include "LibraryCreation.h"
 
+#include <algorithm>
+#include <filesystem>
+
 #include "Catalogue.h"
 #include "Configuration.h"
 #include "Errors.h"
+#include "FolderLock.h"
 #include "LibraryRemoval.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -84,24 +90,57 @@ void verify(const LibraryDescription& description) {
   const Json found = descriptionJson(describeLibrary(serial));
   if (found != wanted) {
     throw Failure("library " + serial + " is not as it was described, the first difference is " +
-                  Json::diff(wanted, found).front().value("path", ""));
+                      Json::diff(wanted, found).front().value("path", ""),
+                  "\"tqlib library export " + serial + "\" tells what there is, if anything");
   }
 }
 
+bool holdsMedia(const std::string& library) {
+  const std::vector<LibElement> elements = inventory(library);
+  return std::any_of(elements.begin(), elements.end(),
+                     [](const LibElement& element) { return element.isOccupied; });
+}
+
+// An emulator may have found the library in the meantime. Once there is a medium in it, its own or
+// that of the description, it is for the operator to say what becomes of it.
 void discard(const std::string& library) {
   try {
-    if (libraryExists(library)) purgeLibrary(library);
+    if (libraryExists(library) && !holdsMedia(library)) purgeLibrary(library);
   } catch (const std::exception& error) {
     throw Failure("library " + library + " is half made and cannot be removed: " + error.what(),
                   purgeCommand(library) + " tries again");
   }
 }
 
+std::vector<std::string> serialsOf(const LibraryDescription& description) {
+  std::vector<std::string> serials;
+  for (const DescribedDrive& drive : description.drives) {
+    serials.push_back(drive.device.SerialNumber);
+  }
+  return serials;
+}
+
+/// Two commands that create one library would each take the other's for its own. The folder above
+/// the catalogue is locked, since the library locks the catalogue itself in each of its calls.
+class Creation {
+public:
+  Creation() : m_lock(fs::path(catalogueFolder()).parent_path().parent_path(), kLongestWait) {
+    if (!m_lock.isHeld()) throw Failure("another process is creating a library");
+  }
+
+private:
+  static constexpr std::chrono::seconds kLongestWait{30};
+
+  FolderLock m_lock;
+};
+
 }  // namespace
 
 void createDescribed(const LibraryDescription& description) {
   const std::string& serial = description.library.SerialNumber;
+  const Creation creation;
   refuseTwin(serial);
+  refuseDrivesElsewhere(serialsOf(description), serial);
   const SlotPlan plan = planOf(description);
   updateDevices(batchOf(description, !plan.gaps.empty()), serial,
                 "library " + serial + " cannot be created");

@@ -169,15 +169,28 @@ void addUnits(Report& report, const std::string& library) {
   report.values["units"] = std::move(units);
 }
 
+/// Nothing, and the `complaint`, when the list cannot be read: the library itself can be.
+std::optional<bool> findInList(const std::string& library, std::optional<Failure>& complaint) {
+  try {
+    return isListed(library);
+  } catch (const Failure& failure) {
+    complaint = failure;
+    return std::nullopt;
+  }
+}
+
 void showLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
   useConfiguration(session.config);
   requireWholeLibrary(library);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
-  const bool listed = isListed(library);
-  Report report(
-      {{"library", library}, {"file", libraryFile(library)}, {"listed", listed}},
-      {{"library:", library + (listed ? "" : " (not listed)")}, {"file:", libraryFile(library)}});
+  std::optional<Failure> complaint;
+  const std::optional<bool> listed = findInList(library, complaint);
+  Report report({{"library", library},
+                 {"file", libraryFile(library)},
+                 {"listed", listed ? Json(*listed) : Json()}},
+                {{"library:", library + (listed.value_or(true) ? "" : " (not listed)")},
+                 {"file:", libraryFile(library)}});
   // A library that no host sees is in no answer of the query.
   if (const SCSIUnitNoMap* record = findLibrary(devices)) addIdentity(report, *record);
   addDrives(report, devices);
@@ -186,6 +199,7 @@ void showLibrary(const Options& options, const Session& session) {
   report.values["status"] = statusJson(status);
   report.rows.push_back({"status:", statusText(status)});
   printResult(session.json, report.values, tableText(report.rows));
+  if (complaint) throw Failure(*complaint);
 }
 
 }  // namespace

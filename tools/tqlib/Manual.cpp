@@ -64,7 +64,7 @@ The configuration file.
 The file that the log goes to, else standard error.
 .TP
 .B NO_COLOR
-Set to anything: no colours.
+Not empty: no colours.
 .TP
 .B COLUMNS
 The width of pictures where no terminal tells it.
@@ -114,7 +114,7 @@ std::string optionTerm(const CLI::Option& option) {
     term += " \\fI" + escaped(option.get_type_name().substr(0, option.get_type_name().find(':'))) +
             "\\fR";
   }
-  return term;
+  return term + (option.get_required() && !option.get_positional() ? " (required)" : "");
 }
 
 void printOptions(const CLI::App& app) {

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kDeepest = 100;
+constexpr std::size_t kMostKeys = 100;
 
 /// Goes through the text before it is parsed: of two equal keys the parser takes the last without a
 /// word, and a callback that it asks makes a long list cost the square of its length.
@@ -29,6 +30,8 @@ public:
     Level& level = m_levels.back();
     level.key = key;
     if (!level.keys.insert(key).second) throw Failure(path() + ": the key stands twice");
+    // Each key that is added to an object is looked for among those before.
+    if (level.keys.size() > kMostKeys) throw Failure(path() + ": too many keys");
     return true;
   }
 

@@ -4,7 +4,10 @@
 // it.
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
+#include <new>
+#include <string_view>
 
 #include "Commands.h"
 #include "Errors.h"
@@ -46,6 +49,10 @@ void complain(const std::string& text) {
   std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << text << std::endl;
 }
 
+void suggest(const std::string& next) {
+  std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
+}
+
 // A program that asked for JSON reads what went wrong as well as what came of it.
 int complain(const Failure& failure, bool json) {
   if (json) {
@@ -54,22 +61,46 @@ int complain(const Failure& failure, bool json) {
     return kFailed;
   }
   complain(failure.what());
-  if (!failure.next.empty()) {
-    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << failure.next
-              << std::endl;
-  }
+  if (!failure.next.empty()) suggest(failure.next);
   return kFailed;
 }
 
-// A word that is no command leaves the command missing, and that alone is what the parser tells.
-int explain(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> unknown = app.remaining(true);
-  if (unknown.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError)) {
-    return app.exit(error);
+/// The words that lead to the command, as far as they were understood.
+std::string chosenCommand(const CLI::App& app) {
+  std::string words = app.get_name();
+  for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+    at = at->get_subcommands().front();
+    words += ' ' + at->get_name();
   }
-  std::cerr << "tqlib: unknown command or argument: " << unknown.front()
-            << "\nRun with --help for more information." << std::endl;
-  return error.get_exit_code();
+  return words;
+}
+
+int refuse(const CLI::App& app, const std::string& text) {
+  complain(text);
+  suggest('"' + chosenCommand(app) + " --help\" tells what it takes");
+  return kWrongUsage;
+}
+
+// What is asked for, as help is, comes as an error without an exit code. A word that is no command
+// leaves the command missing, and that alone is what the parser tells.
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+  if (error.get_exit_code() == 0) {
+    app.exit(error);
+    return std::cout.flush() ? kDone : kFailed;
+  }
+  const std::vector<std::string> unknown = app.remaining(true);
+  const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  return refuse(app, isMissing && !unknown.empty()
+                         ? "unknown command or argument: " + unknown.front()
+                         : error.what());
+}
+
+// "tqlib help library list" is "tqlib library list --help".
+void takeHelpForAnOption(int argc, char** argv) {
+  static char help[] = "--help";
+  if (argc < 2 || std::string_view(argv[1]) != "help") return;
+  std::copy(argv + 2, argv + argc, argv + 1);
+  argv[argc - 1] = help;
 }
 
 int run(int argc, char** argv) {
@@ -77,14 +108,14 @@ int run(int argc, char** argv) {
   Session session;
   try {
     declare(app, session);
+    takeHelpForAnOption(argc, argv);
     app.parse(argc, argv);
     session.action();
     return kDone;
   } catch (const CLI::ParseError& error) {
-    return explain(app, error) == 0 ? kDone : kWrongUsage;
+    return explain(app, error);
   } catch (const UsageError& error) {
-    complain(error.what());
-    return kWrongUsage;
+    return refuse(app, error.what());
   } catch (const Interrupted& stop) {
     complain(stop, session.json);
     endBySignal(stop.signal);
@@ -92,6 +123,8 @@ int run(int argc, char** argv) {
     return kFailed;
   } catch (const Failure& failure) {
     return complain(failure, session.json);
+  } catch (const std::bad_alloc&) {
+    return complain(Failure("out of memory"), session.json);
   } catch (const std::exception& error) {
     return complain(Failure(error.what()), session.json);
   }
