@@ -20,14 +20,19 @@ std::string chosenFile(const std::string& config) {
   return fromEnvironment && *fromEnvironment ? fromEnvironment : kSystemFile;
 }
 
+std::string nextStep(int code) {
+  return code == EACCES ? "run it as the user of the emulator" : "\"tqlib init DIR\" writes one";
+}
+
 }  // namespace
 
 void useConfiguration(const std::string& config) {
   const std::string file = chosenFile(config);
   // Without a configuration the calls would fail with a path that means nothing to an operator.
   if (access(file.c_str(), R_OK) != 0) {
-    const std::string reason = systemFailure(file, errno).what();
-    throw Failure("no configuration: " + reason, "\"tqlib init DIR\" writes one");
+    const int code = errno;
+    throw Failure(std::string("no configuration: ") + systemFailure(file, code).what(),
+                  nextStep(code));
   }
   setenv(kVariable, file.c_str(), 1);
 }
