@@ -22,6 +22,23 @@ All rights reserved. No licence is granted here.
   execute_process(COMMAND gzip -9nf ${dir}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
+# The documents of the project lie in one folder here, or in that of the other package.
+function(link_documents component other)
+  string(TOUPPER ${component} upper)
+  string(TOUPPER ${other} other_upper)
+  set(docs usr/share/doc)
+  set(other_name ${CPACK_DEBIAN_${other_upper}_PACKAGE_NAME})
+  set(other_dir ${CPACK_TEMPORARY_DIRECTORY}/${other}/${docs}/${other_name})
+  set(edits "s,](\\.\\./,](,g\n s,](docs/,](,g\n s,](include/,](../../../include/,g\n")
+  file(GLOB others RELATIVE ${other_dir} ${other_dir}/*.md)
+  foreach(document IN LISTS others)
+    string(APPEND edits "s,](${document},](../${other_name}/${document},g\n")
+  endforeach()
+  file(GLOB documents
+    ${CPACK_TEMPORARY_DIRECTORY}/${component}/${docs}/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}/*.md)
+  execute_process(COMMAND sed -i "${edits}" ${documents} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
 # What programs that are linked with the library depend on. While the version is 0.x, another minor
 # version may be another interface.
 function(write_control_files package)
@@ -47,9 +64,11 @@ function(write_control_files package)
 endfunction()
 
 # An installed tree can be moved and its tool finds the library beside it; a package's tool finds it
-# where the system's libraries are.
+# where the system's libraries are. It brings documents of its own.
 if("tools" IN_LIST CPACK_COMPONENTS_ALL)
   file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/tools/usr/bin/tqlib)
+  link_documents(tools dev)
+  link_documents(dev tools)
 endif()
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)

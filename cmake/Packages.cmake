@@ -4,6 +4,9 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime dev)
 if(TARGET tqlib)
+  if(NOT TQ_LOWDOWN)
+    message(FATAL_ERROR "The packages need lowdown for a manual page: scripts/setup build")
+  endif()
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -56,9 +59,21 @@ set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/PackageFinish.cmake)
 set(CPACK_TQ_CONTROL_DIR ${PROJECT_BINARY_DIR}/control)
 set(CPACK_TQ_LIBRARY_DIR usr/${CMAKE_INSTALL_LIBDIR})
 
-file(GLOB tq_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES ${tq_documents}
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEV_PACKAGE_NAME}
-  COMPONENT dev EXCLUDE_FROM_ALL)
+# Each document once: who runs the emulator gets the package of the tool, who writes it both.
+set(tq_tool_documents SECURITY.md)
+foreach(name operations json library-description errors catalogue-format)
+  list(APPEND tq_tool_documents docs/${name}.md)
+endforeach()
+file(GLOB tq_dev_documents CONFIGURE_DEPENDS
+  RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/docs/*.md)
+list(APPEND tq_dev_documents README.md CHANGELOG.md)
+list(REMOVE_ITEM tq_dev_documents ${tq_tool_documents})
+set(tq_documents_dir ${CMAKE_INSTALL_DATADIR}/doc)
+install(FILES ${tq_tool_documents} COMPONENT tools EXCLUDE_FROM_ALL
+  DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_TOOLS_PACKAGE_NAME})
+install(FILES ${tq_dev_documents} COMPONENT dev EXCLUDE_FROM_ALL
+  DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_DEV_PACKAGE_NAME})
+install(DIRECTORY docs/images COMPONENT dev EXCLUDE_FROM_ALL
+  DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_DEV_PACKAGE_NAME})
 
 include(CPack)

@@ -41,7 +41,8 @@ Done; for
 nothing was found.
 .TP
 .B 1
-Refused or failed, with nothing half done; for
+Refused or failed. A refusal changes nothing; of a volume write that failed, what was written stays;
+for
 .BR "check" :
 something was found.
 .TP
@@ -53,7 +54,8 @@ A command that is interrupted ends by the signal.
 With
 .B \-\-json
 each command prints one JSON object, and an error is one on standard error, with code, text and the
-next thing to do. Its keys stay; later versions may add some. The document json.md of the package
+next thing to do. Its keys stay; later versions may add some.
+.I /usr/share/doc/tqlib/json.md
 shows that of each command. Colours appear on terminals alone.
 .SH ENVIRONMENT
 .TP
