@@ -30,6 +30,7 @@ function(link_documents component other)
   set(other_name ${CPACK_DEBIAN_${other_upper}_PACKAGE_NAME})
   set(other_dir ${CPACK_TEMPORARY_DIRECTORY}/${other}/${docs}/${other_name})
   set(edits "s,](\\.\\./,](,g\n s,](docs/,](,g\n s,](include/,](../../../include/,g\n")
+  string(APPEND edits "s,](CHANGELOG.md,](changelog.gz,g\n")
   file(GLOB others RELATIVE ${other_dir} ${other_dir}/*.md)
   foreach(document IN LISTS others)
     string(APPEND edits "s,](${document},](../${other_name}/${document},g\n")
@@ -74,6 +75,9 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   add_documents(${CPACK_TEMPORARY_DIRECTORY}/${component} ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
 endforeach()
+execute_process(COMMAND gzip -9nf
+  ${CPACK_TEMPORARY_DIRECTORY}/dev/usr/share/doc/${CPACK_DEBIAN_DEV_PACKAGE_NAME}/changelog
+  COMMAND_ERROR_IS_FATAL ANY)
 write_control_files(${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME})
 
 # Whatever the umask of whoever builds.
