@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "MapRows.h"
+
 namespace {
 
 constexpr std::size_t kMostLinesOfSingles = 80;
@@ -15,21 +17,6 @@ struct Mark {
   int full = 0;
 };
 
-struct MarkRow {
-  long long number;
-  std::vector<Mark> marks;
-};
-
-struct Layout {
-  long long base;  // the address of the first mark
-  int labelColumns;
-  int perRow;
-};
-
-long long dividedDown(long long value, long long divisor) {
-  return value >= 0 ? value / divisor : -((divisor - 1 - value) / divisor);
-}
-
 // Rows that begin with round addresses are worth some room at their end.
 int roundGroups(int most) {
   constexpr int kRound[] = {30, 25, 20, 15, 12, 10, 8, 5, 4, 3, 2, 1};
@@ -37,29 +24,19 @@ int roundGroups(int most) {
                        [=](int groups) { return groups <= most; });
 }
 
-Layout layoutOf(const MapSection& section, int width) {
-  const auto placed = std::find_if(section.cells.begin(), section.cells.end(),
-                                   [](const MapCell& cell) { return cell.address >= 0; });
-  const long long base = placed == section.cells.end() ? 0 : placed->address;
-  const int label = static_cast<int>(addressText(section.cells.back().address).size());
-  const int room = width - label - 2;
+int marksPerRow(int room) {
   const int groups = (room + 1) / (kGroup + 1);
-  return {base, label, groups > 0 ? kGroup * roundGroups(groups) : std::max(1, room / 5 * 5)};
+  return groups > 0 ? kGroup * roundGroups(groups) : std::max(1, room / 5 * 5);
 }
 
-std::vector<MarkRow> rowsOf(const MapSection& section, const Layout& layout, long long perMark) {
-  std::vector<MarkRow> rows;
-  for (const MapCell& cell : section.cells) {
-    const long long mark = dividedDown(cell.address - layout.base, perMark);
-    const long long number = dividedDown(mark, layout.perRow);
-    if (rows.empty() || rows.back().number != number) {
-      rows.push_back({number, std::vector<Mark>(static_cast<std::size_t>(layout.perRow))});
-    }
-    Mark& found = rows.back().marks[static_cast<std::size_t>(mark - number * layout.perRow)];
-    ++found.elements;
-    if (cell.isFull) ++found.full;
+std::vector<Mark> marksOf(const MapRow& row, int perRow) {
+  std::vector<Mark> marks(static_cast<std::size_t>(perRow));
+  for (const PlacedCell& placed : row.cells) {
+    Mark& mark = marks[static_cast<std::size_t>(placed.place)];
+    ++mark.elements;
+    if (placed.cell->isFull) ++mark.full;
   }
-  return rows;
+  return marks;
 }
 
 const char* signOf(const Mark& mark, bool isSingle, const MapGlyphs& glyphs) {
@@ -98,27 +75,34 @@ private:
   std::string m_text;
 };
 
-std::string lineOf(const MarkRow& row, const Layout& layout, long long perMark, Colour colour,
-                   const MapGlyphs& glyphs) {
-  const std::string label = addressText(layout.base + row.number * layout.perRow * perMark);
-  RowText text(colour);
-  const int indent = std::max(0, layout.labelColumns - static_cast<int>(label.size()));
+/// What the lines of a section have in common.
+struct LineStyle {
+  RowLayout layout;
+  int labelColumns;
+  Colour colour;
+  const MapGlyphs& glyphs;
+};
+
+std::string lineOf(const MapRow& row, const LineStyle& style) {
+  const std::string label = addressText(row.address);
+  RowText text(style.colour);
+  const int indent = std::max(0, style.labelColumns - static_cast<int>(label.size()));
   text.add((repeated(" ", indent) + label + " ").c_str(), false);
-  for (std::size_t i = 0; i < row.marks.size(); ++i) {
-    if (i % kGroup == 0) text.add(" ", false);
-    text.add(signOf(row.marks[i], perMark == 1, glyphs), row.marks[i].full > 0);
+  int place = 0;
+  for (const Mark& mark : marksOf(row, style.layout.perRow)) {
+    if (place++ % kGroup == 0) text.add(" ", false);
+    text.add(signOf(mark, style.layout.perPlace == 1, style.glyphs), mark.full > 0);
   }
   return text.finish();
 }
 
-Lines linesOf(const std::vector<MarkRow>& rows, const Layout& layout, long long perMark,
-              Colour colour, const MapGlyphs& glyphs) {
+Lines linesOf(const MapSection& section, const LineStyle& style) {
   Lines lines;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (i > 0 && rows[i].number - rows[i - 1].number > 1) {
-      lines.push_back(repeated(" ", layout.labelColumns - 1) + glyphs.skippedRows);
+  for (const MapRow& row : mapRows(section, style.layout)) {
+    if (row.isAfterGap) {
+      lines.push_back(repeated(" ", style.labelColumns - 1) + style.glyphs.skippedRows);
     }
-    lines.push_back(lineOf(rows[i], layout, perMark, colour, glyphs));
+    lines.push_back(lineOf(row, style));
   }
   return lines;
 }
@@ -134,10 +118,10 @@ long long nextStep(long long step) {
 
 MarkGrid markGrid(const MapSection& section, const MapStyle& style) {
   constexpr long long kAllAddresses = 1LL << 31;
-  const Layout layout = layoutOf(section, style.width);
+  const int label = static_cast<int>(addressText(section.cells.back().address).size());
+  const int perRow = marksPerRow(style.width - label - 2);
   for (long long perMark = 1;; perMark = nextStep(perMark)) {
-    Lines lines =
-        linesOf(rowsOf(section, layout, perMark), layout, perMark, colourOf(section), style.glyphs);
+    Lines lines = linesOf(section, {{perRow, perMark}, label, colourOf(section), style.glyphs});
     const std::size_t most = perMark == 1 ? kMostLinesOfSingles : kMostLines;
     if (lines.size() <= most || perMark > kAllAddresses) return {perMark, std::move(lines)};
   }
