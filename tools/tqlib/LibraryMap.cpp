@@ -8,10 +8,10 @@
 namespace {
 
 std::vector<MapSection> noCells() {
-  return {{LIB_ELEM_DRIVE, "drives", "Drives", "drives", "loaded", {}},
-          {LIB_ELEM_MAIL_SLOT, "mailSlots", "Mail slots", "mail slots", "full", {}},
-          {LIB_ELEM_SLOT, "slots", "Slots", "slots", "full", {}},
-          {LIB_ELEM_SHELF, "shelves", "Shelves", "shelves", "full", {}}};
+  return {{LIB_ELEM_DRIVE, "drives", "Drives", "drive", "drives", "loaded", {}},
+          {LIB_ELEM_MAIL_SLOT, "mailSlots", "Mail slots", "mail slot", "mail slots", "full", {}},
+          {LIB_ELEM_SLOT, "slots", "Slots", "slot", "slots", "full", {}},
+          {LIB_ELEM_SHELF, "shelves", "Shelves", "shelf", "shelves", "full", {}}};
 }
 
 void sortByAddress(std::vector<MapCell>& cells) {
@@ -49,6 +49,12 @@ void addDevices(LibraryMap& map) {
   }
 }
 
+std::string summaryText(const MapSection& section) {
+  const std::size_t count = section.cells.size();
+  return std::to_string(section.fullCells()) + " of " + std::to_string(count) + ' ' +
+         (count == 1 ? section.element : section.elements) + ' ' + section.filled;
+}
+
 }  // namespace
 
 std::size_t MapSection::fullCells() const {
@@ -64,9 +70,12 @@ LibraryMap readMap(const std::string& library) {
   return map;
 }
 
-std::string summaryText(const MapSection& section) {
-  return std::to_string(section.fullCells()) + " of " + std::to_string(section.cells.size()) + ' ' +
-         section.elements + ' ' + section.filled;
+std::vector<std::string> summaryTexts(const LibraryMap& map) {
+  std::vector<std::string> texts;
+  for (const MapSection& section : map.sections) {
+    if (!section.cells.empty()) texts.push_back(summaryText(section));
+  }
+  return texts.empty() ? std::vector<std::string>{"no elements"} : texts;
 }
 
 std::string addressText(long long address) {
@@ -97,4 +106,9 @@ std::vector<const MapCell*> cellsAndGaps(const MapSection& section) {
     before = &cell;
   }
   return items;
+}
+
+bool hasGap(const MapSection& section) {
+  const std::vector<const MapCell*> cells = cellsAndGaps(section);
+  return std::find(cells.begin(), cells.end(), nullptr) != cells.end();
 }

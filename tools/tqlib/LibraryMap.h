@@ -18,7 +18,8 @@ struct MapSection {
   int type;              ///< a code of LibElemType
   const char* key;       ///< in JSON
   const char* title;     ///< for people
-  const char* elements;  ///< what it counts
+  const char* element;   ///< what it counts
+  const char* elements;  ///< several of them
   const char* filled;    ///< what an element with a medium is called
   std::vector<MapCell> cells;
 
@@ -35,8 +36,8 @@ struct LibraryMap {
 /// Throws Failure when there is no such library, or it cannot be read.
 LibraryMap readMap(const std::string& library);
 
-/// "37 of 48 slots full"
-std::string summaryText(const MapSection& section);
+/// "37 of 48 slots full" for each kind that there is, or "no elements".
+std::vector<std::string> summaryTexts(const LibraryMap& map);
 
 /// "1000", or a dash for a drive that its library has not placed.
 std::string addressText(long long address);
@@ -49,3 +50,5 @@ std::string labelText(const MapCell& cell);
 
 /// The cells in their order, with null where addresses are missing between two of them.
 std::vector<const MapCell*> cellsAndGaps(const MapSection& section);
+
+bool hasGap(const MapSection& section);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "MapRows.h"
 #include "ScreenText.h"
 
 namespace {
@@ -139,8 +140,8 @@ private:
 
 std::string summaries(const LibraryMap& map) {
   std::string text;
-  for (const MapSection& section : map.sections) {
-    if (!section.cells.empty()) text += (text.empty() ? "" : " · ") + summaryText(section);
+  for (const std::string& summary : summaryTexts(map)) {
+    text += (text.empty() ? "" : " · ") + summary;
   }
   return text;
 }
@@ -153,6 +154,17 @@ std::string legend(int right, int y) {
          text(right - 40, y + 10, "count", "empty");
 }
 
+/// How the kinds of elements show that addresses are missing; nothing when none are.
+std::string gapSigns(const LibraryMap& map) {
+  bool inBoxes = false;
+  bool inSquares = false;
+  for (const MapSection& section : map.sections) {
+    (hasBoxes(section) ? inBoxes : inSquares) |= hasGap(section);
+  }
+  if (!inSquares) return inBoxes ? "⋯" : "";
+  return inBoxes ? "⋯, blank:" : "blank:";
+}
+
 void Drawing::header(const LibraryMap& map) {
   constexpr int kNameColumns = 28;
   constexpr double kNameAdvance = 14.6;
@@ -162,6 +174,10 @@ void Drawing::header(const LibraryMap& map) {
   m_body += text(after, m_y + 20, "about", escaped(map.identity, 34));
   m_body += text(kMargin, m_y + 46, "count", summaries(map));
   m_body += legend(kWidth - kMargin, m_y + 10);
+  if (const std::string signs = gapSigns(map); !signs.empty()) {
+    m_body += text(kWidth - kMargin, m_y + 37, "count", signs + " no such address",
+                   " text-anchor=\"end\"");
+  }
   m_y += 58;
   if (map.status == Status{}) return;
   m_body += "<rect class=\"alarm\" x=\"" + number(kMargin) + "\" y=\"" + number(m_y + 4) +
@@ -227,34 +243,42 @@ struct SquareGrid {
   int perRow;
   int labelledRows;  // every so many
   int baseline;      // of a label, below the top of its row
+  int skip;          // the height that stands for rows without elements
 };
+
+std::string rowLabel(int right, int y, const std::string& content) {
+  return text(right, y, "at", content, " text-anchor=\"end\"");
+}
 
 // Cells of one paint stand together in the document: a paint for each would double its size.
 void Drawing::squares(const MapSection& section) {
-  const SquareGrid grid = section.cells.size() <= kMostLargeSquares ? SquareGrid{16, 13, 50, 1, 11}
-                                                                    : SquareGrid{8, 6, 100, 2, 8};
+  const SquareGrid grid = section.cells.size() <= kMostLargeSquares
+                              ? SquareGrid{16, 13, 50, 1, 11, 16}
+                              : SquareGrid{8, 6, 100, 2, 8, 12};
   constexpr double kDigit = 6.1;
   const auto digits = addressText(section.cells.back().address).size();
   const int left = kMargin + 8 + static_cast<int>(static_cast<double>(digits) * kDigit);
   std::string full;
   std::string empty;
   std::string labels;
-  int at = 0;
-  for (const MapCell* cell : cellsAndGaps(section)) {
-    const int column = at % grid.perRow;
-    const int row = at++ / grid.perRow;
-    if (cell == nullptr) continue;
-    const int x = left + column * grid.pitch + column / kGroup * 4;
-    const int y = m_y + row * grid.pitch;
-    if (column == 0 && row % grid.labelledRows == 0) {
-      labels += text(left - 8, y + grid.baseline, "at", addressText(cell->address),
-                     " text-anchor=\"end\"");
+  int sinceGap = 0;
+  for (const MapRow& row : mapRows(section, {grid.perRow})) {
+    if (row.isAfterGap) {
+      labels += rowLabel(left - 8, m_y + grid.skip - 3, "⋮");
+      m_y += grid.skip;
+      sinceGap = 0;
     }
-    (cell->isFull ? full : empty) += square(*cell, x, y, grid.side);
+    if (sinceGap++ % grid.labelledRows == 0) {
+      labels += rowLabel(left - 8, m_y + grid.baseline, addressText(row.address));
+    }
+    for (const auto& [cell, place] : row.cells) {
+      const int x = left + place * grid.pitch + place / kGroup * 4;
+      (cell->isFull ? full : empty) += square(*cell, x, m_y, grid.side);
+    }
+    m_y += grid.pitch;
   }
   m_body += labels + "<g class=\"full\" fill=\"" + colourOf(section) + "\">\n" + full +
             "</g>\n<g class=\"empty thin\">\n" + empty + "</g>\n";
-  m_y += (at + grid.perRow - 1) / grid.perRow * grid.pitch;
 }
 
 void Drawing::section(const MapSection& section) {

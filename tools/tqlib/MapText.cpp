@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
+#include <sstream>
 
 #include "MapCells.h"
 #include "MapMarks.h"
@@ -25,13 +27,20 @@ struct Painted {
   Lines lines;
 };
 
-/// Pieces one after the other, in as many lines as they need.
-Lines wrapped(const Lines& pieces, const MapStyle& style) {
+void append(Lines& lines, const Lines& more) {
+  lines.insert(lines.end(), more.begin(), more.end());
+}
+
+/// Parts one after the other, in as many lines as they need.
+Lines joined(const Lines& parts, const std::string& between, const MapStyle& style) {
+  const auto room = [&](const std::string& line) {
+    return style.width - columnsOf(line) - columnsOf(between);
+  };
   Lines lines;
-  for (const std::string& piece : pieces) {
-    const std::string cut = fitted(piece, style.width, style.charset);
-    if (!lines.empty() && columnsOf(lines.back()) + 3 + columnsOf(cut) <= style.width) {
-      lines.back() += "   " + cut;
+  for (const std::string& part : parts) {
+    const std::string cut = fitted(part, style.width, style.charset);
+    if (!lines.empty() && room(lines.back()) >= columnsOf(cut)) {
+      lines.back() += between + cut;
     } else {
       lines.push_back(cut);
     }
@@ -39,12 +48,32 @@ Lines wrapped(const Lines& pieces, const MapStyle& style) {
   return lines;
 }
 
+Lines wordsOf(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+/// Pieces side by side; one that is wider than the picture is broken between its words.
+Lines wrapped(const Lines& pieces, const MapStyle& style) {
+  Lines parts;
+  for (const std::string& piece : pieces) {
+    const bool fits =
+        fitted(piece, style.width, style.charset) == fitted(piece, style.width + 1, style.charset);
+    append(parts, fits ? Lines{piece} : joined(wordsOf(piece), " ", style));
+  }
+  return joined(parts, "   ", style);
+}
+
+std::string markText(const MapSection& section, long long perMark) {
+  return "a mark is " + std::to_string(perMark) + ' ' + section.elements;
+}
+
 std::string heading(const MapSection& section, long long perMark, const MapStyle& style) {
   std::string text = section.title;
   if (const std::string range = rangeText(section, style.glyphs.dash); !range.empty()) {
     text += " " + range;
   }
-  if (perMark > 1) text += ", a mark is " + std::to_string(perMark) + ' ' + section.elements;
+  if (perMark > 1) text += ", " + markText(section, perMark);
   text = fitted(text, style.width - 4, style.charset);
   return repeated(style.glyphs.rule, 2) + ' ' + coloured(text, colourOf(section), STDOUT_FILENO) +
          ' ' + repeated(style.glyphs.rule, style.width - 4 - columnsOf(text));
@@ -66,18 +95,10 @@ Painted paint(const MapSection& section, const MapStyle& style) {
           std::move(grid.lines)};
 }
 
-void append(Lines& lines, const Lines& more) {
-  lines.insert(lines.end(), more.begin(), more.end());
-}
-
 Lines header(const LibraryMap& map, const MapStyle& style) {
   Lines lines = wrapped({map.library, map.identity}, style);
   lines.front() = coloured(lines.front(), Colour::Cyan, STDOUT_FILENO);
-  Lines summaries;
-  for (const MapSection& section : map.sections) {
-    if (!section.cells.empty()) summaries.push_back(summaryText(section));
-  }
-  append(lines, wrapped(summaries, style));
+  append(lines, wrapped(summaryTexts(map), style));
   if (map.status == Status{}) return lines;
   for (const std::string& line : wrapped({"injected:", statusText(map.status)}, style)) {
     lines.push_back(coloured(line, Colour::Red, STDOUT_FILENO));
@@ -85,31 +106,49 @@ Lines header(const LibraryMap& map, const MapStyle& style) {
   return lines;
 }
 
-std::string entry(const char* sign, const char* meaning) {
-  return std::string(sign) + ' ' + meaning;
+/// What the signs of a picture mean, each told once.
+class Legend {
+public:
+  explicit Legend(const MapStyle& style) : m_style(style) {}
+
+  void add(const MapSection& section, const Painted& painted);
+  Lines lines() const;
+
+private:
+  std::set<Detail> m_used;
+  Lines m_steps;  // a narrow heading may have no room for them
+  bool m_hasGaps = false;
+  const MapStyle& m_style;
+};
+
+void Legend::add(const MapSection& section, const Painted& painted) {
+  m_used.insert(painted.detail);
+  if (painted.perMark > 1) m_steps.push_back(markText(section, painted.perMark));
+  // Between marks a gap is as wide as what is missing, and says so itself.
+  m_hasGaps |= painted.detail <= Detail::Labels && hasGap(section);
 }
 
-Lines legend(const std::set<Detail>& used, bool hasGaps, const MapStyle& style) {
-  const MapGlyphs& glyphs = style.glyphs;
+Lines Legend::lines() const {
+  const MapGlyphs& glyphs = m_style.glyphs;
   Lines pieces;
-  if (used.contains(Detail::Labels) || used.contains(Detail::Singles)) {
-    pieces = {entry(glyphs.full, "full"), entry(glyphs.empty, "empty")};
-  } else if (used.contains(Detail::Boxes)) {
-    pieces = {entry(glyphs.fullBox.across, "full"), entry(glyphs.emptyBox.across, "empty")};
+  std::set<std::string> signs;  // in ASCII, one that is full and all that are full look the same
+  const auto entry = [&](const std::string& sign, const char* meaning) {
+    if (signs.insert(sign).second) pieces.push_back(sign + ' ' + meaning);
+  };
+  if (m_used.contains(Detail::Labels) || m_used.contains(Detail::Singles)) {
+    entry(glyphs.full, "full");
+    entry(glyphs.empty, "empty");
+  } else if (m_used.contains(Detail::Boxes)) {
+    entry(glyphs.fullBox.across, "full");
+    entry(glyphs.emptyBox.across, "empty");
   }
-  if (used.contains(Detail::Densities)) {
+  if (m_used.contains(Detail::Densities)) {
     constexpr const char* kShares[] = {"none full", "up to 1/3", "up to 2/3", "more", "all full"};
-    for (std::size_t i = 0; i < glyphs.density.size(); ++i) {
-      pieces.push_back(entry(glyphs.density[i], kShares[i]));
-    }
+    for (std::size_t i = 0; i < glyphs.density.size(); ++i) entry(glyphs.density[i], kShares[i]);
   }
-  if (hasGaps) pieces.push_back(entry(glyphs.gap, "no such address"));
-  return wrapped(pieces, style);
-}
-
-bool hasGap(const MapSection& section) {
-  const std::vector<const MapCell*> cells = cellsAndGaps(section);
-  return std::find(cells.begin(), cells.end(), nullptr) != cells.end();
+  append(pieces, m_steps);
+  if (m_hasGaps) entry(glyphs.gap, "no such address");
+  return wrapped(pieces, m_style);
 }
 
 }  // namespace
@@ -117,19 +156,18 @@ bool hasGap(const MapSection& section) {
 std::string mapText(const LibraryMap& map, int width, Charset charset) {
   const MapStyle style{std::max(width, kNarrowestMap), charset, glyphsOf(charset)};
   Lines lines = header(map, style);
-  std::set<Detail> used;
-  bool hasGaps = false;
+  Legend legend(style);
   for (const MapSection& section : map.sections) {
     if (section.cells.empty()) continue;
     const Painted painted = paint(section, style);
-    used.insert(painted.detail);
-    // Between marks a gap is as wide as what is missing, and says so itself.
-    hasGaps |= painted.detail <= Detail::Labels && hasGap(section);
+    legend.add(section, painted);
     append(lines, {"", heading(section, painted.perMark, style)});
     append(lines, painted.lines);
   }
-  lines.push_back("");
-  append(lines, legend(used, hasGaps, style));
+  if (const Lines meanings = legend.lines(); !meanings.empty()) {
+    lines.push_back("");
+    append(lines, meanings);
+  }
   std::string text;
   for (std::string& line : lines) {
     line.erase(line.find_last_not_of(' ') + 1);
