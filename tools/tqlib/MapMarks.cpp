@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kMostLinesOfSingles = 80;
+constexpr std::size_t kMostLinesOfSingles = 50;  // more are no picture to take in at one look
 constexpr std::size_t kMostLines = 40;
 constexpr int kGroup = 10;  // marks between two blanks, so that an eye can count
 
