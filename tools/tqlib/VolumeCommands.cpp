@@ -13,6 +13,7 @@
 #include "Output.h"
 #include "TapeFolder.h"
 #include "VolumeFiles.h"
+#include "VolumeLock.h"
 #include "VolumeTransfer.h"
 
 namespace fs = std::filesystem;
@@ -71,6 +72,7 @@ void writeVolume(const Options& options, const Session& session) {
   const fs::path root = volumeRoot();
   TqLibEmlFile volume(options.volume);
   refuseOwnFile(options.file, root / options.volume / markName(options.mark));
+  const VolumeLock lock(options.volume);
 
   watchForInterruption();
   widenPipe(input.get());
@@ -121,6 +123,7 @@ void readVolume(const Options& options, const Session& session) {
 void eraseVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
+  const VolumeLock lock(options.volume);
   TqLibEmlFile volume(options.volume);
   std::string folder;
   dropChecksums(volumeRoot(), options.volume, 0);

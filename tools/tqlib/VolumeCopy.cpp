@@ -1,5 +1,5 @@
 // tqlib volume copy: a volume whole under another name. It is built aside and renamed, so that a
-// copy that breaks off leaves nothing that looks like a volume.
+// copy that breaks off leaves no half volume.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +18,7 @@
 #include "TapeFolder.h"
 #include "TargetFile.h"
 #include "VolumeFiles.h"
+#include "VolumeLock.h"
 
 namespace fs = std::filesystem;
 
@@ -141,10 +142,13 @@ void buildCopy(const VolumeContents& from, AsideFolder& aside, const fs::path& p
 }
 
 void copyVolume(const Options& options, const Session& session) {
+  if (options.from == options.to) throw UsageError("a volume cannot be copied to itself");
   useConfiguration(session.config);
   requireVolume(options.from);
   const fs::path root = volumeRoot();
   const fs::path place = root / options.to;
+  const VolumeLock source(options.from);
+  VolumeLock target(options.to);
   requireRoom(place, options.to);
   const VolumeContents from = examineVolume(options.from);
   const Checksums checksums = loadChecksums(root, options.from);
@@ -156,6 +160,7 @@ void copyVolume(const Options& options, const Session& session) {
   // Checksums that an erased volume left are not those of the copy.
   dropChecksums(root, options.to, 0);
   buildCopy(from, aside, place, progress);
+  target.keep();
   const double seconds = progress.finish();
   if (!checksums.empty()) saveChecksums(root, options.to, checksums);
 
