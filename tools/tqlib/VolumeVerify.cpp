@@ -25,12 +25,14 @@ struct Options {
 struct Finding {
   int mark;
   const char* result;
-  bool newer;  ///< than the checksum file
+  bool newer;              ///< than the checksum file
+  std::string reason{};  ///< why the mark cannot be read
 };
 
 constexpr char kOk[] = "ok";
 constexpr char kDiffers[] = "differs";
 constexpr char kMissing[] = "missing";
+constexpr char kUnreadable[] = "unreadable";
 constexpr char kNoChecksum[] = "no checksum";
 
 std::string checksumOf(const fs::path& path, Progress& progress) {
@@ -54,6 +56,17 @@ unsigned long long bytesToRead(const std::vector<FileMark>& marks, const Checksu
   return bytes;
 }
 
+// A mark that cannot be read hides none of the others.
+Finding findingOn(const FileMark& mark, const std::string& known, Progress& progress) {
+  try {
+    return {mark.number, checksumOf(mark.path, progress) == known ? kOk : kDiffers, false};
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const Failure& failure) {
+    return {mark.number, kUnreadable, false, failure.what()};
+  }
+}
+
 std::vector<Finding> compare(const std::vector<FileMark>& marks, const Checksums& checksums,
                              fs::file_time_type calculated, Progress& progress) {
   std::vector<Finding> findings;
@@ -61,12 +74,9 @@ std::vector<Finding> compare(const std::vector<FileMark>& marks, const Checksums
   for (const FileMark& mark : marks) {
     missing.erase(mark.number);
     const auto known = checksums.find(mark.number);
-    const bool newer = fs::last_write_time(mark.path) > calculated;
-    const char* result = kNoChecksum;
-    if (known != checksums.end()) {
-      result = checksumOf(mark.path, progress) == known->second ? kOk : kDiffers;
-    }
-    findings.push_back({mark.number, result, newer});
+    findings.push_back(known == checksums.end() ? Finding{mark.number, kNoChecksum, false}
+                                                : findingOn(mark, known->second, progress));
+    findings.back().newer = fs::last_write_time(mark.path) > calculated;
   }
   for (const auto& [mark, digits] : missing) findings.push_back({mark, kMissing, false});
   std::sort(findings.begin(), findings.end(),
@@ -74,19 +84,29 @@ std::vector<Finding> compare(const std::vector<FileMark>& marks, const Checksums
   return findings;
 }
 
+Json findingJson(const Finding& finding) {
+  Json values{{"mark", finding.mark}, {"result", finding.result}, {"newer", finding.newer}};
+  if (!finding.reason.empty()) values["reason"] = finding.reason;
+  return values;
+}
+
+std::string remark(const Finding& finding) {
+  if (!finding.reason.empty()) return finding.reason;
+  return finding.newer ? "written after the checksums" : "";
+}
+
 void print(const Options& options, const std::vector<Finding>& findings, bool json) {
   Json list = Json::array();
   std::vector<Row> rows{{"MARK", "RESULT"}};
   for (const Finding& finding : findings) {
-    list.push_back({{"mark", finding.mark}, {"result", finding.result}, {"newer", finding.newer}});
-    rows.push_back({std::to_string(finding.mark), finding.result,
-                    finding.newer ? "written after the checksums" : ""});
+    list.push_back(findingJson(finding));
+    rows.push_back({std::to_string(finding.mark), finding.result, remark(finding)});
   }
   printResult(json, {{"volume", options.volume}, {"marks", std::move(list)}}, tableText(rows));
 }
 
 bool isFault(const Finding& finding) {
-  return finding.result == kDiffers || finding.result == kMissing;
+  return finding.result != kOk && finding.result != kNoChecksum;
 }
 
 void verifyVolume(const Options& options, const Session& session) {
@@ -108,7 +128,7 @@ void verifyVolume(const Options& options, const Session& session) {
   print(options, findings, session.json);
   if (const auto faults = std::count_if(findings.begin(), findings.end(), isFault); faults > 0) {
     throw Failure("volume " + options.volume +
-                      ": file marks that differ or are missing: " + std::to_string(faults),
+                      ": file marks that differ, are missing or cannot be read: " + std::to_string(faults),
                   "one written after the checksums may be good: write it again with --checksum");
   }
 }
