@@ -128,8 +128,7 @@ unsigned long long bytesOf(const std::vector<FileMark>& marks) {
       [](unsigned long long sum, const FileMark& mark) { return sum + mark.bytes; });
 }
 
-void buildCopy(const VolumeContents& from, AsideFolder& aside, const fs::path& place,
-               Progress& progress) {
+void buildCopy(const VolumeContents& from, const AsideFolder& aside, Progress& progress) {
   Copying copying(progress);
   for (const FileMark& mark : from.marks) {
     copying.copy(mark.path, aside.path() / mark.path.filename());
@@ -137,8 +136,21 @@ void buildCopy(const VolumeContents& from, AsideFolder& aside, const fs::path& p
   stopIfInterrupted("nothing was copied");
   fs::permissions(aside.path(), fs::status(from.folder).permissions());
   syncFolder(aside.path());
-  aside.rename(place);
-  syncFolder(place.parent_path());
+}
+
+// The checksums come first: a copy in its place is one that has succeeded. They replace those that
+// an erased volume left, which are not those of the copy.
+void place(AsideFolder& aside, const fs::path& root, const std::string& volume,
+           const Checksums& checksums) {
+  try {
+    saveChecksums(root, volume, checksums);
+    aside.rename(root / volume);
+  } catch (...) {
+    std::error_code ignored;
+    fs::remove(checksumFile(root, volume), ignored);
+    throw;
+  }
+  syncFolder(root);
 }
 
 void copyVolume(const Options& options, const Session& session) {
@@ -146,10 +158,9 @@ void copyVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.from);
   const fs::path root = volumeRoot();
-  const fs::path place = root / options.to;
   const VolumeLock source(options.from);
   VolumeLock target(options.to);
-  requireRoom(place, options.to);
+  requireRoom(root / options.to, options.to);
   const VolumeContents from = examineVolume(options.from);
   const Checksums checksums = loadChecksums(root, options.from);
   const unsigned long long bytes = bytesOf(from.marks);
@@ -157,12 +168,10 @@ void copyVolume(const Options& options, const Session& session) {
   watchForInterruption();
   AsideFolder aside(root / (".tqlib-copy-" + std::to_string(getpid())));
   Progress progress(bytes);
-  // Checksums that an erased volume left are not those of the copy.
-  dropChecksums(root, options.to, 0);
-  buildCopy(from, aside, place, progress);
+  buildCopy(from, aside, progress);
+  place(aside, root, options.to, checksums);
   target.keep();
   const double seconds = progress.finish();
-  if (!checksums.empty()) saveChecksums(root, options.to, checksums);
 
   std::string sentence = "volume " + options.from + " copied to " + options.to + ", " +
                          std::to_string(from.marks.size()) +
