@@ -69,6 +69,14 @@ Checksums loadChecksums(const fs::path& root, const std::string& volume) {
   return checksums;
 }
 
+void requirePlaceForChecksums(const fs::path& root, const std::string& volume) {
+  const fs::path path = checksumFile(root, volume);
+  if (fs::exists(path) && !fs::is_regular_file(path)) {
+    throw Failure(path.string() + ": no file that checksums can be kept in");
+  }
+  const TargetFile trial(path.string());  // which its end removes
+}
+
 void saveChecksums(const fs::path& root, const std::string& volume, const Checksums& checksums) {
   const fs::path path = checksumFile(root, volume);
   if (checksums.empty()) {

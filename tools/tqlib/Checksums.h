@@ -15,6 +15,10 @@ std::filesystem::path checksumFile(const std::filesystem::path& root, const std:
 /// None when there is no file. Throws Failure when it holds anything but checksums of the volume.
 Checksums loadChecksums(const std::filesystem::path& root, const std::string& volume);
 
+/// Throws Failure when no checksums of the volume can be kept. A transfer takes long, and is to be
+/// refused before it.
+void requirePlaceForChecksums(const std::filesystem::path& root, const std::string& volume);
+
 /// Replaces the file, or removes it when there are none. Throws Failure.
 void saveChecksums(const std::filesystem::path& root, const std::string& volume,
                    const Checksums& checksums);

@@ -73,6 +73,7 @@ void writeVolume(const Options& options, const Session& session) {
   TqLibEmlFile volume(options.volume);
   refuseOwnFile(options.file, root / options.volume / markName(options.mark));
   const VolumeLock lock(options.volume);
+  if (options.checksum) requirePlaceForChecksums(root, options.volume);
 
   watchForInterruption();
   widenPipe(input.get());
