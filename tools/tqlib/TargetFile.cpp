@@ -79,10 +79,14 @@ int TargetFile::open(const std::string& file) {
   return descriptor;
 }
 
+void TargetFile::refuseInterrupted() const {
+  stopIfInterrupted(m_aside.empty() ? "the output is incomplete"
+                                    : m_target.string() + " was not written");
+}
+
 void TargetFile::write(std::span<const unsigned char> block) {
   while (!block.empty()) {
-    stopIfInterrupted(m_aside.empty() ? "the output is incomplete"
-                                      : m_target.string() + " was not written");
+    refuseInterrupted();
     const ssize_t count = ::write(m_descriptor.get(), block.data(), block.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0 && errno == EPIPE) {
@@ -94,6 +98,7 @@ void TargetFile::write(std::span<const unsigned char> block) {
 }
 
 void TargetFile::commit() {
+  refuseInterrupted();  // what is written may end where the signal came
   if (m_aside.empty()) return;
   struct stat old {};
   if (stat(m_target.c_str(), &old) == 0) keepAccess(old, m_descriptor.get(), m_aside);

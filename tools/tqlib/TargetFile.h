@@ -39,11 +39,13 @@ public:
   TargetFile(const TargetFile&) = delete;
   TargetFile& operator=(const TargetFile&) = delete;
 
+  /// Both throw Failure, and Interrupted when a signal was noted.
   void write(std::span<const unsigned char> block);
   void commit();
 
 private:
   int open(const std::string& file);
+  void refuseInterrupted() const;
 
   std::filesystem::path m_target;
   std::filesystem::path m_aside;  ///< empty when the data goes straight to its place

@@ -113,7 +113,7 @@ void readVolume(const Options& options, const Session& session) {
   TargetFile target(options.file);
   if (isStandardStream(options.file)) widenPipe(STDOUT_FILENO);
   Progress progress(fs::file_size(path));
-  const auto bytes = readMark(volume, options.mark, target, options.blockSize, progress);
+  const auto bytes = readMark(path, target, options.blockSize, progress);
   target.commit();
   const double seconds = progress.finish();
   const auto print = isStandardStream(options.file) ? printResultBesideData : printResult;

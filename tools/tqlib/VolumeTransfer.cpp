@@ -69,20 +69,19 @@ unsigned long long writeMark(TqLibEmlFile& volume, const MarkInput& input, Progr
   return offset;
 }
 
-unsigned long long readMark(TqLibEmlFile& volume, int mark, TargetFile& target,
-                            std::size_t blockSize, Progress& progress) {
+// The library opens a file mark for writing even to read it, which a folder or a file system that
+// is read-only does not allow.
+unsigned long long readMark(const std::string& path, TargetFile& target, std::size_t blockSize,
+                            Progress& progress) {
+  const Descriptor input(openForReading(path));
   std::vector<unsigned char> buffer(blockSize);
-  unsigned long long offset = 0;
-  for (;;) {
-    unsigned long count = 0;
-    if (!volume.ReadDataForDrive(mark, offset, buffer.data(), buffer.size(), count)) {
-      throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume);
-    }
-    if (count == 0) return offset;
-    target.write(std::span(buffer).first(count));
-    offset += count;
-    progress.advance(count);
+  unsigned long long bytes = 0;
+  while (const std::size_t filled = readBlock(input.get(), buffer)) {
+    target.write(std::span(buffer).first(filled));
+    bytes += filled;
+    progress.advance(filled);
   }
+  return bytes;
 }
 
 // The larger a pipe is, the less often the two programs at its ends wait for each other.

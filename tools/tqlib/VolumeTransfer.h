@@ -25,9 +25,10 @@ struct MarkInput {
 /// noted before anything was changed.
 unsigned long long writeMark(TqLibEmlFile& volume, const MarkInput& input, Progress& progress);
 
-/// Copies a file mark, which must exist, to `target` and returns the bytes read. Throws Failure.
-unsigned long long readMark(TqLibEmlFile& volume, int mark, TargetFile& target,
-                            std::size_t blockSize, Progress& progress);
+/// Copies the file of a file mark to `target` until it ends or a signal is noted, and returns the
+/// bytes read. Throws Failure.
+unsigned long long readMark(const std::string& path, TargetFile& target, std::size_t blockSize,
+                            Progress& progress);
 
 /// Lets a pipe hold more, where `descriptor` is one.
 void widenPipe(int descriptor);
