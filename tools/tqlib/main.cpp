@@ -2,6 +2,7 @@
 //
 // Exit codes: 0 done, 1 refused or failed, 2 wrong usage. A transfer that a signal stops ends by
 // it.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -130,9 +131,20 @@ int run(int argc, char** argv) {
   }
 }
 
+// The next file that is opened would get the number of a standard stream that is closed, and be
+// read or written as that. In the wrong direction, the stream fails as a closed one does.
+void occupyClosedStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyClosedStreams();
   try {
     return run(argc, argv);
   } catch (...) {
