@@ -43,8 +43,6 @@ std::size_t readBlock(int descriptor, std::span<unsigned char> block) {
   return filled;
 }
 
-namespace {
-
 // Only root may give a file away; others can keep the group at best.
 void keepAccess(const struct stat& old, int file, const fs::path& path) {
   const bool isOwned =
@@ -54,8 +52,6 @@ void keepAccess(const struct stat& old, int file, const fs::path& path) {
     throw systemFailure("cannot set the permissions of " + path.string(), errno);
   }
 }
-
-}  // namespace
 
 TargetFile::TargetFile(const std::string& file) : m_descriptor(open(file)) {}
 

@@ -1,6 +1,8 @@
 // Files of the operator: where transfers come from and go to.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <span>
 #include <string>
@@ -51,6 +53,10 @@ private:
   std::filesystem::path m_aside;  ///< empty when the data goes straight to its place
   Descriptor m_descriptor;
 };
+
+/// Gives an open file or folder the owner and the permissions of an older one, as far as this user
+/// may. `path` names it in a Failure.
+void keepAccess(const struct stat& old, int file, const std::filesystem::path& path);
 
 /// Brings what was created, renamed or removed in `folder` to the disk. Throws Failure.
 void syncFolder(const std::filesystem::path& folder);

@@ -63,9 +63,9 @@ public:
     struct stat record {};
     if (fstat(source.get(), &record) != 0)
       throw systemFailure("cannot read " + from.string(), errno);
-    const Descriptor target(
-        ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, record.st_mode & 0777));
+    const Descriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (target.get() < 0) throw systemFailure("cannot write " + to.string(), errno);
+    keepAccess(record, target.get(), to);
     copyData(source.get(), target.get(), record.st_size);
     if (ftruncate(target.get(), record.st_size) != 0 || fsync(target.get()) != 0) {
       throw systemFailure("cannot save " + to.string(), errno);
@@ -128,13 +128,22 @@ unsigned long long bytesOf(const std::vector<FileMark>& marks) {
       [](unsigned long long sum, const FileMark& mark) { return sum + mark.bytes; });
 }
 
+void keepFolderAccess(const fs::path& from, const fs::path& to) {
+  struct stat record {};
+  const Descriptor folder(::open(to.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 || stat(from.c_str(), &record) != 0) {
+    throw systemFailure("cannot set the permissions of " + to.string(), errno);
+  }
+  keepAccess(record, folder.get(), to);
+}
+
 void buildCopy(const VolumeContents& from, const AsideFolder& aside, Progress& progress) {
   Copying copying(progress);
   for (const FileMark& mark : from.marks) {
     copying.copy(mark.path, aside.path() / mark.path.filename());
   }
   stopIfInterrupted("nothing was copied");
-  fs::permissions(aside.path(), fs::status(from.folder).permissions());
+  keepFolderAccess(from.folder, aside.path());
   syncFolder(aside.path());
 }
 

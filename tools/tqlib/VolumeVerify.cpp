@@ -25,7 +25,7 @@ struct Options {
 struct Finding {
   int mark;
   const char* result;
-  bool newer;              ///< than the checksum file
+  bool newer;            ///< than the checksum file
   std::string reason{};  ///< why the mark cannot be read
 };
 
@@ -127,9 +127,10 @@ void verifyVolume(const Options& options, const Session& session) {
   progress.finish();
   print(options, findings, session.json);
   if (const auto faults = std::count_if(findings.begin(), findings.end(), isFault); faults > 0) {
-    throw Failure("volume " + options.volume +
-                      ": file marks that differ, are missing or cannot be read: " + std::to_string(faults),
-                  "one written after the checksums may be good: write it again with --checksum");
+    throw Failure(
+        "volume " + options.volume +
+            ": file marks that differ, are missing or cannot be read: " + std::to_string(faults),
+        "one written after the checksums may be good: write it again with --checksum");
   }
 }
 
