@@ -25,19 +25,28 @@ struct Entry {
   std::string volume;
   VolumeContents contents;
   Checksums checksums;
+  std::string checksumProblem;  ///< why the checksums cannot be read
   std::string reason;
 };
 
-// One volume that cannot be read is told of like the others and hides none of them.
+// The checksums lie beside the volume: it can be told of without them.
 Entry examine(const fs::path& root, const std::string& volume) {
-  Entry entry{volume, {}, {}, ""};
+  Entry entry{volume, examineVolume(volume), {}, "", ""};
   try {
-    entry.contents = examineVolume(volume);
     entry.checksums = loadChecksums(root, volume);
   } catch (const std::exception& failure) {
-    entry.reason = failure.what();
+    entry.checksumProblem = failure.what();
   }
   return entry;
+}
+
+// One volume that cannot be read is told of like the others and hides none of them.
+Entry examineIfReadable(const fs::path& root, const std::string& volume) {
+  try {
+    return examine(root, volume);
+  } catch (const std::exception& failure) {
+    return {volume, {}, {}, "", failure.what()};
+  }
 }
 
 double shareOf(unsigned long long bytes) {
@@ -51,27 +60,38 @@ std::string percent(unsigned long long bytes) {
   return text;
 }
 
-const char* yesNo(bool value) {
-  return value ? "yes" : "no";
+std::string checksumText(const Entry& entry) {
+  if (!entry.checksumProblem.empty()) return entry.checksumProblem;
+  return entry.checksums.empty() ? "no" : "yes";
+}
+
+/// Whether there are checksums, or there is one of the mark; null when that cannot be known.
+Json knownOrNull(const Entry& entry, bool value) {
+  return entry.checksumProblem.empty() ? Json(value) : Json(nullptr);
+}
+
+void addProblem(Json& values, const Entry& entry) {
+  if (!entry.checksumProblem.empty()) values["checksumProblem"] = entry.checksumProblem;
 }
 
 Json entryJson(const Entry& entry) {
   if (!entry.reason.empty()) {
     return {{"volume", entry.volume}, {"state", "unreadable"}, {"reason", entry.reason}};
   }
-  return {{"volume", entry.volume},
-          {"state", "ok"},
-          {"marks", entry.contents.marks.size()},
-          {"bytes", entry.contents.bytes},
-          {"share", shareOf(entry.contents.bytes)},
-          {"checksums", !entry.checksums.empty()}};
+  Json values{{"volume", entry.volume},
+              {"state", "ok"},
+              {"marks", entry.contents.marks.size()},
+              {"bytes", entry.contents.bytes},
+              {"share", shareOf(entry.contents.bytes)},
+              {"checksums", knownOrNull(entry, !entry.checksums.empty())}};
+  addProblem(values, entry);
+  return values;
 }
 
 Row entryRow(const Entry& entry) {
   if (!entry.reason.empty()) return {entry.volume, "-", "-", "-", "-", entry.reason};
   return {entry.volume, std::to_string(entry.contents.marks.size()),
-          std::to_string(entry.contents.bytes), percent(entry.contents.bytes),
-          yesNo(!entry.checksums.empty())};
+          std::to_string(entry.contents.bytes), percent(entry.contents.bytes), checksumText(entry)};
 }
 
 void listVolumes(const Options&, const Session& session) {
@@ -80,7 +100,7 @@ void listVolumes(const Options&, const Session& session) {
   Json list = Json::array();
   std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
   for (const std::string& volume : volumesIn(root)) {
-    const Entry entry = examine(root, volume);
+    const Entry entry = examineIfReadable(root, volume);
     list.push_back(entryJson(entry));
     rows.push_back(entryRow(entry));
   }
@@ -103,22 +123,24 @@ Json infoJson(const Entry& entry) {
   for (const FileMark& mark : contents.marks) {
     marks.push_back({{"mark", mark.number},
                      {"bytes", mark.bytes},
-                     {"checksum", entry.checksums.contains(mark.number)}});
+                     {"checksum", knownOrNull(entry, entry.checksums.contains(mark.number))}});
   }
   Json gaps = Json::array();
   for (const Gap& gap : gapsOf(contents)) {
     gaps.push_back({{"first", gap.first}, {"last", gap.last}});
   }
-  return {{"volume", entry.volume},
-          {"folder", contents.folder.string()},
-          {"nextMark", contents.nextMark},
-          {"bytes", contents.bytes},
-          {"limit", configuredVolumeLimit()},
-          {"share", shareOf(contents.bytes)},
-          {"checksums", !entry.checksums.empty()},
-          {"marks", std::move(marks)},
-          {"gaps", std::move(gaps)},
-          {"otherEntries", contents.others}};
+  Json values{{"volume", entry.volume},
+              {"folder", contents.folder.string()},
+              {"nextMark", contents.nextMark},
+              {"bytes", contents.bytes},
+              {"limit", configuredVolumeLimit()},
+              {"share", shareOf(contents.bytes)},
+              {"checksums", knownOrNull(entry, !entry.checksums.empty())},
+              {"marks", std::move(marks)},
+              {"gaps", std::move(gaps)},
+              {"otherEntries", contents.others}};
+  addProblem(values, entry);
+  return values;
 }
 
 std::string infoText(const Entry& entry) {
@@ -128,7 +150,7 @@ std::string infoText(const Entry& entry) {
                         {"next file mark:", std::to_string(contents.nextMark)},
                         {"bytes:", std::to_string(contents.bytes) + " (" + percent(contents.bytes) +
                                        " of " + std::to_string(configuredVolumeLimit()) + ")"},
-                        {"checksums:", yesNo(!entry.checksums.empty())}};
+                        {"checksums:", checksumText(entry)}};
   for (const FileMark& mark : contents.marks) {
     rows.push_back({"mark " + std::to_string(mark.number) + ":",
                     std::to_string(mark.bytes) + " bytes" +
@@ -144,9 +166,7 @@ std::string infoText(const Entry& entry) {
 void showVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
-  const fs::path root = volumeRoot();
-  const Entry entry{options.volume, examineVolume(options.volume),
-                    loadChecksums(root, options.volume), ""};
+  const Entry entry = examine(volumeRoot(), options.volume);
   printResult(session.json, infoJson(entry), infoText(entry));
 }
 
