@@ -45,6 +45,11 @@ std::string complaintAboutName(const std::string& name) {
   return {};
 }
 
+std::string complaintAboutVolume(const std::string& name) {
+  if (!name.starts_with(".tqlib-")) return {};
+  return "a name that begins with .tqlib- is for the tool's own folders: " + name;
+}
+
 }  // namespace
 
 CLI::Validator catalogueText() {
@@ -71,5 +76,8 @@ CLI::Option* addDriveOperand(CLI::App& command, std::string& serial) {
 
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name,
                               const char* help) {
-  return command.add_option(name, volume, help)->required()->check(nameText());
+  return command.add_option(name, volume, help)
+      ->required()
+      ->check(nameText())
+      ->check(CLI::Validator(complaintAboutVolume, "", "volume name"));
 }
