@@ -19,10 +19,10 @@ void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
     unsigned long written = 0;
     const bool measured =
         volume.WriteDataForDrive(mark, offset, block.data(), block.size(), written);
+    offset += written;  // which stays, also of a block that made the volume too large
     if (!measured || volume.getErrorCode() != 0 || written == 0) {
       throw libraryFailure("the transfer stopped at byte " + std::to_string(offset), volume);
     }
-    offset += written;
     block = block.subspan(written);
   }
 }
