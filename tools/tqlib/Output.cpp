@@ -7,6 +7,7 @@
 #include "Catalogue.h"
 #include "ElementName.h"
 #include "Errors.h"
+#include "ScreenText.h"
 
 namespace {
 
@@ -28,10 +29,6 @@ Json elementJson(const LibElement& element) {
           {"barcode", element.barCode}};
 }
 
-std::string padded(const std::string& text, std::size_t width) {
-  return text + std::string(width > text.size() ? width - text.size() : 0, ' ');
-}
-
 std::string elementTable(const std::vector<LibElement>& elements) {
   std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
   for (const LibElement& element : elements) {
@@ -41,11 +38,11 @@ std::string elementTable(const std::vector<LibElement>& elements) {
   return tableText(rows);
 }
 
-std::vector<std::size_t> columnWidths(const std::vector<Row>& rows) {
-  std::vector<std::size_t> widths;
+std::vector<int> columnWidths(const std::vector<Row>& rows) {
+  std::vector<int> widths;
   for (const Row& row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
   return widths;
 }
@@ -82,11 +79,13 @@ std::string transferText(unsigned long long bytes, double seconds) {
 }
 
 std::string tableText(const std::vector<Row>& rows) {
-  const std::vector<std::size_t> widths = columnWidths(rows);
+  const std::vector<int> widths = columnWidths(rows);
   std::string text;
   for (const Row& row : rows) {
     std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) line += padded(row[i], widths[i]) + "  ";
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += filledUp(row[i], widths[i], Charset::Utf8) + "  ";
+    }
     line.erase(line.find_last_not_of(' ') + 1);
     text += (text.empty() ? "" : "\n") + line;
   }

@@ -25,7 +25,7 @@ void printElements(bool json, const std::string& library, const std::vector<LibE
 
 using Row = std::vector<std::string>;
 
-/// Rows in columns; no newline at the end.
+/// Rows in columns; what is no plain sign is shown as a question mark. No newline at the end.
 std::string tableText(const std::vector<Row>& rows);
 
 /// A device as one host sees it.
