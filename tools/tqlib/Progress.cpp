@@ -76,14 +76,23 @@ double Progress::rate(Clock::time_point now) {
   return bytesPerSecond;
 }
 
-std::string Progress::text(double bytesPerSecond) const {
-  const double done = static_cast<double>(m_done);
-  const std::string rateText = ", " + sizeText(bytesPerSecond) + "/s";
-  if (!m_total || *m_total == 0) return sizeText(done) + rateText;
-  const double left = static_cast<double>(*m_total) - done;
-  std::string text = sizeText(done) + " of " + sizeText(static_cast<double>(*m_total)) + rateText;
-  if (left >= 0 && bytesPerSecond > 0) text += ", " + timeText(left / bytesPerSecond) + " left";
-  return text;
+std::string Progress::leftText(double bytesPerSecond) const {
+  if (!m_total || *m_total < m_done || *m_total == 0 || bytesPerSecond <= 0) return "";
+  return ", " + timeText(static_cast<double>(*m_total - m_done) / bytesPerSecond) + " left";
+}
+
+// A part that is cut would tell something else, so whole ones go where there is no room.
+std::string Progress::text(double bytesPerSecond, std::size_t width) const {
+  const std::string done = sizeText(static_cast<double>(m_done));
+  const std::string rateText = sizeText(bytesPerSecond) + "/s";
+  const std::string left = leftText(bytesPerSecond);
+  const std::string total =
+      m_total.value_or(0) == 0 ? "" : " of " + sizeText(static_cast<double>(*m_total));
+  for (const std::string& line : {done + total + ", " + rateText + left,
+                                  done + ", " + rateText + left, done + ", " + rateText}) {
+    if (line.size() <= width) return line;
+  }
+  return rateText.substr(0, width);
 }
 
 void Progress::draw(Clock::time_point now) {
@@ -92,7 +101,7 @@ void Progress::draw(Clock::time_point now) {
   constexpr std::size_t kFrame = 3;  // brackets and a space
   // The last column stays free: some terminals go to the next line when it is filled.
   const auto width = static_cast<std::size_t>(std::max(terminalWidth(STDERR_FILENO) - 1, 1));
-  std::string line = text(rate(now)).substr(0, width);
+  std::string line = text(rate(now), width);
   const std::size_t room = width - line.size();
   if (m_total && *m_total > 0 && room >= kShortestBar + kFrame) {
     // An input that grows while it is read passes its own total.

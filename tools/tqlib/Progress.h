@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <optional>
 #include <string>
@@ -28,7 +29,8 @@ private:
 
   void draw(Clock::time_point now);
   double rate(Clock::time_point now);
-  std::string text(double bytesPerSecond) const;
+  std::string leftText(double bytesPerSecond) const;
+  std::string text(double bytesPerSecond, std::size_t width) const;
 
   const std::optional<unsigned long long> m_total;
   bool m_visible;
