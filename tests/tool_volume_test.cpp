@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -119,8 +120,15 @@ TEST_F(ToolVolume, VerifyTellsEveryMarkThatIsNotWhatItWas) {
   EXPECT_EQ(verdict(), "ok, missing, no checksum, ");
   EXPECT_EQ(tqlib("volume verify A").exitCode, 1);
   EXPECT_EQ(report("info A")["gaps"], json::parse(R"([{"first":1,"last":1}])"));
+  // Nobody can read the memory at 0, not even root.
+  fs::create_symlink("/proc/self/mem", folder / "00000001");
+  EXPECT_EQ(verdict(), "ok, unreadable!, no checksum, ");
+  EXPECT_EQ(tqlib("volume verify A").exitCode, 1);
   writeFile(path("store/tapes/A.sha256"), std::string(64, '0') + "  B/00000000\n");
   expectRefused(1, "volume verify A", "line 1");
+  EXPECT_EQ(report("info A")["checksums"], nullptr);
+  EXPECT_NE(report("list")["volumes"][0]["checksumProblem"].dump().find("line 1"),
+            std::string::npos);
 }
 
 TEST_F(ToolVolume, ACopyIsWholeOrNotThere) {
@@ -139,10 +147,63 @@ TEST_F(ToolVolume, ACopyIsWholeOrNotThere) {
   EXPECT_EQ(record.st_blocks, 0);
   expectDone("volume verify B");
   expectRefused(1, "volume copy A B", "volume erase B");
+  fs::create_directory(path("store/tapes/C.sha256"));
   const std::set<std::string> before = tapes();
-  letSavesFail();
-  expectRefused(1, "volume copy A C", "File too large");
+  expectRefused(1, "volume copy A C", "C.sha256");
+  expectRefused(1, "volume write C data --mark 0 --checksum", "C.sha256");
   EXPECT_EQ(tapes(), before);
+  letSavesFail();
+  expectRefused(1, "volume copy A D", "File too large");
+  EXPECT_EQ(tapes(), before);
+}
+
+TEST_F(ToolVolume, ACopyHasThePermissionsOfTheFirst) {
+  for (const char* name : {"A", "A/00000001"})
+    chmod(path("store/tapes").append(name).c_str(), 0775);
+  const mode_t before = umask(077);
+  expectDone("volume copy A B");
+  umask(before);
+  EXPECT_EQ(fs::status(path("store/tapes/B")).permissions(), fs::perms(0775));
+  EXPECT_EQ(fs::status(path("store/tapes/B/00000001")).permissions(), fs::perms(0775));
+}
+
+TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
+  fs::create_directory(path("store/tapes/B"));
+  const std::set<std::string> before = tapes();
+  const struct {
+    const char* held;
+    const char* command;
+  } kRefused[] = {
+      {"A", "write A data --mark 0"}, {"A", "erase A"}, {"A", "copy A C"}, {"B", "copy A B"}};
+  for (const auto& one : kRefused) {
+    const int folder = open(path("store/tapes").append(one.held).c_str(), O_RDONLY | O_CLOEXEC);
+    flock(folder, LOCK_EX);
+    expectRefused(1, std::string("volume ") + one.command, "in use by another tqlib");
+    close(folder);
+  }
+  EXPECT_EQ(marks(), "0:4* 1:4* ");
+  EXPECT_EQ(tapes(), before);
+}
+
+TEST_F(ToolVolume, RefusesWhatMakesNoSenseAndChangesNothing) {
+  expectRefused(2, "volume copy A A", "itself");
+  expectRefused(2, "volume write .tqlib-x data --mark 0", ".tqlib-");
+  expectRefused(1, "volume write A --mark 0 <&-", "cannot read the input");
+  EXPECT_EQ(marks(), "0:4* 1:4* ");
+  EXPECT_EQ(tapes(), (std::set<std::string>{"A", "A.sha256"}));
+}
+
+TEST_F(ToolVolume, AWriteBeyondTheLimitTellsWhatStays) {
+  writeFile(path("big"), std::string(3 << 19, 'x'));
+  expectRefused(1, "volume write A big --mark 0", "at byte 1572864");
+  EXPECT_EQ(marks(), "0:1572864 ");
+}
+
+// The system lets nobody write to a program that runs, not even root.
+TEST_F(ToolVolume, AMarkIsReadThatCannotBeWritten) {
+  fs::create_symlink("/proc/self/exe", path("store/tapes/A/00000002"));
+  expectDone("volume read A copy --mark 2");
+  EXPECT_EQ(fs::file_size(path("copy")), fs::file_size(TQLIB_BINARY));
 }
 
 TEST_F(ToolVolume, AnInterruptedWriteLeavesWhatArrivedAndNoChecksum) {
@@ -171,6 +232,8 @@ TEST_F(ToolVolume, TheListTellsOfAVolumeThatCannotBeReadAndOfAllOthers) {
             one.value("marks", json()).dump() + " " + one.value("share", json()).dump() + " " +
             one.value("checksums", json()).dump() + ", ";
   EXPECT_EQ(text, "A ok 2 0.0 true, B unreadable null null null, C ok 1 0.5 false, ");
+  fs::create_directory(path("store/tapes/é\x1b"));
+  EXPECT_NE(tqlib("volume list").out.find("\né?      0 "), std::string::npos);
 }
 
 }  // namespace

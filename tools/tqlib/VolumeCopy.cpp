@@ -155,8 +155,7 @@ void place(AsideFolder& aside, const fs::path& root, const std::string& volume,
     saveChecksums(root, volume, checksums);
     aside.rename(root / volume);
   } catch (...) {
-    std::error_code ignored;
-    fs::remove(checksumFile(root, volume), ignored);
+    unlink(checksumFile(root, volume).c_str());
     throw;
   }
   syncFolder(root);
