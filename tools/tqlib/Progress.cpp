@@ -85,11 +85,12 @@ std::string Progress::leftText(double bytesPerSecond) const {
 std::string Progress::text(double bytesPerSecond, std::size_t width) const {
   const std::string done = sizeText(static_cast<double>(m_done));
   const std::string rateText = sizeText(bytesPerSecond) + "/s";
+  const std::string shortest = done + ", " + rateText;
   const std::string left = leftText(bytesPerSecond);
   const std::string total =
       m_total.value_or(0) == 0 ? "" : " of " + sizeText(static_cast<double>(*m_total));
-  for (const std::string& line : {done + total + ", " + rateText + left,
-                                  done + ", " + rateText + left, done + ", " + rateText}) {
+  const std::string lines[] = {done + total + ", " + rateText + left, shortest + left, shortest};
+  for (const std::string& line : lines) {
     if (line.size() <= width) return line;
   }
   return rateText.substr(0, width);
