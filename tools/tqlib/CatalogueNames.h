@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace names {
 
@@ -15,6 +16,11 @@ inline constexpr char kPending[] = ".tqlib-pending";  // a save that is half don
 inline constexpr char kAsidePrefix[] = ".tqlib-";     // a file that is to take another's place
 inline constexpr char kAsideSuffix[] = ".new";
 inline constexpr char kStandIn[] = "Lib_.tqlib-stand-in-";  // then a process, then kFileSuffix
+
+/// The name of the file of a library.
+inline std::string fileOf(const std::string& key) {
+  return kLibraryPrefix + key + kFileSuffix;
+}
 
 // Elements and attributes
 inline constexpr char kLibrary[] = "Library";  // also the entries of the library list

@@ -46,13 +46,9 @@ Look look(const std::string& folder) {
   return seen;
 }
 
-std::string nameOfFile(const std::string& key) {
-  return names::kLibraryPrefix + key + names::kFileSuffix;
-}
-
 bool canBeFileName(const std::string& key) {
   return !key.empty() && key != "." && key != ".." && key.find('/') == std::string::npos &&
-         nameOfFile(key).size() <= 255;
+         names::fileOf(key).size() <= 255;
 }
 
 class FileCheck {
@@ -121,7 +117,7 @@ private:
                "mend the list by hand");
       return;
     }
-    const std::string file = nameOfFile(key);
+    const std::string file = names::fileOf(key);
     m_listedFiles.insert(file);
     if (isAbsent(m_folder + file)) {
       addEntry(kinds::kEntryWithoutFile, key, "the library has no file",

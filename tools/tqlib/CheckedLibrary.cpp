@@ -6,10 +6,10 @@
 #include "Catalogue.h"
 #include "CatalogueNames.h"
 #include "ElementName.h"
+#include "LibraryDescription.h"
 
 namespace {
 
-constexpr int kUnplaced = -999999;
 constexpr char kByHand[] = "mend the file by hand";
 constexpr char kStandaloneKey[] = "Library1";  // may hold drives without a library
 

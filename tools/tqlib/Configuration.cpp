@@ -47,7 +47,7 @@ std::string catalogueFolder() {
 }
 
 std::string libraryFile(const std::string& library) {
-  return catalogueFolder() + names::kLibraryPrefix + library + names::kFileSuffix;
+  return catalogueFolder() + names::fileOf(library);
 }
 
 bool libraryExists(const std::string& library) {

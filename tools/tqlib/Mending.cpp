@@ -1,8 +1,5 @@
 #include "Mending.h"
 
-#include <unistd.h>
-
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -14,15 +11,17 @@
 #include "ConfiguredPlaces.h"
 #include "ElementName.h"
 #include "Errors.h"
-#include "FolderLock.h"
+#include "FileMending.h"
 #include "LeftOvers.h"
 #include "ListMending.h"
+#include "XmlScan.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::chrono::seconds kLongestWait{30};
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
 
 Findings mendableOf(const Findings& findings) {
   Findings mendable;
@@ -52,13 +51,13 @@ void completeSave(const std::string& folder, const Findings& findings, KeptCopie
 
 /// Without the lock nobody knows whether a prepared file belongs to a save that is going on.
 void deletePrepared(const std::string& folder, const std::set<std::string>& names) {
-  const FolderLock lock(folder, kLongestWait);
-  if (!lock.isHeld()) throw Failure("another process keeps the catalogue locked");
-  std::set<std::string> needed;
-  for (const std::string& name : halfSavedNames(folder)) needed.insert(name);
-  for (const std::string& name : names) {
-    if (needed.count(name) == 0) fs::remove(folder + name);
-  }
+  underLock(folder, [&] {
+    std::set<std::string> needed;
+    for (const std::string& name : halfSavedNames(folder)) needed.insert(name);
+    for (const std::string& name : names) {
+      if (needed.count(name) == 0) fs::remove(folder + name);
+    }
+  });
 }
 
 void deleteLeftOvers(const std::string& folder, const Findings& findings) {
@@ -78,32 +77,56 @@ void deleteLeftOvers(const std::string& folder, const Findings& findings) {
 
 using ElementsByName = std::map<std::string, const Finding*>;
 
-/// The elements that are wrong still, and in the same way, as they are to be.
-std::vector<LibElement> wrongStill(const std::string& file, const ElementsByName& wanted) {
-  std::vector<LibElement> records;
-  for (const ElementContent& element : readLibrary(file).elements) {
-    const LibElement record = elementByBarcode(element);
-    const auto found = wanted.find(elementName(record));
-    if (found != wanted.end() && hasWrongOccupancy(element) &&
-        record.barCode == found->second->wanted.barCode) {
-      records.push_back(record);
-    }
+bool isInLibrary(const DOMElement& element, const DOMDocument& document) {
+  const xercesc::DOMNode* root = document.getDocumentElement();
+  for (const xercesc::DOMNode* node = element.getParentNode(); node != root;
+       node = node->getParentNode()) {
+    if (xercesc::XMLString::equals(node->getNodeName(), u"Library")) return true;
   }
-  return records;
+  return false;
 }
 
-// The library takes the lock itself, so a change of another process can come between the look and
-// the call; nothing but the moment is against it.
-void mendOccupancy(const std::string& library, const std::string& file,
-                   const ElementsByName& wanted, KeptCopies& copies) {
-  copies.keep(file);
-  const std::vector<LibElement> records = wrongStill(file, wanted);
-  if (records.empty()) return;
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(library, records, false)) {
-    throw libraryFailure("the occupancy in library " + library + " cannot be mended", emulator);
+/// The drives, slots and shelves, in the order in which readLibrary() has them.
+std::vector<DOMElement*> nodesOf(const DOMDocument& document) {
+  std::vector<DOMElement*> nodes;
+  for (DOMElement* element : elementsNamed(document, "*")) {
+    const std::string name = MyTranscode(element->getTagName());
+    const bool isSlot = name == "Slots" && isInLibrary(*element, document);
+    if (isSlot || name == "Drive" || name == "Shelf") nodes.push_back(element);
   }
-  if (!wrongStill(file, wanted).empty()) throw notSaved("the occupancy in library " + library);
+  return nodes;
+}
+
+/// Whether the element is wrong still, and in the same way.
+bool isWrongStill(const ElementContent& element, const ElementsByName& wanted) {
+  if (!hasWrongOccupancy(element)) return false;
+  const LibElement record = elementByBarcode(element);
+  const auto found = wanted.find(elementName(record));
+  return found != wanted.end() && record.barCode == found->second->wanted.barCode;
+}
+
+bool setOccupancy(const DOMDocument& document, const LibraryContent& content,
+                  const ElementsByName& wanted) {
+  const std::vector<DOMElement*> nodes = nodesOf(document);
+  if (nodes.size() != content.elements.size()) throw Failure("the library changed meanwhile");
+  bool isChanged = false;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const ElementContent& element = content.elements[i];
+    if (!isWrongStill(element, wanted)) continue;
+    nodes[i]->setAttribute(u"IsOccupied", element.barcode.isUsable() ? u"true" : u"false");
+    isChanged = true;
+  }
+  return isChanged;
+}
+
+// A call of the library would write barcode and occupancy as they were read before it, and so take
+// out a medium that came meanwhile.
+void mendOccupancy(const std::string& folder, const std::string& library,
+                   const ElementsByName& wanted, KeptCopies& copies) {
+  const std::string name = names::fileOf(library);
+  mendFile(folder, name, "", copies, [&](const DOMDocument& document) {
+    return setOccupancy(document, readLibrary(folder + name), wanted);
+  });
 }
 
 using Complaints = std::vector<std::string>;
@@ -126,15 +149,13 @@ std::vector<std::string> mend(const Findings& all, KeptCopies& copies) {
   attempt(complaints, [&] { deleteLeftOvers(folder, findings); });
   attempt(complaints, [&] { mendList(folder, findings, copies); });
 
-  std::map<std::pair<std::string, std::string>, ElementsByName> libraries;
+  std::map<std::string, ElementsByName> libraries;
   for (const Finding& finding : findings) {
     if (!finding.is(kinds::kOccupancy)) continue;
-    libraries[{finding.library, finding.place.file}][finding.place.element] = &finding;
+    libraries[finding.library][finding.place.element] = &finding;
   }
   for (const auto& library : libraries) {
-    const auto& [key, file] = library.first;
-    attempt(complaints,
-            [&, &key = key, &file = file] { mendOccupancy(key, file, library.second, copies); });
+    attempt(complaints, [&] { mendOccupancy(folder, library.first, library.second, copies); });
   }
   return complaints;
 }

@@ -1,0 +1,20 @@
+// Changes of a catalogue file that no call of the library makes, under the lock that the library
+// takes too.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <xercesc/dom/DOM.hpp>
+
+#include "KeptCopies.h"
+
+/// Runs `work` while no other process changes the catalogue. Throws Failure when another one does
+/// not let go of it. No call of the library that changes something must be among `work`.
+void underLock(const std::string& folder, const std::function<void()>& work);
+
+/// Hands the document of the catalogue file `name` to `change`, under the lock, and replaces the
+/// file, with a kept copy of it, when that returns true. A file that does not exist begins as
+/// `empty`. Throws Failure.
+void mendFile(const std::string& folder, const std::string& name, const std::string& empty,
+              KeptCopies& copies, const std::function<bool(xercesc::DOMDocument&)>& change);
