@@ -6,12 +6,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <iterator>
 #include <numeric>
 
 #include "Checksums.h"
 #include "CommandSetup.h"
 #include "Configuration.h"
 #include "Errors.h"
+#include "FolderLock.h"
 #include "Interruption.h"
 #include "Output.h"
 #include "Progress.h"
@@ -29,14 +32,17 @@ struct Options {
   std::string to;
 };
 
-/// A folder that is gone at the end unless it has taken its place.
+fs::path madeFolder(fs::path path) {
+  if (mkdir(path.c_str(), 0700) != 0) throw systemFailure("cannot make " + path.string(), errno);
+  return path;
+}
+
+/// A folder that is gone at the end unless it has taken its place. Its lock tells those to whom the
+/// process in its name means nothing that it is in use.
 class AsideFolder {
 public:
-  explicit AsideFolder(fs::path path) : m_path(std::move(path)) {
-    if (mkdir(m_path.c_str(), 0700) != 0) {
-      throw systemFailure("cannot make " + m_path.string(), errno);
-    }
-  }
+  explicit AsideFolder(fs::path path)
+      : m_path(madeFolder(std::move(path))), m_lock(m_path.string(), kPatience) {}
   ~AsideFolder() {
     std::error_code ignored;
     if (!m_path.empty()) fs::remove_all(m_path, ignored);
@@ -51,7 +57,10 @@ public:
   }
 
 private:
+  static constexpr std::chrono::seconds kPatience{5};
+
   fs::path m_path;
+  FolderLock m_lock;
 };
 
 class Copying {
@@ -137,12 +146,20 @@ void keepFolderAccess(const fs::path& from, const fs::path& to) {
   keepAccess(record, folder.get(), to);
 }
 
+void requireAll(const std::vector<FileMark>& marks, const fs::path& folder) {
+  const auto copied = std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+  if (static_cast<std::size_t>(copied) != marks.size()) {
+    throw Failure("files of the copy are missing: somebody deleted them meanwhile");
+  }
+}
+
 void buildCopy(const VolumeContents& from, const AsideFolder& aside, Progress& progress) {
   Copying copying(progress);
   for (const FileMark& mark : from.marks) {
     copying.copy(mark.path, aside.path() / mark.path.filename());
   }
   stopIfInterrupted("nothing was copied");
+  requireAll(from.marks, aside.path());
   keepFolderAccess(from.folder, aside.path());
   syncFolder(aside.path());
 }
