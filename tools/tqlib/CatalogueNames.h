@@ -15,6 +15,7 @@ inline constexpr std::size_t kSuffixLength = sizeof kFileSuffix - 1;
 inline constexpr char kPending[] = ".tqlib-pending";  // a save that is half done
 inline constexpr char kAsidePrefix[] = ".tqlib-";     // a file that is to take another's place
 inline constexpr char kAsideSuffix[] = ".new";
+inline constexpr char kBeforeFix[] = ".before-fix-";  // between a file and the time of its copy
 inline constexpr char kStandIn[] = "Lib_.tqlib-stand-in-";  // then a process, then kFileSuffix
 
 /// The name of the file of a library.

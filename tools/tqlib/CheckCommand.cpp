@@ -2,6 +2,7 @@
 // answer.
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <set>
 #include <tuple>
@@ -34,14 +35,23 @@ std::set<Identity> identitiesOf(const Findings& findings) {
   return identities;
 }
 
+// Beside a process that keeps the lock these are not looked at.
+bool isUnknown(const Finding& finding, const Findings& after) {
+  const bool isOfLock = finding.is(kinds::kHalfSaved) || finding.is(kinds::kLeftOver);
+  return isOfLock && std::any_of(after.begin(), after.end(), [](const Finding& other) {
+           return other.is(kinds::kLockedCatalogue);
+         });
+}
+
 // The verdict is that of a second check: a call that mends may say that it did and not have done
 // so.
 MendedFindings compare(const Findings& before, const Findings& after, const KeptCopies& copies) {
   MendedFindings result;
   result.left = after.size();
+  result.copies = copies.all();
   const std::set<Identity> left = identitiesOf(after);
   for (const Finding& finding : before) {
-    const bool isFixed = left.count(identityOf(finding)) == 0;
+    const bool isFixed = left.count(identityOf(finding)) == 0 && !isUnknown(finding, after);
     result.all.push_back({finding, isFixed, isFixed ? copies.copyOf(finding.place.file) : ""});
   }
   const std::set<Identity> known = identitiesOf(before);
@@ -59,10 +69,10 @@ Findings newFindings(const MendedFindings& mended, std::size_t known) {
 }
 
 // Nobody could answer a question that a script asks.
-bool isConfirmed(const Options& options, const Checkup& checkup, bool json) {
-  if (options.yes || isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) return true;
-  (json ? std::cerr : std::cout) << "Mend " << countMendable(checkup.findings) << " of "
-                                 << checkup.findings.size() << " findings? [y/N] " << std::flush;
+bool isConfirmed(const Options& options, const Checkup& checkup) {
+  if (options.yes || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return true;
+  std::cerr << "Mend " << countMendable(checkup.findings) << " of " << checkup.findings.size()
+            << " findings? [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
   return answer == "y" || answer == "Y" || answer == "yes";
@@ -88,9 +98,9 @@ void endWith(std::size_t findings) {
 
 void fix(const Options& options, bool json) {
   const Checkup before = checkCatalogue();
-  if (!json) std::cout << findingsText(before.findings);
+  if (!json) std::cout << findingsText(before.findings) << std::flush;
   const bool isMendable = countMendable(before.findings) > 0;
-  if (isMendable && isConfirmed(options, before, json)) {
+  if (isMendable && isConfirmed(options, before)) {
     endWith(mendFindings(before, json));
     return;
   }

@@ -100,14 +100,12 @@ private:
 };
 
 std::string outcomeLine(const MendedFindings::One& one) {
-  const std::string& copy = one.copy;
   const std::string element =
       one.finding.place.element.empty() ? "" : one.finding.place.element + " of ";
   return (one.isFixed ? coloured("mended", Colour::Green, STDOUT_FILENO)
                       : coloured("not mended", Colour::Red, STDOUT_FILENO)) +
          ": " +
-         printable(std::string(one.finding.kind->name) + ": " + element + one.finding.place.file +
-                   (copy.empty() ? "" : "; as it was: " + copy)) +
+         printable(std::string(one.finding.kind->name) + ": " + element + one.finding.place.file) +
          "\n";
 }
 
@@ -129,6 +127,7 @@ Json mendingJson(const Checkup& checkup, const MendedFindings& mended) {
   }
   Json result = resultJson(checkup, std::move(findings));
   result["left"] = mended.left;
+  result["copies"] = mended.copies;
   result["failures"] = mended.failures;
   return result;
 }
@@ -164,6 +163,7 @@ std::string mendingText(const MendedFindings& mended) {
     if (isToTell && sieve.letsThrough(one.finding.kind)) text += outcomeLine(one);
   }
   text += sieve.restText();
+  for (const std::string& copy : mended.copies) text += "as it was: " + printable(copy) + "\n";
   for (const std::string& failure : mended.failures) {
     text += coloured("failed", Colour::Red, STDOUT_FILENO) + ": " + printable(failure) + "\n";
   }

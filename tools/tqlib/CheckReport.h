@@ -14,7 +14,8 @@ struct MendedFindings {
     bool isFixed;
     std::string copy;  ///< of the file before it was changed; empty when it was not
   };
-  std::vector<One> all;  ///< also those that came up only after the mending
+  std::vector<One> all;             ///< also those that came up only after the mending
+  std::vector<std::string> copies;  ///< of all files that were changed
   std::vector<std::string> failures;
   std::size_t left = 0;
 };

@@ -1,5 +1,6 @@
 #include "CheckedFiles.h"
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <optional>
@@ -16,15 +17,51 @@ namespace {
 constexpr char kMends[] = "\"tqlib check --fix\" ";
 constexpr std::chrono::seconds kPatience{5};
 
+/// An entry of the list.
+struct Entry {
+  std::string key;
+  bool holdsOthers;  ///< elements, which would go with it
+};
+
+std::vector<Entry> entriesOf(const std::string& list) {
+  std::vector<Entry> entries;
+  withDocument(fileContent(list), list, [&](const xercesc::DOMDocument& document) {
+    for (const xercesc::DOMElement* entry : elementsNamed(document, names::kLibrary)) {
+      entries.push_back(
+          {MyTranscode(entry->getAttribute(u"Id")), entry->getFirstElementChild() != nullptr});
+    }
+  });
+  return entries;
+}
+
 /// The folder and the list at one moment.
 struct Look {
   std::vector<std::string> names;
-  std::vector<std::string> halfSaved;
-  bool isPending = false;
   bool isAlone = false;  ///< no other process was changing anything
-  std::optional<std::vector<std::string>> listed;
+  PendingSave pending;
+  std::string pendingComplaint;  ///< why its note cannot be read
+  std::optional<std::vector<Entry>> listed;
   std::string complaint;  ///< why the list cannot be read
 };
+
+void readPending(const std::string& folder, Look& seen) {
+  try {
+    seen.pending = pendingSave(folder);
+  } catch (const Failure& failure) {
+    seen.pending.isSound = false;
+    seen.pendingComplaint = failure.what();
+  }
+}
+
+void readList(const std::string& list, Look& seen) {
+  try {
+    seen.listed.emplace();
+    if (!isAbsent(list)) seen.listed = entriesOf(list);
+  } catch (const std::exception& failure) {
+    seen.listed.reset();
+    seen.complaint = failure.what();
+  }
+}
 
 // With the lock, since a save that is going on looks like one that broke off. Whoever does not let
 // go of it must not keep the operator from finding out why.
@@ -33,16 +70,8 @@ Look look(const std::string& folder) {
   Look seen;
   seen.isAlone = lock.isHeld();
   seen.names = namesIn(folder);
-  seen.isPending = !isAbsent(folder + names::kPending);
-  seen.halfSaved = halfSavedNames(folder);
-  const std::string list = folder + names::kLibraryList;
-  try {
-    seen.listed.emplace();
-    if (!isAbsent(list)) seen.listed = attributeValues(list, names::kLibrary, names::kId);
-  } catch (const std::exception& failure) {
-    seen.listed.reset();
-    seen.complaint = failure.what();
-  }
+  readPending(folder, seen);
+  readList(folder + names::kLibraryList, seen);
   return seen;
 }
 
@@ -53,15 +82,22 @@ bool canBeFileName(const std::string& key) {
 
 class FileCheck {
 public:
-  FileCheck(const std::string& folder, Findings& findings)
-      : m_folder(folder), m_seen(look(folder)), m_findings(findings) {}
+  FileCheck(const std::string& folder, Findings& findings, Inventory& inventory)
+      : m_folder(folder), m_seen(look(folder)), m_findings(findings), m_inventory(inventory) {}
 
   std::vector<LibraryFile> run() {
     checkPending();
-    checkLeftOvers();
+    if (m_seen.isAlone) {
+      checkLeftOvers();
+    } else {
+      add(kinds::kLockedCatalogue, "",
+          "another process keeps the catalogue locked; left-overs were not looked at",
+          "check again when its call is over, or find out what it waits for");
+    }
     if (m_seen.listed) {
       checkEntries();
     } else {
+      m_inventory.isWhole = false;
       add(kinds::kUnparsableFile, names::kLibraryList, m_seen.complaint,
           "mend the list by hand, or write it anew");
     }
@@ -79,20 +115,35 @@ private:
                 const std::string& next) {
     Finding& finding = add(kind, names::kLibraryList, text, next);
     finding.library = finding.place.element = key;
+    if (!finding.isMendable || !holdsOthers(key)) return;
+    finding.isMendable = false;
+    finding.next = "mend the list by hand: an entry of that Id holds others";
+  }
+
+  bool holdsOthers(const std::string& key) const {
+    return std::any_of(m_seen.listed->begin(), m_seen.listed->end(),
+                       [&](const Entry& entry) { return entry.key == key && entry.holdsOthers; });
   }
 
   void checkPending() {
-    if (m_seen.isPending && m_seen.isAlone) {
+    if (!m_seen.pendingComplaint.empty()) {
+      add(kinds::kUnparsableFile, names::kPending, m_seen.pendingComplaint,
+          "mend the permissions, or the disk");
+    } else if (m_seen.pending.isThere && !m_seen.pending.isSound) {
+      add(kinds::kHalfSaved, names::kPending, "the note of a save that broke off is damaged",
+          "look by hand whether a .tqlib-*.new file has to be kept: the next call of the library "
+          "throws the note away")
+          .isMendable = false;
+    } else if (m_seen.pending.isThere && m_seen.isAlone) {
       add(kinds::kHalfSaved, names::kPending, "a save of a library and the list broke off",
           "the next call of the library completes it");
     }
   }
 
   void checkLeftOvers() {
-    const std::set<std::string> needed(m_seen.halfSaved.begin(), m_seen.halfSaved.end());
     for (const std::string& name : m_seen.names) {
-      const bool isBroken = isPrepared(name) && m_seen.isAlone && needed.count(name) == 0;
-      if (isBroken || isLeftInCatalogue(name)) {
+      const bool isBroken = isPrepared(name) && !m_seen.pending.mayNeed(name);
+      if ((isBroken || isLeftInCatalogue(name)) && isPlainFile(m_folder + name)) {
         add(kinds::kLeftOver, name, "a crash left it", std::string(kMends) + "deletes it");
       }
     }
@@ -100,8 +151,8 @@ private:
 
   void checkEntries() {
     std::map<std::string, int> counts;
-    for (const std::string& key : *m_seen.listed) {
-      if (++counts[key] == 1) checkEntry(key);
+    for (const Entry& entry : *m_seen.listed) {
+      if (++counts[entry.key] == 1) checkEntry(entry.key);
     }
     for (const auto& [key, count] : counts) {
       if (count == 1 || key.empty()) continue;
@@ -112,6 +163,7 @@ private:
 
   void checkEntry(const std::string& key) {
     if (!canBeFileName(key)) {
+      m_inventory.isWhole = false;
       addEntry(kinds::kBadEntry, key,
                key.empty() ? "an entry has no Id" : "the Id cannot be part of a file name",
                "mend the list by hand");
@@ -119,7 +171,8 @@ private:
     }
     const std::string file = names::fileOf(key);
     m_listedFiles.insert(file);
-    if (isAbsent(m_folder + file)) {
+    if (!std::binary_search(m_seen.names.begin(), m_seen.names.end(), file)) {
+      m_inventory.isWhole = false;
       addEntry(kinds::kEntryWithoutFile, key, "the library has no file",
                "bring " + file + " back; or " + kMends + "takes the entry out");
     } else {
@@ -139,12 +192,14 @@ private:
   const std::string& m_folder;
   const Look m_seen;
   Findings& m_findings;
+  Inventory& m_inventory;
   std::set<std::string> m_listedFiles;  // by name
   std::vector<LibraryFile> m_files;
 };
 
 }  // namespace
 
-std::vector<LibraryFile> checkFiles(const std::string& folder, Findings& findings) {
-  return FileCheck(folder, findings).run();
+std::vector<LibraryFile> checkFiles(const std::string& folder, Findings& findings,
+                                    Inventory& inventory) {
+  return FileCheck(folder, findings, inventory).run();
 }

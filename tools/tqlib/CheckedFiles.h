@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Findings.h"
+#include "CheckedLibrary.h"
 
 /// A library that has a file.
 struct LibraryFile {
@@ -15,6 +15,7 @@ struct LibraryFile {
 
 /// Appends what is wrong with the list and the folder to `findings`, and returns the libraries
 /// there, the listed ones first and in the order of the list. Whether one that is not listed
-/// belongs into the list, what is in its file has to tell. Throws Failure when the folder cannot be
-/// read.
-std::vector<LibraryFile> checkFiles(const std::string& folder, Findings& findings);
+/// belongs into the list, what is in its file has to tell. The inventory is not whole when a
+/// library has no file that could be read. Throws Failure when the folder cannot be read.
+std::vector<LibraryFile> checkFiles(const std::string& folder, Findings& findings,
+                                    Inventory& inventory);

@@ -38,11 +38,11 @@ public:
     ++m_inventory.libraries;
     m_inventory.elements += m_content.elements.size();
     if (isRemovedLibrary(m_content)) {
-      add(kinds::kRemovedLibrary, "", "no library is in it: what a removal left",
-          purgeCommand(m_key) + " deletes it");
+      checkRemoved();
       return;
     }
     checkIdentity();
+    if (!isReadable()) m_inventory.isWhole = false;
     if (m_content.libraries > 1) return;  // no call of the library touches its elements
     countAddresses();
     for (const ElementContent& element : m_content.elements) checkElement(element);
@@ -57,10 +57,33 @@ private:
     return finding;
   }
 
+  // The shelves outlive the library, and a volume of theirs is no stray one.
+  void checkRemoved() {
+    bool hasMedia = false;
+    for (const ElementContent& element : m_content.elements) {
+      if (!element.barcode.isUsable()) continue;
+      m_inventory.media[element.barcode.text].push_back({m_file, nameOf(element)});
+      hasMedia = true;
+    }
+    if (hasMedia) {
+      add(kinds::kRemovedLibrary, "",
+          "no library is in it: what a removal left; shelves with media are still in it",
+          "move the barcodes elsewhere first, by hand");
+    } else {
+      add(kinds::kRemovedLibrary, "", "no library is in it: what a removal left",
+          purgeCommand(m_key) + " deletes it");
+    }
+  }
+
+  bool mayLackLibrary() const { return m_content.libraries == 0 && m_key == kStandaloneKey; }
+
+  /// Whether the elements that are found are all that there are.
+  bool isReadable() const { return m_content.libraries == 1 || mayLackLibrary(); }
+
   void addIdentity(const std::string& text) { add(kinds::kLibraryIdentity, "", text, kByHand); }
 
   void checkIdentity() {
-    if (m_content.libraries == 0 && m_key == kStandaloneKey) return;
+    if (mayLackLibrary()) return;
     if (m_content.libraries != 1) {
       addIdentity("it holds " + std::to_string(m_content.libraries) + " libraries in place of one");
       return;
@@ -231,7 +254,8 @@ void checkDoubledMedia(const Inventory& inventory, Findings& findings) {
     finding.isMendable = false;
     finding.next = inventory.isWhole
                        ? "take the barcode out of one of its places first"
-                       : "mend the file that cannot be read first; it may have it too";
+                       : "mend the libraries that cannot be read first; one of them may have it "
+                         "too";
   }
   for (const auto& [barcode, places] : inventory.media) {
     for (std::size_t i = 1; i < places.size(); ++i) {

@@ -14,7 +14,7 @@ struct Inventory {
   std::map<std::string, Place> drives;              ///< by serial number, folded
   std::size_t libraries = 0;                        ///< files that could be read
   std::size_t elements = 0;
-  bool isWhole = true;  ///< no file could not be read
+  bool isWhole = true;  ///< no library is there whose elements are not known
 };
 
 /// A library that is removed, but for its file.

@@ -84,7 +84,7 @@ private:
     const std::string folder = m_root.path + "/" + name;
     std::error_code ignored;
     if (name == kOfFileSystem || !fs::is_directory(folder, ignored)) return;
-    if (isLeftAmongVolumes(name)) {
+    if (isLeftAmongVolumes(name) && !isInUse(folder)) {
       add(kinds::kLeftOver, folder, "a crash left it", "\"tqlib check --fix\" deletes it");
     }
     if (name.starts_with(".tqlib-")) return;
@@ -93,7 +93,9 @@ private:
       add(kinds::kVolumeWithoutMedium, folder,
           m_inventory.isWhole ? "no library has a medium of that barcode"
                               : "no library that can be read has a medium of that barcode",
-          "\"tqlib element set\" puts the medium somewhere; or delete the volume");
+          m_inventory.isWhole
+              ? "\"tqlib element set\" puts the medium somewhere; or delete the volume"
+              : "mend the libraries that cannot be read first");
     }
     checkContent(folder);
   }

@@ -4,7 +4,6 @@
 #include <map>
 
 #include "CheckedFiles.h"
-#include "CheckedLibrary.h"
 #include "CheckedVolumes.h"
 #include "ConfiguredPlaces.h"
 #include "Errors.h"
@@ -20,6 +19,7 @@ void checkFile(const LibraryFile& file, Findings& findings, Inventory& inventory
   try {
     content = readLibrary(file.path);
   } catch (const std::exception& failure) {
+    if (isAbsent(file.path)) return;  // its library was removed meanwhile
     findings.emplace_back(kinds::kUnparsableFile, Place{file.path, ""}, failure.what(), kByHand)
         .library = file.key;
     inventory.isWhole = false;
@@ -56,7 +56,7 @@ Checkup checkCatalogue() {
   Checkup result;
   Inventory inventory;
   try {
-    for (const LibraryFile& file : checkFiles(folder, result.findings)) {
+    for (const LibraryFile& file : checkFiles(folder, result.findings, inventory)) {
       checkFile(file, result.findings, inventory);
     }
   } catch (const Failure& failure) {

@@ -38,6 +38,7 @@ inline constexpr Kind kVolumeWithoutMedium{"volume-without-medium", Severity::Wa
 inline constexpr Kind kVolumeOverLimit{"volume-over-limit", Severity::Warning};
 inline constexpr Kind kMarkGap{"mark-gap", Severity::Error};
 inline constexpr Kind kHalfSaved{"half-saved", Severity::Warning, true};
+inline constexpr Kind kLockedCatalogue{"locked-catalogue", Severity::Warning};
 inline constexpr Kind kLeftOver{"left-over", Severity::Note, true};
 
 }  // namespace kinds

@@ -1,15 +1,16 @@
 #include "KeptCopies.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <ctime>
-#include <filesystem>
 
+#include "CatalogueNames.h"
 #include "Errors.h"
 #include "LeftOvers.h"
+#include "TargetFile.h"
 #include "XmlScan.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -20,7 +21,7 @@ std::string copyName(const std::string& file) {
   if (localtime_r(&now, &local) != nullptr) {
     std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
   }
-  const std::string name = file + ".before-fix-" + time;
+  const std::string name = file + names::kBeforeFix + time;
   std::string free = name;
   for (int number = 2; !isAbsent(free); ++number) free = name + "-" + std::to_string(number);
   return free;
@@ -32,6 +33,38 @@ bool isSame(const std::string& file, const std::string& other) {
   } catch (const std::exception&) {
     return false;
   }
+}
+
+// What only some may read is never there for all, not even while it is written.
+class PrivateFiles {
+public:
+  PrivateFiles() : m_before(umask(077)) {}
+  ~PrivateFiles() { umask(m_before); }
+  PrivateFiles(const PrivateFiles&) = delete;
+  PrivateFiles& operator=(const PrivateFiles&) = delete;
+
+private:
+  mode_t m_before;
+};
+
+// Only root may give a file away; others can keep the group at best, or have it for themselves.
+void giveAccess(const std::string& file, const std::string& copy) {
+  struct stat original {};
+  if (stat(file.c_str(), &original) != 0) throw systemFailure(file, errno);
+  const bool isShared = chown(copy.c_str(), original.st_uid, original.st_gid) == 0 ||
+                        chown(copy.c_str(), uid_t(-1), original.st_gid) == 0;
+  const mode_t kept = original.st_mode & (isShared ? 0777 : 0700);
+  if (chmod(copy.c_str(), kept) != 0) {
+    throw systemFailure("cannot set the permissions of " + copy, errno);
+  }
+}
+
+void copyContent(const std::string& file, const std::string& copy) {
+  const std::string content = fileContent(file);
+  const PrivateFiles guard;
+  TargetFile target(copy);
+  target.write({reinterpret_cast<const unsigned char*>(content.data()), content.size()});
+  target.commit();
 }
 
 }  // namespace
@@ -51,16 +84,18 @@ void KeptCopies::settle() {
 void KeptCopies::keep(const std::string& file) {
   if (m_copies.count(file) != 0 || isAbsent(file)) return;
   const std::string copy = copyName(file);
-  std::error_code failure;
-  fs::copy_file(file, copy, failure);  // never onto a file that is there
-  if (failure) {
-    unlink(copy.c_str());
-    throw systemFailure("cannot keep a copy of " + file, failure.value());
-  }
+  copyContent(file, copy);
   m_copies.emplace(file, copy);
+  giveAccess(file, copy);
 }
 
 std::string KeptCopies::copyOf(const std::string& file) const {
   const auto copy = m_copies.find(file);
   return copy == m_copies.end() ? "" : copy->second;
+}
+
+std::vector<std::string> KeptCopies::all() const {
+  std::vector<std::string> copies;
+  for (const auto& each : m_copies) copies.push_back(each.second);
+  return copies;
 }

@@ -11,20 +11,35 @@
 /// files of saves do not count: they do not tell whose they are.
 bool isLeftInCatalogue(const std::string& name);
 
-/// The same for a folder among the volumes.
+/// The same for a folder among the volumes. A process of another container does not count as one
+/// that runs; its lock tells.
 bool isLeftAmongVolumes(const std::string& name);
+
+/// Whether a process holds the lock of the folder.
+bool isInUse(const std::string& folder);
 
 /// Whether it is a prepared file of a save.
 bool isPrepared(const std::string& name);
 
-/// The prepared files and the files that they are to become, by turns, of a save that is half done
-/// in the catalogue folder; none when there is no such save. Throws Failure when there is one that
-/// cannot be read.
-std::vector<std::string> halfSavedNames(const std::string& folder);
+/// A save of a library and the list that is half done in the catalogue folder.
+struct PendingSave {
+  bool isThere = false;
+  bool isSound = true;  ///< what is noted are pairs of a prepared file and a catalogue file
+  std::vector<std::string> names;  ///< both, by turns
+
+  /// Whether a prepared file may hold what somebody saved.
+  bool mayNeed(const std::string& prepared) const;
+};
+
+/// Throws Failure when there is one that cannot be read.
+PendingSave pendingSave(const std::string& folder);
 
 /// Whether nothing at all has that name. What cannot be looked at, or a link that leads nowhere,
 /// may be back tomorrow. Throws Failure when that cannot be told.
 bool isAbsent(const std::string& path);
+
+/// Whether it is a file itself, and no link to one.
+bool isPlainFile(const std::string& path);
 
 /// What is in a folder, in order. Throws Failure.
 std::vector<std::string> namesIn(const std::string& folder);

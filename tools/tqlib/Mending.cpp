@@ -1,9 +1,12 @@
 #include "Mending.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <set>
 
 #include "Catalogue.h"
 #include "CatalogueNames.h"
@@ -12,6 +15,7 @@
 #include "ElementName.h"
 #include "Errors.h"
 #include "FileMending.h"
+#include "FolderLock.h"
 #include "LeftOvers.h"
 #include "ListMending.h"
 #include "XmlScan.h"
@@ -31,48 +35,71 @@ Findings mendableOf(const Findings& findings) {
   return mendable;
 }
 
-/// The files that the completion of the save replaces.
-void keepTargets(const std::string& folder, KeptCopies& copies) {
-  const std::vector<std::string> names = halfSavedNames(folder);
-  for (std::size_t i = 1; i < names.size(); i += 2) {
-    const bool isOurs = names[i].find('/') == std::string::npos && !names[i].empty();
-    if (isOurs) copies.keep(folder + names[i]);
+using Complaints = std::vector<std::string>;
+
+void attempt(Complaints& complaints, const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const std::exception& failure) {
+    complaints.emplace_back(failure.what());
   }
+}
+
+/// Keeps the files that the completion of the save replaces. One that is damaged would be thrown
+/// away.
+void keepTargets(const std::string& folder, KeptCopies& copies) {
+  const PendingSave save = pendingSave(folder);
+  if (!save.isSound) throw Failure("the note of the save is damaged");
+  for (std::size_t i = 1; i < save.names.size(); i += 2) copies.keep(folder + save.names[i]);
 }
 
 void completeSave(const std::string& folder, const Findings& findings, KeptCopies& copies) {
   for (const Finding& finding : findings) {
     if (!finding.is(kinds::kHalfSaved)) continue;
-    keepTargets(folder, copies);
+    underLock(folder, [&] { keepTargets(folder, copies); });
     completeWhatIsHalfSaved();
     return;
   }
 }
 
-/// Without the lock nobody knows whether a prepared file belongs to a save that is going on.
-void deletePrepared(const std::string& folder, const std::set<std::string>& names) {
+void deleteFile(const std::string& path) {
+  if (isPlainFile(path) && unlink(path.c_str()) != 0 && errno != ENOENT) {
+    throw systemFailure("cannot delete " + path, errno);
+  }
+}
+
+/// Without the lock nobody knows whether a file belongs to a save that is going on.
+void deleteInCatalogue(const std::string& folder, const std::vector<std::string>& names,
+                       Complaints& complaints) {
   underLock(folder, [&] {
-    std::set<std::string> needed;
-    for (const std::string& name : halfSavedNames(folder)) needed.insert(name);
+    const PendingSave save = pendingSave(folder);
     for (const std::string& name : names) {
-      if (needed.count(name) == 0) fs::remove(folder + name);
+      if (isPrepared(name) && save.mayNeed(name)) continue;
+      attempt(complaints, [&] { deleteFile(folder + name); });
     }
   });
 }
 
-void deleteLeftOvers(const std::string& folder, const Findings& findings) {
-  std::set<std::string> prepared;
+// Whoever builds a copy of a volume holds the lock of its folder.
+void deleteFolder(const std::string& folder) {
+  const FolderLock lock(folder, std::chrono::milliseconds(0));
+  if (lock.isHeld()) fs::remove_all(folder);
+}
+
+void deleteLeftOvers(const std::string& folder, const Findings& findings, Complaints& complaints) {
+  std::vector<std::string> names;
   for (const Finding& finding : findings) {
     if (!finding.is(kinds::kLeftOver)) continue;
-    const fs::path path = finding.place.file;
-    const std::string name = path.filename().string();
-    if (isPrepared(name)) {
-      prepared.insert(name);
-    } else if (isLeftInCatalogue(name) || isLeftAmongVolumes(name)) {
-      fs::remove_all(path);
+    const std::string& path = finding.place.file;
+    const std::string name = fs::path(path).filename().string();
+    if (isLeftAmongVolumes(name)) {
+      attempt(complaints, [&] { deleteFolder(path); });
+    } else {
+      names.push_back(name);
     }
   }
-  if (!prepared.empty()) deletePrepared(folder, prepared);
+  if (names.empty()) return;
+  attempt(complaints, [&] { deleteInCatalogue(folder, names, complaints); });
 }
 
 using ElementsByName = std::map<std::string, const Finding*>;
@@ -129,16 +156,6 @@ void mendOccupancy(const std::string& folder, const std::string& library,
   });
 }
 
-using Complaints = std::vector<std::string>;
-
-void attempt(Complaints& complaints, const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const std::exception& failure) {
-    complaints.emplace_back(failure.what());
-  }
-}
-
 }  // namespace
 
 std::vector<std::string> mend(const Findings& all, KeptCopies& copies) {
@@ -146,7 +163,7 @@ std::vector<std::string> mend(const Findings& all, KeptCopies& copies) {
   const std::string folder = configuredCatalogue();
   Complaints complaints;
   attempt(complaints, [&] { completeSave(folder, findings, copies); });
-  attempt(complaints, [&] { deleteLeftOvers(folder, findings); });
+  deleteLeftOvers(folder, findings, complaints);
   attempt(complaints, [&] { mendList(folder, findings, copies); });
 
   std::map<std::string, ElementsByName> libraries;
