@@ -1,7 +1,10 @@
 // What "tqlib check" finds, and what it mends.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -105,6 +108,17 @@ const std::string kSlot1002 = "<BaseAddress xmlns=\"\">1002</BaseAddress>";
 const std::string kFull = "IsOccupied=\"true\"";
 const std::string kAside = ".tqlib-0123456789abcdef.new";
 
+const std::string kHalfCopy = "LibraryList.xml.before-fix-1.tqlib-" + kDead;
+const File kPending = inCatalogue(".tqlib-pending");
+
+// With a prepared file beside it, which may be all that is left of what was saved.
+Break damagedNote(const std::string& bytes) {
+  return [=](const ToolCheck& t) {
+    writeFile(t.catalogue(kAside), "");
+    writeFile(kPending(t), bytes);
+  };
+}
+
 const Fault kFaults[] = {
     {"unparsable-file", "", false, kLibrary, write(kLibrary, "<Devices><Library>")},
     {"unparsable-file", "", false, kLibrary,
@@ -124,7 +138,9 @@ const Fault kFaults[] = {
     {"entry-without-file", "LIB2", true, kList, inList("<Library Id='LIB2'/>")},
     {"file-without-entry", "", true, kLibrary, write(kList, "<LibraryList/>")},
     {"file-without-entry", "", true, kLibrary, [](const ToolCheck& t) { fs::remove(t.list()); }},
-    {"doubled-entry", "LIB1", true, kList,
+    {"entry-without-file", "LIB2", false, kList, inList("<Library Id='LIB2'><x/></Library>")},
+    {"doubled-entry", "LIB1", true, kList, inList("<Library Id='LIB1'/>")},
+    {"doubled-entry", "LIB1", false, kList,
      inList("<Library Id='LIB1'><Library Id='LIB1'/></Library>")},
     {"bad-entry", "", false, kList, inList("<Library/>")},
     {"bad-entry", "../LIB1", false, kList, inList("<Library Id='../LIB1'/>")},
@@ -160,11 +176,18 @@ const Fault kFaults[] = {
     {"volume-over-limit", "", false, tape("A1"),
      [](const ToolCheck& t) { fs::resize_file(t.tape("A1/00000000"), (1 << 20) + 1); }},
     {"mark-gap", "", false, tape("A1"), write(tape("A1/00000002"), "")},
-    {"half-saved", "", true, inCatalogue(".tqlib-pending"),
-     write(inCatalogue(".tqlib-pending"), "")},
+    {"half-saved", "", true, kPending, write(kPending, kAside + '\0' + "LibraryList.xml" + '\0')},
+    {"half-saved", "", false, kPending, damagedNote(kAside + '\0' + "../LibraryList.xml" + '\0')},
+    {"half-saved", "", false, kPending, damagedNote("")},
+    {"unparsable-file", "", false, kPending,
+     [](const ToolCheck& t) {
+       writeFile(t.catalogue(kAside), "");
+       fs::create_directory(kPending(t));
+     }},
     {"left-over", "", true, inCatalogue(kAside), write(inCatalogue(kAside), "")},
     {"left-over", "", true, inCatalogue("Lib_.tqlib-stand-in-" + kDead + ".xml"),
      write(inCatalogue("Lib_.tqlib-stand-in-" + kDead + ".xml"), "<Devices/>")},
+    {"left-over", "", true, inCatalogue(kHalfCopy), write(inCatalogue(kHalfCopy), "")},
     {"left-over", "", true, tape(".tqlib-copy-" + kDead), folder(".tqlib-copy-" + kDead + "/x")},
 };
 
@@ -217,9 +240,12 @@ TEST_F(ToolCheck, MendingKeepsACopyAndWhatItDoesNotKnow) {
   fs::rename(list(), path("elsewhere.xml"));
   fs::create_symlink(path("elsewhere.xml"), list());
   const std::string before = readFile(list());
-  const json finding = check(" --fix --yes")["findings"][0];
+  const json result = check(" --fix --yes");
+  const json finding = result["findings"][0];
+  EXPECT_EQ(result["copies"], json::array({finding["copy"]}));
   EXPECT_EQ(finding["fixed"], true);
   const std::string copy = finding["copy"];
+  EXPECT_EQ(fs::status(copy).permissions(), fs::perms(0640));
   EXPECT_EQ(copy.rfind(list() + ".before-fix-", 0), 0U);
   EXPECT_EQ(readFile(copy), before);
   for (const char* kept : {"<!-- mine -->", "owner=\"me\"", "&lt;", "Id=\"LIB1\""})
@@ -228,6 +254,72 @@ TEST_F(ToolCheck, MendingKeepsACopyAndWhatItDoesNotKnow) {
   EXPECT_TRUE(fs::is_symlink(list()));
   EXPECT_EQ(fs::status(list()).permissions(), fs::perms(0640));
   expectClean();
+}
+
+// A list that was saved once more: its first save has the attributes in another order.
+TEST_F(ToolCheck, WritesFilesAsTheLibraryDoes) {
+  makeSoundStore();
+  makeLibrary("LIB2");
+  const auto before = everything();
+  replace(library(), kFull, "IsOccupied=\"0\"");
+  replace(list(), "</LibraryList>", "<Library Id='LIB1'/></LibraryList>");
+  expectDone("check --fix");
+  EXPECT_EQ(readFile(library()), before.at(library()));
+  EXPECT_EQ(readFile(list()), before.at(list()));
+}
+
+TEST_F(ToolCheck, DeletesNoVolumeOfALibraryThatItDoesNotKnow) {
+  const Break kUnknown[] = {
+      inList("<Library Id='GONE'/>"),    inList("<Library/>"),
+      write(kList, "<LibraryList>"),     inLibrary("</Devices>", "<Library/></Devices>"),
+      inLibrary("<Library ", "<Other "), [](const ToolCheck& t) { writeFile(t.library(), ""); }};
+  makeSoundStore();
+  fs::create_directory(tape("B1"));
+  const std::string soundList = readFile(list());
+  const std::string soundLibrary = readFile(library());
+  for (const Break& breakIt : kUnknown) {
+    breakIt(*this);
+    const Result result = tqlib("check");
+    EXPECT_NE(result.out.find("mend the libraries that cannot be read first"), std::string::npos);
+    EXPECT_EQ(result.out.find("delete the volume"), std::string::npos) << result.out;
+    writeFile(list(), soundList);
+    writeFile(library(), soundLibrary);
+  }
+}
+
+TEST_F(ToolCheck, CountsTheMediaOnTheShelvesOfARemovedLibrary) {
+  makeSoundStore();
+  writeFile(catalogue("Lib_X.xml"),
+            "<Devices><Shelf><BaseAddress>1</BaseAddress><BarCode>B1</BarCode></Shelf></Devices>");
+  fs::create_directory(tape("B1"));
+  const json findings = check()["findings"];
+  ASSERT_EQ(findings.size(), 1U) << findings;
+  EXPECT_EQ(findings[0]["kind"], "removed-library");
+  EXPECT_EQ(findings[0]["next"], "move the barcodes elsewhere first, by hand");
+}
+
+TEST_F(ToolCheck, TellsWhoeverKeepsTheLockAndJudgesNothingThatItHides) {
+  makeSoundStore();
+  writeFile(catalogue(kAside), "");
+  const int folder = open(catalogue("").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(folder, LOCK_EX), 0);
+  const json findings = check()["findings"];
+  close(folder);
+  ASSERT_EQ(findings.size(), 1U) << findings;
+  EXPECT_EQ(findings[0]["kind"], "locked-catalogue");
+}
+
+TEST_F(ToolCheck, DeletesPlainFilesOnlyAndNoCopyThatIsBuilt) {
+  makeSoundStore();
+  fs::create_directory(catalogue(".tqlib-0.new"));
+  fs::create_directory(tape(".tqlib-copy-" + kDead));
+  writeFile(catalogue(kAside), "");
+  const int folder = open(tape(".tqlib-copy-" + kDead).c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(folder, LOCK_EX), 0);
+  expectDone("check --fix");
+  close(folder);
+  EXPECT_FALSE(fs::exists(catalogue(kAside)));
+  EXPECT_TRUE(fs::exists(tape(".tqlib-copy-" + kDead)));
 }
 
 TEST_F(ToolCheck, MendsNothingThatABarcodeInTwoPlacesLeavesOpen) {
