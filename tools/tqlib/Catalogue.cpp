@@ -178,9 +178,9 @@ void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::s
   for (const std::string& other : listedLibraries()) {
     if (other == library) continue;
     for (const std::string& name : driveNames(other)) {
-      if (wanted.contains(folded(name))) {
-        throw Failure("another library has a drive of that serial number: " + other + ", " + name);
-      }
+      if (!wanted.contains(folded(name))) continue;
+      throw Failure("another library has a drive of that serial number: " + other,
+                    "\"tqlib library show " + other + "\" names it");
     }
   }
 }

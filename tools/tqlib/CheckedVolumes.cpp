@@ -29,7 +29,7 @@ Volume readVolume(const std::string& folder) {
   Volume volume;
   for (const std::string& name : namesIn(folder)) {
     struct stat record {};
-    const std::string path = folder + "/" + name;
+    const std::string path = fs::path(folder) / name;
     if (stat(path.c_str(), &record) != 0) {
       if (errno == ENOENT) continue;  // erased meanwhile
       throw systemFailure(path, errno);

@@ -74,7 +74,8 @@ void checkDrives(const LibraryDescription& description) {
     checkSerial(serial, description.library.SerialNumber, serialPlace);
     // Drives are found without regard to case, so two that differ in case are one.
     if (!seen.insert(folded(serial)).second) {
-      throw Failure(serialPlace + ": two drives have one serial number: " + serial);
+      throw Failure(std::string(serialPlace).append(": two drives have one serial number: ") +=
+                    serial);
     }
     checkTexts(drive.device, kIdentity, place + ".");
     if (drive.device.ScsiDeviceType == kMediumChanger) {
