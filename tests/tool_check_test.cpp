@@ -189,6 +189,8 @@ const Fault kFaults[] = {
      write(inCatalogue("Lib_.tqlib-stand-in-" + kDead + ".xml"), "<Devices/>")},
     {"left-over", "", true, inCatalogue(kHalfCopy), write(inCatalogue(kHalfCopy), "")},
     {"left-over", "", true, tape(".tqlib-copy-" + kDead), folder(".tqlib-copy-" + kDead + "/x")},
+    {"left-over", "", true, tape("A1.sha256.tqlib-" + kDead),
+     write(tape("A1.sha256.tqlib-" + kDead), "")},
 };
 
 class ToolCheckOf : public ToolCheck, public testing::WithParamInterface<Fault> {};

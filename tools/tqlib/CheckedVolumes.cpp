@@ -83,11 +83,11 @@ private:
   void visit(const std::string& name) {
     const std::string folder = m_root.path + "/" + name;
     std::error_code ignored;
-    if (name == kOfFileSystem || !fs::is_directory(folder, ignored)) return;
     if (isLeftAmongVolumes(name) && !isInUse(folder)) {
       add(kinds::kLeftOver, folder, "a crash left it", "\"tqlib check --fix\" deletes it");
     }
-    if (name.starts_with(".tqlib-")) return;
+    const bool isOther = name == kOfFileSystem || name.starts_with(".tqlib-");
+    if (isOther || !fs::is_directory(folder, ignored)) return;
     m_volumes.insert(name);
     if (m_inventory.media.count(name) == 0) {
       add(kinds::kVolumeWithoutMedium, folder,

@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr char kBuiltChecksums[] = ".sha256.tqlib-";
 constexpr char kBuilt[] = ".tqlib-";  // then a process: a file that is not whole yet
 
 /// Whether a process of that number, in decimal, is over; false for any other text.
@@ -59,7 +60,9 @@ bool isLeftInCatalogue(const std::string& name) {
 }
 
 bool isLeftAmongVolumes(const std::string& name) {
-  return isLeft(name, ".tqlib-copy-", "");
+  const auto checksums = name.rfind(kBuiltChecksums);
+  return isLeft(name, ".tqlib-copy-", "") ||
+         (checksums != std::string::npos && isLeft(name.substr(checksums), kBuiltChecksums, ""));
 }
 
 bool isPrepared(const std::string& name) {

@@ -11,8 +11,8 @@
 /// files of saves do not count: they do not tell whose they are.
 bool isLeftInCatalogue(const std::string& name);
 
-/// The same for a folder among the volumes. A process of another container does not count as one
-/// that runs; its lock tells.
+/// The same for a folder, or a file of checksums, among the volumes. A process of another container
+/// does not count as one that runs; its lock tells.
 bool isLeftAmongVolumes(const std::string& name);
 
 /// Whether a process holds the lock of the folder.

@@ -93,7 +93,7 @@ void deleteLeftOvers(const std::string& folder, const Findings& findings, Compla
     const std::string& path = finding.place.file;
     const std::string name = fs::path(path).filename().string();
     if (isLeftAmongVolumes(name)) {
-      attempt(complaints, [&] { deleteFolder(path); });
+      attempt(complaints, [&] { isPlainFile(path) ? deleteFile(path) : deleteFolder(path); });
     } else {
       names.push_back(name);
     }
