@@ -48,6 +48,46 @@ TEST(LibraryFiles, SavingAgainAndAgainAddsNothingAlsoUnderANameThatFillsTheLimit
   EXPECT_EQ(once.find('\r'), std::string::npos);
 }
 
+TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
+  TempCatalogue catalogue;
+  const std::string declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
+  writeFile(catalogue.catalogue() + "LibraryList.xml",
+            "<LibraryList>\n  <Library Id=\"A\">Lib_A.xml</Library>\n</LibraryList>\n");
+  writeFile(catalogue.libraryFile("A"), R"(<Devices>
+ <Library Name="Lib_A">
+  <LibraryScsiDevice><SerialNumber>A</SerialNumber></LibraryScsiDevice>
+    <Slots IsMailSlot="false">
+ <BaseAddress>1000</BaseAddress>  &#x41;<BarCode> </BarCode>
+ b<Note> </Note>  <!-- c -->
+</Slots>  <![CDATA[ d ]]>
+ </Library>
+</Devices>
+)");
+  ASSERT_TRUE(setOneSlot("A", "T1"));
+  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + R"(<Devices>
+
+  <Library Name="Lib_A">
+    <LibraryScsiDevice>
+      <SerialNumber>A</SerialNumber>
+    </LibraryScsiDevice>
+    <Slots IsMailSlot="false" IsOccupied="true">
+      <BaseAddress>1000</BaseAddress>  A
+      <BarCode>T1</BarCode>
+ b
+      <Note> </Note>
+      <!-- c -->
+    </Slots><![CDATA[ d ]]>
+  </Library>
+
+</Devices>
+)");
+  // Nothing is left of an element's content but its indentation, which is no text of its own.
+  ASSERT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "A"));
+  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
+  EXPECT_EQ(readFile(catalogue.catalogue() + "LibraryList.xml"),
+            declaration + "<LibraryList></LibraryList>\n");
+}
+
 TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoStrayFile) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();

@@ -170,6 +170,6 @@ bool TqLibEmulator::removeVirtualDeviceStatus(xercesc::DOMNode* library) {
 
 bool TqLibEmulator::removeVirtualDeviceStatus(xercesc::DOMNode* library,
                                               xercesc::DOMNode* statusNode) {
-  library->removeChild(statusNode)->release();
+  removeFrom(*library, statusNode);
   return true;
 }

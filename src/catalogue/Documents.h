@@ -2,6 +2,8 @@
 #pragma once
 
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/XMLChar.hpp>
+#include <xercesc/util/XMLString.hpp>
 
 #include "catalogue/Descendants.h"
 #include "catalogue/Names.h"
@@ -21,7 +23,19 @@ inline xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
   return static_cast<xercesc::DOMElement*>(node);
 }
 
-/// Removes `node` from `parent` and releases it.
+/// Whether it is a text of nothing but white space.
+inline bool isBlankText(const xercesc::DOMNode& node) {
+  const XMLCh* text = node.getNodeValue();
+  return node.getNodeType() == xercesc::DOMNode::TEXT_NODE &&
+         xercesc::XMLChar1_0::isAllSpaces(text, xercesc::XMLString::stringLen(text));
+}
+
+/// Removes `node` from `parent` and releases it. Indentation that is left alone would be taken for
+/// the parent's value, so it becomes empty then.
 inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
   parent.removeChild(node)->release();
+  xercesc::DOMNode* left = parent.getFirstChild();
+  if (left != nullptr && left->getNextSibling() == nullptr && isBlankText(*left)) {
+    left->setNodeValue(u"");
+  }
 }

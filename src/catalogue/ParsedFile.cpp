@@ -20,8 +20,10 @@
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/BinFileInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/XMLChar.hpp>
 
 #include "TqLibEmulator.h"
+#include "catalogue/XmlText.h"
 
 namespace {
 
@@ -93,8 +95,34 @@ public:
     XercesDOMParser::endElement(element, uri, isRoot, prefix);
   }
 
+  // Indentation behind an element is left out: nothing reads it, a save writes its own, and a node
+  // for it costs as much as one for a value. That at the start of an element stays, since it would
+  // be the element's value. A text may come in pieces, so blanks are held until they prove to be
+  // all that is there.
+  void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
+    if (fCurrentNode != m_heldBehind) {
+      m_held.clear();
+    }
+    if (!isCData && isBehindElement() && xercesc::XMLChar1_0::isAllSpaces(text, length)) {
+      m_heldBehind = fCurrentNode;
+      m_held.append(text, length);
+      return;
+    }
+    if (!isCData && !m_held.empty()) {
+      XercesDOMParser::docCharacters(m_held.c_str(), m_held.size(), false);
+    }
+    XercesDOMParser::docCharacters(text, length, isCData);
+  }
+
 private:
+  bool isBehindElement() const {
+    return fCurrentNode != fCurrentParent &&
+           fCurrentNode->getNodeType() == xercesc::DOMNode::ELEMENT_NODE;
+  }
+
   int m_levels = 0;
+  XmlString m_held;
+  const xercesc::DOMNode* m_heldBehind = nullptr;
   FatalErrors m_errors;
 };
 

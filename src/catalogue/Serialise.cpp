@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-#include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
+#include "catalogue/Documents.h"
 #include "catalogue/XmlMemory.h"
 
 namespace {
@@ -14,10 +14,8 @@ namespace {
 class WithoutIndentation : public xercesc::DOMLSSerializerFilter {
 public:
   FilterAction acceptNode(const xercesc::DOMNode* text) const override {
-    const XMLCh* value = text->getNodeValue();
-    const bool isIndentation =
-        xercesc::XMLChar1_0::isAllSpaces(value, xercesc::XMLString::stringLen(value)) &&
-        (text->getNextSibling() != nullptr || text->getPreviousSibling() != nullptr);
+    const bool isIndentation = isBlankText(*text) && (text->getNextSibling() != nullptr ||
+                                                      text->getPreviousSibling() != nullptr);
     return isIndentation ? FILTER_REJECT : FILTER_ACCEPT;
   }
   ShowType getWhatToShow() const override { return xercesc::DOMNodeFilter::SHOW_TEXT; }
