@@ -23,6 +23,7 @@
 #include <xercesc/util/XMLChar.hpp>
 
 #include "TqLibEmulator.h"
+#include "catalogue/DocumentMemory.h"
 #include "catalogue/XmlText.h"
 
 namespace {
@@ -60,9 +61,10 @@ public:
   void resetErrors() override {}
 };
 
-class CatalogueParser : public xercesc::XercesDOMParser {
+/// Its memory is a base and comes first, so that it outlives the document.
+class CatalogueParser : private DocumentMemory, public xercesc::XercesDOMParser {
 public:
-  CatalogueParser() {
+  CatalogueParser() : XercesDOMParser(nullptr, static_cast<DocumentMemory*>(this)) {
     setErrorHandler(&m_errors);
     setLoadExternalDTD(false);
     setDisableDefaultEntityResolution(true);
