@@ -534,9 +534,7 @@ private:
 
   // Element query
   xercesc::DOMElement* findQueriedLibrary(const std::string& libraryName);
-  void appendElements(xercesc::DOMElement* parent, const XMLCh* name,
-                      bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&),
-                      std::vector<LibElement>& elements);
+  void appendElements(const xercesc::DOMElement& library, std::vector<LibElement>& elements);
 
   // Element changes
   bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,

@@ -1,10 +1,11 @@
-// The descendants of a node that carry a name, in document order.
+// The descendant elements of a node, all or those that carry a name, in document order.
 //
 // A list from getElementsByTagName has the same content, but the document keeps every such list
 // until it dies and finds it through a table of fixed size: asking for one per slot makes a large
 // library's cost grow faster than its slots.
 #pragma once
 
+#include <algorithm>
 #include <iterator>
 #include <vector>
 
@@ -13,8 +14,9 @@
 
 class Descendants {
 public:
-  /// `root` may be null and then has none. `name` must outlive the walk.
-  Descendants(const xercesc::DOMNode* root, const XMLCh* name) : m_root(root), m_name(name) {}
+  /// `root` may be null and then has none. `name` must outlive the walk; null stands for all.
+  explicit Descendants(const xercesc::DOMNode* root, const XMLCh* name = nullptr)
+      : m_root(root), m_name(name) {}
 
   /// An element found may be changed, but not removed, before the walk goes on.
   class Iterator {
@@ -36,6 +38,11 @@ public:
       return *this;
     }
     bool operator==(std::default_sentinel_t) const { return m_element == nullptr; }
+
+    /// Whether the element lies below `ancestor`, itself one below the root of the walk.
+    bool isBelow(const xercesc::DOMElement* ancestor) const {
+      return std::find(m_ancestors.begin(), m_ancestors.end(), ancestor) != m_ancestors.end();
+    }
 
   private:
     static xercesc::DOMElement* firstElement(xercesc::DOMNode* node) {
@@ -64,7 +71,7 @@ public:
     }
 
     void skipOthers() {
-      while (m_element != nullptr &&
+      while (m_element != nullptr && m_name != nullptr &&
              !xercesc::XMLString::equals(m_element->getNodeName(), m_name)) {
         m_element = following(m_element);
       }

@@ -18,10 +18,7 @@ bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
     if (library == nullptr) {
       return false;
     }
-    appendElements(library, names::drive, &TqLibEmulator::fillLibElementForDrive, elements);
-    appendElements(library, names::slots, &TqLibEmulator::fillLibElementForSlot, elements);
-    appendElements(rootOf(m_pLibDoc), names::shelf, &TqLibEmulator::fillLibElementForShelf,
-                   elements);
+    appendElements(*library, elements);
     return true;
   };
   return cycle.inFrame([&] { return cycle.withLibrary(libraryName, query); });
@@ -39,14 +36,31 @@ xercesc::DOMElement* TqLibEmulator::findQueriedLibrary(const std::string& librar
   return nullptr;
 }
 
-void TqLibEmulator::appendElements(xercesc::DOMElement* parent, const XMLCh* name,
-                                   bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&),
+// In one walk for all kinds: a large library does not fit into the processor's caches, and each
+// walk would fetch it from memory again.
+void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
                                    std::vector<LibElement>& elements) {
-  LibElement element;
-  for (xercesc::DOMElement* node : Descendants(parent, name)) {
-    clearLibElement(element);
-    if ((this->*fill)(node, element)) {
-      elements.push_back(element);
+  struct Kind {
+    const XMLCh* name;
+    bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&);
+    bool isInLibrary;
+    std::vector<LibElement> found;
+  };
+  Kind kinds[] = {{names::drive, &TqLibEmulator::fillLibElementForDrive, true, {}},
+                  {names::slots, &TqLibEmulator::fillLibElementForSlot, true, {}},
+                  {names::shelf, &TqLibEmulator::fillLibElementForShelf, false, {}}};
+  const Descendants all(rootOf(m_pLibDoc));
+  for (auto node = all.begin(); node != all.end(); ++node) {
+    for (Kind& kind : kinds) {
+      LibElement element;
+      if (xercesc::XMLString::equals((*node)->getNodeName(), kind.name) &&
+          (!kind.isInLibrary || node.isBelow(&library)) && (this->*kind.fill)(*node, element)) {
+        kind.found.push_back(std::move(element));
+      }
     }
+  }
+  for (Kind& kind : kinds) {
+    elements.insert(elements.end(), std::make_move_iterator(kind.found.begin()),
+                    std::make_move_iterator(kind.found.end()));
   }
 }
