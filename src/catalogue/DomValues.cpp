@@ -17,8 +17,8 @@ void appendText(xercesc::DOMDocument& doc, xercesc::DOMNode& node, const std::st
   node.appendChild(doc.createTextNode(toXml(value).c_str()));
 }
 
-bool spellsItsName(const xercesc::DOMNode& node, const std::string& value) {
-  return xercesc::XMLString::compareIString(node.getNodeName(), toXml(value).c_str()) == 0;
+bool spellsItsName(const xercesc::DOMNode& node, const XmlString& value) {
+  return xercesc::XMLString::compareIString(node.getNodeName(), value.c_str()) == 0;
 }
 
 }  // namespace
@@ -98,7 +98,7 @@ bool TqLibEmulator::addTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* no
   if (node == nullptr) {
     return false;
   }
-  const xercesc::DOMNode* child = node->getFirstChild();
+  xercesc::DOMNode* child = node->getFirstChild();
   if (child == nullptr) {
     if (doc == nullptr) {
       return false;
@@ -109,8 +109,15 @@ bool TqLibEmulator::addTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* no
   if (!isText(*child)) {
     return false;
   }
-  return spellsItsName(*node, value) ||
-         (removeTextNode(node, value) && addTextNode(doc, node, value));
+  const XmlString text = toXml(value);
+  if (spellsItsName(*node, text)) {
+    return true;
+  }
+  if (doc != nullptr && child->getNextSibling() == nullptr) {
+    child->setNodeValue(text.c_str());  // cheaper than a new node in its place
+    return true;
+  }
+  return removeTextNode(node, value) && addTextNode(doc, node, value);
 }
 
 bool TqLibEmulator::updateTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
