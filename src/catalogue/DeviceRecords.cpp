@@ -2,9 +2,12 @@
 // values of a library, read into and written from the fields of a record. Tables say which element
 // mirrors which field; reading, adding and updating walk them.
 
+#include <algorithm>
+#include <map>
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "TqLibEmulator.h"
 #include "catalogue/Descendants.h"
@@ -121,14 +124,24 @@ bool TqLibEmulator::addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* bl
   return true;
 }
 
+// The block may be a whole library, so its elements are found in one walk for all fields.
 bool TqLibEmulator::updateFields(xercesc::DOMDocument*& doc, xercesc::DOMElement* block,
                                  const DeviceFields& fields, const SCSIUnit& unit) {
-  for (const Field& field : fields.fields) {
-    if (!updateDOMElementValue(doc, block, field.element, field.valueIn(unit))) {
-      return false;
+  std::map<const XMLCh*, std::vector<xercesc::DOMElement*>> found;
+  for (xercesc::DOMElement* each : Descendants(block)) {
+    for (const Field& field : fields.fields) {
+      if (xercesc::XMLString::equals(each->getNodeName(), field.element)) {
+        found[field.element].push_back(each);
+      }
     }
   }
-  return true;
+  return std::all_of(fields.fields.begin(), fields.fields.end(), [&](const Field& field) {
+    const std::string value = field.valueIn(unit);
+    const auto& elements = found[field.element];
+    return !elements.empty() &&
+           std::all_of(elements.begin(), elements.end(),
+                       [&](xercesc::DOMElement* each) { return updateTextNode(doc, each, value); });
+  });
 }
 
 bool TqLibEmulator::extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit) {
