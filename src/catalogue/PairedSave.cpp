@@ -75,7 +75,8 @@ bool PairedSave::commitJoined() {
     m_error = "cannot note what is to be saved: " + note.error();
     return false;
   }
-  if (m_first.commit() && m_second.commit()) {
+  // While the note stands, it does not matter which of the two a power loss leaves.
+  if (m_first.place() && m_second.commit()) {
     note.remove();
     return true;
   }

@@ -143,7 +143,7 @@ bool ReplacedFile::prepare(std::string_view content) {
   return true;
 }
 
-bool ReplacedFile::commit() {
+bool ReplacedFile::place() {
   if (m_aside.empty()) {
     return overwrite();
   }
@@ -152,6 +152,13 @@ bool ReplacedFile::commit() {
                                   : fail("cannot put the new file in its place", errno);
   }
   m_aside.clear();
+  return true;
+}
+
+bool ReplacedFile::commit() {
+  if (!place()) {
+    return false;
+  }
   syncFolder(m_folder);
   return true;
 }

@@ -23,8 +23,11 @@ public:
   /// content is borrowed until the commit.
   bool prepare(std::string_view content);
 
-  /// Puts the prepared content in the file's place. On false, error() tells why.
+  /// Puts the prepared content in the file's place, for good. On false, error() tells why.
   bool commit();
+
+  /// The same, but it is on the disk only when something else in the folder is committed.
+  bool place();
 
   /// Prepares what another process prepared in the file `aside` and did not commit. On false,
   /// error() tells why; it is empty when there is no such file.
