@@ -179,8 +179,8 @@ void countAll() {
 int main() {
   try {
     // What the figures depend on, other than the code.
-    std::cout << TQ_BUILD << ", " << TQ_PROCESSOR << ", Xerces-C++ " << XERCES_FULLVERSIONDOT
-              << ", glibc " << gnu_get_libc_version() << '\n';
+    std::cout << TQ_COUNT_BUILD << ", Xerces-C++ " << XERCES_FULLVERSIONDOT << ", glibc "
+              << gnu_get_libc_version() << '\n';
     countAll();
     return 0;
   } catch (const std::exception& error) {
