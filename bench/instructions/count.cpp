@@ -27,8 +27,8 @@ constexpr int kFileMarks = 100;
 constexpr std::size_t kBlock = 64 * 1024;
 constexpr char kVolume[] = "VOLUME";
 
-// None of its operations is to find another one's traces, so each has a library of its own, and
-// each changes something every time, since a library that leaves out an idle change may come.
+// Each has a library of its own, so that none finds another one's traces. Those that change
+// something change it every time: a change that leaves all as it is might be told and left out.
 class Operations {
 public:
   Operations();
