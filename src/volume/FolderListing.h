@@ -1,54 +1,97 @@
-// The listing of a volume's folder, as erasing and measuring walk it.
+// The listing of a volume's folder, as erasing and measuring walk it: every block that is written
+// asks for the size of every entry, so names are looked up in the open folder and not copied.
 #pragma once
 
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 
 namespace volume {
 
-/// Opens the listing of everything in `folder`.
-inline CNuError openListing(CNuDirectory& listing, const std::string& folder) {
-  return listing.Open(folder.c_str(), "*", true);
-}
+/// Opens once and is walked once. What can fail returns 0 or an errno value.
+class FolderListing {
+public:
+  FolderListing() = default;
+  ~FolderListing() { close(); }
+  FolderListing(const FolderListing&) = delete;
+  FolderListing& operator=(const FolderListing&) = delete;
 
-/// Calls `visit` with the name of each entry that is left, and closes the listing. `visit` returns
-/// a CNuError; its first error, or one of the listing, ends the walk and is the result.
-template <typename Visit>
-CNuError visitEntries(CNuDirectory& listing, Visit visit) {
-  CNuError error;
-  for (bool end = false; !end && !error.IsError();) {
-    SNuDirEntry entry;
-    error = listing.GetEntry(&entry, end);
-    if (!end && !error.IsError()) {
-      error = visit(entry.name);
+  int open(const std::string& folder) {
+    m_directory = ::opendir(folder.c_str());
+    return m_directory == nullptr ? errno : 0;
+  }
+
+  /// Calls `visit` with the name of each entry, and closes the listing. `visit` returns an error as
+  /// well; the first one ends the walk and is the result.
+  template <typename Visit>
+  int visitNames(Visit visit) {
+    int error = 0;
+    while (const char* const name = nextName(error)) {
+      error = visit(name);
+      if (error != 0) {
+        break;
+      }
+    }
+    close();
+    return error;
+  }
+
+  /// Calls `visit` as above, with the name and the stat record of what it leads to. `visit` returns
+  /// nothing.
+  template <typename Visit>
+  int visitRecords(Visit visit) {
+    return visitNames([&](const char* name) {
+      struct stat record {};
+      if (::fstatat(::dirfd(m_directory), name, &record, 0) != 0) {
+        return errno;
+      }
+      visit(name, record);
+      return 0;
+    });
+  }
+
+  /// Deletes an entry, while the listing is walked, where that is allowed.
+  void remove(const char* name) { ::unlinkat(::dirfd(m_directory), name, 0); }
+
+private:
+  /// Null at the end and when the listing fails.
+  const char* nextName(int& error) {
+    for (;;) {
+      errno = 0;  // the end and an error look alike but for it
+      const dirent* const entry = ::readdir(m_directory);
+      if (entry == nullptr) {
+        error = errno;
+        return nullptr;
+      }
+      const std::string_view name = entry->d_name;
+      if (name != "." && name != "..") {
+        return entry->d_name;
+      }
     }
   }
-  listing.Close();
-  return error;
-}
 
-/// Calls `visit` as above, with the path of each entry and its stat record.
-template <typename Visit>
-CNuError visitRecords(CNuDirectory& listing, const std::string& folder, Visit visit) {
-  return visitEntries(listing, [&](const std::string& name) {
-    const std::string path = folder + "/" + name;
-    struct stat record {};
-    const CNuError error = CNuUTFOSAPI::stat(path.c_str(), &record);
-    if (!error.IsError()) {
-      visit(path, record);
+  void close() {
+    if (DIR* const directory = std::exchange(m_directory, nullptr); directory != nullptr) {
+      ::closedir(directory);
     }
-    return error;
-  });
-}
+  }
+
+  DIR* m_directory = nullptr;  // owned
+};
 
 /// Logs that the operation `name` of a volume could not read its folder.
-inline void logAccessFailure(const std::string& name, const std::string& folder,
-                             const CNuError& error) {
+inline void logAccessFailure(const std::string& name, const std::string& folder, int error) {
   const std::string origin = "TqLibEmlFile::" + name;
   const std::string text =
-      name + "() failed to access directory " + folder + ", error: " + error.AsString();
+      name + "() failed to access directory " + folder + ", error: " + CNuError(error).AsString();
   EvDebug::Error(debugHandler, origin.c_str(), "%s", text.c_str());
 }
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-int numberOf(const std::string& name) {
-  return static_cast<int>(std::strtol(name.c_str(), nullptr, 10));
+int numberOf(const char* name) {
+  return static_cast<int>(std::strtol(name, nullptr, 10));
 }
 
 }  // namespace
@@ -19,18 +19,18 @@ bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
   std::string folder;
   const bool found = GetVolumeFolder(folder);
   lastFileMark = 0;
-  CNuDirectory listing;
-  if (!found || volume::openListing(listing, folder).IsError()) {
+  volume::FolderListing listing;
+  if (!found || listing.open(folder) != 0) {
     return found;
   }
   lastFileMark = -1;
-  const CNuError error = volume::visitEntries(listing, [&](const std::string& name) {
+  const int error = listing.visitNames([&](const char* name) {
     lastFileMark = std::max(lastFileMark, numberOf(name));
-    return CNuError();
+    return 0;
   });
-  if (error.IsError()) {
+  if (error != 0) {
     volume::logAccessFailure("GetLastFileMark", folder, error);
-    m_nErrorCode = Err_Handler(static_cast<unsigned int>(error.GetErrorCode()));
+    m_nErrorCode = Err_Handler(static_cast<unsigned int>(error));
   } else if (lastFileMark < std::numeric_limits<int>::max()) {
     ++lastFileMark;
   }
@@ -44,17 +44,17 @@ bool TqLibEmlFile::GetVolumeSize(unsigned long long& volumeSize) {
   if (!found) {
     return false;
   }
-  CNuDirectory listing;
-  CNuError error = volume::openListing(listing, folder);
-  const bool opened = !error.IsError();
+  volume::FolderListing listing;
+  int error = listing.open(folder);
+  const bool opened = error == 0;
   if (opened) {
-    error = volume::visitRecords(listing, folder, [&](const std::string&, const auto& record) {
+    error = listing.visitRecords([&](const char*, const struct stat& record) {
       volumeSize += static_cast<unsigned long long>(record.st_size);
     });
   }
-  if (error.IsError()) {
+  if (error != 0) {
     volume::logAccessFailure("GetVolumeSize", folder, error);
-    m_nErrorCode = Err_Handler(static_cast<unsigned int>(error.GetErrorCode()));
+    m_nErrorCode = Err_Handler(static_cast<unsigned int>(error));
   }
   return opened;
 }

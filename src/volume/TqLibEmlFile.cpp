@@ -173,24 +173,24 @@ bool TqLibEmlFile::EraseVolume() {
   if (!GetVolumeFolder(folder)) {
     return false;
   }
-  CNuDirectory listing;
-  CNuError error = volume::openListing(listing, folder);
-  const bool opened = !error.IsError();
+  volume::FolderListing listing;
+  int error = listing.open(folder);
+  const bool opened = error == 0;
   if (opened) {
-    error = volume::visitRecords(listing, folder, [](const std::string& path, const auto& record) {
+    error = listing.visitRecords([&](const char* name, const struct stat& record) {
       if (S_ISREG(record.st_mode)) {
-        CNuUTFOSAPI::unlink(path.c_str());
+        listing.remove(name);
       }
     });
   }
-  if (!error.IsError()) {
+  if (error == 0) {
     return true;
   }
-  m_nErrorCode = Err_Handler(static_cast<unsigned int>(error.GetErrorCode()));
+  m_nErrorCode = Err_Handler(static_cast<unsigned int>(error));
   volume::logAccessFailure("EraseVolume", folder, error);
   if (opened) {
     EvDebug::Error(debugHandler, "TqLibEmlFile::EraseVolume",
-                   "RemoveDirectory() failed with error %d", error.GetErrorCode());
+                   "RemoveDirectory() failed with error %d", error);
   }
   return false;
 }
