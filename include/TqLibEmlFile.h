@@ -10,6 +10,7 @@
 
 #ifdef __cplusplus
 
+#include <optional>
 #include <string>
 
 #include "TqPlatform/MMError.h"
@@ -115,8 +116,14 @@ public:
   int Err_Handler(unsigned int code);
 
 private:
-  bool writeAt(const std::string& path, unsigned long long offset, const unsigned char* buffer,
-               unsigned long length, unsigned long& bytesWritten);
+  bool nameFolder(std::string& folder);
+  bool makeFolder(std::string& folder);
+  template <typename Open>
+  std::optional<int> openIn(std::string& folder, Open open);
+  int openFileMark(std::string& folder, int fileMark, const char* origin);
+  bool writeIn(std::string& folder, int fileMark, unsigned long long offset,
+               const unsigned char* buffer, unsigned long length, unsigned long& bytesWritten);
+  bool measure(std::string& folder, unsigned long long& size);
 
   std::string m_sVolumeName;
   unsigned long long m_nMaxVolumeSize;  ///< bytes

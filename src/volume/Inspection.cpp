@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 
 #include "TqLibEmlFile.h"
 #include "volume/FolderListing.h"
+#include "volume/VolumeFolder.h"
 
 namespace {
 
@@ -17,11 +19,13 @@ int numberOf(const char* name) {
 
 bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
   std::string folder;
-  const bool found = GetVolumeFolder(folder);
+  const bool isNamed = nameFolder(folder);
   lastFileMark = 0;
   volume::FolderListing listing;
-  if (!found || listing.open(folder) != 0) {
-    return found;
+  const auto outcome =
+      isNamed ? openIn(folder, [&] { return listing.open(folder); }) : std::nullopt;
+  if (outcome != 0) {
+    return outcome.has_value();
   }
   lastFileMark = -1;
   const int error = listing.visitNames([&](const char* name) {
@@ -39,17 +43,23 @@ bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
 
 bool TqLibEmlFile::GetVolumeSize(unsigned long long& volumeSize) {
   std::string folder;
-  const bool found = GetVolumeFolder(folder);
+  const bool isNamed = nameFolder(folder);
   volumeSize = 0;
-  if (!found) {
+  return isNamed && measure(folder, volumeSize);
+}
+
+/// Adds the sizes of what lies in `folder`, as nameFolder() gave it, to `size`.
+bool TqLibEmlFile::measure(std::string& folder, unsigned long long& size) {
+  volume::FolderListing listing;
+  const auto outcome = openIn(folder, [&] { return listing.open(folder); });
+  if (!outcome) {
     return false;
   }
-  volume::FolderListing listing;
-  int error = listing.open(folder);
+  int error = *outcome;
   const bool opened = error == 0;
   if (opened) {
     error = listing.visitRecords([&](const char*, const struct stat& record) {
-      volumeSize += static_cast<unsigned long long>(record.st_size);
+      size += static_cast<unsigned long long>(record.st_size);
     });
   }
   if (error != 0) {

@@ -7,12 +7,14 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
 #include "common/FolderSync.h"
 #include "volume/FolderListing.h"
+#include "volume/VolumeFolder.h"
 
 namespace {
 
@@ -20,6 +22,9 @@ constexpr unsigned long long kDefaultMaxVolumeSize = 4ULL << 30;
 constexpr unsigned kBytesPerMiBShift = 20;
 constexpr std::size_t kMaxNameLength = 255;  // of a path component on Linux
 constexpr int kNoVolumeName = 993;
+constexpr char kFolderOrigin[] = "TqLibEmlFile::GetVolumeFolder";
+constexpr std::string_view kCatalogue = "/LibEmulator/";
+constexpr char kData[] = "Data";
 constexpr const char* kSections[] = {"MediaManager", "Teifioskon"};
 
 unsigned long long bytesOfMiB(unsigned long long count) {
@@ -63,11 +68,8 @@ bool isCutShort(const std::string& path) {
   return path.find('\0') != std::string::npos;
 }
 
-/// Creates the last component of `folder` when it is missing; a failure is logged.
-bool ensureFolder(const std::string& folder, const char* origin) {
-  if (TqLibEmlFile::IsFilePresent(folder)) {
-    return true;
-  }
+/// Creates the last component of `folder`, which was not found; a failure is logged.
+bool createFolder(const std::string& folder, const char* origin) {
   const CNuError error =
       isCutShort(folder) ? CNuError(EINVAL) : CNuDirectory::Create(folder.c_str(), false);
   if (!error.IsError()) {
@@ -80,6 +82,41 @@ bool ensureFolder(const std::string& folder, const char* origin) {
   const std::string text = "Failed to create directory " + folder + ", error: " + error.AsString();
   EvDebug::Error(debugHandler, origin, "%s", text.c_str());
   return false;
+}
+
+bool ensureFolder(const std::string& folder) {
+  return TqLibEmlFile::IsFilePresent(folder) || createFolder(folder, "GetVolumeFolder");
+}
+
+/// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
+void nameCatalogueDirectory(std::string& dir) {
+  TQPlatformInfo platform;
+  platform.setFocus(TQPI_Focus::getFocus());
+  if (const auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
+    dir = *configured;
+  } else {
+    char buffer[1025] = {};
+    int length = sizeof buffer - 1;
+    if (platform.getDirectory("Base", "dMERIDIANHOME", buffer, &length) == 1) {
+      dir = buffer;
+    }
+  }
+  if (dir.empty()) {
+    dir.push_back('.');
+  }
+  dir += kCatalogue;
+}
+
+bool ensureCatalogueDirectory(const std::string& dir) {
+  if (TqLibEmlFile::IsFilePresent(dir)) {
+    return true;
+  }
+  if (!createFolder(dir, "GetTQLibEMLXMLDir")) {
+    return false;
+  }
+  // What is saved in it is on the disk only when it is there itself.
+  syncFolder(dir.substr(0, dir.size() - kCatalogue.size()));
+  return true;
 }
 
 /// Whether `name` stays below the tape directory: ".." would make an erase empty the catalogue.
@@ -106,75 +143,76 @@ bool TqLibEmlFile::IsFilePresent(const std::string& path) {
 }
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
-  TQPlatformInfo platform;
-  platform.setFocus(TQPI_Focus::getFocus());
-  if (const auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
-    dir = *configured;
-  } else {
-    char buffer[1025] = {};
-    int length = sizeof buffer - 1;
-    if (platform.getDirectory("Base", "dMERIDIANHOME", buffer, &length) == 1) {
-      dir = buffer;
-    }
-  }
-  if (dir.empty()) {
-    dir.push_back('.');
-  }
-  const std::string parent = dir;
-  dir += "/LibEmulator/";
-  const bool isNew = !IsFilePresent(dir);
-  if (!ensureFolder(dir, "GetTQLibEMLXMLDir")) {
-    return 0;
-  }
-  if (isNew) {
-    // What is saved in it is on the disk only when it is there itself.
-    syncFolder(parent);
-  }
-  return 1;
+  nameCatalogueDirectory(dir);
+  return ensureCatalogueDirectory(dir) ? 1 : 0;
 }
 
 bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {
-  static constexpr char origin[] = "TqLibEmlFile::GetVolumeFolder";
-  static constexpr char creationOrigin[] = "GetVolumeFolder";
+  return nameFolder(folder) && makeFolder(folder);
+}
+
+/// Puts the volume's folder into `folder`, without looking whether it is there.
+bool TqLibEmlFile::nameFolder(std::string& folder) {
   if (!isVolumeName(m_sVolumeName)) {
-    EvDebug::Error(debugHandler, origin, "Failed to get volume folder.");
+    EvDebug::Error(debugHandler, kFolderOrigin, "Failed to get volume folder.");
     m_nErrorCode = kNoVolumeName;
     return false;
   }
   if (!m_sTapeDirectory.empty()) {
     folder = m_sTapeDirectory;
   } else {
-    if (GetTQLibEMLXMLDir(folder) == 0) {
-      EvDebug::Error(debugHandler, origin, "GetTQLibEMLXMLDir() failed to get XML folder");
+    nameCatalogueDirectory(folder);
+    folder += kData;
+  }
+  folder += '/';
+  folder += m_sVolumeName;
+  return true;
+}
+
+/// Creates what is missing of `folder`, as nameFolder() gave it, from the top. What cannot be
+/// created is in `folder` then.
+bool TqLibEmlFile::makeFolder(std::string& folder) {
+  if (m_sTapeDirectory.empty()) {
+    std::string data = folder.substr(0, folder.rfind('/'));
+    std::string catalogue = data.substr(0, data.rfind('/') + 1);
+    if (!ensureCatalogueDirectory(catalogue)) {
+      EvDebug::Error(debugHandler, kFolderOrigin, "GetTQLibEMLXMLDir() failed to get XML folder");
+      folder = std::move(catalogue);
       return false;
     }
-    folder += "Data";
-    if (!ensureFolder(folder, creationOrigin)) {
+    if (!ensureFolder(data)) {
+      folder = std::move(data);
       return false;
     }
   }
-  folder += "/" + m_sVolumeName;
-  return ensureFolder(folder, creationOrigin);
+  return ensureFolder(folder);
+}
+
+std::string volume::fileMarkPath(const std::string& folder, int fileMark) {
+  char name[16];  // a sign, ten digits, the terminator
+  std::snprintf(name, sizeof name, "%08d", fileMark);
+  return folder + "/" + name;
 }
 
 bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
   if (!GetVolumeFolder(path)) {
     return false;
   }
-  char name[16];  // a sign, ten digits, the terminator
-  std::snprintf(name, sizeof name, "%08d", fileMark);
-  path += "/";
-  path += name;
+  path = volume::fileMarkPath(path, fileMark);
   return true;
 }
 
 bool TqLibEmlFile::EraseVolume() {
   std::string folder;
-  if (!GetVolumeFolder(folder)) {
+  if (!nameFolder(folder)) {
     return false;
   }
   volume::FolderListing listing;
-  int error = listing.open(folder);
+  const auto outcome = openIn(folder, [&] { return listing.open(folder); });
+  if (!outcome) {
+    return false;
+  }
+  int error = *outcome;
   const bool opened = error == 0;
   if (opened) {
     error = listing.visitRecords([&](const char* name, const struct stat& record) {

@@ -9,6 +9,7 @@
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
 #include "common/FileDescriptor.h"
+#include "volume/VolumeFolder.h"
 
 namespace {
 
@@ -21,14 +22,6 @@ constexpr int kReadFailed = 979;
 
 constexpr char kReadOrigin[] = "TqLibEmlFile::ReadDataForDrive";
 constexpr char kWriteOrigin[] = "TqLibEmlFile::WriteDataForDrive";
-
-FileDescriptor openFileMark(const std::string& path, const char* origin) {
-  const int descriptor = ::open64(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor == -1) {
-    EvDebug::Error(debugHandler, origin, "%s() open file failed", origin);
-  }
-  return FileDescriptor(descriptor);
-}
 
 enum class Seek { reached, failed, fellShort, wentBeyond };
 
@@ -74,13 +67,12 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
 
 bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                                     unsigned long length, unsigned long& bytesRead) {
-  std::string path;
-  if (!GetVolumeFilename(fileMark, path)) {
+  std::string folder;
+  if (!nameFolder(folder)) {
     return false;
   }
-  const FileDescriptor file = openFileMark(path, kReadOrigin);
+  const FileDescriptor file(openFileMark(folder, fileMark, kReadOrigin));
   if (!file) {
-    m_nErrorCode = kOpenFailed;
     return false;
   }
   int osError = 0;
@@ -109,12 +101,10 @@ bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
   if (fileMark == 0 && offset == 0) {
     EraseVolume();
   }
-  std::string path;
-  if (!GetVolumeFilename(fileMark, path) || !writeAt(path, offset, buffer, length, bytesWritten)) {
-    return false;
-  }
+  std::string folder;
   unsigned long long total = 0;
-  if (!GetVolumeSize(total)) {
+  if (!nameFolder(folder) || !writeIn(folder, fileMark, offset, buffer, length, bytesWritten) ||
+      !measure(folder, total)) {
     return false;
   }
   if (total > m_nMaxVolumeSize) {
@@ -127,14 +117,28 @@ bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
   return true;
 }
 
+/// The descriptor of a file mark that was opened in `folder`, as nameFolder() gave it; else -1.
+int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* origin) {
+  const std::string path = volume::fileMarkPath(folder, fileMark);
+  int descriptor = -1;
+  const auto error = openIn(folder, [&] {
+    descriptor = ::open64(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    return descriptor == -1 ? errno : 0;
+  });
+  if (error.value_or(0) != 0) {
+    EvDebug::Error(debugHandler, origin, "%s() open file failed", origin);
+    m_nErrorCode = kOpenFailed;
+  }
+  return descriptor;
+}
+
 // False only when the file cannot be opened. What else goes wrong is told by code and count alone:
 // the result of a write is that of measuring the volume after it.
-bool TqLibEmlFile::writeAt(const std::string& path, unsigned long long offset,
+bool TqLibEmlFile::writeIn(std::string& folder, int fileMark, unsigned long long offset,
                            const unsigned char* buffer, unsigned long length,
                            unsigned long& bytesWritten) {
-  const FileDescriptor file = openFileMark(path, kWriteOrigin);
+  const FileDescriptor file(openFileMark(folder, fileMark, kWriteOrigin));
   if (!file) {
-    m_nErrorCode = kOpenFailed;
     return false;
   }
   int osError = 0;

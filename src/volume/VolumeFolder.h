@@ -1,0 +1,33 @@
+// The way to what lies in a volume's folder. A folder that is there, as it is but once in a
+// volume's life, costs nothing: what is wanted is opened at once, and the folder is looked for when
+// that fails.
+#pragma once
+
+#include <cerrno>
+#include <optional>
+#include <string>
+
+#include "TqLibEmlFile.h"
+
+namespace volume {
+
+/// The path of a file mark's file in `folder`.
+std::string fileMarkPath(const std::string& folder, int fileMark);
+
+}  // namespace volume
+
+/// Calls `open`, which returns 0 or an errno value, on something in `folder`, as nameFolder() gave
+/// it. The result is that of `open`; none when the folder is missing and cannot be made.
+///
+/// What opens shows that each folder on its path is there, so looking for them first would have
+/// found them and made none. Any failure is followed by that look, and by another try only where
+/// nothing was found: then something on the path was missing, and the folder may be new. Other
+/// errors cannot come of a folder that this makes, and stand.
+template <typename Open>
+std::optional<int> TqLibEmlFile::openIn(std::string& folder, Open open) {
+  const int error = open();
+  if (error != 0 && !makeFolder(folder)) {
+    return std::nullopt;
+  }
+  return error == ENOENT ? open() : error;
+}
