@@ -13,9 +13,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "TqPlatform/MMDebug.h"
@@ -28,7 +31,7 @@ using std::chrono::nanoseconds;
 constexpr char kDefaultFile[] = "/etc/tqlib.ini";
 constexpr char kOrigin[] = "TQPlatformInfo";
 
-std::string configuredFile() {
+const char* configuredFile() {
   const char* const path = std::getenv("TQ_PLATFORM_CONFIG");
   return path != nullptr && *path != '\0' ? path : kDefaultFile;
 }
@@ -39,16 +42,14 @@ nanoseconds sinceEpoch(const timespec& time) {
 
 /// What tells one content of a file from another without reading it.
 struct FileVersion {
-  std::string path;
   dev_t device;
   ino_t inode;
   off_t size;
   nanoseconds modified;
   nanoseconds changed;
 
-  FileVersion(const std::string& file, const struct stat& record)
-      : path(file),
-        device(record.st_dev),
+  explicit FileVersion(const struct stat& record)
+      : device(record.st_dev),
         inode(record.st_ino),
         size(record.st_size),
         modified(sinceEpoch(record.st_mtim)),
@@ -67,7 +68,9 @@ struct FileVersion {
 }  // namespace
 
 struct TQPlatformInfo::Store {
-  ptree sections;
+  // Looked up by what callers pass, with no string made of it: each block of a tape asks.
+  using Keys = std::map<std::string, std::string, std::less<>>;
+  std::map<std::string, Keys, std::less<>> sections;
   std::string fault;    ///< why the file that there is could not be used; empty: no fault
   bool isLost = false;  ///< and nothing is known that it held before
 
@@ -87,13 +90,12 @@ struct TQPlatformInfo::Store {
 
   /// The value of `key` in `section`, or null.
   const std::string* find(const char* section, const char* key) const {
-    // A path look-up would take "." in a name for a separator.
-    const auto keys = sections.find(section);
-    if (keys == sections.not_found()) {
+    const auto keys = sections.find(std::string_view(section));
+    if (keys == sections.end()) {
       return nullptr;
     }
-    const auto value = keys->second.find(key);
-    return value == keys->second.not_found() ? nullptr : &value->second.data();
+    const auto value = keys->second.find(std::string_view(key));
+    return value == keys->second.end() ? nullptr : &value->second;
   }
 };
 
@@ -131,7 +133,13 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     if (!stream) {
       return unreadable(file, errno);
     }
-    boost::property_tree::read_ini(stream, store->sections);
+    ptree tree;
+    boost::property_tree::read_ini(stream, tree);
+    for (const auto& [section, keys] : tree) {
+      for (const auto& [key, value] : keys) {
+        store->sections[section][key] = value.data();
+      }
+    }
   } catch (const boost::property_tree::ini_parser_error& error) {
     return without("Failed to parse " + file + ", line " + std::to_string(error.line()) +
                        ", error: " + error.message(),
@@ -144,18 +152,18 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
 }
 
 std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
-  const std::string file = configuredFile();
+  const char* const file = configuredFile();
   const std::scoped_lock lock(cache.mutex);
   struct stat record {};
-  if (::stat(file.c_str(), &record) != 0) {
+  if (::stat(file, &record) != 0) {
     return unreadable(file, errno);
   }
   if (!S_ISREG(record.st_mode)) {
     return unreadable(file, S_ISDIR(record.st_mode) ? EISDIR : EINVAL);
   }
   // Examined before it is read: a change in between leaves an old version in the cache.
-  const FileVersion version(file, record);
-  if (cache.version == version) {
+  const FileVersion version(record);
+  if (cache.version == version && cache.path == file) {
     return cache.store;
   }
   return parsed(file, version.isSettled() ? std::optional(version) : std::nullopt);
