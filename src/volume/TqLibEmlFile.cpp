@@ -3,7 +3,6 @@
 #include "TqLibEmlFile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -189,9 +188,12 @@ bool TqLibEmlFile::makeFolder(std::string& folder) {
 }
 
 std::string volume::fileMarkPath(const std::string& folder, int fileMark) {
-  char name[16];  // a sign, ten digits, the terminator
-  std::snprintf(name, sizeof name, "%08d", fileMark);
-  return folder + "/" + name;
+  constexpr std::size_t width = 8;  // a sign counts
+  std::string number = std::to_string(fileMark);
+  if (number.size() < width) {
+    number.insert(fileMark < 0 ? 1 : 0, width - number.size(), '0');
+  }
+  return folder + "/" + number;
 }
 
 bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
