@@ -116,7 +116,15 @@ public:
   int Err_Handler(unsigned int code);
 
 private:
-  bool nameFolder(std::string& folder);
+  friend class DirectTransfer;
+  struct Configuration;
+
+  TqLibEmlFile(const std::string& volumeName, const Configuration& configuration);
+  bool read(const Configuration* configuration, int fileMark, unsigned long long offset,
+            unsigned char* buffer, unsigned long length, unsigned long& bytesRead);
+  bool write(const Configuration* configuration, int fileMark, unsigned long long offset,
+             const unsigned char* buffer, unsigned long length, unsigned long& bytesWritten);
+  bool nameFolder(std::string& folder, const Configuration* configuration = nullptr);
   bool makeFolder(std::string& folder);
   template <typename Open>
   std::optional<int> openIn(std::string& folder, Open open);

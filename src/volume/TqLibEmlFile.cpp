@@ -10,7 +10,6 @@
 
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
-#include "TqPlatform/PlatformInfo.h"
 #include "common/FolderSync.h"
 #include "volume/FolderListing.h"
 #include "volume/VolumeFolder.h"
@@ -88,11 +87,9 @@ bool ensureFolder(const std::string& folder) {
 }
 
 /// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
-void nameCatalogueDirectory(std::string& dir) {
-  TQPlatformInfo platform;
-  platform.setFocus(TQPI_Focus::getFocus());
-  if (const auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
-    dir = *configured;
+void nameCatalogueDirectory(TQPlatformInfo& platform, std::string& dir) {
+  if (auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
+    dir = std::move(*configured);
   } else {
     char buffer[1025] = {};
     int length = sizeof buffer - 1;
@@ -127,13 +124,14 @@ bool isVolumeName(std::string_view name) {
 
 }  // namespace
 
+TqLibEmlFile::TqLibEmlFile(const std::string& volumeName, const Configuration& configuration)
+    : m_sVolumeName(volumeName),
+      m_nMaxVolumeSize(configuredMaxVolumeSize(configuration.platform)),
+      m_sTapeDirectory(
+          configuredDirectory(configuration.platform, "sVirtualTapeDirectory").value_or("")) {}
+
 TqLibEmlFile::TqLibEmlFile(const std::string& volumeName)
-    : m_sVolumeName(volumeName), m_nMaxVolumeSize(kDefaultMaxVolumeSize) {
-  TQPlatformInfo platform;
-  platform.setFocus(TQPI_Focus::getFocus());
-  m_nMaxVolumeSize = configuredMaxVolumeSize(platform);
-  m_sTapeDirectory = configuredDirectory(platform, "sVirtualTapeDirectory").value_or("");
-}
+    : TqLibEmlFile(volumeName, Configuration()) {}
 
 TqLibEmlFile::~TqLibEmlFile() = default;
 
@@ -142,7 +140,8 @@ bool TqLibEmlFile::IsFilePresent(const std::string& path) {
 }
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
-  nameCatalogueDirectory(dir);
+  const Configuration configuration;
+  nameCatalogueDirectory(configuration.platform, dir);
   return ensureCatalogueDirectory(dir) ? 1 : 0;
 }
 
@@ -150,8 +149,9 @@ bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {
   return nameFolder(folder) && makeFolder(folder);
 }
 
-/// Puts the volume's folder into `folder`, without looking whether it is there.
-bool TqLibEmlFile::nameFolder(std::string& folder) {
+/// Puts the volume's folder into `folder`, without looking whether it is there. The configuration
+/// is looked at where it is needed and not given.
+bool TqLibEmlFile::nameFolder(std::string& folder, const Configuration* configuration) {
   if (!isVolumeName(m_sVolumeName)) {
     EvDebug::Error(debugHandler, kFolderOrigin, "Failed to get volume folder.");
     m_nErrorCode = kNoVolumeName;
@@ -160,7 +160,9 @@ bool TqLibEmlFile::nameFolder(std::string& folder) {
   if (!m_sTapeDirectory.empty()) {
     folder = m_sTapeDirectory;
   } else {
-    nameCatalogueDirectory(folder);
+    std::optional<Configuration> current;
+    const Configuration& seen = configuration != nullptr ? *configuration : current.emplace();
+    nameCatalogueDirectory(seen.platform, folder);
     folder += kData;
   }
   folder += '/';

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
@@ -44,20 +45,46 @@ Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* o
   return reached == offset ? Seek::reached : Seek::wentBeyond;
 }
 
+}  // namespace
+
+/// A volume object for one call of a C function, which looks at the configuration once.
+class DirectTransfer {
+public:
+  explicit DirectTransfer(const char* volumeName) : m_file(volumeName, m_configuration) {}
+
+  template <typename... Arguments>
+  bool read(Arguments&&... arguments) {
+    return m_file.read(&m_configuration, std::forward<Arguments>(arguments)...);
+  }
+
+  template <typename... Arguments>
+  bool write(Arguments&&... arguments) {
+    return m_file.write(&m_configuration, std::forward<Arguments>(arguments)...);
+  }
+
+  const MMS2BaseError& error() const { return m_file; }
+
+private:
+  const TqLibEmlFile::Configuration m_configuration;
+  TqLibEmlFile m_file;
+};
+
+namespace {
+
 /// Runs `transfer` with a volume object for the call. Callers may be C code, so what is thrown
 /// ends here.
 template <typename Transfer>
 int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
                       Transfer transfer) {
   try {
-    TqLibEmlFile file(volumeName);
-    if (transfer(file)) {
+    DirectTransfer call(volumeName);
+    if (transfer(call)) {
       return 1;
     }
     if (errorCode != nullptr) {
-      *errorCode = file.getErrorCode();
+      *errorCode = call.error().getErrorCode();
     }
-    file.getLastError(errorText, errorTextSize);
+    call.error().getLastError(errorText, errorTextSize);
   } catch (...) {
   }
   return 0;
@@ -67,8 +94,19 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
 
 bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                                     unsigned long length, unsigned long& bytesRead) {
+  return read(nullptr, fileMark, offset, buffer, length, bytesRead);
+}
+
+bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
+                                     const unsigned char* buffer, unsigned long length,
+                                     unsigned long& bytesWritten) {
+  return write(nullptr, fileMark, offset, buffer, length, bytesWritten);
+}
+
+bool TqLibEmlFile::read(const Configuration* configuration, int fileMark, unsigned long long offset,
+                        unsigned char* buffer, unsigned long length, unsigned long& bytesRead) {
   std::string folder;
-  if (!nameFolder(folder)) {
+  if (!nameFolder(folder, configuration)) {
     return false;
   }
   const FileDescriptor file(openFileMark(folder, fileMark, kReadOrigin));
@@ -95,16 +133,16 @@ bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, uns
   return seek == Seek::wentBeyond;
 }
 
-bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
-                                     const unsigned char* buffer, unsigned long length,
-                                     unsigned long& bytesWritten) {
+bool TqLibEmlFile::write(const Configuration* configuration, int fileMark,
+                         unsigned long long offset, const unsigned char* buffer,
+                         unsigned long length, unsigned long& bytesWritten) {
   if (fileMark == 0 && offset == 0) {
     EraseVolume();
   }
   std::string folder;
   unsigned long long total = 0;
-  if (!nameFolder(folder) || !writeIn(folder, fileMark, offset, buffer, length, bytesWritten) ||
-      !measure(folder, total)) {
+  if (!nameFolder(folder, configuration) ||
+      !writeIn(folder, fileMark, offset, buffer, length, bytesWritten) || !measure(folder, total)) {
     return false;
   }
   if (total > m_nMaxVolumeSize) {
@@ -163,10 +201,10 @@ int DirectReadDataForDrive(const char* volumeName, int fileMark, unsigned long l
   if (volumeName == nullptr || buffer == nullptr || bytesRead == nullptr) {
     return 0;
   }
-  return transferForCaller(
-      volumeName, errorCode, errorText, errorTextSize, [&](TqLibEmlFile& file) {
-        return file.ReadDataForDrive(fileMark, offset, buffer, length, *bytesRead);
-      });
+  return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
+                           [&](DirectTransfer& call) {
+                             return call.read(fileMark, offset, buffer, length, *bytesRead);
+                           });
 }
 
 int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long long offset,
@@ -176,8 +214,8 @@ int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long 
   if (volumeName == nullptr || buffer == nullptr || bytesWritten == nullptr) {
     return 0;
   }
-  return transferForCaller(
-      volumeName, errorCode, errorText, errorTextSize, [&](TqLibEmlFile& file) {
-        return file.WriteDataForDrive(fileMark, offset, buffer, length, *bytesWritten);
-      });
+  return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
+                           [&](DirectTransfer& call) {
+                             return call.write(fileMark, offset, buffer, length, *bytesWritten);
+                           });
 }

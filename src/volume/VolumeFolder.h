@@ -8,6 +8,7 @@
 #include <string>
 
 #include "TqLibEmlFile.h"
+#include "TqPlatform/PlatformInfo.h"
 
 namespace volume {
 
@@ -15,6 +16,14 @@ namespace volume {
 std::string fileMarkPath(const std::string& folder, int fileMark);
 
 }  // namespace volume
+
+/// The configuration at one moment. A look is a system call, which shows in the time of a block, so
+/// one is enough for a call of a C function, which needs two things of it.
+struct TqLibEmlFile::Configuration {
+  Configuration() { platform.setFocus(TQPI_Focus::getFocus()); }
+
+  mutable TQPlatformInfo platform;  // whose look-ups are not const, though they change nothing
+};
 
 /// Calls `open`, which returns 0 or an errno value, on something in `folder`, as nameFolder() gave
 /// it. The result is that of `open`; none when the folder is missing and cannot be made.
