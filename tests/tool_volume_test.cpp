@@ -195,8 +195,8 @@ TEST_F(ToolVolume, RefusesWhatMakesNoSenseAndChangesNothing) {
 
 TEST_F(ToolVolume, AWriteBeyondTheLimitTellsWhatStays) {
   writeFile(path("big"), std::string(3 << 19, 'x'));
-  expectRefused(1, "volume write A big --mark 0", "at byte 1572864");
-  EXPECT_EQ(marks(), "0:1572864 ");
+  expectRefused(1, "volume write A big --mark 0", "at byte 1310720");
+  EXPECT_EQ(marks(), "0:1310720 ");
 }
 
 // The system lets nobody write to a program that runs, not even root.
