@@ -18,7 +18,8 @@ namespace {
 
 constexpr unsigned long long kDefaultMaxVolumeSize = 4ULL << 30;
 constexpr unsigned kBytesPerMiBShift = 20;
-constexpr std::size_t kMaxNameLength = 255;  // of a path component on Linux
+constexpr std::size_t kMaxNameLength = 255;    // of a path component on Linux
+constexpr std::size_t kUsualPathLength = 256;  // for which room is made once
 constexpr int kNoVolumeName = 993;
 constexpr char kFolderOrigin[] = "TqLibEmlFile::GetVolumeFolder";
 constexpr std::string_view kCatalogue = "/LibEmulator/";
@@ -89,7 +90,7 @@ bool ensureFolder(const std::string& folder) {
 /// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
 void nameCatalogueDirectory(TQPlatformInfo& platform, std::string& dir) {
   if (auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
-    dir = std::move(*configured);
+    dir = *configured;
   } else {
     char buffer[1025] = {};
     int length = sizeof buffer - 1;
@@ -157,6 +158,7 @@ bool TqLibEmlFile::nameFolder(std::string& folder, const Configuration* configur
     m_nErrorCode = kNoVolumeName;
     return false;
   }
+  folder.reserve(kUsualPathLength);
   if (!m_sTapeDirectory.empty()) {
     folder = m_sTapeDirectory;
   } else {
@@ -195,7 +197,10 @@ std::string volume::fileMarkPath(const std::string& folder, int fileMark) {
   if (number.size() < width) {
     number.insert(fileMark < 0 ? 1 : 0, width - number.size(), '0');
   }
-  return folder + "/" + number;
+  std::string path;
+  path.reserve(folder.size() + 1 + number.size());
+  path.append(folder).append(1, '/').append(number);
+  return path;
 }
 
 bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
