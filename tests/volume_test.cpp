@@ -100,6 +100,43 @@ TEST_F(Volume, LiesUnderTheConfiguredDirectoryOrTheCataloguesDataFolder) {
   catalogue.config("Teifioskon", "sVirtualTapeDirectory", root + "/missing");
   EXPECT_FALSE(TqLibEmlFile("A1").GetVolumeFolder(path));
   EXPECT_EQ(path, root + "/missing/A1");
+  EXPECT_EQ(write(1, 0, "data"), Outcome(false, 99, 0));
+  EXPECT_FALSE(fs::exists(root + "/missing"));
+}
+
+TEST_F(Volume, WhatWasRemovedSinceIsMadeAgain) {
+  for (const auto& [configured, removed] :
+       {std::pair{root, folder().string()}, {"", catalogue.catalogue()}}) {
+    catalogue.config("MediaManager", "sVirtualTapeDirectory", configured);
+    TqLibEmlFile volume(volumeName);
+    unsigned long count = 0;
+    const auto isDone = [&](auto work) { return fs::remove_all(removed) > 0 && work(); };
+    ASSERT_TRUE(volume.ReadDataForDrive(1, 0, buffer, 4, count));
+    EXPECT_TRUE(isDone([&] { return volume.WriteDataForDrive(1, 0, buffer, 4, count); }));
+    EXPECT_EQ(count, 4U);
+    EXPECT_TRUE(isDone([&] { return volume.ReadDataForDrive(1, 0, buffer, 4, count); }));
+    EXPECT_EQ(count, 0U);
+    EXPECT_TRUE(isDone([&] { return volume.EraseVolume(); }));
+    EXPECT_TRUE(isDone([&] { return inspected() == "mark 0, size 0, code 0"; }));
+  }
+}
+
+TEST_F(Volume, ABlockTakesNoCallsButThoseOnItsFileAndItsFolder) {
+  if (!tests::canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
+  fill({"00000000", "00000001"});
+  fs::create_directory(catalogue.path() / "work");
+  TqLibEmlFile volume(volumeName);
+  unsigned long count = 0;
+  const auto calls = [&](const std::function<bool()>& transfer) {
+    const auto operation = [&] { return tests::Outcome{transfer(), 0, 0, {}}; };
+    std::vector<tests::SystemCall> made;
+    tests::runInChild(root, operation, {}, &made);
+    return made.size();
+  };
+  // The file is opened, positioned, transferred, closed.
+  EXPECT_EQ(calls([&] { return volume.ReadDataForDrive(1, 0, buffer, 4, count); }), 4U);
+  // The folder is opened, examined, read, read to its end, closed, and two entries are examined.
+  EXPECT_EQ(calls([&] { return volume.WriteDataForDrive(1, 0, buffer, 4, count); }), 4U + 5 + 2);
 }
 
 TEST_F(Volume, TheCatalogueDirectoryIsFoundStepByStep) {
@@ -144,6 +181,12 @@ TEST_F(Volume, AFolderThatCannotBeMadeMayBeThereByNow) {
   const auto isLook = [&](const auto& call) { return call.path == folder(); };
   const auto make = [&](auto& volume, auto&) { return volume.GetVolumeFolder(path); };
   EXPECT_EQ(refused(isLook, ENOENT, make), Outcome(true, 0, 0));
+  const auto isOpening = [&](const auto& call) { return call.path == file("00000001"); };
+  const auto transfer = [&](auto& volume, auto& number) {
+    return volume.ReadDataForDrive(1, 0, buffer, 4, number);
+  };
+  EXPECT_EQ(refused(isOpening, ENOENT, transfer), Outcome(true, 0, 0));
+  EXPECT_EQ(refused(isOpening, EIO, transfer), Outcome(false, 0, 764));
 }
 
 TEST_F(Volume, ReadsAndWritesAtOffsetsInPlace) {
@@ -195,6 +238,8 @@ TEST_F(Volume, FailedTransfersKeepTheirCodes) {
                   logged(call, "TqLibEmlFile::" + call + "()" + expected.text));
   }
   EXPECT_EQ(write(4, 0, ""), Outcome(true, 0, 767));
+  fs::create_symlink("nowhere/00000005", file("00000005"));
+  EXPECT_EQ(read(5, 0), Outcome(false, 99, 764));
 }
 
 TEST_F(Volume, TheWriteThatCrossesTheLimitFailsAndStays) {
@@ -222,6 +267,11 @@ TEST_F(Volume, InspectionCountsNamesAndSizes) {
   EXPECT_EQ(inspected(), "mark 8, size 12, code 0");
   fill({"2147483647"});
   EXPECT_EQ(inspected(), "mark 2147483647, size 16, code 0");
+  writeFile(catalogue.path() / "elsewhere", "as long as it is");
+  fs::create_symlink("../elsewhere", file("link"));
+  EXPECT_EQ(inspected(), "mark 2147483647, size 32, code 0");
+  EXPECT_TRUE(TqLibEmlFile(volumeName).EraseVolume());
+  EXPECT_TRUE(fs::is_empty(folder()) && fs::exists(catalogue.path() / "elsewhere"));
 }
 
 TEST_F(Volume, WhatCannotBeListedOrExaminedIsReported) {
