@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <cstddef>
+#include <cstdint>
 
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -13,8 +14,13 @@ constexpr XMLSize_t kLeastBlock = XMLSize_t{256} << 10;
 // A region is in memory as a whole once it is touched, which a small document should not pay for.
 constexpr XMLSize_t kInSmallPages = XMLSize_t{8} << 20;
 
-std::uintptr_t regionOf(const void* block) {
-  return reinterpret_cast<std::uintptr_t>(block) / kRegion * kRegion;
+/// How far an address lies behind the start of the region that it is in.
+XMLSize_t offsetOf(const void* address) {
+  return reinterpret_cast<std::uintptr_t>(address) % kRegion;
+}
+
+char* regionOf(void* block) {
+  return static_cast<char*>(block) - offsetOf(block);
 }
 
 /// Null when the system has none.
@@ -25,7 +31,7 @@ char* newRegion() {
     return nullptr;
   }
   char* const start = static_cast<char*>(mapped);
-  const XMLSize_t ahead = (kRegion - reinterpret_cast<std::uintptr_t>(start) % kRegion) % kRegion;
+  const XMLSize_t ahead = (kRegion - offsetOf(start)) % kRegion;
   if (ahead > 0) {
     ::munmap(start, ahead);
   }
@@ -78,7 +84,7 @@ void DocumentMemory::deallocate(void* block) {
   if (regionOf(m_free) == region->first) {
     m_left = 0;
   }
-  ::munmap(reinterpret_cast<void*>(region->first), kRegion);
+  ::munmap(region->first, kRegion);
   m_regions.erase(region);
 }
 

@@ -1,7 +1,6 @@
 // Where a large document lies in memory.
 #pragma once
 
-#include <cstdint>
 #include <unordered_map>
 
 #include <xercesc/framework/MemoryManager.hpp>
@@ -29,5 +28,5 @@ private:
   XMLSize_t m_inBlocks = 0;  // bytes of all blocks so far
   char* m_free = nullptr;    // in the newest region
   XMLSize_t m_left = 0;
-  std::unordered_map<std::uintptr_t, int> m_regions;  // blocks in use, by the region's address
+  std::unordered_map<void*, int> m_regions;  // blocks in use, by the region's start
 };
