@@ -6,13 +6,12 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <memory>
-#include <stdexcept>
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
-#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/XMLUni.hpp>
+
+#include "Comparison.h"
 
 namespace bench {
 namespace {
@@ -24,12 +23,6 @@ struct Release {
   }
 };
 
-void require(bool succeeded, const char* what) {
-  if (!succeeded) {
-    throw std::runtime_error(what);
-  }
-}
-
 void serialise(const xercesc::DOMDocument& document, xercesc::XMLFormatTarget& target) {
   auto* const core = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
   const std::unique_ptr<xercesc::DOMLSSerializer, Release> writer(core->createLSSerializer());
@@ -37,35 +30,39 @@ void serialise(const xercesc::DOMDocument& document, xercesc::XMLFormatTarget& t
   writer->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true);
   output->setEncoding(xercesc::XMLUni::fgUTF8EncodingString);
   output->setByteStream(&target);
-  require(writer->write(&document, output.get()), "serialise");
+  require(writer->write(&document, output.get()), "serialising");
 }
 
-void replace(const std::string& path, const xercesc::MemBufFormatTarget& content) {
-  const std::string aside = path + ".aside";
-  const int fd = open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  require(fd >= 0, "open");
-  const auto length = static_cast<ssize_t>(content.getLen());
-  require(write(fd, content.getRawBuffer(), content.getLen()) == length, "write");
+void forceToDisk(int fd) {
   require(fsync(fd) == 0, "fsync");
   close(fd);
-  require(rename(aside.c_str(), path.c_str()) == 0, "rename");
 }
 
 }  // namespace
 
-void parse(const std::string& path) {
-  xercesc::XercesDOMParser parser;
-  parser.parse(path.c_str());
-  require(parser.getErrorCount() == 0 && parser.getDocument() != nullptr, "parse");
+std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path) {
+  auto parser = std::make_unique<xercesc::XercesDOMParser>();
+  parser->parse(path.c_str());
+  require(parser->getErrorCount() == 0 && parser->getDocument() != nullptr, "parsing " + path);
+  return parser;
+}
+
+void replace(const std::string& path, const void* bytes, std::size_t length) {
+  const std::string aside = path + ".aside";
+  const int fd = open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  require(fd >= 0, "open");
+  require(write(fd, bytes, length) == static_cast<ssize_t>(length), "write");
+  forceToDisk(fd);
+  require(rename(aside.c_str(), path.c_str()) == 0, "rename");
+  const std::string folder = path.substr(0, path.rfind('/'));
+  forceToDisk(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 void parseAndReplace(const std::string& path) {
-  xercesc::XercesDOMParser parser;
-  parser.parse(path.c_str());
-  require(parser.getErrorCount() == 0 && parser.getDocument() != nullptr, "parse");
+  const auto parser = parse(path);
   xercesc::MemBufFormatTarget target;
-  serialise(*parser.getDocument(), target);
-  replace(path, target);
+  serialise(*parser->getDocument(), target);
+  replace(path, target.getRawBuffer(), target.getLen());
 }
 
 void readBlock(const std::string& path, off_t offset, unsigned char* buffer, std::size_t length) {

@@ -4,14 +4,22 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
+
+#include <xercesc/parsers/XercesDOMParser.hpp>
 
 namespace bench {
 
-/// Parses a file into a document and lets go of it.
-void parse(const std::string& path);
+/// Parses a file with a parser as it comes. The parser owns the document.
+std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path);
 
-/// Parses a file, serialises the document and puts the bytes, forced to the disk, in its place.
+/// Puts bytes in the place of a file as it takes to have them there whole, and on the disk,
+/// whatever happens: written aside and forced to the disk, renamed, and the folder forced to the
+/// disk.
+void replace(const std::string& path, const void* bytes, std::size_t length);
+
+/// Parses a file, serialises the document and replaces the file with it.
 void parseAndReplace(const std::string& path);
 
 /// Reads a block as a volume does: open, seek, read, close.

@@ -1,126 +1,253 @@
-// Calls of the catalogue at four sizes of library, each beside the bare work on the same file.
+// The operations of the catalogue on libraries of five sizes. The bare work of a query is to parse
+// the library's file; that of a change is to parse, serialise and replace it. Operations that read
+// or write the list of libraries too have that as bare work also; it stands at each of them.
 
+#include <algorithm>
 #include <filesystem>
-#include <map>
+#include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include <benchmark/benchmark.h>
-
 #include "BareWork.h"
-#include "Pairs.h"
-#include "TqLibEmlFile.h"
+#include "Comparison.h"
+#include "Library.h"
 #include "TqLibEmulator.h"
 
 namespace {
 
-constexpr int kFirstSlot = 1000;
-constexpr int kDrive = 500;
+using bench::Library;
 
-/// A library with a medium in each slot, and one drive.
-class Library {
-public:
-  Library(const std::string& key, int slots) : m_key(key) {
-    SCSIUnit library;
-    library.ScsiDeviceType = 8;
-    library.SerialNumber = m_key;
-    library.MAName = "host";
-    library.SlotBaseAddress = kFirstSlot;
-    library.SlotCount = slots;
-    library.DriveBaseAddress = kDrive;
-    library.DriveCount = 1;
-    library.DriveIdentifierMap[1] = "DRIVE1";
-    SCSIUnit drive;
-    drive.ScsiDeviceType = 1;
-    drive.SerialNumber = "DRIVE1";
-    drive.MAName = "host";
-    for (int i = 0; i < slots; ++i) {
-      std::string barCode = std::to_string(1000000 + i);
-      barCode.front() = 'A';
-      m_slots.push_back({LIB_ELEM_SLOT, kFirstSlot + i, true, true, barCode});
-    }
-    const std::vector<SCSIUnitNoMap> devices{library, drive};
-    if (!m_catalogue.UpdateVirtualDevice(devices, m_key) || !set()) {
-      throw std::runtime_error("cannot make " + m_key);
-    }
-    std::string folder;
-    TqLibEmlFile::GetTQLibEMLXMLDir(folder);
-    m_file = folder + "Lib_" + m_key + ".xml";
-    m_copy = m_file + ".copy";
-    std::filesystem::copy_file(m_file, m_copy);
-  }
-
-  bool query() {
-    std::vector<LibElement> elements;
-    return m_catalogue.GetVirtualLibraryElements(m_key, elements) &&
-           elements.size() == m_slots.size() + 1;
-  }
-
-  /// Moves the first slot's medium to the drive, or back.
-  bool move() {
-    const bool back = m_inDrive;
-    m_inDrive = !m_inDrive;
-    return back ? m_catalogue.MoveVirtualLibraryElement(m_key, LIB_ELEM_DRIVE, kDrive,
-                                                        LIB_ELEM_SLOT, kFirstSlot)
-                : m_catalogue.MoveVirtualLibraryElement(m_key, LIB_ELEM_SLOT, kFirstSlot,
-                                                        LIB_ELEM_DRIVE, kDrive);
-  }
-
-  bool set() { return m_catalogue.SetVirtualLibraryElement(m_key, m_slots, false); }
-
-  bool bareQuery() {
-    bench::parse(m_file);
-    return true;
-  }
-
-  bool bareChange() {
-    bench::parseAndReplace(m_copy);
-    return true;
-  }
-
-private:
-  TqLibEmulator m_catalogue;
-  std::string m_key;
-  std::string m_file;
-  std::string m_copy;
-  std::vector<LibElement> m_slots;
-  bool m_inDrive = false;
+struct Operation {
+  const char* name;
+  bool (*call)(Library&);
+  void (*bare)(const Library&);
 };
 
-/// Made once for each use and size: a move would find its slot filled by a change of all slots.
-Library& library(const std::string& use, int slots) {
-  static std::map<std::string, std::unique_ptr<Library>> made;
-  const std::string key = use + std::to_string(slots);
-  auto& one = made[key];
-  if (!one) {
-    one = std::make_unique<Library>(key, slots);
-  }
-  return *one;
+// Bare work
+
+void parse(const Library& library) {
+  bench::parse(library.copy());
 }
 
-void run(benchmark::State& state, Library& subject, bool (Library::*work)()) {
-  for (auto _ : state) {
-    if (!(subject.*work)()) {
-      state.SkipWithError("the call failed");
+void parseWithList(const Library& library) {
+  bench::parse(library.listCopy());
+  bench::parse(library.copy());
+}
+
+void change(const Library& library) {
+  bench::parseAndReplace(library.copy());
+}
+
+void changeByList(const Library& library) {
+  bench::parse(library.listCopy());
+  bench::parseAndReplace(library.copy());
+}
+
+/// Of a library that is removed next to nothing is left to be written.
+void removeWithList(const Library& library) {
+  const std::string left = "<Devices/>\n";
+  bench::parse(library.copy());
+  bench::replace(library.copy(), left.data(), left.size());
+  bench::parseAndReplace(library.listCopy());
+}
+
+// Calls
+
+/// What is new is put behind all others, and what is looked for is the last one.
+LibElement newSlot(const Library& library) {
+  return {LIB_ELEM_SLOT, library.slots().back().elementAddress + 1, true, true, "N00001"};
+}
+
+LibElement otherMedium(LibElement slot) {
+  slot.barCode = "N00001";
+  return slot;
+}
+
+SCSIUnit revised(SCSIUnit unit) {
+  unit.FirmwareRevision = "2.2";
+  return unit;
+}
+
+bool setAll(Library& library) {
+  std::vector<LibElement> all = library.slots();
+  std::transform(all.begin(), all.end(), all.begin(), otherMedium);
+  return library.catalogue().SetVirtualLibraryElement(library.key(), all, false);
+}
+
+bool removeHundredth(Library& library) {
+  const auto& slots = library.slots();
+  const auto count = static_cast<std::ptrdiff_t>(std::max<std::size_t>(1, slots.size() / 100));
+  const std::vector<LibElement> last(slots.end() - count, slots.end());
+  return library.catalogue().SetVirtualLibraryElement(library.key(), last, true);
+}
+
+bool queryElements(Library& library) {
+  std::vector<LibElement> found;
+  return library.catalogue().GetVirtualLibraryElements(library.key(), found) &&
+         static_cast<int>(found.size()) == library.elements();
+}
+
+bool queryDevices(Library& library) {
+  std::vector<SCSIUnitNoMap> found;
+  return library.catalogue().GetVirtualDeviceInfo("hosta", found, library.key()) &&
+         found.size() == Library::kDrives + 1;
+}
+
+bool queryAllDevices(Library& library) {
+  std::vector<SCSIUnitNoMap> found;
+  return library.catalogue().GetVirtualDeviceInfo("hosta", found) &&
+         found.size() == Library::kDrives + 1;
+}
+
+bool getStatus(Library& library, bool peek) {
+  int status = 0;
+  int asc = 0;
+  int ascq = 0;
+  return library.catalogue().GetVirtualDeviceStatus(library.key(), status, asc, ascq, peek) &&
+         status == 2 && asc == 4 && ascq == 1;
+}
+
+bool currentVolume(Library& library) {
+  std::string barCode;
+  return library.catalogue().GetCurrentVolume(library.drive(1).SerialNumber, barCode) &&
+         !barCode.empty();
+}
+
+bool move(Library& library) {
+  return library.catalogue().MoveVirtualLibraryElement(library.key(), LIB_ELEM_SLOT,
+                                                       library.slots().back().elementAddress,
+                                                       LIB_ELEM_DRIVE, Library::address(2));
+}
+
+bool updateBatch(Library& library) {
+  const std::vector<SCSIUnitNoMap> batch{revised(library.record()), revised(library.drive(1)),
+                                         revised(library.drive(2))};
+  return library.catalogue().UpdateVirtualDevice(batch, library.key());
+}
+
+const Operation kQueries[] = {
+    {"GetVirtualLibraryElements", queryElements, parse},
+    {"GetVirtualDeviceInfo,one-library", queryDevices, parse},
+    {"GetVirtualDeviceInfo,all", queryAllDevices, parseWithList},
+    {"GetVirtualDeviceStatus,peek", [](Library& library) { return getStatus(library, true); },
+     parse},
+    {"GetCurrentVolume", currentVolume, parseWithList},
+};
+
+const Operation kChanges[] = {
+    {"SetVirtualLibraryElement,one",
+     [](Library& library) {
+       return library.catalogue().SetVirtualLibraryElement(
+           library.key(), otherMedium(library.slots().back()), false);
+     },
+     change},
+    {"SetVirtualLibraryElement,new",
+     [](Library& library) {
+       return library.catalogue().SetVirtualLibraryElement(library.key(), newSlot(library), false);
+     },
+     change},
+    {"SetVirtualLibraryElement,remove",
+     [](Library& library) {
+       return library.catalogue().SetVirtualLibraryElement(library.key(), library.slots().back(),
+                                                           true);
+     },
+     change},
+    {"SetVirtualLibraryElement,all-slots", setAll, change},
+    {"SetVirtualLibraryElement,remove-1%", removeHundredth, change},
+    {"MoveVirtualLibraryElement", move, change},
+    {"UpdateVirtualDevice,drive",
+     [](Library& library) {
+       return library.catalogue().UpdateVirtualDevice(revised(library.drive(2)), library.key());
+     },
+     change},
+    {"UpdateVirtualDevice,batch", updateBatch, change},
+    {"SetVirtualDeviceStatus",
+     [](Library& library) {
+       return library.catalogue().SetVirtualDeviceStatus(library.key(), 2, 4, 2, 60, 1);
+     },
+     change},
+    {"GetVirtualDeviceStatus", [](Library& library) { return getStatus(library, false); }, change},
+    {"RemoveVirtualDevice,drive",
+     [](Library& library) {
+       return library.catalogue().RemoveVirtualDevice("", library.drive(2).SerialNumber,
+                                                      library.key());
+     },
+     change},
+    {"RemoveVirtualDevice,searched-drive",
+     [](Library& library) {
+       return library.catalogue().RemoveVirtualDevice("", library.drive(2).SerialNumber);
+     },
+     changeByList},
+    {"RemoveVirtualDevice,library",
+     [](Library& library) {
+       return library.catalogue().RemoveVirtualDevice("", library.key(), library.key());
+     },
+     removeWithList},
+};
+
+using Made = std::shared_ptr<Library>;
+
+bench::Round queryRound(const Operation& operation, const Made& library) {
+  return bench::timed({[=] { bench::require(operation.call(*library), operation.name); },
+                       [=] { operation.bare(*library); }});
+}
+
+bench::Round changeRound(const Operation& operation, const Made& library) {
+  return bench::timed({[=] { bench::require(operation.call(*library), operation.name); },
+                       [=] { operation.bare(*library); }, [=] { library->restore(); },
+                       [=] { library->requireChange(); }});
+}
+
+/// A second library comes into the list, with a file of its own. The bare work parses that file in
+/// the place of building its document.
+bench::Round creationRound(const Made& listed, const std::string& folder) {
+  SCSIUnit record = listed->record();
+  record.SerialNumber += "new";
+  const std::string file = folder + "/LibEmulator/Lib_" + record.SerialNumber + ".xml";
+  const std::string copy = folder + "/bare/" + record.SerialNumber + ".xml";
+  const auto prepare = [=] {
+    std::filesystem::remove(file);
+    listed->restore();
+  };
+  const auto create = [=] {
+    bench::require(listed->catalogue().UpdateVirtualDevice(record, ""), "creating a library");
+  };
+  const auto check = [=] { bench::require(std::filesystem::exists(file), "saving " + file); };
+  const auto bare = [=] {
+    bench::parseAndReplace(copy);
+    bench::parseAndReplace(listed->listCopy());
+  };
+  prepare();
+  create();
+  std::filesystem::copy_file(file, copy, std::filesystem::copy_options::overwrite_existing);
+  return bench::timed({create, bare, prepare, check});
+}
+
+using MakeRound = std::function<bench::Round(const Made&)>;
+
+void measure(const std::string& name, const Place& place, const MakeRound& makeRound) {
+  for (const int elements : {10, 100, 1000, 10000, 50000}) {
+    auto* const benchmark = bench::compare(
+        "catalogue/" + name + "/" + std::to_string(elements),
+        [=, &place] { return makeRound(std::make_shared<Library>(place, elements)); });
+    if (elements > 10000) {
+      benchmark->Repetitions(bench::kSlowRepetitions);
     }
-  }
-}
-
-void measure(const std::string& name, bool (Library::*call)(), bool (Library::*bare)()) {
-  for (const int slots : {100, 1000, 10000, 50000}) {
-    const std::string subject = name + "/" + std::to_string(slots);
-    bench::pair(
-        subject, [=](auto& state) { run(state, library(name, slots), call); },
-        [=](auto& state) { run(state, library(name, slots), bare); });
   }
 }
 
 }  // namespace
 
-void bench::registerCatalogue() {
-  measure("GetVirtualLibraryElements", &Library::query, &Library::bareQuery);
-  measure("MoveVirtualLibraryElement", &Library::move, &Library::bareChange);
-  measure("SetVirtualLibraryElement", &Library::set, &Library::bareChange);
+void bench::registerCatalogue(const Place& place) {
+  for (const Operation& operation : kQueries) {
+    measure(std::string("query/") + operation.name, place,
+            [&](const Made& library) { return queryRound(operation, library); });
+  }
+  for (const Operation& operation : kChanges) {
+    measure(std::string("change/") + operation.name, place,
+            [&](const Made& library) { return changeRound(operation, library); });
+  }
+  measure("change/UpdateVirtualDevice,new-library", place,
+          [&](const Made& library) { return creationRound(library, place.folder()); });
 }

@@ -6,16 +6,25 @@
 #include <fstream>
 #include <stdexcept>
 
+// Two files and not one that is rewritten: the platform reads a new one again and again at first.
 Place::Place() : m_folder((std::filesystem::current_path() / "tq-bench-XXXXXX").string()) {
   if (mkdtemp(m_folder.data()) == nullptr) {
     throw std::runtime_error("cannot create " + m_folder);
   }
-  const std::string configuration = m_folder + "/tqlib.ini";
-  std::ofstream(configuration) << "[MediaManager]\nsVirtualLibXMLDirectory=" << m_folder << '\n';
-  setenv("TQ_PLATFORM_CONFIG", configuration.c_str(), 1);
+  const std::string catalogue = "[MediaManager]\nsVirtualLibXMLDirectory=" + m_folder + '\n';
+  const std::string tapes = m_folder + "/tapes";
+  std::filesystem::create_directory(tapes);
+  std::ofstream(m_folder + "/tqlib.ini") << catalogue;
+  std::ofstream(m_folder + "/apart.ini") << catalogue << "sVirtualTapeDirectory=" << tapes << '\n';
+  configureTapes(false);
 }
 
 Place::~Place() {
   std::error_code ignored;
   std::filesystem::remove_all(m_folder, ignored);
+}
+
+void Place::configureTapes(bool isApart) const {
+  const std::string file = m_folder + (isApart ? "/apart.ini" : "/tqlib.ini");
+  setenv("TQ_PLATFORM_CONFIG", file.c_str(), 1);
 }

@@ -14,6 +14,9 @@ public:
 
   const std::string& folder() const { return m_folder; }
 
+  /// Has volumes lie in a tape directory of their own, or, as in the beginning, in the catalogue's.
+  void configureTapes(bool isApart) const;
+
 private:
   std::string m_folder;
 };

@@ -1,0 +1,64 @@
+// Blocks of a tape, each beside the bare system calls on the same file. The two C functions make an
+// object for each call, which the methods are measured without.
+
+#include <memory>
+#include <string>
+
+#include "Comparison.h"
+#include "Place.h"
+#include "Volume.h"
+
+namespace {
+
+using bench::Volume;
+
+struct Operation {
+  const char* name;
+  void (Volume::*call)();
+  void (Volume::*bare)();
+};
+
+const Operation kOperations[] = {
+    {"ReadDataForDrive", &Volume::read, &Volume::bareRead},
+    {"WriteDataForDrive", &Volume::write, &Volume::bareWrite},
+    {"DirectReadDataForDrive", &Volume::directRead, &Volume::bareRead},
+    {"DirectWriteDataForDrive", &Volume::directWrite, &Volume::bareWrite},
+};
+
+/// Several at a time, since one may take a few microseconds.
+constexpr int kCalls = 16;
+
+void repeat(Volume& volume, void (Volume::*work)()) {
+  for (int i = 0; i < kCalls; ++i) {
+    (volume.*work)();
+  }
+}
+
+void measure(const Place& place, const Operation& operation, int files, int kib, bool isApart) {
+  const std::string where = isApart ? "" : ",default-place";
+  const std::string name = std::string("blocks/") + operation.name + where + "/" +
+                           std::to_string(files) + "/" + std::to_string(kib) + "KiB";
+  bench::compare(name, [=, &place, &operation] {
+    place.configureTapes(isApart);
+    const auto volume = std::make_shared<Volume>("VOL" + std::to_string(files), files,
+                                                 static_cast<std::size_t>(kib) * 1024);
+    bench::Pair pair;
+    pair.call = [=, &operation] { repeat(*volume, operation.call); };
+    pair.bare = [=, &operation] { repeat(*volume, operation.bare); };
+    pair.calls = kCalls;
+    return bench::timed(pair);
+  });
+}
+
+}  // namespace
+
+void bench::registerBlocks(const Place& place) {
+  for (const Operation& operation : kOperations) {
+    for (const int files : {1, 10, 100, 1000}) {
+      for (const int kib : {4, 16, 64, 256, 1024}) {
+        measure(place, operation, files, kib, true);
+      }
+    }
+    measure(place, operation, 1, 64, false);
+  }
+}

@@ -1,0 +1,87 @@
+// The most memory that a query and a change have at a time, beside that of the bare work.
+
+#include <malloc.h>
+
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BareWork.h"
+#include "Comparison.h"
+#include "Library.h"
+
+namespace {
+
+using bench::Library;
+
+/// A figure of the process, in bytes.
+double statusOf(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    double kib = 0;
+    if (word == name + ":" && status >> kib) {
+      return kib * 1024;
+    }
+  }
+  throw std::runtime_error("no " + name + " in /proc/self/status");
+}
+
+double peakOf(const std::function<void()>& work) {
+  malloc_trim(0);
+  bench::require(static_cast<bool>(std::ofstream("/proc/self/clear_refs") << "5" << std::flush),
+                 "resetting the peak");
+  const double before = statusOf("VmRSS");
+  work();
+  return statusOf("VmHWM") - before;
+}
+
+void query(Library& library) {
+  std::vector<LibElement> found;
+  bench::require(library.catalogue().GetVirtualLibraryElements(library.key(), found), "a query");
+}
+
+void change(Library& library) {
+  bench::require(library.catalogue().MoveVirtualLibraryElement(
+                     library.key(), LIB_ELEM_SLOT, library.slots().back().elementAddress,
+                     LIB_ELEM_DRIVE, Library::address(2)),
+                 "a move");
+}
+
+void bareQuery(Library& library) {
+  bench::parse(library.copy());
+}
+
+void bareChange(Library& library) {
+  bench::parseAndReplace(library.copy());
+}
+
+void measure(const Place& place, const std::string& name, void (*call)(Library&),
+             void (*bare)(Library&)) {
+  for (const int elements : {1000, 10000, 50000}) {
+    const auto setUp = [=, &place]() -> bench::Round {
+      const auto library = std::make_shared<Library>(place, elements);
+      bareQuery(*library);  // what the first of all takes once is neither's
+      return [=](bool isCallFirst) {
+        bench::Figures figures;
+        for (const bool isCall : {isCallFirst, !isCallFirst}) {
+          library->restore();
+          (isCall ? figures.call : figures.bare) =
+              peakOf([&] { (isCall ? call : bare)(*library); });
+        }
+        return figures;
+      };
+    };
+    bench::compare("memory/" + name + "/" + std::to_string(elements), setUp)
+        ->Iterations(1)
+        ->Repetitions(bench::kSlowRepetitions);
+  }
+}
+
+}  // namespace
+
+void bench::registerMemory(const Place& place) {
+  measure(place, "query", query, bareQuery);
+  measure(place, "change", change, bareChange);
+}
