@@ -167,7 +167,8 @@ const Operation kChanges[] = {
        return library.catalogue().SetVirtualDeviceStatus(library.key(), 2, 4, 2, 60, 1);
      },
      change},
-    {"GetVirtualDeviceStatus", [](Library& library) { return getStatus(library, false); }, change},
+    {"GetVirtualDeviceStatus,counted", [](Library& library) { return getStatus(library, false); },
+     change},
     {"RemoveVirtualDevice,drive",
      [](Library& library) {
        return library.catalogue().RemoveVirtualDevice("", library.drive(2).SerialNumber,
