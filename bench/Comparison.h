@@ -4,6 +4,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -12,9 +13,9 @@ class Place;
 
 namespace bench {
 
-inline void require(bool succeeded, const std::string& what) {
+inline void require(bool succeeded, std::string_view what) {
   if (!succeeded) {
-    throw std::runtime_error(what + " failed");
+    throw std::runtime_error(std::string(what) + " failed");
   }
 }
 
