@@ -25,8 +25,8 @@ public:
   Registration(const Place& place, int drives)
       : m_key(std::string("LIBwith").append(std::to_string(drives))),
         m_file(place.folder() + "/LibEmulator/Lib_" + m_key + ".xml"),
+        m_list(place.folder() + "/LibEmulator/LibraryList.xml"),
         m_copy(place.folder() + "/" + m_key + ".xml") {
-    fs::remove(place.folder() + "/LibEmulator/LibraryList.xml");
     const tests::LibraryBuilder library =
         tests::LibraryBuilder(m_key).slots(1000, 10).drives(kFirstDrive, drives);
     m_batch = library.batch();
@@ -36,6 +36,7 @@ public:
   /// Leaves the library without drives.
   void begin() {
     fs::remove(m_file);
+    fs::remove(m_list);
     bench::require(m_catalogue.UpdateVirtualDevice(m_batch.front(), m_key), "making " + m_key);
   }
 
@@ -70,6 +71,7 @@ private:
   TqLibEmulator m_catalogue;
   std::string m_key;
   std::string m_file;
+  std::string m_list;
   std::string m_copy;
   std::vector<SCSIUnitNoMap> m_batch;
 };
@@ -83,21 +85,16 @@ bench::Figures registerOneByOne(Registration& registration, bool isCallFirst) {
   bench::Figures figures;
   registration.begin();
   for (int number = 1; number <= registration.drives(); ++number) {
-    const bool isSample = number % step == step / 2;
-    const auto bare = [&] {
-      figures.bare += bench::secondsOf([&] { registration.bare(); }) * step;
-    };
-    if (isSample) {
-      registration.copy();
+    const auto call = [&] { registration.registerDrive(number); };
+    if (number % step != step / 2) {
+      figures.call += bench::secondsOf(call);
+      continue;
     }
+    registration.copy();
+    const bench::Figures both = bench::timed({call, [&] { registration.bare(); }})(isCallFirst);
     isCallFirst = !isCallFirst;
-    if (isSample && !isCallFirst) {
-      bare();
-    }
-    figures.call += bench::secondsOf([&] { registration.registerDrive(number); });
-    if (isSample && isCallFirst) {
-      bare();
-    }
+    figures.call += both.call;
+    figures.bare += both.bare * step;
   }
   registration.check();
   return figures;
