@@ -13,13 +13,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "TqPlatform/MMDebug.h"
 
@@ -68,9 +68,13 @@ struct FileVersion {
 }  // namespace
 
 struct TQPlatformInfo::Store {
-  // Looked up by what callers pass, with no string made of it: each block of a tape asks.
-  using Keys = std::map<std::string, std::string, std::less<>>;
-  std::map<std::string, Keys, std::less<>> sections;
+  /// Each block of a tape asks. The names are few and mostly differ in length, so looking at one
+  /// after the other is the quickest.
+  struct Section {
+    std::string name;
+    std::vector<std::pair<std::string, std::string>> values;  ///< by their keys
+  };
+  std::vector<Section> sections;
   std::string fault;    ///< why the file that there is could not be used; empty: no fault
   bool isLost = false;  ///< and nothing is known that it held before
 
@@ -90,12 +94,18 @@ struct TQPlatformInfo::Store {
 
   /// The value of `key` in `section`, or null.
   const std::string* find(const char* section, const char* key) const {
-    const auto keys = sections.find(std::string_view(section));
-    if (keys == sections.end()) {
-      return nullptr;
+    const std::string_view sectionName = section;
+    const std::string_view keyName = key;
+    for (const Section& each : sections) {
+      if (each.name == sectionName) {
+        for (const auto& [name, value] : each.values) {
+          if (name == keyName) {
+            return &value;
+          }
+        }
+      }
     }
-    const auto value = keys->second.find(std::string_view(key));
-    return value == keys->second.end() ? nullptr : &value->second;
+    return nullptr;
   }
 };
 
@@ -135,9 +145,10 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     }
     ptree tree;
     boost::property_tree::read_ini(stream, tree);
-    for (const auto& [section, keys] : tree) {
-      for (const auto& [key, value] : keys) {
-        store->sections[section][key] = value.data();
+    for (const auto& [name, values] : tree) {
+      Section& section = store->sections.emplace_back(name);
+      for (const auto& [key, value] : values) {
+        section.values.emplace_back(key, value.data());
       }
     }
   } catch (const boost::property_tree::ini_parser_error& error) {
@@ -154,7 +165,7 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
 std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
   const char* const file = configuredFile();
   const std::scoped_lock lock(cache.mutex);
-  struct stat record {};
+  struct stat record;  // filled whole or not used
   if (::stat(file, &record) != 0) {
     return unreadable(file, errno);
   }

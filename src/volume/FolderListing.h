@@ -49,7 +49,7 @@ public:
   template <typename Visit>
   int visitRecords(Visit visit) {
     return visitNames([&](const char* name) {
-      struct stat record {};
+      struct stat record;  // filled whole or not used
       if (::fstatat(::dirfd(m_directory), name, &record, 0) != 0) {
         return errno;
       }

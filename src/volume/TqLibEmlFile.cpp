@@ -2,7 +2,11 @@
 
 #include "TqLibEmlFile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstddef>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -31,20 +35,21 @@ unsigned long long bytesOfMiB(unsigned long long count) {
   return count > most >> kBytesPerMiBShift ? most : count << kBytesPerMiBShift;
 }
 
-/// A configured directory, without the one backslash that may end it.
-std::optional<std::string> configuredDirectory(TQPlatformInfo& platform, const char* key) {
-  char buffer[1025] = {};
+/// Puts a configured directory into `directory`, without the one backslash that may end it. False,
+/// with nothing changed, when there is none.
+bool findDirectory(TQPlatformInfo& platform, const char* key, std::string& directory) {
+  char buffer[1025];  // not cleared: that takes longer than the look-up
   int length = sizeof buffer;
   for (const char* const section : kSections) {
     if (platform.getString(section, key, buffer, &length) != 0) {
-      std::string directory = buffer;
+      directory = buffer;
       if (directory.ends_with('\\')) {
         directory.pop_back();
       }
-      return directory;
+      return true;
     }
   }
-  return std::nullopt;
+  return false;
 }
 
 unsigned long long configuredMaxVolumeSize(TQPlatformInfo& platform) {
@@ -89,10 +94,8 @@ bool ensureFolder(const std::string& folder) {
 
 /// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
 void nameCatalogueDirectory(TQPlatformInfo& platform, std::string& dir) {
-  if (auto configured = configuredDirectory(platform, "sVirtualLibXMLDirectory")) {
-    dir = *configured;
-  } else {
-    char buffer[1025] = {};
+  if (!findDirectory(platform, "sVirtualLibXMLDirectory", dir)) {
+    char buffer[1025];
     int length = sizeof buffer - 1;
     if (platform.getDirectory("Base", "dMERIDIANHOME", buffer, &length) == 1) {
       dir = buffer;
@@ -118,18 +121,16 @@ bool ensureCatalogueDirectory(const std::string& dir) {
 
 /// Whether `name` stays below the tape directory: ".." would make an erase empty the catalogue.
 bool isVolumeName(std::string_view name) {
-  using namespace std::string_view_literals;
   return !name.empty() && name != "." && name != ".." && name.size() <= kMaxNameLength &&
-         name.find_first_of("/\0"sv) == std::string_view::npos;
+         name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
 }  // namespace
 
 TqLibEmlFile::TqLibEmlFile(const std::string& volumeName, const Configuration& configuration)
-    : m_sVolumeName(volumeName),
-      m_nMaxVolumeSize(configuredMaxVolumeSize(configuration.platform)),
-      m_sTapeDirectory(
-          configuredDirectory(configuration.platform, "sVirtualTapeDirectory").value_or("")) {}
+    : m_sVolumeName(volumeName), m_nMaxVolumeSize(configuredMaxVolumeSize(configuration.platform)) {
+  findDirectory(configuration.platform, "sVirtualTapeDirectory", m_sTapeDirectory);
+}
 
 TqLibEmlFile::TqLibEmlFile(const std::string& volumeName)
     : TqLibEmlFile(volumeName, Configuration()) {}
@@ -191,23 +192,21 @@ bool TqLibEmlFile::makeFolder(std::string& folder) {
   return ensureFolder(folder);
 }
 
-std::string volume::fileMarkPath(const std::string& folder, int fileMark) {
-  constexpr std::size_t width = 8;  // a sign counts
-  std::string number = std::to_string(fileMark);
-  if (number.size() < width) {
-    number.insert(fileMark < 0 ? 1 : 0, width - number.size(), '0');
-  }
-  std::string path;
-  path.reserve(folder.size() + 1 + number.size());
-  path.append(folder).append(1, '/').append(number);
-  return path;
+std::string volume::fileMarkName(int fileMark) {
+  constexpr std::ptrdiff_t width = 8;  // a sign counts
+  char digits[16];
+  const char* const end = std::to_chars(digits, std::end(digits), fileMark).ptr;
+  const char* const first = digits + (fileMark < 0 ? 1 : 0);
+  std::string name = fileMark < 0 ? "/-" : "/";
+  name.append(static_cast<std::size_t>(std::max(width - (end - digits), std::ptrdiff_t{0})), '0');
+  return name.append(first, end);
 }
 
 bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
   if (!GetVolumeFolder(path)) {
     return false;
   }
-  path = volume::fileMarkPath(path, fileMark);
+  path += volume::fileMarkName(fileMark);
   return true;
 }
 

@@ -157,11 +157,14 @@ bool TqLibEmlFile::write(const Configuration* configuration, int fileMark,
 
 /// The descriptor of a file mark that was opened in `folder`, as nameFolder() gave it; else -1.
 int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* origin) {
-  const std::string path = volume::fileMarkPath(folder, fileMark);
+  const std::string name = volume::fileMarkName(fileMark);
   int descriptor = -1;
   const auto error = openIn(folder, [&] {
-    descriptor = ::open64(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    return descriptor == -1 ? errno : 0;
+    folder += name;  // for which there is room, unlike for another path
+    descriptor = ::open64(folder.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int code = descriptor == -1 ? errno : 0;
+    folder.resize(folder.size() - name.size());
+    return code;
   });
   if (error.value_or(0) != 0) {
     EvDebug::Error(debugHandler, origin, "%s() open file failed", origin);

@@ -12,8 +12,8 @@
 
 namespace volume {
 
-/// The path of a file mark's file in `folder`.
-std::string fileMarkPath(const std::string& folder, int fileMark);
+/// What a file mark's file is called behind its folder's path, with the slash.
+std::string fileMarkName(int fileMark);
 
 }  // namespace volume
 
