@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
 #include "Comparison.h"
@@ -38,6 +38,26 @@ void forceToDisk(int fd) {
   close(fd);
 }
 
+void forceFolderToDisk(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/'));
+  forceToDisk(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+std::string aside(const std::string& path) {
+  return path + ".aside";
+}
+
+void prepare(const Replacement& file) {
+  const int fd = open(aside(file.path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  require(fd >= 0, "open");
+  require(write(fd, file.bytes, file.length) == static_cast<ssize_t>(file.length), "write");
+  forceToDisk(fd);
+}
+
+void place(const Replacement& file) {
+  require(rename(aside(file.path).c_str(), file.path.c_str()) == 0, "rename");
+}
+
 }  // namespace
 
 std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path) {
@@ -47,22 +67,38 @@ std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path) {
   return parser;
 }
 
-void replace(const std::string& path, const void* bytes, std::size_t length) {
-  const std::string aside = path + ".aside";
-  const int fd = open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  require(fd >= 0, "open");
-  require(write(fd, bytes, length) == static_cast<ssize_t>(length), "write");
-  forceToDisk(fd);
-  require(rename(aside.c_str(), path.c_str()) == 0, "rename");
-  const std::string folder = path.substr(0, path.rfind('/'));
-  forceToDisk(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+Content parseAndSerialise(const std::string& path) {
+  const auto parser = parse(path);
+  auto content = std::make_unique<xercesc::MemBufFormatTarget>();
+  serialise(*parser->getDocument(), *content);
+  return content;
+}
+
+Replacement replacement(const std::string& path, const Content& content) {
+  return {path, content->getRawBuffer(), content->getLen()};
+}
+
+void replace(const Replacement& file) {
+  prepare(file);
+  place(file);
+  forceFolderToDisk(file.path);
+}
+
+void replaceTogether(const Replacement& first, const Replacement& second) {
+  prepare(first);
+  prepare(second);
+  forceFolderToDisk(first.path);
+  const std::string names = first.path + second.path;
+  const Replacement note{first.path + ".note", names.data(), names.size()};
+  replace(note);
+  place(first);
+  place(second);
+  forceFolderToDisk(first.path);
+  require(unlink(note.path.c_str()) == 0, "unlink");
 }
 
 void parseAndReplace(const std::string& path) {
-  const auto parser = parse(path);
-  xercesc::MemBufFormatTarget target;
-  serialise(*parser->getDocument(), target);
-  replace(path, target.getRawBuffer(), target.getLen());
+  replace(replacement(path, parseAndSerialise(path)));
 }
 
 void readBlock(const std::string& path, off_t offset, unsigned char* buffer, std::size_t length) {
@@ -80,11 +116,22 @@ void writeBlock(const std::string& folder, const std::string& path, off_t offset
   close(fd);
   DIR* const listing = opendir(folder.c_str());
   require(listing != nullptr, "opendir");
+  std::string entryPath = folder + '/';
+  const std::size_t folderLength = entryPath.size();
   while (const dirent* const entry = readdir(listing)) {
-    struct stat record {};
-    require(stat((folder + "/" + entry->d_name).c_str(), &record) == 0, "stat");
+    if (entry->d_name[0] == '.') {
+      continue;  // itself and its parent: nothing else begins so in a volume
+    }
+    struct stat record;
+    entryPath.replace(folderLength, std::string::npos, entry->d_name);
+    require(stat(entryPath.c_str(), &record) == 0, "stat");
   }
   closedir(listing);
+}
+
+void lookAtConfiguration() {
+  struct stat record;
+  require(stat(getenv("TQ_PLATFORM_CONFIG"), &record) == 0, "stat");
 }
 
 }  // namespace bench

@@ -48,8 +48,9 @@ void changeByList(const Library& library) {
 void removeWithList(const Library& library) {
   const std::string left = "<Devices/>\n";
   bench::parse(library.copy());
-  bench::replace(library.copy(), left.data(), left.size());
-  bench::parseAndReplace(library.listCopy());
+  const bench::Content list = bench::parseAndSerialise(library.listCopy());
+  bench::replaceTogether(bench::replacement(library.listCopy(), list),
+                         {library.copy(), left.data(), left.size()});
 }
 
 // Calls
@@ -216,8 +217,10 @@ bench::Round creationRound(const Made& listed, const std::string& folder) {
   };
   const auto check = [=] { bench::require(std::filesystem::exists(file), "saving " + file); };
   const auto bare = [=] {
-    bench::parseAndReplace(copy);
-    bench::parseAndReplace(listed->listCopy());
+    const bench::Content library = bench::parseAndSerialise(copy);
+    const bench::Content list = bench::parseAndSerialise(listed->listCopy());
+    bench::replaceTogether(bench::replacement(copy, library),
+                           bench::replacement(listed->listCopy(), list));
   };
   prepare();
   create();

@@ -79,4 +79,14 @@ void Volume::bareWrite() {
   writeBlock(m_folder, m_path, static_cast<off_t>(next()), m_block.data(), m_block.size());
 }
 
+void Volume::bareReadWithLook() {
+  lookAtConfiguration();
+  bareRead();
+}
+
+void Volume::bareWriteWithLook() {
+  lookAtConfiguration();
+  bareWrite();
+}
+
 }  // namespace bench

@@ -21,6 +21,8 @@ public:
   void directWrite();
   void bareRead();
   void bareWrite();
+  void bareReadWithLook();
+  void bareWriteWithLook();
 
 private:
   std::size_t next();
