@@ -1,12 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <span>
-#include <vector>
-
 #include "SmallLibrary.h"
-#include "catalogue/DocumentMemory.h"
 
 namespace tests {
 namespace {
@@ -91,27 +86,6 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
   EXPECT_EQ(readFile(catalogue.catalogue() + "LibraryList.xml"),
             declaration + "<LibraryList></LibraryList>\n");
-}
-
-TEST(LibraryFiles, TheMemoryOfALargeDocumentKeepsItsBlocksApartAndTakesThemBackInAnyOrder) {
-  DocumentMemory memory;
-  constexpr XMLSize_t kKiB = 1024;
-  std::vector<std::span<char>> blocks;
-  for (int i = 0; i < 60; ++i) {  // of the heap, in regions, and beyond one
-    const XMLSize_t size = (i % 7 == 0 ? 3072 : i % 3 == 0 ? 700 : 300) * kKiB;
-    blocks.emplace_back(static_cast<char*>(memory.allocate(size + i)), size + i);
-    std::fill(blocks.back().begin(), blocks.back().end(), static_cast<char>(i));
-  }
-  for (int step : {2, 1}) {
-    for (std::size_t i = 0; i < blocks.size(); i += step) {
-      if (!blocks[i].empty()) {
-        const auto isOwn = [&](char c) { return c == static_cast<char>(i); };
-        ASSERT_TRUE(std::all_of(blocks[i].begin(), blocks[i].end(), isOwn)) << "block " << i;
-        memory.deallocate(blocks[i].data());
-        blocks[i] = {};
-      }
-    }
-  }
 }
 
 TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoStrayFile) {
