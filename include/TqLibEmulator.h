@@ -21,6 +21,7 @@
 
 class CatalogueLock;
 class DriveIndex;
+class DescendantIndex;
 class ElementIndex;
 struct DeviceFields;
 struct MoveEnd;
@@ -394,7 +395,7 @@ private:
   bool readFields(xercesc::DOMNode* block, const DeviceFields& fields, SCSIUnit& unit);
   bool addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* block, const DeviceFields& fields,
                  const SCSIUnit& unit);
-  bool updateFields(xercesc::DOMDocument*& doc, xercesc::DOMElement* block,
+  bool updateFields(xercesc::DOMDocument*& doc, const DescendantIndex& block,
                     const DeviceFields& fields, const SCSIUnit& unit);
   bool extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit);
   bool addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
@@ -409,7 +410,7 @@ private:
   bool extractLibSpecificSCSIUnit(xercesc::DOMNode* library, SCSIUnit& unit);
   bool addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
                           const SCSIUnit& unit);
-  bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
+  bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, const DescendantIndex& library,
                              const SCSIUnit& unit);
   xercesc::DOMNode* getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
                                      const std::string& maName);
@@ -433,7 +434,7 @@ private:
   bool addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
-                                xercesc::DOMDocument*& doc);
+                                const DescendantIndex& parts, xercesc::DOMDocument*& doc);
   bool getLibSerialNumber(xercesc::DOMElement* library, std::string& serial);
   bool getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial);
   int findDriveNumberForSerialNumber(const SCSIUnit& library, const std::string& serial);

@@ -3,14 +3,12 @@
 // mirrors which field; reading, adding and updating walk them.
 
 #include <algorithm>
-#include <map>
 #include <span>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "catalogue/DescendantIndex.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/Names.h"
 #include "catalogue/XmlText.h"
@@ -124,20 +122,11 @@ bool TqLibEmulator::addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* bl
   return true;
 }
 
-// The block may be a whole library, so its elements are found in one walk for all fields.
-bool TqLibEmulator::updateFields(xercesc::DOMDocument*& doc, xercesc::DOMElement* block,
+bool TqLibEmulator::updateFields(xercesc::DOMDocument*& doc, const DescendantIndex& block,
                                  const DeviceFields& fields, const SCSIUnit& unit) {
-  std::map<const XMLCh*, std::vector<xercesc::DOMElement*>> found;
-  for (xercesc::DOMElement* each : Descendants(block)) {
-    for (const Field& field : fields.fields) {
-      if (xercesc::XMLString::equals(each->getNodeName(), field.element)) {
-        found[field.element].push_back(each);
-      }
-    }
-  }
   return std::all_of(fields.fields.begin(), fields.fields.end(), [&](const Field& field) {
+    const auto& elements = block.named(field.element);
     const std::string value = field.valueIn(unit);
-    const auto& elements = found[field.element];
     return !elements.empty() &&
            std::all_of(elements.begin(), elements.end(),
                        [&](xercesc::DOMElement* each) { return updateTextNode(doc, each, value); });
@@ -161,7 +150,7 @@ bool TqLibEmulator::addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMEle
 bool TqLibEmulator::updateDeviceScsiUnit(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
                                          const SCSIUnit& unit) {
   element->setAttribute(names::maName, toXml(unit.MAName).c_str());
-  return updateFields(doc, element, kUnit, unit);
+  return updateFields(doc, DescendantIndex(element), kUnit, unit);
 }
 
 bool TqLibEmulator::extractDeviceScsiDevice(xercesc::DOMNode* node, SCSIUnit& unit) {
@@ -175,7 +164,7 @@ bool TqLibEmulator::addDeviceScsiDevice(xercesc::DOMDocument* doc, xercesc::DOME
 
 bool TqLibEmulator::updateDeviceScsiDevice(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
                                            const SCSIUnit& unit) {
-  return updateFields(doc, element, kUpdatedDevice, unit);
+  return updateFields(doc, DescendantIndex(element), kUpdatedDevice, unit);
 }
 
 bool TqLibEmulator::extractLibSpecificSCSIUnit(xercesc::DOMNode* library, SCSIUnit& unit) {
@@ -187,8 +176,8 @@ bool TqLibEmulator::addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMEl
   return addFields(doc, library, kLibraryValues, unit);
 }
 
-bool TqLibEmulator::updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
-                                          const SCSIUnit& unit) {
+bool TqLibEmulator::updateLibSpecificInfo(xercesc::DOMDocument*& doc,
+                                          const DescendantIndex& library, const SCSIUnit& unit) {
   return updateFields(doc, library, kLibraryValues, unit);
 }
 

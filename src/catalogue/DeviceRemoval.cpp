@@ -25,15 +25,14 @@ bool removeFromParent(xercesc::DOMNode* node) {
   return true;
 }
 
-/// Removes all descendants of that name. The last go first, so that one inside another is not
-/// released twice.
+/// Removes all descendants of that name, found first: the walk cannot go on from one that is gone.
 void removeAll(const xercesc::DOMNode* root, const XMLCh* name) {
   std::vector<xercesc::DOMElement*> found;
   for (xercesc::DOMElement* element : Descendants(root, name)) {
     found.push_back(element);
   }
-  for (auto element = found.rbegin(); element != found.rend(); ++element) {
-    removeFromParent(*element);
+  for (xercesc::DOMElement* element : found) {
+    removeFromParent(element);
   }
 }
 

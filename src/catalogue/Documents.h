@@ -1,8 +1,10 @@
-// Where a document's elements hang, and taking them off.
+// What several operations do with the elements of a document.
 #pragma once
 
+#include <algorithm>
+#include <iterator>
+
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLString.hpp>
 
 #include "catalogue/Descendants.h"
@@ -23,20 +25,38 @@ inline xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
   return static_cast<xercesc::DOMElement*>(node);
 }
 
-/// Whether it is a text of nothing but white space.
-inline bool isBlankText(const xercesc::DOMNode& node) {
-  const XMLCh* text = node.getNodeValue();
-  return node.getNodeType() == xercesc::DOMNode::TEXT_NODE &&
-         xercesc::XMLChar1_0::isAllSpaces(text, xercesc::XMLString::stringLen(text));
+/// Whether new elements are placed behind this one. Reading keeps the text that follows it.
+inline bool isPlacedBehind(const xercesc::DOMNode& node) {
+  const XMLCh* const placed[] = {names::library, names::shelf, names::libraryScsiDevice,
+                                 names::libraryScsiUnit};
+  return std::any_of(std::begin(placed), std::end(placed), [&](const XMLCh* name) {
+    return xercesc::XMLString::equals(node.getNodeName(), name);
+  });
+}
+
+/// Puts `node` behind `reference`. Where nothing follows, no text either, it goes to the end of
+/// `last`, whatever the reference lies in.
+inline void placeBehind(const xercesc::DOMNode& reference, xercesc::DOMNode& last,
+                        xercesc::DOMNode* node) {
+  xercesc::DOMNode* next = reference.getNextSibling();
+  (next == nullptr ? last : *next->getParentNode()).insertBefore(node, next);
 }
 
 /// Removes `node` from `parent`. It goes with its document at the end of the call; to release the
-/// nodes of a library one by one costs half as much as to read them. Indentation that is left alone
-/// would be taken for the parent's value, so it becomes empty then.
+/// nodes of a library one by one costs half as much as to read them.
 inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
   parent.removeChild(node);
-  xercesc::DOMNode* left = parent.getFirstChild();
-  if (left != nullptr && left->getNextSibling() == nullptr && isBlankText(*left)) {
-    left->setNodeValue(u"");
+}
+
+/// Sets the attribute that tells whether there is a medium. One that is there keeps its node: a
+/// vector of records sets tens of thousands of them.
+inline void setOccupied(xercesc::DOMElement& element, bool isOccupied) {
+  const XMLCh* value = isOccupied ? names::trueText : names::falseText;
+  const xercesc::DOMAttr* attribute = element.getAttributeNode(names::isOccupied);
+  xercesc::DOMNode* text = attribute == nullptr ? nullptr : attribute->getFirstChild();
+  if (text != nullptr && text->getNextSibling() == nullptr) {
+    text->setNodeValue(value);
+  } else {
+    element.setAttribute(names::isOccupied, value);
   }
 }

@@ -113,8 +113,9 @@ bool TqLibEmulator::addTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* no
   if (spellsItsName(*node, text)) {
     return true;
   }
-  if (doc != nullptr && child->getNextSibling() == nullptr) {
-    child->setNodeValue(text.c_str());  // cheaper than a new node in its place
+  const bool isAlone = child->getNextSibling() == nullptr;
+  if (isAlone && doc != nullptr) {      // without a document a call fails, with the text removed
+    child->setNodeValue(text.c_str());  // cheaper than another node in its place
     return true;
   }
   return removeTextNode(node, value) && addTextNode(doc, node, value);

@@ -16,17 +16,6 @@ int mapType(const LibElement& element) {
   return element.elementType == LIB_ELEM_MAIL_SLOT ? LIB_ELEM_SLOT : element.elementType;
 }
 
-/// An attribute that is there keeps its node: a vector sets tens of thousands of them.
-void setOccupied(xercesc::DOMElement& node, bool isOccupied) {
-  const xercesc::DOMAttr* attribute = node.getAttributeNode(names::isOccupied);
-  xercesc::DOMNode* text = attribute == nullptr ? nullptr : attribute->getFirstChild();
-  if (text != nullptr && text->getNextSibling() == nullptr) {
-    text->setNodeValue(boolText(isOccupied));
-  } else {
-    node.setAttribute(names::isOccupied, boolText(isOccupied));
-  }
-}
-
 }  // namespace
 
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,

@@ -1,7 +1,6 @@
 #include "catalogue/ElementIndex.h"
 
-#include "catalogue/Descendants.h"
-#include "catalogue/Names.h"
+#include "catalogue/Documents.h"
 
 void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
   if (m_lastShelf == nullptr) {
@@ -10,7 +9,10 @@ void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
   if (m_lastShelf == nullptr) {
     m_lastShelf = Descendants(m_root, names::library).first();
   }
-  xercesc::DOMNode* next = m_lastShelf == nullptr ? nullptr : m_lastShelf->getNextSibling();
-  (next == nullptr ? m_root : next->getParentNode())->insertBefore(shelf, next);
+  if (m_lastShelf == nullptr) {
+    m_root->appendChild(shelf);
+  } else {
+    placeBehind(*m_lastShelf, *m_root, shelf);
+  }
   m_lastShelf = shelf;
 }

@@ -49,18 +49,26 @@ void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
   Kind kinds[] = {{names::drive, &TqLibEmulator::fillLibElementForDrive, true, {}},
                   {names::slots, &TqLibEmulator::fillLibElementForSlot, true, {}},
                   {names::shelf, &TqLibEmulator::fillLibElementForShelf, false, {}}};
-  const Descendants all(rootOf(m_pLibDoc));
-  for (auto node = all.begin(); node != all.end(); ++node) {
+  const auto append = [&] {
     for (Kind& kind : kinds) {
-      LibElement element;
-      if (xercesc::XMLString::equals((*node)->getNodeName(), kind.name) &&
-          (!kind.isInLibrary || node.isBelow(&library)) && (this->*kind.fill)(*node, element)) {
-        kind.found.push_back(std::move(element));
+      elements.insert(elements.end(), std::make_move_iterator(kind.found.begin()),
+                      std::make_move_iterator(kind.found.end()));
+    }
+  };
+  try {
+    const Descendants all(rootOf(m_pLibDoc));
+    for (auto node = all.begin(); node != all.end(); ++node) {
+      for (Kind& kind : kinds) {
+        LibElement element;
+        if (xercesc::XMLString::equals((*node)->getNodeName(), kind.name) &&
+            (!kind.isInLibrary || node.isBelow(&library)) && (this->*kind.fill)(*node, element)) {
+          kind.found.push_back(std::move(element));
+        }
       }
     }
+  } catch (...) {
+    append();  // callers get what was read
+    throw;
   }
-  for (Kind& kind : kinds) {
-    elements.insert(elements.end(), std::make_move_iterator(kind.found.begin()),
-                    std::make_move_iterator(kind.found.end()));
-  }
+  append();
 }

@@ -123,12 +123,12 @@ bool TqLibEmulator::putMedium(xercesc::DOMElement* from, xercesc::DOMElement* to
   if (oldPlace == nullptr || !removeTextNode(oldPlace, barCode)) {
     return false;
   }
-  from->setAttribute(names::isOccupied, names::falseText);
+  setOccupied(*from, false);
   xercesc::DOMElement* newPlace = Descendants(to, names::barCode).first();
   if (newPlace == nullptr || !addTextNode(m_pLibDoc, newPlace, barCode)) {
     return false;
   }
-  to->setAttribute(names::isOccupied, names::trueText);
+  setOccupied(*to, true);
   m_bLibModified = true;
   return true;
 }

@@ -75,7 +75,8 @@ bool PairedSave::commitJoined() {
     m_error = "cannot note what is to be saved: " + note.error();
     return false;
   }
-  // While the note stands, it does not matter which of the two a power loss leaves.
+  // While the note stands, it does not matter which of the two a power loss leaves; both are on the
+  // disk with the commit, which is before the note goes.
   if (m_first.place() && m_second.commit()) {
     note.remove();
     return true;

@@ -24,6 +24,7 @@
 
 #include "TqLibEmulator.h"
 #include "catalogue/DocumentMemory.h"
+#include "catalogue/Documents.h"
 #include "catalogue/XmlText.h"
 
 namespace {
@@ -94,32 +95,47 @@ public:
   void endElement(const xercesc::XMLElementDecl& element, const unsigned int uri, const bool isRoot,
                   const XMLCh* const prefix) override {
     --m_levels;
+    if (fCurrentNode == m_heldBehind && isPlacedBehind(*fCurrentNode)) {
+      letGoOfHeld();
+    }
     XercesDOMParser::endElement(element, uri, isRoot, prefix);
   }
 
   // Indentation behind an element is left out: nothing reads it, a save writes its own, and a node
   // for it costs as much as one for a value. That at the start of an element stays, since it would
-  // be the element's value. A text may come in pieces, so blanks are held until they prove to be
-  // all that is there.
+  // be the element's value, and so does that which an element is followed by at the end of another
+  // where new ones are placed behind it. A text may come in pieces, so blanks are held until it is
+  // known what follows.
   void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
-    if (fCurrentNode != m_heldBehind) {
+    if (isCData) {
       m_held.clear();
-    }
-    if (!isCData && isBehindElement() && xercesc::XMLChar1_0::isAllSpaces(text, length)) {
-      m_heldBehind = fCurrentNode;
+    } else if (isBehindElement() && xercesc::XMLChar1_0::isAllSpaces(text, length)) {
+      if (fCurrentNode != m_heldBehind) {
+        m_held.clear();
+        m_heldBehind = fCurrentNode;
+      }
       m_held.append(text, length);
       return;
-    }
-    if (!isCData && !m_held.empty()) {
-      XercesDOMParser::docCharacters(m_held.c_str(), m_held.size(), false);
+    } else {
+      letGoOfHeld();
     }
     XercesDOMParser::docCharacters(text, length, isCData);
   }
 
 private:
+  /// Whether the last node of the element that is being read is an element, too.
   bool isBehindElement() const {
     return fCurrentNode != fCurrentParent &&
            fCurrentNode->getNodeType() == xercesc::DOMNode::ELEMENT_NODE;
+  }
+
+  /// Adds the blanks that are held, unless something came behind them already.
+  void letGoOfHeld() {
+    if (fCurrentNode == m_heldBehind) {
+      XercesDOMParser::docCharacters(m_held.c_str(), m_held.size(), false);
+    }
+    m_heldBehind = nullptr;
+    m_held.clear();
   }
 
   int m_levels = 0;
@@ -165,6 +181,8 @@ ParsedFile parseFile(const std::string& path) {
   } catch (const xercesc::DOMException& problem) {
     return {nullptr, MyTranscode(problem.getMessage()), false};
   } catch (const xercesc::OutOfMemoryException&) {
+    return {nullptr, "Out of memory", false};
+  } catch (const std::bad_alloc&) {
     return {nullptr, "Out of memory", false};
   }
 }

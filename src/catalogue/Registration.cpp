@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "TqLibEmulator.h"
+#include "catalogue/DescendantIndex.h"
 #include "catalogue/Documents.h"
 #include "catalogue/DriveIndex.h"
 #include "catalogue/NewDocument.h"
@@ -85,13 +86,14 @@ bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElemen
 
 bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
   xercesc::DOMElement* library = singleLibrary(doc);
-  if (library == nullptr || !updateLibSpecificInfo(doc, library, record)) {
+  const DescendantIndex parts(library);
+  if (library == nullptr || !updateLibSpecificInfo(doc, parts, record)) {
     return false;
   }
-  xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).single();
+  xercesc::DOMElement* device = parts.single(names::libraryScsiDevice);
   return device != nullptr && updateDeviceScsiDevice(doc, device, record) &&
          updateLibraryUnit(record, library, device, doc) &&
-         updateDriveIdentifierMap(record, library, doc);
+         updateDriveIdentifierMap(record, library, parts, doc);
 }
 
 bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
@@ -105,20 +107,19 @@ bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElemen
     return false;
   }
   const xercesc::DOMElement* lastUnit = Descendants(library, names::libraryScsiUnit).last();
-  const xercesc::DOMElement* reference = lastUnit == nullptr ? device : lastUnit;
-  xercesc::DOMNode* next = reference->getNextSibling();
-  (next == nullptr ? library : next->getParentNode())->insertBefore(unit, next);
+  placeBehind(lastUnit == nullptr ? *device : *lastUnit, *library, unit);
   return true;
 }
 
 bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
+                                             const DescendantIndex& parts,
                                              xercesc::DOMDocument*& doc) {
   int base = 0;
   if (!extractValuesFromChildNode(library, names::driveBaseAddress, base)) {
     return false;
   }
   const auto numbers = numbersBySerial(record.DriveIdentifierMap);
-  for (xercesc::DOMElement* drive : Descendants(library, names::drive)) {
+  for (xercesc::DOMElement* drive : parts.named(names::drive)) {
     std::string serial;
     if (!getDriveSerialNumber(drive, serial)) {
       return false;

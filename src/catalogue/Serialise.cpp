@@ -2,20 +2,22 @@
 
 #include <stdexcept>
 
+#include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "catalogue/Documents.h"
 #include "catalogue/XmlMemory.h"
 
 namespace {
 
-/// Leaves out the indentation of an earlier save: written again, that of removed elements would
-/// pile up. White space that is the whole text of an element is a value and stays.
+/// Leaves out the indentation that reading left in the document: written again, that of removed
+/// elements would pile up. White space that is the whole text of an element is a value and stays.
 class WithoutIndentation : public xercesc::DOMLSSerializerFilter {
 public:
   FilterAction acceptNode(const xercesc::DOMNode* text) const override {
-    const bool isIndentation = isBlankText(*text) && (text->getNextSibling() != nullptr ||
-                                                      text->getPreviousSibling() != nullptr);
+    const XMLCh* value = text->getNodeValue();
+    const bool isIndentation =
+        xercesc::XMLChar1_0::isAllSpaces(value, xercesc::XMLString::stringLen(value)) &&
+        (text->getNextSibling() != nullptr || text->getPreviousSibling() != nullptr);
     return isIndentation ? FILTER_REJECT : FILTER_ACCEPT;
   }
   ShowType getWhatToShow() const override { return xercesc::DOMNodeFilter::SHOW_TEXT; }
