@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 
 #include "TempCatalogue.h"
 #include "TqLibEmulator.h"
+#include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
 
 namespace {
@@ -95,6 +97,28 @@ TEST(Log, KeepsEachErrorOnOneLineInItsFileOrElseOnStandardErrorAndLeavesErrnoAlo
     const std::string line = testing::internal::GetCapturedStderr();
     EXPECT_NE(line.find("[error] [origin] text\n"), std::string::npos) << path;
   }
+}
+
+TEST(Folder, IsListedByPatternAndKindAndLosesWhatIsUnlinked) {
+  const tests::TempFolder folder;
+  for (const char* const name : {"a.xml", "b.txt"}) writeFile(folder.path() / name, "");
+  fs::create_directory(folder.path() / "c.xml");
+  const auto listed = [&](const char* pattern, bool allEntries) {
+    CNuDirectory listing;
+    SNuDirEntry entry;
+    std::set<std::string> names;
+    EXPECT_FALSE(listing.Open(folder.path().c_str(), pattern, allEntries).IsError());
+    for (bool end = false; !listing.GetEntry(&entry, end).IsError() && !end;)
+      names.insert(entry.name);
+    EXPECT_FALSE(listing.Close().IsError());
+    return names;
+  };
+  EXPECT_EQ(listed("*", true), (std::set<std::string>{"a.xml", "b.txt", "c.xml"}));
+  EXPECT_EQ(listed("*.xml", false), std::set<std::string>{"a.xml"});
+  const std::string file = (folder.path() / "a.xml").string();
+  EXPECT_EQ(CNuUTFOSAPI::unlink(file.c_str()).GetErrorCode(), 0);
+  EXPECT_EQ(CNuUTFOSAPI::unlink(file.c_str()).GetErrorCode(), ENOENT);
+  EXPECT_EQ(CNuDirectory().Open(file.c_str(), "*", true).GetErrorCode(), ENOENT);
 }
 
 TEST(LastError, IsCopiedWithinTheBufferGiven) {

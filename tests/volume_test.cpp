@@ -139,6 +139,25 @@ TEST_F(Volume, ABlockTakesNoCallsButThoseOnItsFileAndItsFolder) {
   EXPECT_EQ(calls([&] { return volume.WriteDataForDrive(1, 0, buffer, 4, count); }), 4U + 5 + 2);
 }
 
+TEST_F(Volume, ADirectCallLooksAtTheConfigurationOnce) {
+  if (!tests::canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
+  catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
+  fs::create_directory(catalogue.path() / "work");
+  const auto operation = [&] {
+    tests::Outcome outcome;
+    DirectWriteDataForDrive("V1", 0, 0, buffer, 4, &outcome.count, nullptr, nullptr, 0);
+    return outcome;
+  };
+  std::vector<tests::SystemCall> calls;
+  EXPECT_EQ(tests::runInChild(root, operation, {}, &calls).outcome.count, 4U);
+  EXPECT_EQ(std::ranges::count_if(calls,
+                                  [&](const auto& call) {
+                                    return call.number == SYS_newfstatat &&
+                                           call.path == catalogue.path() / "tqlib.ini";
+                                  }),
+            1);
+}
+
 TEST_F(Volume, TheCatalogueDirectoryIsFoundStepByStep) {
   const auto found = [](std::string dir, int expected = 1) {
     EXPECT_EQ(TqLibEmlFile::GetTQLibEMLXMLDir(dir), expected) << dir;
@@ -325,6 +344,8 @@ TEST_F(Volume, TheDirectCallsNeedAllButCodeAndText) {
   EXPECT_EQ(succeeding("V1", data, nullptr), 0);
   EXPECT_EQ(code, 77);
   EXPECT_EQ(DirectWriteDataForDrive("..", 0, 0, data, 1, &count, nullptr, nullptr, 0), 0);
+  EXPECT_EQ(DirectReadDataForDrive("..", 0, 0, data, 1, &count, &code, nullptr, 0), 0);
+  EXPECT_EQ(code, 993);
 }
 
 }  // namespace

@@ -68,8 +68,8 @@ struct FileVersion {
 }  // namespace
 
 struct TQPlatformInfo::Store {
-  /// Each block of a tape asks. The names are few and mostly differ in length, so looking at one
-  /// after the other is the quickest.
+  /// Each block of a tape asks for values. Names are few and mostly differ in length, so comparing
+  /// one after the other is the quickest.
   struct Section {
     std::string name;
     std::vector<std::pair<std::string, std::string>> values;  ///< by their keys
@@ -141,15 +141,17 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     errno = 0;
     std::ifstream stream(file);
     if (!stream) {
-      return unreadable(file, errno);
+      const int code = errno;
+      return unreadable(file, code);
     }
     ptree tree;
     boost::property_tree::read_ini(stream, tree);
     for (const auto& [name, values] : tree) {
-      Section& section = store->sections.emplace_back(name);
+      Section section{name, {}};
       for (const auto& [key, value] : values) {
         section.values.emplace_back(key, value.data());
       }
+      store->sections.push_back(std::move(section));
     }
   } catch (const boost::property_tree::ini_parser_error& error) {
     return without("Failed to parse " + file + ", line " + std::to_string(error.line()) +
@@ -167,7 +169,8 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
   const std::scoped_lock lock(cache.mutex);
   struct stat record;  // filled whole or not used
   if (::stat(file, &record) != 0) {
-    return unreadable(file, errno);
+    const int code = errno;  // before a string is made of the name
+    return unreadable(file, code);
   }
   if (!S_ISREG(record.st_mode)) {
     return unreadable(file, S_ISDIR(record.st_mode) ? EISDIR : EINVAL);

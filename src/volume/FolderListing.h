@@ -16,7 +16,7 @@
 
 namespace volume {
 
-/// Opens once and is walked once. What can fail returns 0 or an errno value.
+/// Is walked once, after an open that worked. What can fail returns 0 or an errno value.
 class FolderListing {
 public:
   FolderListing() = default;
@@ -58,7 +58,8 @@ public:
     });
   }
 
-  /// Deletes an entry, while the listing is walked, where that is allowed.
+  /// Deletes an entry, while the listing is walked. A failure is ignored on purpose: what cannot be
+  /// deleted stays, and the others go.
   void remove(const char* name) { ::unlinkat(::dirfd(m_directory), name, 0); }
 
 private:

@@ -49,7 +49,7 @@ bool TqLibEmlFile::GetVolumeSize(unsigned long long& volumeSize) {
 }
 
 /// Adds the sizes of what lies in `folder`, as nameFolder() gave it, to `size`.
-bool TqLibEmlFile::measure(std::string& folder, unsigned long long& size) {
+bool TqLibEmlFile::measure(const std::string& folder, unsigned long long& size) {
   volume::FolderListing listing;
   const auto outcome = openIn(folder, [&] { return listing.open(folder); });
   if (!outcome) {

@@ -14,6 +14,7 @@
 
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
+#include "TqPlatform/PlatformInfo.h"
 #include "common/FolderSync.h"
 #include "volume/FolderListing.h"
 #include "volume/VolumeFolder.h"
@@ -23,7 +24,7 @@ namespace {
 constexpr unsigned long long kDefaultMaxVolumeSize = 4ULL << 30;
 constexpr unsigned kBytesPerMiBShift = 20;
 constexpr std::size_t kMaxNameLength = 255;    // of a path component on Linux
-constexpr std::size_t kUsualPathLength = 256;  // for which room is made once
+constexpr std::size_t kUsualPathLength = 256;  // of a file mark's; room for it is made once
 constexpr int kNoVolumeName = 993;
 constexpr char kFolderOrigin[] = "TqLibEmlFile::GetVolumeFolder";
 constexpr std::string_view kCatalogue = "/LibEmulator/";
@@ -38,7 +39,9 @@ unsigned long long bytesOfMiB(unsigned long long count) {
 /// Puts a configured directory into `directory`, without the one backslash that may end it. False,
 /// with nothing changed, when there is none.
 bool findDirectory(TQPlatformInfo& platform, const char* key, std::string& directory) {
-  char buffer[1025];  // not cleared: that takes longer than the look-up
+  // Cleared, here and below: a host's store may copy a value without a terminator, or find an empty
+  // one without touching the buffer.
+  char buffer[1025] = {};
   int length = sizeof buffer;
   for (const char* const section : kSections) {
     if (platform.getString(section, key, buffer, &length) != 0) {
@@ -95,7 +98,7 @@ bool ensureFolder(const std::string& folder) {
 /// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
 void nameCatalogueDirectory(TQPlatformInfo& platform, std::string& dir) {
   if (!findDirectory(platform, "sVirtualLibXMLDirectory", dir)) {
-    char buffer[1025];
+    char buffer[1025] = {};
     int length = sizeof buffer - 1;
     if (platform.getDirectory("Base", "dMERIDIANHOME", buffer, &length) == 1) {
       dir = buffer;
@@ -127,23 +130,48 @@ bool isVolumeName(std::string_view name) {
 
 }  // namespace
 
-TqLibEmlFile::TqLibEmlFile(const std::string& volumeName, const Configuration& configuration)
-    : m_sVolumeName(volumeName), m_nMaxVolumeSize(configuredMaxVolumeSize(configuration.platform)) {
-  findDirectory(configuration.platform, "sVirtualTapeDirectory", m_sTapeDirectory);
+/// The configuration at the moment when it is first asked for: a look is a system call, which shows
+/// in the time of a block. It is given up before anything is opened.
+class TqLibEmlFile::Configuration {
+public:
+  TQPlatformInfo& platform() {
+    if (!m_platform) {
+      m_platform.emplace().setFocus(TQPI_Focus::getFocus());
+    }
+    return *m_platform;
+  }
+
+private:
+  std::optional<TQPlatformInfo> m_platform;
+};
+
+TqLibEmlFile::TqLibEmlFile(const std::string& volumeName) : m_sVolumeName(volumeName) {
+  Configuration configuration;
+  configure(configuration);
 }
 
-TqLibEmlFile::TqLibEmlFile(const std::string& volumeName)
-    : TqLibEmlFile(volumeName, Configuration()) {}
+/// For a single call: puts the volume's folder into `folder` by the same look at the configuration.
+/// It stays empty, with code 993 set, when the volume's name is none.
+TqLibEmlFile::TqLibEmlFile(const std::string& volumeName, std::string& folder)
+    : m_sVolumeName(volumeName) {
+  Configuration configuration;
+  configure(configuration);
+  nameFolder(folder, configuration);
+}
 
 TqLibEmlFile::~TqLibEmlFile() = default;
+
+void TqLibEmlFile::configure(Configuration& configuration) {
+  m_nMaxVolumeSize = configuredMaxVolumeSize(configuration.platform());
+  findDirectory(configuration.platform(), "sVirtualTapeDirectory", m_sTapeDirectory);
+}
 
 bool TqLibEmlFile::IsFilePresent(const std::string& path) {
   return !isCutShort(path) && !CNuUTFOSAPI::access(path.c_str(), 0).IsError();
 }
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
-  const Configuration configuration;
-  nameCatalogueDirectory(configuration.platform, dir);
+  nameCatalogueDirectory(Configuration().platform(), dir);
   return ensureCatalogueDirectory(dir) ? 1 : 0;
 }
 
@@ -151,9 +179,15 @@ bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {
   return nameFolder(folder) && makeFolder(folder);
 }
 
-/// Puts the volume's folder into `folder`, without looking whether it is there. The configuration
-/// is looked at where it is needed and not given.
-bool TqLibEmlFile::nameFolder(std::string& folder, const Configuration* configuration) {
+bool TqLibEmlFile::nameFolder(std::string& folder) {
+  Configuration configuration;
+  return nameFolder(folder, configuration);
+}
+
+/// Replaces `folder`, which serves as the catalogue's base where nothing is configured, by the
+/// volume's folder, without looking whether that is there. False, with `folder` as it was and code
+/// 993 set, when the volume's name is none.
+bool TqLibEmlFile::nameFolder(std::string& folder, Configuration& configuration) {
   if (!isVolumeName(m_sVolumeName)) {
     EvDebug::Error(debugHandler, kFolderOrigin, "Failed to get volume folder.");
     m_nErrorCode = kNoVolumeName;
@@ -163,9 +197,7 @@ bool TqLibEmlFile::nameFolder(std::string& folder, const Configuration* configur
   if (!m_sTapeDirectory.empty()) {
     folder = m_sTapeDirectory;
   } else {
-    std::optional<Configuration> current;
-    const Configuration& seen = configuration != nullptr ? *configuration : current.emplace();
-    nameCatalogueDirectory(seen.platform, folder);
+    nameCatalogueDirectory(configuration.platform(), folder);
     folder += kData;
   }
   folder += '/';
@@ -173,8 +205,9 @@ bool TqLibEmlFile::nameFolder(std::string& folder, const Configuration* configur
   return true;
 }
 
-/// Creates what is missing of `folder`, as nameFolder() gave it, from the top. What cannot be
-/// created is in `folder` then.
+/// Creates what is missing of `folder`, as nameFolder() gave it, from the top. False when something
+/// could not be created, which `folder` then names instead. The folders above are found by the last
+/// slashes, of which a volume's name has none.
 bool TqLibEmlFile::makeFolder(std::string& folder) {
   if (m_sTapeDirectory.empty()) {
     std::string data = folder.substr(0, folder.rfind('/'));
@@ -212,9 +245,11 @@ bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
 
 bool TqLibEmlFile::EraseVolume() {
   std::string folder;
-  if (!nameFolder(folder)) {
-    return false;
-  }
+  return nameFolder(folder) && eraseIn(folder);
+}
+
+/// Erases what lies in `folder`, as nameFolder() gave it.
+bool TqLibEmlFile::eraseIn(const std::string& folder) {
   volume::FolderListing listing;
   const auto outcome = openIn(folder, [&] { return listing.open(folder); });
   if (!outcome) {

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
@@ -47,26 +46,23 @@ Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* o
 
 }  // namespace
 
-/// A volume object for one call of a C function, which looks at the configuration once.
-class DirectTransfer {
-public:
-  explicit DirectTransfer(const char* volumeName) : m_file(volumeName, m_configuration) {}
+/// The volume object of one call of a C function, and its folder, named as the object was made:
+/// the configuration is looked at once.
+struct TqLibEmlFileCall {
+  explicit TqLibEmlFileCall(const char* volumeName) : file(volumeName, folder) {}
 
-  template <typename... Arguments>
-  bool read(Arguments&&... arguments) {
-    return m_file.read(&m_configuration, std::forward<Arguments>(arguments)...);
+  bool read(int fileMark, unsigned long long offset, unsigned char* buffer, unsigned long length,
+            unsigned long& bytesRead) {
+    return !folder.empty() && file.readIn(folder, fileMark, offset, buffer, length, bytesRead);
   }
 
-  template <typename... Arguments>
-  bool write(Arguments&&... arguments) {
-    return m_file.write(&m_configuration, std::forward<Arguments>(arguments)...);
+  bool write(int fileMark, unsigned long long offset, const unsigned char* buffer,
+             unsigned long length, unsigned long& bytesWritten) {
+    return !folder.empty() && file.writeIn(folder, fileMark, offset, buffer, length, bytesWritten);
   }
 
-  const MMS2BaseError& error() const { return m_file; }
-
-private:
-  const TqLibEmlFile::Configuration m_configuration;
-  TqLibEmlFile m_file;
+  std::string folder;  // before the object, which names it
+  TqLibEmlFile file;
 };
 
 namespace {
@@ -77,14 +73,14 @@ template <typename Transfer>
 int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
                       Transfer transfer) {
   try {
-    DirectTransfer call(volumeName);
+    TqLibEmlFileCall call(volumeName);
     if (transfer(call)) {
       return 1;
     }
     if (errorCode != nullptr) {
-      *errorCode = call.error().getErrorCode();
+      *errorCode = call.file.getErrorCode();
     }
-    call.error().getLastError(errorText, errorTextSize);
+    call.file.getLastError(errorText, errorTextSize);
   } catch (...) {
   }
   return 0;
@@ -94,21 +90,19 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
 
 bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                                     unsigned long length, unsigned long& bytesRead) {
-  return read(nullptr, fileMark, offset, buffer, length, bytesRead);
+  std::string folder;
+  return nameFolder(folder) && readIn(folder, fileMark, offset, buffer, length, bytesRead);
 }
 
 bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
                                      const unsigned char* buffer, unsigned long length,
                                      unsigned long& bytesWritten) {
-  return write(nullptr, fileMark, offset, buffer, length, bytesWritten);
+  std::string folder;
+  return nameFolder(folder) && writeIn(folder, fileMark, offset, buffer, length, bytesWritten);
 }
 
-bool TqLibEmlFile::read(const Configuration* configuration, int fileMark, unsigned long long offset,
-                        unsigned char* buffer, unsigned long length, unsigned long& bytesRead) {
-  std::string folder;
-  if (!nameFolder(folder, configuration)) {
-    return false;
-  }
+bool TqLibEmlFile::readIn(std::string& folder, int fileMark, unsigned long long offset,
+                          unsigned char* buffer, unsigned long length, unsigned long& bytesRead) {
   const FileDescriptor file(openFileMark(folder, fileMark, kReadOrigin));
   if (!file) {
     return false;
@@ -133,16 +127,15 @@ bool TqLibEmlFile::read(const Configuration* configuration, int fileMark, unsign
   return seek == Seek::wentBeyond;
 }
 
-bool TqLibEmlFile::write(const Configuration* configuration, int fileMark,
-                         unsigned long long offset, const unsigned char* buffer,
-                         unsigned long length, unsigned long& bytesWritten) {
+bool TqLibEmlFile::writeIn(std::string& folder, int fileMark, unsigned long long offset,
+                           const unsigned char* buffer, unsigned long length,
+                           unsigned long& bytesWritten) {
   if (fileMark == 0 && offset == 0) {
-    EraseVolume();
+    eraseIn(folder);  // its code and log line tell a failure; the write goes on
   }
-  std::string folder;
   unsigned long long total = 0;
-  if (!nameFolder(folder, configuration) ||
-      !writeIn(folder, fileMark, offset, buffer, length, bytesWritten) || !measure(folder, total)) {
+  if (!writeBlock(folder, fileMark, offset, buffer, length, bytesWritten) ||
+      !measure(folder, total)) {
     return false;
   }
   if (total > m_nMaxVolumeSize) {
@@ -155,12 +148,14 @@ bool TqLibEmlFile::write(const Configuration* configuration, int fileMark,
   return true;
 }
 
-/// The descriptor of a file mark that was opened in `folder`, as nameFolder() gave it; else -1.
+/// The descriptor of a file mark that was opened in `folder`, as nameFolder() gave it; else -1,
+/// with code 764 and a log line for a file that cannot be opened, and neither of its own for a
+/// folder that cannot be had. `folder` is lengthened meanwhile, and as it was in the end.
 int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* origin) {
   const std::string name = volume::fileMarkName(fileMark);
   int descriptor = -1;
   const auto error = openIn(folder, [&] {
-    folder += name;  // for which there is room, unlike for another path
+    folder += name;  // for which there is usually room, unlike for another path
     descriptor = ::open64(folder.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
     const int code = descriptor == -1 ? errno : 0;
     folder.resize(folder.size() - name.size());
@@ -175,9 +170,9 @@ int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* or
 
 // False only when the file cannot be opened. What else goes wrong is told by code and count alone:
 // the result of a write is that of measuring the volume after it.
-bool TqLibEmlFile::writeIn(std::string& folder, int fileMark, unsigned long long offset,
-                           const unsigned char* buffer, unsigned long length,
-                           unsigned long& bytesWritten) {
+bool TqLibEmlFile::writeBlock(std::string& folder, int fileMark, unsigned long long offset,
+                              const unsigned char* buffer, unsigned long length,
+                              unsigned long& bytesWritten) {
   const FileDescriptor file(openFileMark(folder, fileMark, kWriteOrigin));
   if (!file) {
     return false;
@@ -205,7 +200,7 @@ int DirectReadDataForDrive(const char* volumeName, int fileMark, unsigned long l
     return 0;
   }
   return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
-                           [&](DirectTransfer& call) {
+                           [&](TqLibEmlFileCall& call) {
                              return call.read(fileMark, offset, buffer, length, *bytesRead);
                            });
 }
@@ -218,7 +213,7 @@ int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long 
     return 0;
   }
   return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
-                           [&](DirectTransfer& call) {
+                           [&](TqLibEmlFileCall& call) {
                              return call.write(fileMark, offset, buffer, length, *bytesWritten);
                            });
 }

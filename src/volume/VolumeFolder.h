@@ -8,7 +8,6 @@
 #include <string>
 
 #include "TqLibEmlFile.h"
-#include "TqPlatform/PlatformInfo.h"
 
 namespace volume {
 
@@ -17,26 +16,22 @@ std::string fileMarkName(int fileMark);
 
 }  // namespace volume
 
-/// The configuration at one moment. A look is a system call, which shows in the time of a block, so
-/// one is enough for a call of a C function, which needs two things of it.
-struct TqLibEmlFile::Configuration {
-  Configuration() { platform.setFocus(TQPI_Focus::getFocus()); }
-
-  mutable TQPlatformInfo platform;  // whose look-ups are not const, though they change nothing
-};
-
 /// Calls `open`, which returns 0 or an errno value, on something in `folder`, as nameFolder() gave
-/// it. The result is that of `open`; none when the folder is missing and cannot be made.
+/// it. The result is that of `open`; none when it failed and the folder could then not be made or
+/// looked for.
 ///
 /// What opens shows that each folder on its path is there, so looking for them first would have
 /// found them and made none. Any failure is followed by that look, and by another try only where
 /// nothing was found: then something on the path was missing, and the folder may be new. Other
 /// errors cannot come of a folder that this makes, and stand.
 template <typename Open>
-std::optional<int> TqLibEmlFile::openIn(std::string& folder, Open open) {
+std::optional<int> TqLibEmlFile::openIn(const std::string& folder, Open open) {
   const int error = open();
-  if (error != 0 && !makeFolder(folder)) {
-    return std::nullopt;
+  if (error != 0) {
+    std::string made = folder;
+    if (!makeFolder(made)) {
+      return std::nullopt;
+    }
   }
   return error == ENOENT ? open() : error;
 }
