@@ -16,7 +16,8 @@
 
 namespace volume {
 
-/// Is walked once, after an open that worked. What can fail returns 0 or an errno value.
+/// May be opened again after an open that failed, and is walked once after one that worked. What
+/// can fail returns 0 or an errno value.
 class FolderListing {
 public:
   FolderListing() = default;
