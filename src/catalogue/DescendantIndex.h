@@ -6,14 +6,34 @@
 #include <unordered_map>
 #include <vector>
 
-#include "catalogue/Descendants.h"
+#include "catalogue/Documents.h"
 
 class DescendantIndex {
 public:
   /// `root` may be null. Names are those of the document, which has to stay.
   explicit DescendantIndex(const xercesc::DOMNode* root) {
     for (xercesc::DOMElement* element : Descendants(root)) {
-      m_elements[element->getNodeName()].push_back(element);
+      add(element);
+    }
+  }
+
+  /// The descendants of the one library of `doc`, which is put into `library`; none, and null, when
+  /// there is no library or more than one.
+  DescendantIndex(const xercesc::DOMDocument* doc, xercesc::DOMElement*& library) {
+    library = nullptr;
+    const Descendants all(rootOf(doc));
+    for (auto element = all.begin(); element != all.end(); ++element) {
+      if (!xercesc::XMLString::equals((*element)->getNodeName(), names::library)) {
+        if (library != nullptr && element.isBelow(library)) {
+          add(*element);
+        }
+      } else if (library == nullptr) {
+        library = *element;
+      } else {
+        library = nullptr;
+        m_elements.clear();
+        return;
+      }
     }
   }
 
@@ -31,5 +51,7 @@ public:
   }
 
 private:
+  void add(xercesc::DOMElement* element) { m_elements[element->getNodeName()].push_back(element); }
+
   std::unordered_map<std::basic_string_view<XMLCh>, std::vector<xercesc::DOMElement*>> m_elements;
 };

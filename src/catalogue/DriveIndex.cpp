@@ -1,19 +1,22 @@
 #include "catalogue/DriveIndex.h"
 
-#include "catalogue/Documents.h"
+#include "catalogue/DescendantIndex.h"
 
 bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
   if (doc != nullptr && doc == m_doc) {
     return m_parent != nullptr;
   }
   forget();
-  m_parent = isStandaloneDrive ? rootOf(doc) : singleLibrary(doc);
+  m_parent = isStandaloneDrive ? rootOf(doc) : nullptr;
+  const DescendantIndex parts =
+      isStandaloneDrive ? DescendantIndex(m_parent) : DescendantIndex(doc, m_parent);
   if (m_parent == nullptr) {
     return false;
   }
   m_doc = doc;
-  m_firstSlot = isStandaloneDrive ? nullptr : Descendants(m_parent, names::slots).first();
-  for (xercesc::DOMElement* drive : Descendants(m_parent, names::drive)) {
+  const auto& slots = parts.named(names::slots);
+  m_firstSlot = isStandaloneDrive || slots.empty() ? nullptr : slots.front();
+  for (xercesc::DOMElement* drive : parts.named(names::drive)) {
     m_drives.emplace(drive->getAttribute(names::name), drive);
   }
   return true;

@@ -85,8 +85,8 @@ bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElemen
 }
 
 bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
-  xercesc::DOMElement* library = singleLibrary(doc);
-  const DescendantIndex parts(library);
+  xercesc::DOMElement* library = nullptr;
+  const DescendantIndex parts(doc, library);
   if (library == nullptr || !updateLibSpecificInfo(doc, parts, record)) {
     return false;
   }
