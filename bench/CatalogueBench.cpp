@@ -230,15 +230,42 @@ bench::Round creationRound(const Made& listed, const std::string& folder) {
 
 using MakeRound = std::function<bench::Round(const Made&)>;
 
+constexpr int kSmall = 1000;
+constexpr int kLarge = 50000;
+constexpr int kSmallRounds = 9;  // beside one with the large library
+
+/// How much more an element costs in the large library than in the small one: the two take turns,
+/// for a machine that others use too may be another one between two benchmarks.
+bench::Round growthRound(const bench::Round& large, const bench::Round& small) {
+  return [=](bool isCallFirst) {
+    std::vector<double> call;
+    std::vector<double> bare;
+    for (int i = 0; i < kSmallRounds; ++i) {
+      const bench::Figures each = small(isCallFirst);
+      call.push_back(each.call);
+      bare.push_back(each.bare);
+    }
+    constexpr double sizes = double{kLarge} / kSmall;
+    const bench::Figures all = large(isCallFirst);
+    return bench::Figures{all.call / bench::median(call) / sizes,
+                          all.bare / bench::median(bare) / sizes};
+  };
+}
+
 void measure(const std::string& name, const Place& place, const MakeRound& makeRound) {
-  for (const int elements : {10, 100, 1000, 10000, 50000}) {
-    auto* const benchmark = bench::compare(
-        "catalogue/" + name + "/" + std::to_string(elements),
-        [=, &place] { return makeRound(std::make_shared<Library>(place, elements)); });
-    if (elements > 10000) {
+  const auto roundOf = [=, &place](int elements) {
+    return makeRound(std::make_shared<Library>(place, elements));
+  };
+  for (const int elements : {10, 100, kSmall, 10000, kLarge}) {
+    auto* const benchmark = bench::compare("catalogue/" + name + "/" + std::to_string(elements),
+                                           [=] { return roundOf(elements); });
+    if (elements == kLarge) {
       benchmark->Repetitions(bench::kSlowRepetitions);
     }
   }
+  bench::compare("growth/" + name, [=] {
+    return growthRound(roundOf(kLarge), roundOf(kSmall));
+  })->Repetitions(bench::kSlowRepetitions);
 }
 
 }  // namespace

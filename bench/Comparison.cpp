@@ -8,12 +8,6 @@
 namespace bench {
 namespace {
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const std::size_t half = values.size() / 2;
-  return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
 void repeat(benchmark::State& state, const SetUp& setUp) {
   static bool isCallFirst = false;  // goes on from one repetition to the next, which may be short
   std::vector<double> call;
@@ -35,6 +29,12 @@ void repeat(benchmark::State& state, const SetUp& setUp) {
 }
 
 }  // namespace
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t half = values.size() / 2;
+  return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
 
 benchmark::internal::Benchmark* compare(const std::string& name, const SetUp& setUp) {
   return benchmark::RegisterBenchmark(name.c_str(), [=](auto& state) { repeat(state, setUp); })

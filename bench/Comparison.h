@@ -19,7 +19,9 @@ inline void require(bool succeeded, std::string_view what) {
   }
 }
 
-/// What each of the two took: seconds, or bytes of memory.
+double median(std::vector<double> values);
+
+/// What each of the two took: seconds, or bytes of memory; or how it grew.
 struct Figures {
   double call = 0;
   double bare = 0;
@@ -61,7 +63,7 @@ private:
   bool m_failed = false;
 };
 
-constexpr int kSlowRepetitions = 5;  // of what takes seconds
+constexpr int kSlowRepetitions = 5;  // of what takes long
 
 void registerCatalogue(const Place& place);
 void registerDrives(const Place& place);

@@ -27,9 +27,7 @@ public:
 
   TqLibEmulator& catalogue() { return m_catalogue; }
   const std::string& key() const { return m_key; }
-  const std::string& file() const { return m_file.path; }
   const std::string& copy() const { return m_file.copy; }
-  const std::string& list() const { return m_list.path; }
   const std::string& listCopy() const { return m_list.copy; }
 
   int elements() const { return static_cast<int>(m_slots.size()) + kDrives; }

@@ -1,5 +1,5 @@
 # Draws what bench/report wrote into `data`, into the folder `images`. A column for what is on the
-# x axis, then call, bare work (seconds) and ratio. The colours are told apart by all eyes.
+# x axis, then call, bare work (seconds) and ratio. The colours are told apart by the colour-blind, too.
 
 blue = "#0072B2"; orange = "#D55E00"; green = "#009E73"; purple = "#CC79A7"
 set terminal svg size 1000,430 font "sans-serif,13" background "#ffffff"

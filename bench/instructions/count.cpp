@@ -29,7 +29,8 @@ constexpr std::size_t kBlock = 64 * 1024;
 constexpr char kVolume[] = "VOLUME";
 
 // Each has a library of its own, so that none finds another one's traces. Those that change
-// something change it every time: a change that leaves all as it is might be told and left out.
+// something change it every time: a change that leaves all as it is might come to be noticed and
+// skipped.
 class Operations {
 public:
   Operations();

@@ -25,7 +25,8 @@ inline xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
   return static_cast<xercesc::DOMElement*>(node);
 }
 
-/// Whether new elements are placed behind this one. Reading keeps the text that follows it.
+/// Whether new elements are placed behind this one. Reading keeps the blanks between it and the end
+/// of its parent, which tell placeBehind() that it is to stay in there.
 inline bool isPlacedBehind(const xercesc::DOMNode& node) {
   const XMLCh* const placed[] = {names::library, names::shelf, names::libraryScsiDevice,
                                  names::libraryScsiUnit};
@@ -42,8 +43,8 @@ inline void placeBehind(const xercesc::DOMNode& reference, xercesc::DOMNode& las
   (next == nullptr ? last : *next->getParentNode()).insertBefore(node, next);
 }
 
-/// Removes `node` from `parent`. It goes with its document at the end of the call; to release the
-/// nodes of a library one by one costs half as much as to read them.
+/// Removes `node` from `parent`. It goes with its document at the end of the call: to release
+/// the nodes of a library one by one would cost much of what it costs to read them.
 inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
   parent.removeChild(node);
 }

@@ -4,7 +4,7 @@
 
 bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
   if (doc != nullptr && doc == m_doc) {
-    return m_parent != nullptr;
+    return true;
   }
   forget();
   m_parent = isStandaloneDrive ? rootOf(doc) : nullptr;

@@ -59,9 +59,12 @@ void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
     const Descendants all(rootOf(m_pLibDoc));
     for (auto node = all.begin(); node != all.end(); ++node) {
       for (Kind& kind : kinds) {
+        if (!xercesc::XMLString::equals((*node)->getNodeName(), kind.name) ||
+            (kind.isInLibrary && !node.isBelow(&library))) {
+          continue;
+        }
         LibElement element;
-        if (xercesc::XMLString::equals((*node)->getNodeName(), kind.name) &&
-            (!kind.isInLibrary || node.isBelow(&library)) && (this->*kind.fill)(*node, element)) {
+        if ((this->*kind.fill)(*node, element)) {
           kind.found.push_back(std::move(element));
         }
       }

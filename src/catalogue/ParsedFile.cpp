@@ -4,7 +4,7 @@
 //
 // The catalogue's files have no document type declaration. An internal subset is the place where
 // entities that unfold to gigabytes, or that stand for other files, are declared, so it is refused
-// before it is read. Neither are there many levels of elements: what goes through a tree, of the
+// before it is read. Nor may there be many levels of elements: what goes through a tree, of the
 // XML library or here, may call itself for each, and every level is indented when it is written.
 
 #include "catalogue/ParsedFile.h"
@@ -102,10 +102,10 @@ public:
   }
 
   // Indentation behind an element is left out: nothing reads it, a save writes its own, and a node
-  // for it costs as much as one for a value. That at the start of an element stays, since it would
-  // be the element's value, and so does that which an element is followed by at the end of another
-  // where new ones are placed behind it. A text may come in pieces, so blanks are held until it is
-  // known what follows.
+  // for it costs as much as one for a value. Two kinds stay: that at the start of an element, since
+  // it would be the element's value, and that behind a last child which others are placed behind. A
+  // text may come in pieces, so blanks are held until it is known what follows; those before a
+  // CDATA section are a node of their own and go.
   void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
     if (isCData) {
       m_held.clear();

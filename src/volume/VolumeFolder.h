@@ -1,6 +1,6 @@
-// The way to what lies in a volume's folder. A folder that is there, as it is but once in a
-// volume's life, costs nothing: what is wanted is opened at once, and the folder is looked for when
-// that fails.
+// The way to what lies in a volume's folder. A folder that is there, as in all calls but
+// a volume's first, costs nothing: what is wanted is opened at once, and the folder is looked for
+// when that fails.
 #pragma once
 
 #include <cerrno>
@@ -11,7 +11,7 @@
 
 namespace volume {
 
-/// What a file mark's file is called behind its folder's path, with the slash.
+/// What to append to a folder's path for that of a file mark in it, such as "/00000001".
 std::string fileMarkName(int fileMark);
 
 }  // namespace volume
