@@ -105,12 +105,11 @@ TEST_F(Volume, LiesUnderTheConfiguredDirectoryOrTheCataloguesDataFolder) {
 }
 
 TEST_F(Volume, WhatWasRemovedSinceIsMadeAgain) {
-  for (const auto& [configured, removed] :
-       {std::pair{root, folder().string()}, {"", catalogue.catalogue()}}) {
-    catalogue.config("MediaManager", "sVirtualTapeDirectory", configured);
+  for (const auto& place : {std::pair{root, folder().string()}, {"", catalogue.catalogue()}}) {
+    catalogue.config("MediaManager", "sVirtualTapeDirectory", place.first);
     TqLibEmlFile volume(volumeName);
     unsigned long count = 0;
-    const auto isDone = [&](auto work) { return fs::remove_all(removed) > 0 && work(); };
+    const auto isDone = [&](auto work) { return fs::remove_all(place.second) > 0 && work(); };
     ASSERT_TRUE(volume.ReadDataForDrive(1, 0, buffer, 4, count));
     EXPECT_TRUE(isDone([&] { return volume.WriteDataForDrive(1, 0, buffer, 4, count); }));
     EXPECT_EQ(count, 4U);
