@@ -190,9 +190,10 @@ const Operation kChanges[] = {
 
 using Made = std::shared_ptr<Library>;
 
+/// The list of libraries is put back for a query too: another library may have taken its place.
 bench::Round queryRound(const Operation& operation, const Made& library) {
   return bench::timed({[=] { bench::require(operation.call(*library), operation.name); },
-                       [=] { operation.bare(*library); }});
+                       [=] { operation.bare(*library); }, [=] { library->restore(); }});
 }
 
 bench::Round changeRound(const Operation& operation, const Made& library) {
