@@ -370,6 +370,7 @@ private:
   bool hasDocument(const char* origin, const std::string& libraryName);
   xercesc::DOMElement* rootOrReport(const char* origin, const std::string& libraryName);
   xercesc::DOMElement* singleLibraryOrReport(const char* origin);
+  void reportNoSingleLibrary(const char* origin);
   bool ensureLoaded();
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
@@ -474,8 +475,9 @@ private:
   // Device query
   bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
                                   const std::string& libraryId);
-  bool appendDevices(const std::string& maName, xercesc::DOMElement* root,
-                     xercesc::DOMElement* library, std::vector<SCSIUnitNoMap>& devices);
+  bool appendDevices(const std::string& maName, xercesc::DOMElement* library,
+                     const std::vector<xercesc::DOMElement*>& drives,
+                     std::vector<SCSIUnitNoMap>& devices);
   bool appendDrive(const std::string& maName, xercesc::DOMElement* drive,
                    std::vector<SCSIUnitNoMap>& devices, SCSIUnit* seenLibrary);
 

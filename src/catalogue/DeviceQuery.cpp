@@ -4,8 +4,7 @@
 // they share only the frame of the operation cycle.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
-#include "catalogue/Names.h"
+#include "catalogue/DescendantIndex.h"
 #include "catalogue/OperationCycle.h"
 
 namespace {
@@ -45,22 +44,27 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
     if (root == nullptr) {
       return false;
     }
-    // One file that an operator has to mend, or whose library was removed, must not hide the
-    // libraries of all others.
-    xercesc::DOMElement* library = singleLibraryOrReport(kTerms.origin);
-    return library == nullptr || appendDevices(maName, root, library, devices);
+    const DescendantIndex parts(root);
+    xercesc::DOMElement* library = parts.single(names::library);
+    if (library == nullptr) {
+      // One file that an operator has to mend, or whose library was removed, must not hide the
+      // libraries of all others.
+      reportNoSingleLibrary(kTerms.origin);
+      return true;
+    }
+    return appendDevices(maName, library, parts.named(names::drive), devices);
   });
 }
 
-bool TqLibEmulator::appendDevices(const std::string& maName, xercesc::DOMElement* root,
-                                  xercesc::DOMElement* library,
+bool TqLibEmulator::appendDevices(const std::string& maName, xercesc::DOMElement* library,
+                                  const std::vector<xercesc::DOMElement*>& drives,
                                   std::vector<SCSIUnitNoMap>& devices) {
   SCSIUnit libraryUnit;
   const bool isSeen = getScsiUnitForMA(library, true, maName) != nullptr;
   if (isSeen && !extractSCSIUnitAndDevice(library, maName, libraryUnit, true)) {
     return false;
   }
-  for (xercesc::DOMElement* drive : Descendants(root, names::drive)) {
+  for (xercesc::DOMElement* drive : drives) {
     if (!appendDrive(maName, drive, devices, isSeen ? &libraryUnit : nullptr)) {
       return false;
     }

@@ -3,10 +3,11 @@
 
 #include <xercesc/framework/MemoryManager.hpp>
 
-/// Hands out what the XML library's own manager does, but has the system fill the blocks of a
-/// document with pages as soon as it asks for them. A library of 50,000 slots takes over 100 MB,
-/// which are given back at the end of the call; to come by them page by page, at the first touch of
-/// each, takes longer. Keeps no state, so any thread may use it.
+/// Hands out what the XML library's own manager does, but for the blocks of large documents. A
+/// library of 50,000 slots takes over 100 MB, and to come by them page by page, at the first touch
+/// of each, costs a tenth of what parsing does; so their pages are asked for at once, and up to
+/// 256 MiB of them stay with the process for the next document, marked for the system to take
+/// back when it is short of memory. Any thread may use it.
 class DocumentMemory : public xercesc::MemoryManager {
 public:
   /// Throws xercesc::OutOfMemoryException.

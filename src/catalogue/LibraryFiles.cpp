@@ -104,13 +104,17 @@ xercesc::DOMElement* TqLibEmulator::rootOrReport(const char* origin,
   return root;
 }
 
-// A file without any library is told as holding more than one: operators know the message.
 xercesc::DOMElement* TqLibEmulator::singleLibraryOrReport(const char* origin) {
   xercesc::DOMElement* library = singleLibrary(m_pLibDoc);
   if (library == nullptr) {
-    report(origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
+    reportNoSingleLibrary(origin);
   }
   return library;
+}
+
+// A file without any library is told as holding more than one: operators know the message.
+void TqLibEmulator::reportNoSingleLibrary(const char* origin) {
+  report(origin, "More than one library node in XML Files %s", m_sLibFile.c_str());
 }
 
 bool TqLibEmulator::ensureLoaded() {
