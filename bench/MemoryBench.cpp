@@ -1,7 +1,10 @@
 // The most memory that a query and a change have at a time, beside that of the bare work.
 
 #include <malloc.h>
+#include <sys/mman.h>
 
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -28,8 +31,28 @@ double statusOf(const std::string& name) {
   throw std::runtime_error("no " + name + " in /proc/self/status");
 }
 
+/// Has the system take back what earlier calls left to it, or the next one would get it for
+/// nothing.
+void dropKeptPages() {
+  std::ifstream mappings("/proc/self/smaps");
+  std::uintptr_t mapping = 0;
+  std::size_t size = 0;
+  for (std::string line; std::getline(mappings, line);) {
+    unsigned long begin = 0;
+    unsigned long end = 0;
+    unsigned long kib = 0;
+    if (std::sscanf(line.c_str(), "%lx-%lx ", &begin, &end) == 2) {
+      mapping = begin;
+      size = end - begin;
+    } else if (std::sscanf(line.c_str(), "LazyFree: %lu", &kib) == 1 && kib > 0) {
+      madvise(reinterpret_cast<void*>(mapping), size, MADV_PAGEOUT);
+    }
+  }
+}
+
 double peakOf(const std::function<void()>& work) {
   malloc_trim(0);
+  dropKeptPages();
   bench::require(static_cast<bool>(std::ofstream("/proc/self/clear_refs") << "5" << std::flush),
                  "resetting the peak");
   const double before = statusOf("VmRSS");

@@ -2,9 +2,11 @@
 
 #include <stdlib.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 
 // Two files and not one that is rewritten: the platform reads a new one again and again at first.
 Place::Place() : m_folder((std::filesystem::current_path() / "tq-bench-XXXXXX").string()) {
@@ -27,4 +29,9 @@ Place::~Place() {
 void Place::configureTapes(bool isApart) const {
   const std::string file = m_folder + (isApart ? "/apart.ini" : "/tqlib.ini");
   setenv("TQ_PLATFORM_CONFIG", file.c_str(), 1);
+}
+
+void Place::waitForConfiguration() {
+  constexpr std::chrono::milliseconds age(2100);  // beyond the grain of any time stamps
+  std::this_thread::sleep_for(age);
 }

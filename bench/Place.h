@@ -17,6 +17,10 @@ public:
   /// Has volumes lie in a tape directory of their own, or, as in the beginning, in the catalogue's.
   void configureTapes(bool isApart) const;
 
+  /// Waits until the configuration is as old as it is in the field: the platform reads one that was
+  /// just written again in each call.
+  static void waitForConfiguration();
+
 private:
   std::string m_folder;
 };

@@ -1,8 +1,6 @@
-#include <chrono>
 #include <exception>
 #include <iostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -13,9 +11,6 @@
 #include "Place.h"
 
 namespace {
-
-/// The platform reads a configuration that was just written for each call; in the field it is old.
-constexpr std::chrono::milliseconds kConfigurationAge(2100);
 
 int run(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
@@ -36,7 +31,7 @@ int run(int argc, char** argv) {
   bench::registerBlocks(place);
   bench::registerThreads(place);
   bench::registerMemory(place);
-  std::this_thread::sleep_for(kConfigurationAge);
+  Place::waitForConfiguration();
   bench::Progress progress;
   const std::size_t matched = benchmark::RunSpecifiedBenchmarks(&progress);
   return matched == 0 || progress.failed() ? 1 : 0;

@@ -429,7 +429,7 @@ private:
                       int firstAddress, int count);
   bool updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc);
   bool updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
-                         xercesc::DOMElement* device, xercesc::DOMDocument*& doc);
+                         const DescendantIndex& parts, xercesc::DOMDocument*& doc);
   bool addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
   bool updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
   bool addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);

@@ -72,7 +72,7 @@ private:
     unit.SerialNumber = serial;
     unit.ScsiDeviceType = type;
     unit.AccessPath = path;
-    unit.ScsiPort = "2";
+    unit.ScsiPort = '2';
     unit.Bus = 0;
     unit.Target = 1;
     unit.Lun = 0;

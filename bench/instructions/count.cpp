@@ -1,11 +1,9 @@
 // Six operations whose instructions callgrind counts: scripts/count runs this program and compares.
 // What the kernel does for them is not counted.
 
-#include <chrono>
 #include <iostream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -164,9 +162,7 @@ void count(const char* name, Operations& operations, bool (Operations::*operatio
 
 void countAll() {
   const Place place;
-  // The configuration is read again in each call until its file is older than the grain of time
-  // stamps.
-  std::this_thread::sleep_for(std::chrono::seconds(3));
+  Place::waitForConfiguration();
   Operations operations;
   count("query-1000-elements", operations, &Operations::query);
   count("move-among-1000-elements", operations, &Operations::move);

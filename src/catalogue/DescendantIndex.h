@@ -3,7 +3,7 @@
 // elements do not come into an index.
 #pragma once
 
-#include <string_view>
+#include <algorithm>
 #include <unordered_map>
 #include <vector>
 
@@ -41,7 +41,9 @@ public:
   /// In document order.
   const std::vector<xercesc::DOMElement*>& named(const XMLCh* name) const {
     static const std::vector<xercesc::DOMElement*> none;
-    const auto found = m_elements.find(name);
+    const auto found = std::find_if(m_elements.begin(), m_elements.end(), [&](const auto& each) {
+      return xercesc::XMLString::equals(each.first, name);
+    });
     return found == m_elements.end() ? none : found->second;
   }
 
@@ -54,5 +56,6 @@ public:
 private:
   void add(xercesc::DOMElement* element) { m_elements[element->getNodeName()].push_back(element); }
 
-  std::unordered_map<std::basic_string_view<XMLCh>, std::vector<xercesc::DOMElement*>> m_elements;
+  // A document has each name once, so the addresses tell them apart.
+  std::unordered_map<const XMLCh*, std::vector<xercesc::DOMElement*>> m_elements;
 };

@@ -47,8 +47,8 @@ public:
 
   /// False for memory that does not come from here.
   bool giveBack(void* block) {
-    const auto offset = reinterpret_cast<std::uintptr_t>(block) -
-                        reinterpret_cast<std::uintptr_t>(m_range);
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(block) - reinterpret_cast<std::uintptr_t>(m_range);
     if (m_range == nullptr || offset >= kKeptBlocks * kDocumentBlock) {
       return false;
     }

@@ -92,12 +92,12 @@ bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*&
   }
   xercesc::DOMElement* device = parts.single(names::libraryScsiDevice);
   return device != nullptr && updateDeviceScsiDevice(doc, device, record) &&
-         updateLibraryUnit(record, library, device, doc) &&
+         updateLibraryUnit(record, library, parts, doc) &&
          updateDriveIdentifierMap(record, library, parts, doc);
 }
 
 bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
-                                      xercesc::DOMElement* device, xercesc::DOMDocument*& doc) {
+                                      const DescendantIndex& parts, xercesc::DOMDocument*& doc) {
   xercesc::DOMNode* known = getScsiUnitForMA(library, true, record.MAName);
   if (known != nullptr) {
     return updateDeviceScsiUnit(doc, asElement(known), record);
@@ -106,8 +106,9 @@ bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElemen
   if (!addDeviceScsiUnit(doc, unit, record)) {
     return false;
   }
-  const xercesc::DOMElement* lastUnit = Descendants(library, names::libraryScsiUnit).last();
-  placeBehind(lastUnit == nullptr ? *device : *lastUnit, *library, unit);
+  const auto& units = parts.named(names::libraryScsiUnit);
+  const auto& placed = units.empty() ? parts.named(names::libraryScsiDevice) : units;
+  placeBehind(*placed.back(), *library, unit);
   return true;
 }
 
