@@ -3,7 +3,7 @@
 #include <malloc.h>
 #include <sys/mman.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -35,17 +35,17 @@ double statusOf(const std::string& name) {
 /// nothing.
 void dropKeptPages() {
   std::ifstream mappings("/proc/self/smaps");
-  std::uintptr_t mapping = 0;
-  std::size_t size = 0;
+  char* mapping = nullptr;
+  std::ptrdiff_t size = 0;
   for (std::string line; std::getline(mappings, line);) {
-    unsigned long begin = 0;
-    unsigned long end = 0;
+    void* begin = nullptr;
+    void* end = nullptr;
     unsigned long kib = 0;
-    if (std::sscanf(line.c_str(), "%lx-%lx ", &begin, &end) == 2) {
-      mapping = begin;
-      size = end - begin;
+    if (std::sscanf(line.c_str(), "%p-%p ", &begin, &end) == 2) {
+      mapping = static_cast<char*>(begin);
+      size = static_cast<char*>(end) - mapping;
     } else if (std::sscanf(line.c_str(), "LazyFree: %lu", &kib) == 1 && kib > 0) {
-      madvise(reinterpret_cast<void*>(mapping), size, MADV_PAGEOUT);
+      madvise(mapping, static_cast<std::size_t>(size), MADV_PAGEOUT);
     }
   }
 }

@@ -11,7 +11,7 @@
 namespace tests {
 namespace {
 
-constexpr std::size_t kDocumentBlock = 512 * 1024;
+constexpr std::size_t kDocumentBlock = std::size_t{512} << 10;
 
 class Blocks {
 public:
