@@ -37,9 +37,9 @@ SCSIUnit deviceOf(int type, const std::string& serial, const std::string& host) 
   unit.MAName = host;
   unit.Manufacturer = "ACME";
   unit.Model = "VL-100";
-  unit.FirmwareRevision = "1";
+  unit.FirmwareRevision = '1';
   unit.AccessPath = "/dev/sg0";
-  unit.ScsiPort = "0";
+  unit.ScsiPort = '0';
   return unit;
 }
 

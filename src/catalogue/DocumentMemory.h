@@ -1,18 +1,28 @@
-// The memory that documents are read into.
+// The memory that a document is read into.
 #pragma once
+
+#include <array>
+#include <cstddef>
 
 #include <xercesc/framework/MemoryManager.hpp>
 
-/// Hands out what the XML library's own manager does, but for the blocks of large documents. A
-/// library of 50,000 slots takes over 100 MB, and to come by them page by page, at the first touch
-/// of each, costs a tenth of what parsing does; so their pages are asked for at once, and up to
-/// 256 MiB of them stay with the process for the next document, marked for the system to take
-/// back when it is short of memory. Any thread may use it.
+/// Hands out what the XML library's own manager does, but for the blocks of large documents: of
+/// those up to 256 MiB stay with the process for the next document, marked for the system to take
+/// back when it is short of memory. A library of 50,000 slots takes over 100 MB, and to come by
+/// them page by page is a good part of what reading it costs.
+///
+/// For one document; what is kept between them is shared by all threads.
 class DocumentMemory : public xercesc::MemoryManager {
 public:
   /// Throws xercesc::OutOfMemoryException.
   void* allocate(XMLSize_t size) override;
-  void deallocate(void* block) override;
+  void deallocate(void* memory) override;
   /// What is thrown outlives the document.
   xercesc::MemoryManager* getExceptionMemoryManager() override;
+
+  static constexpr std::size_t kMostKept = 512;  ///< blocks of 512 KiB
+
+private:
+  std::array<void*, kMostKept> m_blocks;  // of the document, that may be kept after it
+  std::size_t m_count = 0;
 };

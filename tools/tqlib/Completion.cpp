@@ -4,7 +4,6 @@
 // the catalogue for libraries, elements, drives and hosts.
 #include <algorithm>
 #include <iostream>
-#include <optional>
 #include <set>
 #include <string_view>
 
@@ -186,16 +185,16 @@ Words candidates(const CLI::App& root, const Position& at, const std::string& la
 /// backslashes taken away, and what stands before a pipe or another command left out.
 Words wordsOf(const std::string& line) {
   Words words{""};
-  std::optional<char> quote;
+  char quote = 0;  // that has begun; 0: none
   for (std::size_t i = 0; i < line.size(); ++i) {
     const char character = line[i];
-    if (quote ? character == *quote : character == '"' || character == '\'') {
-      quote = quote ? std::nullopt : std::optional(character);
+    if (quote != 0 ? character == quote : character == '"' || character == '\'') {
+      quote = quote != 0 ? '\0' : character;
     } else if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
       words.back() += line[++i];
-    } else if (!quote && std::string_view("|&;(").find(character) != std::string_view::npos) {
+    } else if (quote == 0 && std::string_view("|&;(").find(character) != std::string_view::npos) {
       words = {""};
-    } else if (!quote && character == ' ') {
+    } else if (quote == 0 && character == ' ') {
       if (!words.back().empty()) words.emplace_back();
     } else {
       words.back() += character;
