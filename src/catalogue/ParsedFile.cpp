@@ -102,14 +102,16 @@ public:
   }
 
   // Indentation behind an element is left out: nothing reads it, a save writes its own, and a node
-  // for it costs as much as one for a value. Two kinds stay: that at the start of an element, since
-  // it would be the element's value, and that behind a last child which others are placed behind. A
-  // text may come in pieces, so blanks are held until it is known what follows; those before a
-  // CDATA section are a node of their own and go.
+  // for it costs as much as one for a value. Three kinds stay: that at the start of an element,
+  // since it would be the element's value; that behind a last child which others are placed behind;
+  // and that directly below the root, from which all elements may be removed: blanks that are left
+  // alone are written. A text may come in pieces, so blanks are held until it is known what
+  // follows; those before a CDATA section are a node of their own and go.
   void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
     if (isCData) {
       m_held.clear();
-    } else if (isBehindElement() && xercesc::XMLChar1_0::isAllSpaces(text, length)) {
+    } else if (m_levels > 1 && isBehindElement() &&
+               xercesc::XMLChar1_0::isAllSpaces(text, length)) {
       if (fCurrentNode != m_heldBehind) {
         m_held.clear();
         m_heldBehind = fCurrentNode;
