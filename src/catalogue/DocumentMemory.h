@@ -9,7 +9,7 @@
 /// Hands out what the XML library's own manager does, but for the blocks of large documents: of
 /// those up to 256 MiB stay with the process for the next document, marked for the system to take
 /// back when it is short of memory. A library of 50,000 slots takes over 100 MB, and to come by
-/// them page by page is a good part of what reading it costs.
+/// them page by page is about a tenth of what reading it costs.
 ///
 /// For one document; what is kept between them is shared by all threads.
 class DocumentMemory : public xercesc::MemoryManager {
