@@ -264,9 +264,7 @@ void measure(const std::string& name, const Place& place, const MakeRound& makeR
       benchmark->Repetitions(bench::kSlowRepetitions);
     }
   }
-  bench::compare("growth/" + name, [=] {
-    return growthRound(roundOf(kLarge), roundOf(kSmall));
-  })->Repetitions(bench::kSlowRepetitions);
+  bench::compare("growth/" + name, [=] { return growthRound(roundOf(kLarge), roundOf(kSmall)); });
 }
 
 }  // namespace
