@@ -53,7 +53,7 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   const std::string declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
   writeFile(catalogue.catalogue() + "LibraryList.xml",
             "<LibraryList>\n  <Library Id=\"A\">Lib_A.xml</Library>\n</LibraryList>\n");
-  writeFile(catalogue.libraryFile("A"), R"(<Devices>
+  const std::string file = R"(<Devices>
  <Library Name="Lib_A">
   <LibraryScsiDevice><SerialNumber>A</SerialNumber></LibraryScsiDevice>
     <Slots IsMailSlot="false">
@@ -61,8 +61,9 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
  b<Note> </Note>  <!-- c -->
 </Slots>  <![CDATA[ d ]]>
  </Library>
-</Devices>
-)");
+ <Shelf/></Devices>
+)";
+  writeFile(catalogue.libraryFile("A"), file);
   ASSERT_TRUE(setOneSlot("A", "T1"));
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + R"(<Devices>
 
@@ -79,9 +80,12 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
     </Slots><![CDATA[ d ]]>
   </Library>
 
+  <Shelf/>
+
 </Devices>
 )");
   // Nothing is left of an element's content but its indentation, which is no text of its own.
+  writeFile(catalogue.libraryFile("A"), file);
   ASSERT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "A"));
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
   EXPECT_EQ(readFile(catalogue.catalogue() + "LibraryList.xml"),
