@@ -12,21 +12,15 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "Comparison.h"
+#include "src/catalogue/XmlMemory.h"
 
 namespace bench {
 namespace {
 
-struct Release {
-  template <class T>
-  void operator()(T* object) const {
-    object->release();
-  }
-};
-
 void serialise(const xercesc::DOMDocument& document, xercesc::XMLFormatTarget& target) {
   auto* const core = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
-  const std::unique_ptr<xercesc::DOMLSSerializer, Release> writer(core->createLSSerializer());
-  const std::unique_ptr<xercesc::DOMLSOutput, Release> output(core->createLSOutput());
+  const XmlOwner<xercesc::DOMLSSerializer> writer(core->createLSSerializer());
+  const XmlOwner<xercesc::DOMLSOutput> output(core->createLSOutput());
   writer->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true);
   output->setEncoding(xercesc::XMLUni::fgUTF8EncodingString);
   output->setByteStream(&target);

@@ -205,7 +205,7 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 /// operation holds gCriticalSection from start to end. The last error of a shared object is that
 /// of whoever failed last.
 ///
-/// Memory: a library of 50,000 slots takes about 150 MB during a call (docs/performance.md). Up to
+/// Memory: a library of 50,000 slots takes 150 to 170 MB during a call (docs/performance.md). Up to
 /// 256 MiB of what large libraries took stay with the process for the next call, marked (MADV_FREE)
 /// for the system to take back when it is short of memory.
 class TQLIB_API TqLibEmulator : public MMS2BaseError {

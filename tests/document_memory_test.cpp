@@ -11,7 +11,8 @@
 namespace tests {
 namespace {
 
-constexpr std::size_t kDocumentBlock = std::size_t{512} << 10;
+constexpr std::size_t kBlock = DocumentMemory::kBlock;
+constexpr std::size_t kMost = DocumentMemory::kMostBlocks;
 
 class Blocks {
 public:
@@ -38,17 +39,16 @@ TEST(DocumentMemory, UsesBlocksAgainAndGoesOnWhenAllThatAreKeptAreTaken) {
   std::vector<char*> before;
   {
     Blocks blocks;
-    for (int i = 0; i < 3; ++i) before.push_back(blocks.add(kDocumentBlock));
-    blocks.add(kDocumentBlock / 2);
+    for (int i = 0; i < 3; ++i) before.push_back(blocks.add(kBlock));
+    blocks.add(kBlock / 2);
   }
   Blocks blocks;
-  for (int i = 0; i < 520; ++i) {  // 512 are kept
-    std::fill_n(blocks.add(kDocumentBlock), kDocumentBlock, static_cast<char>(i));
+  for (std::size_t i = 0; i < kMost + 8; ++i) {
+    std::fill_n(blocks.add(kBlock), kBlock, static_cast<char>(i));
   }
   for (std::size_t i = 0; i < blocks.all().size(); ++i) {
     const char* block = blocks.all()[i];
-    ASSERT_TRUE(block[0] == static_cast<char>(i) &&
-                std::memcmp(block, block + 1, kDocumentBlock - 1) == 0)
+    ASSERT_TRUE(block[0] == static_cast<char>(i) && std::memcmp(block, block + 1, kBlock - 1) == 0)
         << i;
   }
   for (const char* block : before) {
@@ -61,11 +61,11 @@ TEST(DocumentMemoryThreads, HaveBlocksOfTheirOwn) {
   const auto work = [](char mark) {
     Blocks blocks;
     for (std::size_t round = 0; round < 2000; ++round) {
-      char* const block = blocks.add(kDocumentBlock);
-      block[0] = block[kDocumentBlock - 1] = mark;
+      char* const block = blocks.add(kBlock);
+      block[0] = block[kBlock - 1] = mark;
       if (blocks.all().size() > 8) blocks.giveBack(round % 8);
       for (const char* each : blocks.all()) {
-        ASSERT_TRUE(each[0] == mark && each[kDocumentBlock - 1] == mark);
+        ASSERT_TRUE(each[0] == mark && each[kBlock - 1] == mark);
       }
     }
   };

@@ -90,6 +90,17 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
   EXPECT_EQ(readFile(catalogue.catalogue() + "LibraryList.xml"),
             declaration + "<LibraryList></LibraryList>\n");
+  writeFile(catalogue.libraryFile("A"),
+            "<Devices><Library Name='Lib_A'>\n  <Slots><BaseAddress>1000</BaseAddress></Slots>\n"
+            "  <Slots><BaseAddress>1001</BaseAddress></Slots>\n </Library></Devices>");
+  ASSERT_TRUE(TqLibEmulator().SetVirtualLibraryElement(
+      "A", {element(LIB_ELEM_SLOT, 1000), element(LIB_ELEM_SLOT, 1001)}, true));
+  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + R"(<Devices>
+
+  <Library Name="Lib_A"></Library>
+
+</Devices>
+)");
 }
 
 TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoStrayFile) {

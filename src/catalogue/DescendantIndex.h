@@ -1,5 +1,5 @@
 // All descendant elements of a node by name, found in one walk: for those who look for several
-// names in a library, which fits into no cache and is fetched from memory by each walk. New
+// names in a library: a large one fits into no cache and is fetched from memory by each walk. New
 // elements do not come into an index.
 #pragma once
 

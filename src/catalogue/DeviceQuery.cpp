@@ -44,7 +44,7 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
     if (root == nullptr) {
       return false;
     }
-    const DescendantIndex parts(root);
+    const DescendantIndex parts(root);  // what else it finds costs less than a second walk
     xercesc::DOMElement* library = parts.single(names::library);
     if (library == nullptr) {
       // One file that an operator has to mend, or whose library was removed, must not hide the

@@ -9,13 +9,11 @@
 
 namespace {
 
-// A document carves its nodes from blocks of its own, of 16 KiB at first and twice as much each
-// time up to this. Larger and odd sizes are texts, and buffers that may never be filled.
-constexpr XMLSize_t kDocumentBlock = XMLSize_t{512} << 10;
+constexpr XMLSize_t kBlock = DocumentMemory::kBlock;
 
 /// Blocks that no document has; null where there is none. No lock, which a host that forks could
 /// leave taken for ever in the child.
-constinit std::array<std::atomic<void*>, DocumentMemory::kMostKept> kept{};
+constinit std::array<std::atomic<void*>, DocumentMemory::kMostBlocks> kept{};
 
 void* takeKept() {
   for (std::atomic<void*>& place : kept) {
@@ -33,17 +31,17 @@ void* takeKept() {
 /// (before Linux 5.14) gives them one by one.
 void* takeNew() {
   void* const block =
-      ::mmap(nullptr, kDocumentBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      ::mmap(nullptr, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (block == MAP_FAILED) {
     return nullptr;
   }
-  ::madvise(block, kDocumentBlock, MADV_POPULATE_WRITE);
+  ::madvise(block, kBlock, MADV_POPULATE_WRITE);
   return block;
 }
 
 bool keep(void* block) {
   // Refused for memory that the host has locked, which the system could never take back.
-  if (::madvise(block, kDocumentBlock, MADV_FREE) != 0) {
+  if (::madvise(block, kBlock, MADV_FREE) != 0) {
     return false;
   }
   for (std::atomic<void*>& place : kept) {
@@ -59,9 +57,11 @@ bool keep(void* block) {
 }  // namespace
 
 void* DocumentMemory::allocate(XMLSize_t size) {
-  if (size == kDocumentBlock && m_count < m_blocks.size()) {
+  if (size == kBlock && m_count < m_blocks.size()) {
     void* block = takeKept();
-    block = block == nullptr ? takeNew() : block;
+    if (block == nullptr) {
+      block = takeNew();
+    }
     if (block != nullptr) {
       return m_blocks[m_count++] = block;
     }
@@ -78,7 +78,7 @@ void DocumentMemory::deallocate(void* memory) {
   }
   *found = m_blocks[--m_count];
   if (!keep(memory)) {
-    ::munmap(memory, kDocumentBlock);
+    ::munmap(memory, kBlock);
   }
 }
 

@@ -20,9 +20,12 @@ public:
   /// What is thrown outlives the document.
   xercesc::MemoryManager* getExceptionMemoryManager() override;
 
-  static constexpr std::size_t kMostKept = 512;  ///< blocks of 512 KiB
+  /// A document carves its nodes from blocks of its own, of 16 KiB at first and twice as much each
+  /// time up to this. Larger and odd sizes are texts, and buffers that may never be filled.
+  static constexpr XMLSize_t kBlock = XMLSize_t{512} << 10;
+  static constexpr std::size_t kMostBlocks = 512;  ///< that one document has from here, or are kept
 
 private:
-  std::array<void*, kMostKept> m_blocks;  // of the document, that may be kept after it
+  std::array<void*, kMostBlocks> m_blocks;  // of the document, to be kept after it
   std::size_t m_count = 0;
 };

@@ -9,7 +9,9 @@
 
 #include "catalogue/ParsedFile.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -29,7 +31,7 @@
 
 namespace {
 
-constexpr int kMostLevels = 100;              // our files have five
+constexpr std::size_t kMostLevels = 100;      // our files have five
 constexpr unsigned kMostElementNames = 1000;  // and about 40 names
 
 struct ParseFailure {
@@ -75,8 +77,8 @@ public:
     throw ParseFailure{"The document type declaration has an internal subset"};
   }
 
-  // Names are looked up in lists of the XML library that grow with their number.
-  // Every start has its end, that of an element without content inside this call.
+  // Every start has its end, that of an element without content inside this call. The XML library
+  // looks names up in lists that grow with their number.
   void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri,
                     const XMLCh* const prefix,
                     const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t count,
@@ -85,6 +87,7 @@ public:
       throw ParseFailure{"Elements are nested deeper than " + std::to_string(kMostLevels) +
                          " levels"};
     }
+    m_blanks[m_levels] = 0;
     if (element.getId() > kMostElementNames) {
       throw ParseFailure{"There are more than " + std::to_string(kMostElementNames) +
                          " names of elements"};
@@ -102,16 +105,15 @@ public:
   }
 
   // Indentation behind an element is left out: nothing reads it, a save writes its own, and a node
-  // for it costs as much as one for a value. Three kinds stay: that at the start of an element,
-  // since it would be the element's value; that behind a last child which others are placed behind;
-  // and that directly below the root, from which all elements may be removed: blanks that are left
-  // alone are written. A text may come in pieces, so blanks are held until it is known what
-  // follows; those before a CDATA section are a node of their own and go.
+  // for it costs as much as one for a value. That at the start of an element stays, since it would
+  // be the element's value, and so does some of the other (isBlankKept(), isPlacedBehind()). A text
+  // may come in pieces, so blanks are held until it is known what follows; those before a CDATA
+  // section are a node of their own and go.
   void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
+    const bool isBlank = !isCData && xercesc::XMLChar1_0::isAllSpaces(text, length);
     if (isCData) {
       m_held.clear();
-    } else if (m_levels > 1 && isBehindElement() &&
-               xercesc::XMLChar1_0::isAllSpaces(text, length)) {
+    } else if (isBlank && isBehindElement() && !isBlankKept()) {
       if (fCurrentNode != m_heldBehind) {
         m_held.clear();
         m_heldBehind = fCurrentNode;
@@ -120,6 +122,9 @@ public:
       return;
     } else {
       letGoOfHeld();
+    }
+    if (isBlank && (isBehindElement() || fCurrentNode == fCurrentParent)) {
+      ++m_blanks[m_levels];
     }
     XercesDOMParser::docCharacters(text, length, isCData);
   }
@@ -131,6 +136,14 @@ private:
            fCurrentNode->getNodeType() == xercesc::DOMNode::ELEMENT_NODE;
   }
 
+  /// Whether the next blanks of the element that is being read stay. Where all else was removed, a
+  /// save writes blanks that are in one piece, but not those in several: so two pieces are as good
+  /// as all. Nothing is removed from a slot.
+  bool isBlankKept() const {
+    return m_blanks[m_levels] < 2 &&
+           !xercesc::XMLString::equals(fCurrentParent->getNodeName(), names::slots);
+  }
+
   /// Adds the blanks that are held, unless something came behind them already.
   void letGoOfHeld() {
     if (fCurrentNode == m_heldBehind) {
@@ -140,7 +153,8 @@ private:
     m_held.clear();
   }
 
-  int m_levels = 0;
+  std::size_t m_levels = 0;
+  std::array<int, kMostLevels + 1> m_blanks{};  // by level: those of the element that is read
   XmlString m_held;
   const xercesc::DOMNode* m_heldBehind = nullptr;
   FatalErrors m_errors;
