@@ -162,6 +162,11 @@ const Operation kChanges[] = {
        return library.catalogue().UpdateVirtualDevice(revised(library.drive(2)), library.key());
      },
      change},
+    {"UpdateVirtualDevice,library",
+     [](Library& library) {
+       return library.catalogue().UpdateVirtualDevice(revised(library.record()), library.key());
+     },
+     change},
     {"UpdateVirtualDevice,batch", updateBatch, change},
     {"SetVirtualDeviceStatus",
      [](Library& library) {
@@ -181,6 +186,12 @@ const Operation kChanges[] = {
        return library.catalogue().RemoveVirtualDevice("", library.drive(2).SerialNumber);
      },
      changeByList},
+    {"RemoveVirtualDevice,unit",
+     [](Library& library) {
+       return library.catalogue().RemoveVirtualDevice("hosta", library.drive(2).SerialNumber,
+                                                      library.key());
+     },
+     change},
     {"RemoveVirtualDevice,library",
      [](Library& library) {
        return library.catalogue().RemoveVirtualDevice("", library.key(), library.key());
