@@ -23,7 +23,8 @@ public:
   /// A document carves its nodes from blocks of its own, of 16 KiB at first and twice as much each
   /// time up to this. Larger and odd sizes are texts, and buffers that may never be filled.
   static constexpr XMLSize_t kBlock = XMLSize_t{512} << 10;
-  static constexpr std::size_t kMostBlocks = 512;  ///< that one document has from here, or are kept
+  /// The most that are kept; a document has no more from among them either.
+  static constexpr std::size_t kMostBlocks = 512;
 
 private:
   std::array<void*, kMostBlocks> m_blocks;  // of the document, to be kept after it
