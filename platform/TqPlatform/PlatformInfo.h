@@ -26,7 +26,9 @@ public:
 
   /// Copies the value of `key` in `section` into `buffer`, with its terminator.
   /// `*length` is the buffer's capacity in bytes on entry and the value's length on success.
-  /// Returns non-zero when the value was found and fits; otherwise 0, and nothing is changed.
+  /// Returns non-zero when the value was found; otherwise 0, and nothing is changed. Callers take
+  /// 0 as "not set" and use another folder. Therefore a value that is set but cannot be read or
+  /// does not fit is replaced by a path where nothing can be created, if that fits.
   int getString(const char* section, const char* key, char* buffer, int* length);
 
   /// Copies a configured directory as getString() does. Returns 1 on success, otherwise 0.

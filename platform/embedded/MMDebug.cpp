@@ -1,22 +1,25 @@
-// The log: each line goes through a logger of its own to a stream opened for it. Errors are rare,
-// and so a rotated file, a changed variable and the order of destruction at unload need no care.
+// The log: the file is opened for each line. Errors are rare, and so a rotated file, a changed
+// variable and the order of destruction at unload need no care.
 
 #include "TqPlatform/MMDebug.h"
 
-#include <spdlog/logger.h>
-#include <spdlog/sinks/ostream_sink.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <spdlog/details/log_msg.h>
+#include <spdlog/pattern_formatter.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iostream>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <utility>
+
+#include "OpenFile.h"
 
 namespace {
 
@@ -51,25 +54,49 @@ std::string onOneLine(std::string_view text) {
   return line;
 }
 
-/// Returns whether the line arrived.
-bool writeLine(std::ostream& stream, const std::string& origin, const std::string& text) {
-  auto sink = std::make_shared<spdlog::sinks::ostream_sink_st>(stream, true);
-  spdlog::logger logger(origin, std::move(sink));
-  logger.set_pattern("%Y-%m-%d %H:%M:%S.%e [%l] [%n] %v");
-  logger.log(spdlog::level::err, spdlog::string_view_t(text));
-  return stream.good();
+/// The line as it stands in the log, with its time.
+std::string logLine(const std::string& origin, const std::string& text) {
+  spdlog::pattern_formatter formatter("%Y-%m-%d %H:%M:%S.%e [%l] [%n] %v");
+  spdlog::memory_buf_t line;
+  formatter.format(spdlog::details::log_msg(origin, spdlog::level::err, text), line);
+  return {line.data(), line.size()};
+}
+
+/// Returns whether all of `line` arrived.
+bool write(int fd, std::string_view line) {
+  while (!line.empty()) {
+    const ssize_t count = ::write(fd, line.data(), line.size());
+    if (count > 0) {
+      line.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Whether descriptor 2 is the standard error stream. While that is closed, a file that a thread is
+/// just opening may have the number for a moment, a tape for instance. Such files are closed on
+/// exec, and standard streams are not.
+bool hasStandardError() {
+  const int flags = ::fcntl(STDERR_FILENO, F_GETFD);
+  return flags >= 0 && (flags & FD_CLOEXEC) == 0;
 }
 
 void writeError(const std::string& origin, const std::string& text) {
   static std::mutex oneAtATime;
   const std::scoped_lock lock(oneAtATime);
+  const std::string line = logLine(origin, text);
   if (const char* const path = std::getenv("TQ_PLATFORM_LOG"); path != nullptr && *path != '\0') {
-    std::ofstream file(path, std::ios::app);
-    if (writeLine(file, origin, text)) {
+    const OpenFile file(path, O_WRONLY | O_CREAT | O_APPEND | O_NOCTTY | O_NONBLOCK,
+                        S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
+    if (file.get() >= 0 && write(file.get(), line)) {
       return;
     }
   }
-  writeLine(std::cerr, origin, text);
+  if (hasStandardError()) {
+    write(STDERR_FILENO, line);
+  }
 }
 
 }  // namespace
@@ -85,14 +112,17 @@ MMDebug::operator const char*() const {
 void EvDebug::Error(const char* /*handle*/, const char* origin, const char* format, ...) {
   // Callers report errno in several steps, and the log is not to change it between them.
   const int savedErrno = errno;
+  int cancelState = PTHREAD_CANCEL_ENABLE;  // a cancelled thread must not unwind through a close
+  ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
   std::va_list arguments;
   va_start(arguments, format);
   try {
     writeError(onOneLine(origin), onOneLine(formatText(format, arguments)));
-  } catch (...) {  // an error that cannot be logged is no reason to stop the caller
+  } catch (const std::exception&) {  // an error that cannot be logged does not stop the caller
   }
   va_end(arguments);
   errno = savedErrno;
+  ::pthread_setcancelstate(cancelState, nullptr);
 }
 
 void EvEvent::initialize(int /*version*/, unsigned int /*component*/, int /*flags*/,

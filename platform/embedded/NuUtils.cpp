@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include "OpenFile.h"
+
 namespace {
 
 /// The outcome of a call that returns 0 or sets errno.
@@ -64,10 +66,15 @@ CNuError CNuDirectory::Open(const char* folder, const char* pattern, bool allEnt
   auto listing = std::make_unique<Listing>();
   listing->pattern = pattern;
   listing->allEntries = allEntries;
-  listing->directory = ::opendir(folder);
+  OpenFile file(folder, O_RDONLY | O_DIRECTORY);
+  if (file.get() < 0) {
+    return CNuError(errno);
+  }
+  listing->directory = ::fdopendir(file.get());
   if (listing->directory == nullptr) {
     return CNuError(errno);
   }
+  file.release();
   m_listing = std::move(listing);
   return CNuError();
 }

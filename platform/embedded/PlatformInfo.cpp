@@ -2,7 +2,9 @@
 
 #include "TqPlatform/PlatformInfo.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
@@ -12,15 +14,16 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "OpenFile.h"
 #include "TqPlatform/MMDebug.h"
 
 namespace {
@@ -34,6 +37,23 @@ constexpr char kOrigin[] = "TQPlatformInfo";
 const char* configuredFile() {
   const char* const path = std::getenv("TQ_PLATFORM_CONFIG");
   return path != nullptr && *path != '\0' ? path : kDefaultFile;
+}
+
+/// Appends the content of `file` to `text`; 0 or an errno value.
+int read(const std::string& file, std::string& text) {
+  const OpenFile input(file.c_str(), O_RDONLY);
+  if (input.get() < 0) {
+    return errno;
+  }
+  char buffer[1024];
+  for (;;) {
+    const ssize_t count = ::read(input.get(), buffer, sizeof buffer);
+    if (count > 0) {
+      text.append(buffer, static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return count == 0 ? 0 : errno;
+    }
+  }
 }
 
 nanoseconds sinceEpoch(const timespec& time) {
@@ -138,12 +158,11 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::parsed(
     const std::string& file, const std::optional<FileVersion>& version) {
   auto store = std::make_shared<Store>();
   try {
-    errno = 0;
-    std::ifstream stream(file);
-    if (!stream) {
-      const int code = errno;
+    std::string text;
+    if (const int code = read(file, text); code != 0) {
       return unreadable(file, code);
     }
+    std::istringstream stream(text);
     ptree tree;
     boost::property_tree::read_ini(stream, tree);
     for (const auto& [name, values] : tree) {
@@ -199,18 +218,24 @@ void TQPlatformInfo::setFocus(const char* /*focus*/) {
   // One file is one configuration.
 }
 
-// Not told is not the same as not set: a folder that nobody knows must not become that of the
-// working directory, which takes the place of one that is not set.
+// A value that cannot be had is not the same as one that is not set: callers replace a folder that
+// is not set by the working directory. So they get a path where nothing can be created.
 int TQPlatformInfo::getString(const char* section, const char* key, char* buffer, int* length) {
   static const std::string nowhere = "/dev/null/unreadable-configuration";
-  const std::string* const value = m_store->isLost ? &nowhere : m_store->find(section, key);
+  const auto fits = [&](const std::string& text) {
+    return *length > 0 && text.size() < static_cast<std::size_t>(*length);
+  };
+  const std::string* value = m_store->isLost ? &nowhere : m_store->find(section, key);
   if (value == nullptr) {
     return 0;
   }
-  if (*length <= 0 || value->size() >= static_cast<std::size_t>(*length)) {
+  if (!fits(*value)) {
     EvDebug::Error("", kOrigin, "Value of %s in section %s is longer than %d bytes", key, section,
                    *length - 1);
-    return 0;
+    value = &nowhere;
+    if (!fits(*value)) {
+      return 0;
+    }
   }
   std::memcpy(buffer, value->c_str(), value->size() + 1);
   *length = static_cast<int>(value->size());

@@ -2,27 +2,49 @@
 
 #include <fcntl.h>
 
-#include <array>
 #include <cerrno>
+#include <cstddef>
 
 #include "common/FileDescriptor.h"
 
-std::optional<std::string> contentOf(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+namespace {
+
+constexpr std::size_t kStep = 65536;  ///< bytes of a read
+constexpr int kAttempts = 5;
+
+std::optional<std::string> readOnce(const std::string& path, std::size_t most) {
+  const FileDescriptor file(openRegularFile(path.c_str(), O_RDONLY));
   if (!file) {
     return std::nullopt;
   }
   std::string content;
-  std::array<char, 65536> buffer;
+  std::size_t length = 0;
   for (;;) {
-    const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());
-    if (count == 0) {
+    content.resize(length + kStep);
+    const ssize_t count = ::read(file.get(), content.data() + length, kStep);
+    if (count > 0) {
+      length += static_cast<std::size_t>(count);
+    }
+    if (count == 0 || length > most) {
+      content.resize(length);
       return content;
     }
-    if (count > 0) {
-      content.append(buffer.data(), static_cast<size_t>(count));
-    } else if (errno != EINTR) {
+    if (count < 0 && errno != EINTR) {
       return std::nullopt;
     }
   }
+}
+
+}  // namespace
+
+std::optional<std::string> contentOf(const std::string& path, std::size_t most) {
+  std::optional<std::string> content;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    content = readOnce(path, most);
+    // On a network file system, another machine has replaced the file since it was looked up.
+    if (content || errno != ESTALE) {
+      break;
+    }
+  }
+  return content;
 }

@@ -5,7 +5,7 @@
 #include "common/FileDescriptor.h"
 
 void syncFolder(const std::string& folder) {
-  const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor descriptor(openFile(folder.c_str(), O_RDONLY | O_DIRECTORY));
   if (descriptor) {
     ::fsync(descriptor.get());
   }

@@ -3,16 +3,18 @@
 #pragma once
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "TqLibEmulator.h"
-#include "TqPlatform/NuUtils.h"
+#include "common/FileDescriptor.h"
 
 namespace volume {
 
@@ -26,15 +28,24 @@ public:
   FolderListing& operator=(const FolderListing&) = delete;
 
   int open(const std::string& folder) {
-    m_directory = ::opendir(folder.c_str());
-    return m_directory == nullptr ? errno : 0;
+    const int fd = openFile(folder.c_str(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0) {
+      return errno;
+    }
+    m_directory = ::fdopendir(fd);
+    if (m_directory != nullptr) {
+      return 0;
+    }
+    const int error = errno;
+    ::close(fd);
+    return error;
   }
 
   /// Calls `visit` with the name of each entry, and closes the listing. `visit` returns an error as
   /// well; the first one ends the walk and is the result.
   template <typename Visit>
   int visitNames(Visit visit) {
-    int error = 0;
+    int error = m_directory == nullptr ? EBADF : 0;
     while (const char* const name = nextName(error)) {
       error = visit(name);
       if (error != 0) {
@@ -66,7 +77,7 @@ public:
 private:
   /// Null at the end and when the listing fails.
   const char* nextName(int& error) {
-    for (;;) {
+    while (m_directory != nullptr) {
       errno = 0;  // the end and an error look alike but for it
       const dirent* const entry = ::readdir(m_directory);
       if (entry == nullptr) {
@@ -78,6 +89,7 @@ private:
         return entry->d_name;
       }
     }
+    return nullptr;
   }
 
   void close() {
@@ -92,8 +104,8 @@ private:
 /// Logs that the operation `name` of a volume could not read its folder.
 inline void logAccessFailure(const std::string& name, const std::string& folder, int error) {
   const std::string origin = "TqLibEmlFile::" + name;
-  const std::string text =
-      name + "() failed to access directory " + folder + ", error: " + CNuError(error).AsString();
+  const std::string text = name + "() failed to access directory " + folder +
+                           ", error: " + std::generic_category().message(error);
   EvDebug::Error(debugHandler, origin.c_str(), "%s", text.c_str());
 }
 

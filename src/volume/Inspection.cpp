@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "TqLibEmlFile.h"
+#include "common/NoCancel.h"
 #include "volume/FolderListing.h"
 #include "volume/VolumeFolder.h"
 
@@ -18,6 +19,7 @@ int numberOf(const char* name) {
 }  // namespace
 
 bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
+  const NoCancel noCancel;
   std::string folder;
   const bool isNamed = nameFolder(folder);
   lastFileMark = 0;
@@ -42,6 +44,7 @@ bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
 }
 
 bool TqLibEmlFile::GetVolumeSize(unsigned long long& volumeSize) {
+  const NoCancel noCancel;
   std::string folder;
   const bool isNamed = nameFolder(folder);
   volumeSize = 0;

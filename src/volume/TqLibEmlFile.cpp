@@ -10,12 +10,14 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
 #include "common/FolderSync.h"
+#include "common/NoCancel.h"
 #include "volume/FolderListing.h"
 #include "volume/VolumeFolder.h"
 
@@ -75,20 +77,22 @@ bool isCutShort(const std::string& path) {
   return path.find('\0') != std::string::npos;
 }
 
-/// Creates the last component of `folder`, which was not found; a failure is logged.
-bool createFolder(const std::string& folder, const char* origin) {
-  const CNuError error =
-      isCutShort(folder) ? CNuError(EINVAL) : CNuDirectory::Create(folder.c_str(), false);
-  if (!error.IsError()) {
-    return true;
-  }
-  // Another caller may have made it since the look.
-  if (error.GetErrorCode() == EEXIST && isFolder(folder)) {
-    return true;
-  }
-  const std::string text = "Failed to create directory " + folder + ", error: " + error.AsString();
+bool logFailedCreation(const std::string& folder, const char* origin, const std::string& reason) {
+  const std::string text = "Failed to create directory " + folder + ", error: " + reason;
   EvDebug::Error(debugHandler, origin, "%s", text.c_str());
   return false;
+}
+
+/// Creates the last component of `folder`, which was not found; a failure is logged.
+bool createFolder(const std::string& folder, const char* origin) {
+  if (isCutShort(folder)) {
+    return logFailedCreation(folder, origin, std::generic_category().message(EINVAL));
+  }
+  const CNuError error = CNuDirectory::Create(folder.c_str(), false);
+  // Another caller may have made it since the look. The error's code does not show it, for it may
+  // be one of the platform's own.
+  return !error.IsError() || isFolder(folder) ||
+         logFailedCreation(folder, origin, std::string(error.AsString()));
 }
 
 bool ensureFolder(const std::string& folder) {
@@ -146,6 +150,7 @@ private:
 };
 
 TqLibEmlFile::TqLibEmlFile(const std::string& volumeName) : m_sVolumeName(volumeName) {
+  const NoCancel noCancel;
   Configuration configuration;
   configure(configuration);
 }
@@ -167,15 +172,18 @@ void TqLibEmlFile::configure(Configuration& configuration) {
 }
 
 bool TqLibEmlFile::IsFilePresent(const std::string& path) {
+  const NoCancel noCancel;
   return !isCutShort(path) && !CNuUTFOSAPI::access(path.c_str(), 0).IsError();
 }
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
+  const NoCancel noCancel;
   nameCatalogueDirectory(Configuration().platform(), dir);
   return ensureCatalogueDirectory(dir) ? 1 : 0;
 }
 
 bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {
+  const NoCancel noCancel;
   return nameFolder(folder) && makeFolder(folder);
 }
 
@@ -244,6 +252,7 @@ bool TqLibEmlFile::GetVolumeFilename(int fileMark, std::string& path) {
 }
 
 bool TqLibEmlFile::EraseVolume() {
+  const NoCancel noCancel;
   std::string folder;
   return nameFolder(folder) && eraseIn(folder);
 }

@@ -9,6 +9,7 @@
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
 #include "common/FileDescriptor.h"
+#include "common/NoCancel.h"
 #include "volume/VolumeFolder.h"
 
 namespace {
@@ -72,6 +73,7 @@ namespace {
 template <typename Transfer>
 int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
                       Transfer transfer) {
+  const NoCancel noCancel;
   try {
     TqLibEmlFileCall call(volumeName);
     if (transfer(call)) {
@@ -90,6 +92,7 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
 
 bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                                     unsigned long length, unsigned long& bytesRead) {
+  const NoCancel noCancel;
   std::string folder;
   return nameFolder(folder) && readIn(folder, fileMark, offset, buffer, length, bytesRead);
 }
@@ -97,6 +100,7 @@ bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, uns
 bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
                                      const unsigned char* buffer, unsigned long length,
                                      unsigned long& bytesWritten) {
+  const NoCancel noCancel;
   std::string folder;
   return nameFolder(folder) && writeIn(folder, fileMark, offset, buffer, length, bytesWritten);
 }
@@ -156,7 +160,7 @@ int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* or
   int descriptor = -1;
   const auto error = openIn(folder, [&] {
     folder += name;  // for which there is usually room, unlike for another path
-    descriptor = ::open64(folder.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    descriptor = openRegularFile(folder.c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
     const int code = descriptor == -1 ? errno : 0;
     folder.resize(folder.size() - name.size());
     return code;
