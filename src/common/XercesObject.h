@@ -1,6 +1,8 @@
 // The Xerces-C++ runtime of the process.
 #pragma once
 
+#include <xercesc/framework/MemoryManager.hpp>
+
 /// Starts the Xerces-C++ runtime once and ends it when it is destroyed.
 class XercesObject {
 public:
@@ -9,13 +11,17 @@ public:
   XercesObject(const XercesObject&) = delete;
   XercesObject& operator=(const XercesObject&) = delete;
 
-  /// Starts the runtime unless it runs. Throws xercesc::XMLException when it cannot be started.
-  /// Hold gCriticalSection.
+  /// Starts the runtime unless it runs. Throws std::bad_alloc when there is not enough memory; a
+  /// later call starts it anew. Hold gCriticalSection.
   void Init();
 
   /// The one of this library, which lives as long as the library is loaded.
   static XercesObject& instance();
 
 private:
+  void start();
+  void takeBack();
+
+  xercesc::MemoryManager* m_pMemory = nullptr;  // of a runtime that this object started; borrowed
   bool m_bInitialized = false;
 };
