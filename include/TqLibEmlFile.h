@@ -33,7 +33,9 @@
 /// of the operating system pass through MMS2BaseError::ConvertToMMError().
 ///
 /// Threads: an object belongs to one thread at a time. No lock is taken: objects for the same
-/// volume meet in the file system only.
+/// volume meet in the file system only. pthread_cancel() takes effect after a call has returned.
+///
+/// Exceptions: every member may throw std::bad_alloc.
 class TQLIB_API TqLibEmlFile : public MMS2BaseError {
 public:
   /// The volume `volumeName`, which is used as one path component. Nothing on disk is touched and
@@ -92,9 +94,9 @@ public:
   /// `bytesRead` is what was read: fewer than `length` near the end of the file, 0 at or past it.
   /// A file mark that has no file gets an empty one. A transfer must stay below 2 GiB.
   ///
-  /// Returns false with code 993 (volume name), 764 (cannot be opened), 979 (read failed,
-  /// `bytesRead` 0), 786 (seek stopped short) or the seek's own error; `bytesRead` is unchanged
-  /// unless said.
+  /// Returns false with code 993 (volume name), 764 (cannot be opened, or is no regular file), 979
+  /// (read failed, `bytesRead` 0), 786 (seek stopped short) or the seek's own error; `bytesRead` is
+  /// unchanged unless said.
   bool ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                         unsigned long length, unsigned long& bytesRead);
 
@@ -105,7 +107,7 @@ public:
   ///
   /// The result is that of the measuring: true also when the write failed (code 767, `bytesWritten`
   /// 0) or the seek did (797 or its own error, `bytesWritten` unchanged), so judge a transfer by
-  /// its count and the code. Returns false with code 993, 764 (cannot be opened), or 785 when the
+  /// its count and the code. Returns false with code 993, 764 (as for reading), or 785 when the
   /// volume is now larger than "nVirtualTapeSizeMB" MiB (4 GiB when not set); what was written
   /// stays on disk then. When it returns, the data is with the operating system, not forced to
   /// the disk.

@@ -19,7 +19,6 @@
 #define TQLIB_API __attribute__((visibility("default")))
 #endif
 
-class CatalogueLock;
 class DriveIndex;
 class DescendantIndex;
 class ElementIndex;
@@ -64,6 +63,10 @@ struct TQLIB_API SCSIUnitFields {
 
 /// A device with its drive identifier map, as the catalogue holds it in memory.
 struct TQLIB_API SCSIUnit : SCSIUnitFields {
+  // Not defaulted, so that this is no aggregate: in braces, a SCSIUnitNoMap would else initialise
+  // the base alone and lose its map.
+  SCSIUnit() {}
+
   std::map<int, std::string> DriveIdentifierMap;  ///< library: drive number to serial number
 };
 
@@ -183,17 +186,21 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 /// operation reads the one file it needs, does its work on it, writes it back when it changed it,
 /// and lets go of it. Nothing of it is kept between calls.
 ///
-/// A saved file takes its predecessor's place whole or not at all, and is on disk before it does;
-/// so do the two files of an operation that changes library and list. A save that fails is logged
-/// and leaves the old files; the operation's result does not tell.
+/// A saved file replaces the old one as a whole, after it was written to the disk; so do the two
+/// files of an operation that changes library and list. The exception is a folder that admits no
+/// new file: there the old one is overwritten. If a save fails, the old files stay and the failure
+/// is logged. The return value does not show it; see saveError().
 ///
-/// Processes: operations that may change something hold an advisory lock (flock) on the directory
-/// from before they look at a file until they return. One that does not get it within 30 s returns
-/// false, with the reason in the last-error text and the log, and changes nothing. Queries need no
-/// lock. Where the file system has none, operations go on without, and the log tells once.
+/// Processes: an operation that changes something holds an advisory lock (flock) on the directory
+/// from before it looks at a file until it returns; on a file system that is not known to be local,
+/// also on the file ".tqlib-lock" in it. If it does not get the lock within 30 s it returns false,
+/// with the reason in the last-error text and the log, and changes nothing. The library does not
+/// hold gCriticalSection while it waits. Queries need no lock, nor does a status read that changes
+/// nothing. If locking is not supported, operations go on without it, which is logged once.
 ///
 /// Names: a library name that is not one path component (it holds "/" or a zero byte, is "." or
-/// "..", or gives a file name of more than 255 bytes) is refused before anything is touched. Text
+/// "..", or gives a file name of more than 255 bytes) is refused before anything is touched, with
+/// text. Text
 /// is UTF-8; text that XML 1.0 cannot carry makes an operation fail before anything is written.
 ///
 /// Errors: an operation that fails returns false; the reason is in the log and, where the
@@ -202,8 +209,11 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 /// the codes of its own stand at each operation, and all of them in docs/errors.md.
 ///
 /// Threads: any number of objects on any threads, and one object may be shared: every public
-/// operation holds gCriticalSection from start to end. The last error of a shared object is that
-/// of whoever failed last.
+/// operation holds gCriticalSection while it works. The last error of a shared object is that of
+/// whoever failed last. pthread_cancel() takes effect after a call has returned.
+///
+/// Limits: 200,000 storage slots and 200,000 import/export slots in a new library; 100 levels and
+/// 1,000 names of elements in a file. An operation beyond them fails with text.
 ///
 /// Memory: a library of 50,000 slots takes 150 to 170 MB during a call (docs/performance.md). Up to
 /// 256 MiB of what large libraries took stay with the process for the next call, marked (MADV_FREE)
@@ -329,8 +339,9 @@ public:
   /// it. With `peek` true the record stays as it is, and is reported also after its lifetime.
   ///
   /// Returns true, with the outputs untouched, when the file does not hold exactly one library.
-  /// Fails as SetVirtualDeviceStatus() does, and when a value in the record is no text; the outputs
-  /// then hold what was read up to there, -1 for the value that could not be.
+  /// Fails as SetVirtualDeviceStatus() does, where the outputs may be set nevertheless, and when a
+  /// value in the record is no text; the outputs then hold what was read up to there, -1 for the
+  /// value that could not be.
   bool GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc, int& ascq,
                               bool peek);
 
@@ -342,6 +353,24 @@ public:
   /// drive, and, with text, when the list cannot be parsed (50005) or there is no memory for a
   /// parser (50006). A library that cannot be loaded is passed over.
   bool GetCurrentVolume(const std::string& serialNumber, std::string& barCode);
+
+  /// Why the last operation of this object that changes something could not save a file that it had
+  /// to: the file and the reason. Empty when all was saved, and when there was nothing to save, as
+  /// after an operation that returned false.
+  ///
+  /// It is set by operations that returned true, also when the update of an existing library or
+  /// drive failed. An operation that had nothing to change leaves it as it was. Any thread may
+  /// call; of a shared object it is the answer for whoever called last. Throws std::bad_alloc.
+  std::string saveError() const;
+
+  /// Runs `steps` as one step: no other thread or process changes the catalogue before it returns.
+  /// Operations of any object may be called in it, on this thread. gCriticalSection is held, so
+  /// queries of other threads wait; changes of other processes wait for at most 30 s and then fail.
+  ///
+  /// Returns what `steps` returns, and lets its exceptions through. Returns false without calling
+  /// it when the lock cannot be taken within 30 s (with text), or there is no catalogue directory
+  /// (logged).
+  bool ChangeCatalogue(const std::function<bool()>& steps);
 
   // The private members take no lock: gCriticalSection is held by whoever calls them.
 private:
@@ -362,10 +391,9 @@ private:
   // Object, runtime and files
   void init();
   bool initXerces();
-  void start();
+  bool start();
   void deInit();
   bool GetMeridianInstallDir(std::string& dir);
-  bool holdCatalogue(const std::string& dir);
   bool GetLibListFile(std::string& path);
   bool GetLibFileName(const std::string& name, std::string& path);
   std::string getLibXMLFile(const std::string& name);
@@ -379,7 +407,6 @@ private:
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
   void saveWithList(const std::string& listPath, FirstSaved first);
-  void removeLeftOvers();
   void dropLibrary();
   void releaseDocuments();
 
@@ -415,8 +442,10 @@ private:
   bool extractLibSpecificSCSIUnit(xercesc::DOMNode* library, SCSIUnit& unit);
   bool addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
                           const SCSIUnit& unit);
-  bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, const DescendantIndex& library,
+  bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
                              const SCSIUnit& unit);
+  bool updateLibraryValues(xercesc::DOMDocument*& doc, const DescendantIndex& library,
+                           const SCSIUnit& unit);
   xercesc::DOMNode* getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
                                      const std::string& maName);
   bool readMatchingUnits(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
@@ -439,7 +468,9 @@ private:
   bool addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
-                                const DescendantIndex& parts, xercesc::DOMDocument*& doc);
+                                xercesc::DOMDocument*& doc);
+  bool placeDrives(const SCSIUnit& record, xercesc::DOMElement* library,
+                   const DescendantIndex& parts, xercesc::DOMDocument*& doc);
   bool getLibSerialNumber(xercesc::DOMElement* library, std::string& serial);
   bool getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial);
   int findDriveNumberForSerialNumber(const SCSIUnit& library, const std::string& serial);
@@ -455,6 +486,7 @@ private:
   bool updateDriveOf(const SCSIUnit& drive, const std::string& libraryName);
   bool createLibrary(const SCSIUnit& library);
   void saveIf(bool isChanged);
+  void noteUpdate(bool isUpdated);
   bool updateLastLibrary(const std::vector<SCSIUnitNoMap>& devices);
   bool updateBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName);
   bool registerBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName,
@@ -580,7 +612,6 @@ private:
   xercesc::XercesDOMParser* m_pListParser;  // owned
   xercesc::DOMDocument* m_pLibDoc;          // borrowed from m_pLibParser or m_newLibDoc
   xercesc::DOMDocument* m_pListDoc;         // borrowed from m_pListParser or m_newListDoc
-  CatalogueLock* m_pCatalogueLock;          // that of the running operation; null: it only reads
   bool m_bInitialized;
   bool m_bLibLoaded;
   bool m_bListLoaded;
@@ -589,4 +620,5 @@ private:
   std::string m_sLibFile;      // path of the current library file
   OwnedDocument m_newLibDoc;   // a library that was created, not loaded
   OwnedDocument m_newListDoc;  // a list that was created, not loaded
+  std::string m_saveError;     // see saveError()
 };

@@ -12,9 +12,10 @@ constexpr CycleTerms kTerms{"TqLibEmulator::GetCurrentVolume", Access::Reads, Ex
 }  // namespace
 
 bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::string& barCode) {
+  const std::string serial = serialNumber;  // which may be the output
   const auto search = [&](const std::vector<std::string>& ids) {
     for (const std::string& id : ids) {
-      if (GetDriveVolumeNoLock(id, serialNumber, barCode)) {
+      if (GetDriveVolumeNoLock(id, serial, barCode)) {
         return true;
       }
       dropLibrary();

@@ -12,11 +12,13 @@ constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualDeviceInfo", Access::Reads
                             Exceptions::Reported, MissingFile::IsReported};
 }  // namespace
 
+// The texts are copied: they may lie in the vector, which grows.
 bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
                                          std::vector<SCSIUnitNoMap>& devices) {
+  const std::string host = maName;
   const auto query = [&](const std::vector<std::string>& ids) {
     for (const std::string& id : ids) {
-      if (!GetVirtualDeviceInfoNoLock(maName, devices, id)) {
+      if (!GetVirtualDeviceInfoNoLock(host, devices, id)) {
         return false;
       }
       dropLibrary();
@@ -39,6 +41,7 @@ bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
 bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
                                                std::vector<SCSIUnitNoMap>& devices,
                                                const std::string& libraryId) {
+  const std::string host = maName;
   return OperationCycle(*this, kTerms).withLibrary(libraryId, [&] {
     xercesc::DOMElement* root = rootOrReport(kTerms.origin, libraryId);
     if (root == nullptr) {
@@ -47,12 +50,12 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
     const DescendantIndex parts(root);  // what else it finds costs less than a second walk
     xercesc::DOMElement* library = parts.single(names::library);
     if (library == nullptr) {
-      // One file that an operator has to mend, or whose library was removed, must not hide the
-      // libraries of all others.
+      // One file that an operator has to repair, or whose library was removed, must not hide all
+      // other libraries.
       reportNoSingleLibrary(kTerms.origin);
       return true;
     }
-    return appendDevices(maName, library, parts.named(names::drive), devices);
+    return appendDevices(host, library, parts.named(names::drive), devices);
   });
 }
 

@@ -176,8 +176,13 @@ bool TqLibEmulator::addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMEl
   return addFields(doc, library, kLibraryValues, unit);
 }
 
-bool TqLibEmulator::updateLibSpecificInfo(xercesc::DOMDocument*& doc,
-                                          const DescendantIndex& library, const SCSIUnit& unit) {
+bool TqLibEmulator::updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
+                                          const SCSIUnit& unit) {
+  return updateLibraryValues(doc, DescendantIndex(library), unit);
+}
+
+bool TqLibEmulator::updateLibraryValues(xercesc::DOMDocument*& doc, const DescendantIndex& library,
+                                        const SCSIUnit& unit) {
   return updateFields(doc, library, kLibraryValues, unit);
 }
 

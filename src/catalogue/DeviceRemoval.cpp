@@ -3,9 +3,11 @@
 // The two public forms find, load and save their files in their own order, so they share only the
 // frame of the operation cycle. A library's own file is never deleted: what is left of it is saved.
 
+#include <algorithm>
 #include <vector>
 
 #include "TqLibEmulator.h"
+#include "catalogue/CatalogueLock.h"
 #include "catalogue/Documents.h"
 #include "catalogue/ListedLibraries.h"
 #include "catalogue/OperationCycle.h"
@@ -54,7 +56,18 @@ bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
     if (!GetLibListFile(path)) {
       return false;
     }
-    for (const std::string& id : readListedLibraries(path).ids) {
+    const ListedLibraries listed = readListedLibraries(path);
+    if (!listed.reason.empty()) {
+      report(kTerms.origin, "%s: %s", listed.problem.c_str(), listed.reason.c_str());
+      m_nErrorCode = listed.code;
+    }
+    // Locked before the walk, which would otherwise start again for it, and log again.
+    const bool hasKeyless = std::find(listed.ids.begin(), listed.ids.end(), "") != listed.ids.end();
+    CatalogueLock* const lock = CatalogueLock::current();
+    if (hasKeyless && lock != nullptr && !lock->take(".")) {
+      return false;
+    }
+    for (const std::string& id : listed.ids) {
       if (RemoveVirtualDeviceNoLock(maName, serialNumber, id)) {
         return saveRemoval();
       }

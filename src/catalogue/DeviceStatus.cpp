@@ -25,6 +25,18 @@ int32_t expiryAfter(int lifetimeSeconds) {
   return static_cast<int32_t>(std::time(nullptr) + lifetimeSeconds);
 }
 
+/// What a read does to a record.
+enum class Reading { Stays, CountsDown, RemovesIt };
+
+/// A count of 1 is the last read; 0 and below are reported until they expire.
+Reading whenRead(const xercesc::DOMElement& record) {
+  const int count = numberIn(record, names::count);
+  if (count == 1 || numberIn(record, names::expireTime) <= std::time(nullptr)) {
+    return Reading::RemovesIt;
+  }
+  return count > 1 ? Reading::CountsDown : Reading::Stays;
+}
+
 void setTerm(xercesc::DOMElement& record, int lifetimeSeconds, int count) {
   record.setAttribute(names::count, toXml(count).c_str());
   record.setAttribute(names::expireTime, toXml(expiryAfter(lifetimeSeconds)).c_str());
@@ -41,13 +53,29 @@ bool TqLibEmulator::SetVirtualDeviceStatus(const std::string& libraryName, int s
   });
 }
 
+// A read that changes nothing is the usual one: an emulator asks before each command of a host. So
+// the first look takes no lock, and only a record that has to be counted is read again under the
+// lock.
 bool TqLibEmulator::GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc,
                                            int& ascq, bool peek) {
-  OperationCycle cycle(
-      *this, {"TqLibEmulator::GetVirtualDeviceStatus", peek ? Access::Reads : Access::Changes,
-              Exceptions::Logged, MissingFile::Fails});
-  return cycle.onLibrary(libraryName, [&] {
-    return GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, peek);
+  CycleTerms terms{"TqLibEmulator::GetVirtualDeviceStatus", Access::Reads, Exceptions::Logged,
+                   MissingFile::Fails};
+  bool isChangeDue = false;
+  const bool isRead = OperationCycle(*this, terms).onLibrary(libraryName, [&] {
+    if (!GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, true)) {
+      return false;
+    }
+    const xercesc::DOMElement* library = peek ? nullptr : singleLibrary(m_pLibDoc);
+    const xercesc::DOMElement* record = Descendants(library, names::scsiStatus).first();
+    isChangeDue = record != nullptr && whenRead(*record) != Reading::Stays;
+    return true;
+  });
+  if (!isChangeDue) {
+    return isRead;
+  }
+  terms.access = Access::Changes;
+  return OperationCycle(*this, terms).onLibrary(libraryName, [&] {
+    return GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, false);
   });
 }
 
@@ -150,17 +178,14 @@ bool TqLibEmulator::getVirtualDeviceStatusOnLib(xercesc::DOMDocument*& /*doc*/,
   return true;
 }
 
-// A count of 1 is the last read; 0 and below are reported until they expire.
 void TqLibEmulator::countRead(xercesc::DOMNode* library, xercesc::DOMElement* record) {
-  const int count = numberIn(*record, names::count);
-  const bool isExpired = numberIn(*record, names::expireTime) <= std::time(nullptr);
-  if (count == 1 || isExpired) {
+  const Reading reading = whenRead(*record);
+  if (reading == Reading::RemovesIt) {
     removeVirtualDeviceStatus(library, record);
-    m_bLibModified = true;
-  } else if (count > 1) {
-    record->setAttribute(names::count, toXml(count - 1).c_str());
-    m_bLibModified = true;
+  } else if (reading == Reading::CountsDown) {
+    record->setAttribute(names::count, toXml(numberIn(*record, names::count) - 1).c_str());
   }
+  m_bLibModified = m_bLibModified || reading != Reading::Stays;
 }
 
 bool TqLibEmulator::removeVirtualDeviceStatus(xercesc::DOMNode* library) {

@@ -65,6 +65,8 @@ void TqLibEmulator::saveIf(bool isChanged) {
   if (isChanged) {
     m_bLibModified = true;
     saveDocument(m_pLibDoc);
+  } else {
+    m_saveError = "Library file " + m_sLibFile + " was not updated";
   }
 }
 
@@ -124,7 +126,11 @@ bool TqLibEmulator::registerBatch(const std::vector<SCSIUnitNoMap>& devices,
 // A batch that ends without a document saves nothing, the list included: an entry without a file
 // would fail every query over all libraries.
 bool TqLibEmulator::saveBatch(bool isNew) {
-  if (m_pLibDoc == nullptr || !m_bLibModified) {
+  if (m_pLibDoc == nullptr) {
+    m_saveError = "Library file " + m_sLibFile + " was not created";
+    return true;
+  }
+  if (!m_bLibModified) {
     return true;
   }
   if (!isNew) {
@@ -153,13 +159,19 @@ bool TqLibEmulator::registerDevice(const SCSIUnit& device, const std::string& li
       drives.forget();
       return createLibrary(device);
     }
-    m_bLibModified = updateLibrary(device, m_pLibDoc) || m_bLibModified;
+    noteUpdate(updateLibrary(device, m_pLibDoc));
     return true;
   }
   if (libraryName.empty()) {
     return false;
   }
-  const bool isUpdated = drives.read(m_pLibDoc, false) && updateDriveIn(drives, m_pLibDoc, device);
-  m_bLibModified = isUpdated || m_bLibModified;
+  noteUpdate(drives.read(m_pLibDoc, false) && updateDriveIn(drives, m_pLibDoc, device));
   return true;
+}
+
+void TqLibEmulator::noteUpdate(bool isUpdated) {
+  m_bLibModified = isUpdated || m_bLibModified;
+  if (!isUpdated) {
+    m_saveError = "Library file " + m_sLibFile + " was updated in part only";
+  }
 }

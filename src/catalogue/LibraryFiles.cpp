@@ -7,13 +7,15 @@
 #include "catalogue/CatalogueLock.h"
 #include "catalogue/Documents.h"
 #include "catalogue/ErrorCodes.h"
+#include "catalogue/LibraryFiles.h"
 #include "catalogue/Names.h"
 #include "catalogue/PairedSave.h"
 #include "catalogue/ParsedFile.h"
-#include "catalogue/ReplacedFile.h"
 #include "catalogue/Serialise.h"
 
 namespace {
+
+constexpr char kObstacleOrigin[] = "PairedSave::complete";
 
 /// Whether the library's file can have this name, one component of a path.
 bool isUsableKey(const std::string& key, const std::string& fileName) {
@@ -21,20 +23,52 @@ bool isUsableKey(const std::string& key, const std::string& fileName) {
          key.find('\0') == std::string::npos && fileName.size() <= NAME_MAX;
 }
 
+/// Why an operation that changes something must not do so with a file; empty when it may.
+std::string obstacleTo(const std::string& directory, const std::string& fileName) {
+  const CatalogueLock* const lock = CatalogueLock::current();
+  return lock == nullptr ? "" : lock->obstacleTo(directory, fileName);
+}
+
 std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
   return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
 }
 
-/// Callers are not told of a failed save, so the log has to.
-void logFailedSave(const ReplacedFile& file, const std::string& reason) {
-  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument",
-                 "Failed to save document %s, error: %s", file.path().c_str(), reason.c_str());
+/// Removes what processes that died left in a folder, but not what a journal there may name.
+void removeLeftOvers(const std::string& folder) {
+  if (!PairedSave::isPending(folder)) {
+    ReplacedFile::removeLeftOvers(folder);
+  }
+}
+
+/// The same beside a file, and beside the target of a symbolic link.
+void removeLeftOvers(const ReplacedFile& file) {
+  removeLeftOvers(file.folder());
+  if (file.isElsewhere()) {
+    removeLeftOvers(file.path().substr(0, file.path().rfind('/') + 1) + '.');
+  }
+}
+
+/// The log line and the text of a save that failed.
+std::string failedSave(const ReplacedFile& file, const std::string& reason) {
+  std::string text = "Failed to save document " + file.path() + ", error: " + reason;
+  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument", "%s", text.c_str());
+  return text;
 }
 
 }  // namespace
 
 bool TqLibEmulator::GetLibListFile(std::string& path) {
   if (!GetMeridianInstallDir(path)) {
+    const CatalogueLock* const lock = CatalogueLock::current();
+    if (lock == nullptr || !lock->isRefused()) {
+      setErrorText("No catalogue directory %s", path.c_str());
+    }
+    m_nErrorCode = codes::noXmlFile;
+    return false;
+  }
+  const std::string obstacle = obstacleTo(path, names::listFile);
+  if (!obstacle.empty()) {
+    report(kObstacleOrigin, "%s", obstacle.c_str());
     m_nErrorCode = codes::noXmlFile;
     return false;
   }
@@ -46,8 +80,18 @@ bool TqLibEmulator::GetLibListFile(std::string& path) {
 // a failure would grow with each of them.
 bool TqLibEmulator::GetLibFileName(const std::string& name, std::string& path) {
   const std::string fileName = getLibXMLFile(name);
+  if (!isUsableKey(name, fileName)) {
+    report("TqLibEmulator::GetLibFileName", "Library name %s cannot be part of a file name",
+           name.c_str());
+    return false;
+  }
   std::string directory = path;
-  if (!isUsableKey(name, fileName) || !GetMeridianInstallDir(directory)) {
+  if (!GetMeridianInstallDir(directory)) {
+    return false;
+  }
+  const std::string obstacle = obstacleTo(directory, fileName);
+  if (!obstacle.empty()) {
+    report(kObstacleOrigin, "%s", obstacle.c_str());
     return false;
   }
   path = directory + fileName;
@@ -131,20 +175,23 @@ void TqLibEmulator::dropLibrary() {
   m_bLibLoaded = false;
 }
 
-// True also when the file could not be written: callers have always been told only whether there
-// is a serialiser. What is on disk is then still the old file.
+// True also when the file could not be written: the result has always said only whether there is a
+// serialiser. What is on disk is then still the old file, and saveError() says why.
 bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path) {
-  if (node == nullptr) {
-    return false;
-  }
-  const auto content = serialise(*node);
+  return saveFile(node, path, Existing::Replaced, m_saveError);
+}
+
+bool saveFile(const xercesc::DOMNode* node, const std::string& path, Existing existing,
+              std::string& error) {
+  const auto content = node == nullptr ? nullptr : serialise(*node);
   if (content == nullptr) {
+    error = "Failed to save document " + path + ", error: nothing to write it with";
     return false;
   }
-  removeLeftOvers();
-  ReplacedFile file(path);
+  ReplacedFile file(path, existing);
+  removeLeftOvers(file);
   if (!file.prepare(bytesOf(*content)) || !file.commit()) {
-    logFailedSave(file, file.error());
+    error = failedSave(file, file.error());
   }
   return true;
 }
@@ -167,30 +214,31 @@ void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) 
   const auto library = serialise(*m_pLibDoc);
   const auto list = serialise(*m_pListDoc);
   if (library == nullptr || list == nullptr) {
+    m_saveError = "Failed to save document " + m_sLibFile + ", error: nothing to write it with";
     return;
   }
-  removeLeftOvers();
-  ReplacedFile libraryFile(m_sLibFile);
-  ReplacedFile listFile(listPath);
+  const auto existing = [](const OwnedDocument& created) {
+    return created == nullptr ? Existing::Replaced : Existing::Kept;
+  };
+  ReplacedFile libraryFile(m_sLibFile, existing(m_newLibDoc));
+  ReplacedFile listFile(listPath, existing(m_newListDoc));
+  removeLeftOvers(libraryFile);
+  if (listFile.folder() != libraryFile.folder()) {
+    removeLeftOvers(listFile);
+  }
   if (!libraryFile.prepare(bytesOf(*library))) {
-    logFailedSave(libraryFile, libraryFile.error());
+    m_saveError = failedSave(libraryFile, libraryFile.error());
     return;
   }
   if (!listFile.prepare(bytesOf(*list))) {
-    logFailedSave(listFile, listFile.error());
+    m_saveError = failedSave(listFile, listFile.error());
     return;
   }
   PairedSave both = first == FirstSaved::Library ? PairedSave(libraryFile, listFile)
                                                  : PairedSave(listFile, libraryFile);
   if (!both.commit()) {
-    logFailedSave(libraryFile.error().empty() ? listFile : libraryFile, both.error());
+    m_saveError = failedSave(libraryFile.error().empty() ? listFile : libraryFile, both.error());
     return;
   }
   m_bLibModified = false;
-}
-
-void TqLibEmulator::removeLeftOvers() {
-  if (m_pCatalogueLock != nullptr) {
-    m_pCatalogueLock->removeLeftOvers();
-  }
 }

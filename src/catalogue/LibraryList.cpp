@@ -1,11 +1,12 @@
 // The library list: the file that names every library of the catalogue.
 //
-// The members that change it set no code: their callers know what a failure means. They log only
-// why a list that is there cannot be read, which would else cost a new library without a word.
-// Entries are not checked for duplicates, and removal takes the first that matches.
+// The members that change it set no code: their callers know what a failure means. They log why an
+// existing list cannot be read, which would otherwise lose a new library without a message. Entries
+// are not checked for duplicates, and removal takes the first that matches.
 
 #include "TqLibEmulator.h"
 #include "catalogue/Documents.h"
+#include "catalogue/LibraryFiles.h"
 #include "catalogue/ListedLibraries.h"
 #include "catalogue/NewDocument.h"
 #include "catalogue/ParsedFile.h"
@@ -122,7 +123,7 @@ bool TqLibEmulator::addToLibraryListFile(const std::string& libFile, const std::
   if (!addToLibraryList(created, libFile, libId)) {
     return false;
   }
-  saveDocument(created, path);
+  saveFile(created, path, Existing::Kept, m_saveError);
   return true;
 }
 

@@ -64,6 +64,9 @@ inline constexpr char drivePrefix[] = "Drive_";
 inline constexpr char slotPrefix[] = "Slot_";
 inline constexpr char shelfPrefix[] = "Shelf_";
 
+// The lock file of a catalogue on a file system that is not known to be local
+inline constexpr char lockFile[] = ".tqlib-lock";
+
 // The key of the file that holds drives without a library
 inline constexpr char standaloneKey[] = "Library1";
 // and the removal's file for them, in the working directory

@@ -8,47 +8,66 @@
 #include "TqLibEmulator.h"
 #include "catalogue/CatalogueLock.h"
 #include "catalogue/XmlText.h"
+#include "common/NoCancel.h"
 
 namespace {
 const std::string kXmlException = "An XMLException error occurred during parsing. Error Message: ";
 const std::string kDomException = "A DOMException error occurred during parsing. Error Code: ";
+constexpr char kLockOrigin[] = "CatalogueLock::take";
 constexpr char kAnyLogged[] = "An error occurred during parsing.";
 constexpr char kAnyReported[] = "An Exception error occurred during parsing.";
 }  // namespace
 
-/// The catalogue's lock of an operation. One inside another works under the outer one's.
-class OperationCycle::Hold {
-public:
-  Hold(TqLibEmulator& emulator, Access access)
-      : m_emulator(emulator),
-        m_isOwner(access == Access::Changes && emulator.m_pCatalogueLock == nullptr) {
-    if (m_isOwner) {
-      m_emulator.m_pCatalogueLock = &m_lock;
-    }
-  }
-  ~Hold() {
-    if (m_isOwner) {
-      m_emulator.m_pCatalogueLock = nullptr;
-    }
-  }
-  Hold(const Hold&) = delete;
-  Hold& operator=(const Hold&) = delete;
-
-private:
-  TqLibEmulator& m_emulator;
-  const bool m_isOwner;
-  CatalogueLock m_lock;
-};
-
 bool OperationCycle::inFrame(const Work& work) {
-  const TqCriticalSectionLock lock(&gCriticalSection);
-  const Hold hold(m_emulator, m_terms.access);
-  m_emulator.start();
+  const NoCancel untilTheCallReturns;
+  const auto framed = [&] { return this->framed(work); };
+  if (m_terms.access == Access::Changes) {
+    return locked(framed);
+  }
+  const TqCriticalSectionLock threads(&gCriticalSection);
+  return framed();
+}
+
+// Only an attempt that has all its locks saves anything, so one that was refused a lock can be made
+// again from the start. Its error code is that of a missing directory, which is not true.
+bool OperationCycle::locked(const Work& work) {
+  CatalogueLock catalogue;
+  do {
+    const TqCriticalSectionLock threads(&gCriticalSection);
+    m_emulator.m_saveError.clear();
+    if (CatalogueLock::current() != nullptr) {
+      return nested(*CatalogueLock::current(), work);
+    }
+    const CatalogueLock::Attempt attempt(catalogue);
+    if (catalogue.takeAgain()) {
+      const int code = m_emulator.m_nErrorCode;
+      const bool isDone = work();
+      if (isDone || !catalogue.isRefused()) {
+        return isDone;
+      }
+      m_emulator.m_nErrorCode = code;
+    }
+  } while (catalogue.wait());
+  const TqCriticalSectionLock threads(&gCriticalSection);
+  m_emulator.report(kLockOrigin, "%s", catalogue.error().c_str());
+  return false;
+}
+
+// Inside another operation, under its lock. If that one can start again, it does.
+bool OperationCycle::nested(CatalogueLock& outer, const Work& work) {
+  const bool isDone = work();
+  if (outer.isFinal() && outer.isRefused()) {
+    m_emulator.report(kLockOrigin, "%s", outer.acceptRefusal().c_str());
+  }
+  return isDone;
+}
+
+bool OperationCycle::framed(const Work& work) {
   struct Release {
     TqLibEmulator& emulator;
     ~Release() { emulator.deInit(); }
   } const release{m_emulator};
-  return guarded(work);
+  return guarded([&] { return m_emulator.start() && work(); });
 }
 
 bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work) {
@@ -65,17 +84,19 @@ bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work)
 
 bool OperationCycle::withLibrary(const std::string& libraryName, const Work& work) {
   return guarded([&] {
-    m_emulator.start();
-    return m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) && load(libraryName) &&
-           work();
+    return m_emulator.start() && m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) &&
+           load(libraryName) && work();
   });
 }
 
 bool OperationCycle::withFile(const std::string& path, const Work& work) {
   return guarded([&] {
-    m_emulator.start();
+    if (!m_emulator.start()) {
+      return false;
+    }
     m_emulator.m_sLibFile = path;
-    return m_emulator.holdCatalogue(".") && load(path) && work();
+    CatalogueLock* const lock = CatalogueLock::current();
+    return (lock == nullptr || lock->take(".")) && load(path) && work();
   });
 }
 

@@ -1,35 +1,36 @@
-// The cycle that every public operation runs through: lock, start, find the file, load, work, save,
-// let go; and what becomes of exceptions on the way.
+// The cycle of every public operation: lock, start, find the file, load, work, save, release, with
+// one place that handles exceptions.
 #pragma once
 
 #include <functional>
 #include <string>
 
+class CatalogueLock;
 class TqLibEmulator;
 
-/// What an operation does with an exception.
+/// How an operation handles an exception.
 enum class Exceptions {
   Logged,    ///< a line in the log; the operation fails
   Reported,  ///< the same, and the last-error text; the operation fails
   PassedOn   ///< left to the caller, as one derived from std::exception
 };
 
-/// What becomes of a library file that is not there.
+/// How to handle a missing library file.
 enum class MissingFile {
-  FailsToLoad,  ///< found out by the load, which then fails without a word
+  FailsToLoad,  ///< the load fails without a message
   Fails,        ///< looked for before the load
-  IsReported    ///< the failed load, whatever its reason, is told with a message
+  IsReported    ///< the failed load, whatever its reason, is reported
 };
 
-/// Whether an operation may save what it loaded: then other processes wait for its end. One that
-/// only reads needs no lock, since a saved file is always whole.
+/// Whether the operation may save. If so, it holds the lock between processes until it returns.
+/// Reading needs no lock, since files are replaced as a whole.
 enum class Access { Reads, Changes };
 
 /// Where the operations differ.
 struct CycleTerms {
   const char* origin;  ///< the operation's name in the log
   Access access;
-  Exceptions exceptions;  ///< what becomes of them
+  Exceptions exceptions;
   MissingFile missingFile = MissingFile::FailsToLoad;
 };
 
@@ -45,7 +46,12 @@ public:
   bool onLibrary(const std::string& libraryName, const Work& work);
 
   /// The frame alone, for an operation that finds, loads and saves its files in its own order.
+  /// While another process has the lock, `work` may run several times: its look-up of the directory
+  /// then fails, and it returns false before it has saved anything.
   bool inFrame(const Work& work);
+
+  /// The locks alone, with the same rule.
+  bool locked(const Work& work);
 
   /// One library inside a frame: its file, load, work. Nothing is saved, and the document stays.
   bool withLibrary(const std::string& libraryName, const Work& work);
@@ -54,8 +60,8 @@ public:
   bool withFile(const std::string& path, const Work& work);
 
 private:
-  class Hold;
-
+  bool nested(CatalogueLock& outer, const Work& work);
+  bool framed(const Work& work);
   bool load(const std::string& libraryName);
   bool guarded(const Work& work);
   bool passingOn(const Work& work);

@@ -14,7 +14,12 @@
 
 namespace {
 
-constexpr char kPendingName[] = "/.tqlib-pending";
+constexpr char kPendingName[] = ".tqlib-pending";
+constexpr std::size_t kLongestJournal = 4096;  // ours has four names of at most 255 bytes
+
+std::string pathIn(const std::string& folder, const std::string& name) {
+  return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
 
 std::string nameIn(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
@@ -32,13 +37,13 @@ bool isFileOfCatalogue(const std::string& name) {
           name.find('/') == std::string::npos);
 }
 
-/// Whether a description of the file would be taken for one of ours.
+/// Whether the journal may name the file.
 bool canBeNoted(const ReplacedFile& file) {
-  return !file.aside().empty() && isFileOfCatalogue(nameIn(file.target()));
+  return !file.aside().empty() && !file.isElsewhere() && isFileOfCatalogue(nameIn(file.target()));
 }
 
-/// The names in such a description, by turns of a prepared file and of what it is to become; none
-/// when it is anything else, for a note of another origin must not move other files.
+/// The names in a journal, by turns of a prepared file and of its target. None when the text is
+/// anything else: a journal of another origin must not move files.
 std::vector<std::string> namesIn(const std::string& text) {
   std::vector<std::string> names;
   for (size_t at = 0; at < text.size();) {
@@ -53,12 +58,32 @@ std::vector<std::string> namesIn(const std::string& text) {
   return areOurs ? names : std::vector<std::string>();
 }
 
-/// True also when the prepared file is gone: it was put in its place before.
-bool putInPlace(ReplacedFile& file, const std::string& aside) {
-  return file.adopt(aside) ? file.commit() : file.error().empty();
+/// The files that are to get a place, and always the list: no other pair can be saved.
+std::vector<std::string> targets(const std::vector<std::string>& names) {
+  std::vector<std::string> files{names::listFile};
+  for (size_t i = 1; i < names.size(); i += 2) {
+    files.push_back(names[i]);
+  }
+  return files;
+}
+
+/// What completing an entry of the journal came to.
+enum class Completion { Done, Failed, TargetExists };
+
+Completion putInPlace(ReplacedFile& file, const std::string& aside) {
+  const bool isThere = file.adopt(aside);
+  if (isThere ? file.commit() : file.error().empty()) {
+    return Completion::Done;  // also when the prepared file is gone: it was put in its place before
+  }
+  return file.isTargetInTheWay() ? Completion::TargetExists : Completion::Failed;
 }
 
 }  // namespace
+
+bool UnfinishedSave::concerns(const std::string& name) const {
+  return !reason.empty() &&
+         (files.empty() || std::find(files.begin(), files.end(), name) != files.end());
+}
 
 bool PairedSave::commit() {
   const bool isJoined =
@@ -67,23 +92,30 @@ bool PairedSave::commit() {
 }
 
 bool PairedSave::commitJoined() {
-  // After a power loss that leaves the note, what it names has to be there.
+  // After a power loss that leaves the journal, the files that it names have to be there.
   syncFolder(m_first.folder());
   const std::string text = describe(m_first) + describe(m_second);
-  ReplacedFile note(m_first.folder() + kPendingName);
-  if (!note.prepare(text) || !note.commit()) {
-    m_error = "cannot note what is to be saved: " + note.error();
+  ReplacedFile journal(pathIn(m_first.folder(), kPendingName));
+  if (!journal.prepare(text) || !journal.commit()) {
+    m_error = "cannot note what is to be saved: " + journal.error();
     return false;
   }
-  // While the note stands, it does not matter which of the two a power loss leaves; both are on the
-  // disk with the commit, which is before the note goes.
-  if (m_first.place() && m_second.commit()) {
-    note.remove();
-    return true;
-  }
-  m_error = reason() + "; it will be tried again";
+  // From here on, what the journal names belongs to whoever completes it. It does not matter which
+  // of the two a power loss leaves: both are on the disk with the commit, before the journal goes.
   m_first.leave();
   m_second.leave();
+  if (m_first.place() && m_second.commit()) {
+    journal.remove();
+    return true;
+  }
+  if (m_first.isTargetInTheWay() || m_second.isTargetInTheWay()) {
+    // The next try would meet the same file, so the save is given up as a whole.
+    removeNewFirst();
+    journal.remove();
+    m_error = reason();
+  } else {
+    m_error = reason() + "; it will be tried again";
+  }
   return false;
 }
 
@@ -92,11 +124,15 @@ bool PairedSave::commitOneByOne() {
     return true;
   }
   m_error = reason();
+  removeNewFirst();
+  return false;
+}
+
+// A new library's file without its entry would be in the way when the library is made again.
+void PairedSave::removeNewFirst() {
   if (m_first.error().empty() && m_first.isNew()) {
-    // A new library's file without its entry would be in the way when it is made again.
     m_first.remove();
   }
-  return false;
 }
 
 const std::string& PairedSave::reason() const {
@@ -104,37 +140,45 @@ const std::string& PairedSave::reason() const {
 }
 
 bool PairedSave::isPending(const std::string& folder) {
-  return ::access((folder + kPendingName).c_str(), F_OK) == 0;
+  return ::access(pathIn(folder, kPendingName).c_str(), F_OK) == 0;
 }
 
-bool PairedSave::complete(const std::string& folder, std::string& error) {
-  const std::string note = folder + kPendingName;
-  const auto text = contentOf(note);
+UnfinishedSave PairedSave::complete(const std::string& folder) {
+  const std::string journal = pathIn(folder, kPendingName);
+  const auto text = contentOf(journal, kLongestJournal);
   if (!text) {
-    if (errno == ENOENT) {
-      return true;
+    const int code = errno;
+    if (code == ENOENT || code == ENOTDIR) {
+      return {};
     }
-    error = "Cannot read " + note + ": " + std::strerror(errno);
-    return false;
+    const std::string reason = "Cannot read " + journal + ": " + std::strerror(code);
+    // What is no regular file is not ours and names no library, but keeps us from saving a pair.
+    const bool isForeign = code == EISDIR || code == EINVAL || code == ENXIO || code == ELOOP;
+    return {reason,
+            isForeign ? std::vector<std::string>{names::listFile} : std::vector<std::string>()};
   }
-  const std::vector<std::string> names = namesIn(*text);
+  const std::vector<std::string> names =
+      text->size() > kLongestJournal ? std::vector<std::string>() : namesIn(*text);
   if (names.empty()) {
     EvDebug::Error(debugHandler, "PairedSave::complete", "%s is none of ours, removed",
-                   note.c_str());
+                   journal.c_str());
   }
   for (size_t i = 0; i < names.size(); i += 2) {
-    ReplacedFile file(folder + '/' + names[i + 1]);
-    if (!putInPlace(file, folder + '/' + names[i])) {
-      file.leave();
-      error = "Cannot complete the save of " + file.path() + ": " + file.error();
-      return false;
+    ReplacedFile file(pathIn(folder, names[i + 1]));
+    const Completion completion = putInPlace(file, pathIn(folder, names[i]));
+    if (completion == Completion::Failed) {
+      return {"Cannot complete the save of " + file.path() + ": " + file.error(), targets(names)};
+    }
+    if (completion == Completion::TargetExists) {
+      EvDebug::Error(debugHandler, "PairedSave::complete", "Save of %s given up: %s",
+                     file.path().c_str(), file.error().c_str());
+      break;
     }
   }
-  // Carried out once more, it would undo what was changed since.
-  if (::unlink(note.c_str()) != 0 && errno != ENOENT) {
-    error = "Cannot remove " + note + ": " + std::strerror(errno);
-    return false;
+  // Completed once more, it would undo what was changed since.
+  if (::unlink(journal.c_str()) != 0 && errno != ENOENT) {
+    return {"Cannot remove " + journal + ": " + std::strerror(errno), targets(names)};
   }
   syncFolder(folder);
-  return true;
+  return {};
 }

@@ -2,36 +2,47 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "catalogue/ReplacedFile.h"
 
-/// Two renames are two steps, and a crash may come in between. So, before the first, a small file
-/// in the catalogue directory tells which prepared file is to take which place; whoever locks the
-/// catalogue next completes what it tells.
+/// A save of two files that a process left half done and that cannot be completed.
+struct UnfinishedSave {
+  std::string reason;              ///< empty: there is none
+  std::vector<std::string> files;  ///< their names; empty while there is one: not known which
+
+  /// Whether the file of this name must stay as it is.
+  bool concerns(const std::string& name) const;
+};
+
+/// Two renames are two steps, and a crash may come in between. So, before the first, a small
+/// journal in the catalogue directory says which prepared file is to take which place. The next
+/// operation that changes the catalogue completes it.
 class PairedSave {
 public:
-  /// Both are prepared, and taken over in this order.
+  /// Both are prepared, and committed in this order.
   PairedSave(ReplacedFile& first, ReplacedFile& second) : m_first(first), m_second(second) {}
 
-  /// Puts both in their places. On false, error() tells why; where it says so, the next operation
-  /// on the catalogue tries again.
+  /// Puts both in their places. On false, error() says why; where it says so, the next operation
+  /// that changes the catalogue tries again.
   ///
-  /// Where a file is overwritten in place, or lies in another directory than the other (a symbolic
-  /// link), the two are put there one after the other, and a crash may come in between.
+  /// Where a file is overwritten in place, or is a symbolic link into another directory, the two
+  /// are put there one after the other, and a crash may come in between.
   bool commit();
 
   const std::string& error() const { return m_error; }
 
-  /// Whether something in `folder` waits to be completed.
+  /// Whether a save in `folder` waits to be completed.
   static bool isPending(const std::string& folder);
 
-  /// Completes what a process began in `folder` that died or failed. True also when there was
-  /// nothing to do. Hold the catalogue's lock.
-  static bool complete(const std::string& folder, std::string& error);
+  /// Completes what a process began in `folder` that died or failed; the result is what could not
+  /// be completed. Hold the catalogue's lock.
+  static UnfinishedSave complete(const std::string& folder);
 
 private:
   bool commitJoined();
   bool commitOneByOne();
+  void removeNewFirst();
   const std::string& reason() const;
 
   ReplacedFile& m_first;

@@ -9,6 +9,8 @@
 
 #include "catalogue/ParsedFile.h"
 
+#include <fcntl.h>
+
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -20,7 +22,7 @@
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
-#include <xercesc/util/BinFileInputStream.hpp>
+#include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/XMLChar.hpp>
 
@@ -28,6 +30,7 @@
 #include "catalogue/DocumentMemory.h"
 #include "catalogue/Documents.h"
 #include "catalogue/XmlText.h"
+#include "common/FileDescriptor.h"
 
 namespace {
 
@@ -38,18 +41,45 @@ struct ParseFailure {
   std::string reason;
 };
 
-/// The file as the parser's input. Opened by its plain path: the parser's own file input takes the
-/// path for a URL first, and a "%41" in it for an "A".
-class OpenedFile : public xercesc::InputSource {
-public:
-  explicit OpenedFile(std::unique_ptr<xercesc::BinFileInputStream> stream)
-      : m_stream(std::move(stream)) {}
+/// An error of the system while the file was read.
+struct ReadFailure {
+  int code;
+};
 
-  /// The caller owns the stream; there is one only.
-  xercesc::BinInputStream* makeStream() const override { return m_stream.release(); }
+class FileStream : public xercesc::BinInputStream {
+public:
+  explicit FileStream(int fd) : m_fd(fd) {}
+
+  XMLFilePos curPos() const override { return m_position; }
+  const XMLCh* getContentType() const override { return nullptr; }
+  XMLSize_t readBytes(XMLByte* buffer, XMLSize_t size) override {
+    ssize_t count = 0;
+    do {
+      count = ::read(m_fd, buffer, size);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+      throw ReadFailure{errno};
+    }
+    m_position += static_cast<XMLFilePos>(count);
+    return static_cast<XMLSize_t>(count);
+  }
 
 private:
-  mutable std::unique_ptr<xercesc::BinFileInputStream> m_stream;
+  int m_fd;  // borrowed
+  XMLFilePos m_position = 0;
+};
+
+/// An open file as the parser's input. The parser's own file input takes a path for a URL first,
+/// waits for a pipe, and does not say which error of the system it met.
+class OpenedFile : public xercesc::InputSource {
+public:
+  explicit OpenedFile(int fd) : m_fd(fd) {}
+
+  /// The caller owns the stream.
+  xercesc::BinInputStream* makeStream() const override { return new FileStream(m_fd); }
+
+private:
+  int m_fd;  // borrowed
 };
 
 class FatalErrors : public xercesc::ErrorHandler {
@@ -176,19 +206,23 @@ xercesc::DOMDocument* ParsedFile::document() const {
   return parser == nullptr ? nullptr : parser->getDocument();
 }
 
-ParsedFile parseFile(const std::string& path) {
-  errno = 0;
-  auto stream = std::make_unique<xercesc::BinFileInputStream>(path.c_str());
-  if (!stream->getIsOpen()) {
-    const bool isAbsent = errno == ENOENT || errno == ENOTDIR;
-    return {nullptr, isAbsent ? "" : std::strerror(errno), false};
-  }
+namespace {
+
+constexpr int kAttempts = 5;
+
+/// Why a file could not be opened or read, and whether the caller has to know.
+ParsedFile failed(int code) {
+  const bool isAbsent = code == ENOENT || code == ENOTDIR;
+  return {nullptr, isAbsent ? "" : std::strerror(code), false};
+}
+
+ParsedFile parseOpened(int fd) {
   std::unique_ptr<xercesc::XercesDOMParser> parser = newParser();
   if (parser == nullptr) {
     return {nullptr, "Out of memory", true};
   }
   try {
-    parser->parse(OpenedFile(std::move(stream)));
+    parser->parse(OpenedFile(fd));
     return {std::move(parser), "", false};
   } catch (const ParseFailure& failure) {
     return {nullptr, failure.reason, false};
@@ -200,5 +234,26 @@ ParsedFile parseFile(const std::string& path) {
     return {nullptr, "Out of memory", false};
   } catch (const std::bad_alloc&) {
     return {nullptr, "Out of memory", false};
+  }
+}
+
+}  // namespace
+
+ParsedFile parseFile(const std::string& path) {
+  for (int attempt = 1;; ++attempt) {
+    int code = 0;
+    try {
+      const FileDescriptor file(openRegularFile(path.c_str(), O_RDONLY));
+      if (file) {
+        return parseOpened(file.get());
+      }
+      code = errno;
+    } catch (const ReadFailure& failure) {
+      code = failure.code;
+    }
+    // On a network file system, ESTALE means that another machine has replaced the file.
+    if (code != ESTALE || attempt == kAttempts) {
+      return failed(code);
+    }
   }
 }

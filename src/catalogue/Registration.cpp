@@ -65,9 +65,9 @@ bool TqLibEmulator::fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument*
 bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
                                    int type, int firstAddress, int count) {
   if (count > kMostNewSlots) {
-    EvDebug::Error(debugHandler, "TqLibEmulator::appendNewSlots",
-                   "A library of %d slots of one kind is refused, at most %d are made", count,
-                   kMostNewSlots);
+    report("TqLibEmulator::appendNewSlots",
+           "A library of %d slots of one kind is refused, at most %d are made", count,
+           kMostNewSlots);
     return false;
   }
   LibElement slot;
@@ -87,13 +87,12 @@ bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElemen
 bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
   xercesc::DOMElement* library = nullptr;
   const DescendantIndex parts(doc, library);
-  if (library == nullptr || !updateLibSpecificInfo(doc, parts, record)) {
+  if (library == nullptr || !updateLibraryValues(doc, parts, record)) {
     return false;
   }
   xercesc::DOMElement* device = parts.single(names::libraryScsiDevice);
   return device != nullptr && updateDeviceScsiDevice(doc, device, record) &&
-         updateLibraryUnit(record, library, parts, doc) &&
-         updateDriveIdentifierMap(record, library, parts, doc);
+         updateLibraryUnit(record, library, parts, doc) && placeDrives(record, library, parts, doc);
 }
 
 bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
@@ -113,8 +112,13 @@ bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElemen
 }
 
 bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
-                                             const DescendantIndex& parts,
                                              xercesc::DOMDocument*& doc) {
+  return placeDrives(record, library, DescendantIndex(library), doc);
+}
+
+// With what an index of the library has found already, for an update does all in one walk.
+bool TqLibEmulator::placeDrives(const SCSIUnit& record, xercesc::DOMElement* library,
+                                const DescendantIndex& parts, xercesc::DOMDocument*& doc) {
   int base = 0;
   if (!extractValuesFromChildNode(library, names::driveBaseAddress, base)) {
     return false;

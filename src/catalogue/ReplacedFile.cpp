@@ -1,6 +1,7 @@
 #include "catalogue/ReplacedFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,10 +10,11 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
+#include <utility>
 
 #include "common/FileContent.h"
-#include "common/FileDescriptor.h"
 #include "common/FolderSync.h"
+#include "volume/FolderListing.h"
 
 namespace {
 
@@ -21,7 +23,8 @@ constexpr mode_t kPermissionBits = 07777;
 constexpr mode_t kAccessBits = 0777;  // what must not be given to another owner is left out
 constexpr char kAsidePrefix[] = ".tqlib-";
 constexpr char kAsideSuffix[] = ".new";
-constexpr int kMaxHops = 40;  // the kernel's own limit for symbolic links
+constexpr char kKeepsExisting[] = "-first.new";  // of a file that must not replace another one
+constexpr int kMaxHops = 40;                     // the kernel's own limit for symbolic links
 
 /// Where the path leads when it is a symbolic link, so that the link itself is not replaced. The
 /// file at its end need not exist yet. `code` is 0, or tells why a link could not be read.
@@ -81,18 +84,27 @@ bool admitsNoNewFile(int code) {
   return code == EACCES || code == EPERM || code == EROFS || code == EBUSY;
 }
 
+bool isSameFile(const std::string& a, const std::string& b) {
+  struct stat first {};
+  struct stat second {};
+  return ::lstat(a.c_str(), &first) == 0 && ::lstat(b.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 /// Short, whatever the target's name, which may already have the length that a name can have; and
-/// drawn by chance, since another process, in a container of its own, may have the same number.
-std::string asideName() {
+/// random, since another process, in a container of its own, may have the same process id.
+std::string asideName(Existing existing) {
   std::random_device chance;
   char name[40];
-  std::snprintf(name, sizeof name, "%s%08x%08x%s", kAsidePrefix, chance(), chance(), kAsideSuffix);
+  std::snprintf(name, sizeof name, "%s%08x%08x%s", kAsidePrefix, chance(), chance(),
+                existing == Existing::Kept ? kKeepsExisting : kAsideSuffix);
   return name;
 }
 
 }  // namespace
 
-ReplacedFile::ReplacedFile(const std::string& path) : m_path(path) {
+ReplacedFile::ReplacedFile(const std::string& path, Existing existing)
+    : m_path(path), m_existing(existing) {
   int code = 0;
   m_target = followLinks(path, code);
   m_folder = folderOf(m_target);
@@ -102,9 +114,13 @@ ReplacedFile::ReplacedFile(const std::string& path) : m_path(path) {
 }
 
 ReplacedFile::~ReplacedFile() {
-  if (!m_aside.empty()) {
+  if (!m_aside.empty() && !m_isLeft) {
     ::unlink(m_aside.c_str());
   }
+}
+
+bool ReplacedFile::isElsewhere() const {
+  return m_folder != folderOf(m_path);
 }
 
 bool ReplacedFile::fail(const char* what, int code) {
@@ -117,42 +133,76 @@ bool ReplacedFile::prepare(std::string_view content) {
     return false;
   }
   m_content = content;
+  struct stat record {};
+  m_isNew = ::lstat(m_target.c_str(), &record) != 0 && errno == ENOENT;
+  if (m_existing == Existing::Kept && !m_isNew) {
+    m_isTargetInTheWay = true;
+    return fail("the file was taken for absent", EEXIST);
+  }
   // A folder may let a file be replaced that nobody may write.
-  m_isNew = ::access(m_target.c_str(), F_OK) != 0 && errno == ENOENT;
   if (!m_isNew && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
     return fail("cannot write the file", errno);
   }
-  const std::string aside = m_folder + '/' + asideName();
-  const FileDescriptor file(
-      ::open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
-  if (!file) {
+  std::string aside = m_folder + '/' + asideName(m_existing);
+  m_file = FileDescriptor(openFile(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL, kNewFileMode));
+  if (!m_file) {
     const int code = errno;
     return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
   }
-  m_aside = aside;
-  // Before the content: nobody else may read it meanwhile.
-  if (!copyAccess(m_target, file.get())) {
-    // A file system without permissions of its own, for instance: the old file keeps what it has.
+  m_aside = std::move(aside);
+  ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // tells others that its process is alive
+  if (!copyAccess(m_target, m_file.get())) {
     ::unlink(m_aside.c_str());
     m_aside.clear();
     return true;
   }
-  if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
+  if (!writeAll(m_file.get(), content) || ::fsync(m_file.get()) != 0) {
     return fail("cannot write the new content", errno);
   }
   return true;
 }
 
 bool ReplacedFile::place() {
+  if (m_aside.empty() && m_existing == Existing::Kept) {
+    m_isTargetInTheWay = true;
+    return fail("the file was taken for absent", EEXIST);
+  }
   if (m_aside.empty()) {
     return overwrite();
   }
-  if (::rename(m_aside.c_str(), m_target.c_str()) != 0) {
-    return admitsNoNewFile(errno) ? overwrite()
-                                  : fail("cannot put the new file in its place", errno);
+  if (!rename()) {
+    const int code = errno;
+    m_isTargetInTheWay = code == EEXIST;
+    return m_existing == Existing::Replaced && admitsNoNewFile(code)
+               ? overwrite()
+               : fail("cannot put the new file in its place", code);
   }
   m_aside.clear();
+  m_file = FileDescriptor(-1);
   return true;
+}
+
+// Not every file system can rename without replacing; a second link does the same there. A crash
+// may leave both links.
+bool ReplacedFile::rename() {
+  if (m_existing == Existing::Replaced) {
+    return ::rename(m_aside.c_str(), m_target.c_str()) == 0;
+  }
+  if (::renameat2(AT_FDCWD, m_aside.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
+  if (isUnsupported && ::link(m_aside.c_str(), m_target.c_str()) == 0) {
+    ::unlink(m_aside.c_str());
+    return true;
+  }
+  const int code = errno;
+  if (code == EEXIST && isSameFile(m_aside, m_target)) {
+    ::unlink(m_aside.c_str());
+    return true;
+  }
+  errno = code;
+  return false;
 }
 
 bool ReplacedFile::commit() {
@@ -174,6 +224,8 @@ bool ReplacedFile::adopt(const std::string& aside) {
   m_adopted = std::move(*content);
   m_content = m_adopted;
   m_aside = aside;
+  m_isLeft = true;
+  m_existing = aside.ends_with(kKeepsExisting) ? Existing::Kept : Existing::Replaced;
   return true;
 }
 
@@ -183,13 +235,20 @@ bool ReplacedFile::isAside(const std::string& name) {
 }
 
 void ReplacedFile::removeLeftOvers(const std::string& folder) {
-  std::error_code ignored;
-  std::filesystem::directory_iterator entry(folder, ignored);
-  for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored)) {
-    if (isAside(entry->path().filename().string())) {
-      ::unlink(entry->path().c_str());
-    }
+  volume::FolderListing listing;
+  if (listing.open(folder) != 0) {
+    return;
   }
+  listing.visitNames([&](const char* name) {
+    if (isAside(name)) {
+      const std::string path = folder + '/' + name;
+      const FileDescriptor file(openRegularFile(path.c_str(), O_RDONLY | O_NOFOLLOW));
+      if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        ::unlink(path.c_str());
+      }
+    }
+    return 0;
+  });
 }
 
 void ReplacedFile::remove() {
@@ -198,7 +257,7 @@ void ReplacedFile::remove() {
 
 // The old content is gone with the first byte written, so the room is made sure of before.
 bool ReplacedFile::overwrite() {
-  const FileDescriptor file(::open(m_target.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kNewFileMode));
+  const FileDescriptor file(openRegularFile(m_target.c_str(), O_RDWR | O_CREAT, kNewFileMode));
   struct stat old {};
   if (!file || ::fstat(file.get(), &old) != 0) {
     return fail("cannot open the file", errno);

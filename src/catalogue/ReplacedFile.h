@@ -4,7 +4,15 @@
 #include <string>
 #include <string_view>
 
-/// The new content of a file, built aside until it is committed.
+#include "common/FileDescriptor.h"
+
+/// What to do about a file that exists where the new one is to be.
+enum class Existing {
+  Replaced,
+  Kept  ///< the commit fails: the file was taken for absent, and its content is not known
+};
+
+/// The new content of a file, written to a temporary file beside it until it is committed.
 ///
 /// A reader in another process may open the file at any moment, and a crash may come at any moment:
 /// each finds the old content or the new one. The permission bits and, where the system allows it,
@@ -13,36 +21,37 @@
 /// on commit.
 class ReplacedFile {
 public:
-  explicit ReplacedFile(const std::string& path);
-  /// Removes what was built aside unless it was committed.
+  explicit ReplacedFile(const std::string& path, Existing existing = Existing::Replaced);
+  /// Removes the temporary file unless it was committed or left.
   ~ReplacedFile();
   ReplacedFile(const ReplacedFile&) = delete;
   ReplacedFile& operator=(const ReplacedFile&) = delete;
 
-  /// Brings the new content to the disk, beside the old file. On false, error() tells why. The
+  /// Brings the new content to the disk, beside the old file. On false, error() says why. The
   /// content is borrowed until the commit.
   bool prepare(std::string_view content);
 
-  /// Puts the prepared content in the file's place, for good. On false, error() tells why.
+  /// Puts the prepared content in the file's place, for good. On false, error() says why.
   bool commit();
 
   /// The same, but it is on the disk only when something else in the folder is committed.
   bool place();
 
-  /// Prepares what another process prepared in the file `aside` and did not commit. On false,
-  /// error() tells why; it is empty when there is no such file.
+  /// Prepares what another process prepared in the file `aside` and did not commit, in the same way
+  /// with an existing file. On false, error() says why; it is empty when there is no such file.
   bool adopt(const std::string& aside);
 
-  /// Leaves what is prepared to whoever adopts it.
-  void leave() { m_aside.clear(); }
+  /// What is prepared stays when this object dies without a commit: somebody else completes it.
+  void leave() { m_isLeft = true; }
 
   /// Takes a committed file away again.
   void remove();
 
-  /// Whether a file of this name, without its directory, was built aside.
+  /// Whether a file of this name, without its directory, is a temporary file of this class.
   static bool isAside(const std::string& name);
 
-  /// Removes what was built aside in `folder` by processes that are no more.
+  /// Removes the temporary files in `folder` of processes that died. A living process keeps its
+  /// files locked.
   static void removeLeftOvers(const std::string& folder);
 
   const std::string& path() const { return m_path; }      ///< as it was given
@@ -50,14 +59,19 @@ public:
   const std::string& folder() const { return m_folder; }
   /// The prepared file; empty when there is none, and the target is overwritten on commit.
   const std::string& aside() const { return m_aside; }
+  /// Whether the path is a symbolic link into another folder.
+  bool isElsewhere() const;
   /// Whether there was no file when it was prepared.
   bool isNew() const { return m_isNew; }
+  /// Whether the commit failed because of a file that is to be kept.
+  bool isTargetInTheWay() const { return m_isTargetInTheWay; }
 
   /// The reason of the last failure, for people.
   const std::string& error() const { return m_error; }
 
 private:
   bool fail(const char* what, int code);
+  bool rename();
   bool overwrite();
 
   std::string m_path;
@@ -66,6 +80,10 @@ private:
   std::string m_aside;
   std::string m_adopted;       // what m_content shows of an adopted file
   std::string_view m_content;  // borrowed
+  FileDescriptor m_file{-1};   // the temporary file; locked while it is open
+  Existing m_existing;
+  bool m_isLeft = false;
   bool m_isNew = false;
+  bool m_isTargetInTheWay = false;
   std::string m_error;
 };

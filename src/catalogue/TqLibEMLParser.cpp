@@ -1,14 +1,13 @@
 // The catalogue object: its life, its runtime and its error record.
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
-#include "TqPlatform/NuUtils.h"
 #include "catalogue/CatalogueLock.h"
-#include "catalogue/PairedSave.h"
+#include "catalogue/OperationCycle.h"
+#include "common/NoCancel.h"
 #include "common/XercesObject.h"
 
 namespace {
@@ -25,7 +24,6 @@ TqLibEmulator::TqLibEmulator()
       m_pListParser(nullptr),
       m_pLibDoc(nullptr),
       m_pListDoc(nullptr),
-      m_pCatalogueLock(nullptr),
       m_bInitialized(false),
       m_bLibLoaded(false),
       m_bListLoaded(false),
@@ -56,15 +54,18 @@ bool TqLibEmulator::initXerces() {
 
 // An earlier operation may have left the modified flags raised; they would have this one save a
 // document that it did not change, or that it changed in part and gave up.
-void TqLibEmulator::start() {
+bool TqLibEmulator::start() {
   if (m_bInitialized) {
-    return;
+    return true;
   }
   init();
-  initXerces();
+  if (!initXerces()) {
+    return false;
+  }
   m_bInitialized = true;
   m_bLibModified = false;
   m_bListModified = false;
+  return true;
 }
 
 // The modified flags keep their values until the next start, and the path until the next library.
@@ -107,41 +108,32 @@ void TqLibEmulator::report(const char* origin, const char* format, ...) {
 }
 
 // Despite its name it yields the catalogue directory, not that of an installation; callers rely
-// on it. Every path of the catalogue comes from here, so here an operation that changes something
-// waits until it has the catalogue for itself, before it looks at any file.
+// on it. Every path of the catalogue comes from here, so here a changing operation takes the lock,
+// before it looks at any file.
 bool TqLibEmulator::GetMeridianInstallDir(std::string& dir) {
-  return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0 && holdCatalogue(dir);
+  CatalogueLock* const lock = CatalogueLock::current();
+  return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0 && (lock == nullptr || lock->take(dir));
 }
 
-// What a process that died left half done is completed first. An operation that only reads does so
-// as well, but waits for nobody: it reads what there is.
-bool TqLibEmulator::holdCatalogue(const std::string& dir) {
-  static constexpr char kOrigin[] = "TqLibEmulator::holdCatalogue";
-  std::string problem;
-  if (m_pCatalogueLock == nullptr) {
-    CatalogueLock lock(std::chrono::milliseconds(0));
-    if (PairedSave::isPending(dir) && lock.take(dir) && lock.holds(dir) &&
-        !PairedSave::complete(dir, problem)) {
-      EvDebug::Error(debugHandler, kOrigin, "%s", problem.c_str());
-    }
-    return true;
-  }
-  if (m_pCatalogueLock->has(dir) ||
-      (m_pCatalogueLock->take(dir) && PairedSave::complete(dir, problem))) {
-    return true;
-  }
-  report(kOrigin, "%s", problem.empty() ? m_pCatalogueLock->error().c_str() : problem.c_str());
-  return false;
-}
-
-// A file that cannot be asked for counts as there: taken for absent, it would be made anew, and
-// what is in it would be lost.
 bool TqLibEmulator::isFilePresent(const std::string& path) {
-  const CNuError error = CNuUTFOSAPI::access(path.c_str(), 0);
-  const int code = error.GetErrorCode();
-  if (code != 0 && code != ENOENT && code != ENOTDIR) {
-    EvDebug::Error(debugHandler, "TqLibEmulator::isFilePresent", "Failed to look for %s, error: %s",
-                   path.c_str(), error.AsString().c_str());
-  }
-  return code != ENOENT && code != ENOTDIR;
+  return TqLibEmlFile::IsFilePresent(path);
+}
+
+std::string TqLibEmulator::saveError() const {
+  const NoCancel untilTheCallReturns;
+  const TqCriticalSectionLock threads(&gCriticalSection);
+  return m_saveError;
+}
+
+bool TqLibEmulator::ChangeCatalogue(const std::function<bool()>& steps) {
+  const NoCancel untilTheCallReturns;
+  const CycleTerms terms{"TqLibEmulator::ChangeCatalogue", Access::Changes, Exceptions::PassedOn};
+  return OperationCycle(*this, terms).locked([&] {
+    std::string directory = m_sLibFile;  // as for a library, which needs a configured directory
+    if (!GetMeridianInstallDir(directory)) {
+      return false;
+    }
+    CatalogueLock::current()->makeFinal();  // the steps must not run again
+    return steps();
+  });
 }

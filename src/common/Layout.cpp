@@ -30,7 +30,7 @@ static_assert(sizeof(MMDebug) == 1);
 static_assert(sizeof(MMS2BaseError) == 12304);
 static_assert(sizeof(TqCriticalSection) == 8);
 static_assert(sizeof(TqCriticalSectionLock) == 8);
-static_assert(sizeof(TqLibEmulator) == 12400);
+static_assert(sizeof(TqLibEmulator) == 12424);
 static_assert(sizeof(TqLibEmlFile) == 12376);
 
 #endif
