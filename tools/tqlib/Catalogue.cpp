@@ -32,13 +32,20 @@ const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted want
 
 }  // namespace
 
-// Any query of the library does so; this one fails without a word.
-void completeWhatIsHalfSaved() {
+void asOneStep(const std::function<void()>& steps) {
   TqLibEmulator emulator;
-  int status = 0;
-  int asc = 0;
-  int ascq = 0;
-  emulator.GetVirtualDeviceStatus("-", status, asc, ascq, true);
+  bool isBegun = false;
+  emulator.ChangeCatalogue([&] {
+    isBegun = true;
+    steps();
+    return true;
+  });
+  if (!isBegun) throw libraryFailure("the catalogue cannot be changed", emulator, kSeeLog);
+}
+
+void requireSaved(const TqLibEmulator& emulator, const std::string& what) {
+  const std::string reason = emulator.saveError();
+  if (!reason.empty()) throw Failure(what + " was not saved: " + reason);
 }
 
 std::string keyOfFile(const std::string& name) {
@@ -51,7 +58,6 @@ std::string keyOfFile(const std::string& name) {
 // The device query names the listed libraries too, but stops at the first one that is broken, when
 // an operator wants to see the list most.
 std::vector<std::string> listedLibraries() {
-  completeWhatIsHalfSaved();
   const std::string list = catalogueFolder() + names::kLibraryList;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
   try {
@@ -170,6 +176,7 @@ void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& l
     throw Failure(what + ": " + error.what());
   }
   if (!updated) throw libraryFailure(what, emulator);
+  requireSaved(emulator, "library " + library);
 }
 
 void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library) {

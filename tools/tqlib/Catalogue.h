@@ -1,6 +1,7 @@
 // What the catalogue holds: its files, its list, and the devices and elements of a library.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,13 @@
 inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
 inline constexpr int kMediumChanger = 8;
 
-/// Completes a save of a library and the list that broke off.
-void completeWhatIsHalfSaved();
+/// Runs `steps` while no other thread or process changes the catalogue, so that what they looked at
+/// is still true when they save. Completes a save of a library and the list that broke off. Lets
+/// exceptions through, and throws Failure when another process keeps the catalogue locked.
+void asOneStep(const std::function<void()>& steps);
+
+/// Throws Failure when the last change by `emulator` did not reach the disk.
+void requireSaved(const TqLibEmulator& emulator, const std::string& what);
 
 /// The key of the library whose file has that name; empty for any other name.
 std::string keyOfFile(const std::string& name);

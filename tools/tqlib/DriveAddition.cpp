@@ -121,7 +121,7 @@ SCSIUnit libraryRecord(const std::string& library, const std::vector<SCSIUnitNoM
   return record;
 }
 
-// The update is a success to the library also when nothing came of it, so the catalogue is asked.
+// The update is a success for the library also when it changed nothing, so the catalogue is asked.
 void verify(const Options& options, int address) {
   const auto seen = devicesOf(options.library, options.drive.MAName);
   const SCSIUnitNoMap* drive = findDrive(seen, options.drive.SerialNumber);
@@ -130,9 +130,12 @@ void verify(const Options& options, int address) {
   }
 }
 
-void addDrive(const Options& options, const Session& session) {
-  checkSerial(options);
-  useConfiguration(session.config);
+struct Place {
+  int number = 0;
+  int address = 0;
+};
+
+Place addToLibrary(const Options& options) {
   requireWholeLibrary(options.library);
   const std::string& serial = options.drive.SerialNumber;
   const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, "");
@@ -152,14 +155,23 @@ void addDrive(const Options& options, const Session& session) {
   updateDevices({SCSIUnitNoMap(library), driveRecord(options, known, address)}, options.library,
                 "drive " + serial + " cannot be added");
   verify(options, address);
+  return {number, address};
+}
+
+void addDrive(const Options& options, const Session& session) {
+  checkSerial(options);
+  useConfiguration(session.config);
+  Place place;
+  asOneStep([&] { place = addToLibrary(options); });
+  const std::string& serial = options.drive.SerialNumber;
   printResult(session.json,
               {{"library", options.library},
                {"drive", serial},
                {"host", options.drive.MAName},
-               {"number", number},
-               {"address", address}},
+               {"number", place.number},
+               {"address", place.address}},
               "host " + options.drive.MAName + " sees drive " + serial + ", number " +
-                  std::to_string(number) + " at address " + std::to_string(address));
+                  std::to_string(place.number) + " at address " + std::to_string(place.address));
 }
 
 }  // namespace

@@ -54,15 +54,10 @@ void requireHostSeesDrive(const Options& options) {
   }
 }
 
-void removeDrive(const Options& options, const Session& session) {
-  // The library would take its own serial number for the order to remove all of it.
-  if (options.serial == options.library) {
-    throw UsageError(options.serial + " is the library itself; see \"tqlib library remove\"");
-  }
-  useConfiguration(session.config);
+/// Whether the drive itself is gone, not only what one of several hosts sees of it.
+bool removeFromLibrary(const Options& options) {
   requireWholeLibrary(options.library);
   if (!options.host.empty()) requireHostSeesDrive(options);
-
   const std::string file = libraryFile(options.library);
   const std::size_t before = countElements(file, names::kDrive);
   TqLibEmulator emulator;
@@ -70,11 +65,18 @@ void removeDrive(const Options& options, const Session& session) {
     throw libraryFailure("drive " + options.serial + " cannot be removed", emulator,
                          "library " + options.library + " has no such drive");
   }
-  const bool gone = countElements(file, names::kDrive) < before;
-  if (!gone && (options.host.empty() ||
-                findDrive(devicesOf(options.library, options.host), options.serial) != nullptr)) {
-    throw notSaved("the removal of drive " + options.serial);
+  requireSaved(emulator, "the removal of drive " + options.serial);
+  return countElements(file, names::kDrive) < before;
+}
+
+void removeDrive(const Options& options, const Session& session) {
+  // The library would take its own serial number for the order to remove all of it.
+  if (options.serial == options.library) {
+    throw UsageError(options.serial + " is the library itself; see \"tqlib library remove\"");
   }
+  useConfiguration(session.config);
+  bool gone = false;
+  asOneStep([&] { gone = removeFromLibrary(options); });
   printResult(session.json,
               {{"library", options.library},
                {"drive", options.serial},

@@ -41,20 +41,14 @@ void refuseTwinSlot(const Elements& elements, const LibElement& wanted) {
   }
 }
 
-// A change is a success to the library also when it could not be saved, so the catalogue is asked.
-void verify(const std::string& library, const LibElement& wanted) {
-  const Elements elements = inventory(library);
-  const LibElement* saved = find(elements, wanted);
-  if (saved == nullptr || saved->isOccupied != wanted.isOccupied) {
-    throw notSaved(elementName(wanted));
-  }
-  if (saved->barCode == wanted.barCode) return;
-  // The library never puts such a text in the place of another one.
-  if (folded(wanted.barCode) == folded(names::kBarCode)) {
-    throw Failure(elementName(wanted) + " holds " + saved->barCode +
+// The library never replaces a text by one that is the name of its own XML element.
+void refuseElementsOwnName(const Elements& elements, const LibElement& wanted) {
+  const LibElement* found = find(elements, wanted);
+  if (found != nullptr && !found->barCode.empty() && found->barCode != wanted.barCode &&
+      folded(wanted.barCode) == folded(names::kBarCode)) {
+    throw Failure(elementName(wanted) + " holds " + found->barCode +
                   "; only an empty element takes the barcode " + wanted.barCode);
   }
-  throw notSaved("barcode " + wanted.barCode + " in " + elementName(wanted));
 }
 
 Json changeJson(const std::string& library, const LibElement& element) {
@@ -69,6 +63,15 @@ void listElements(const Options& options, const Session& session) {
   printElements(session.json, options.library, inventory(options.library));
 }
 
+void changeElement(const Options& options, const LibElement& element, bool remove,
+                   const char* what) {
+  TqLibEmulator emulator;
+  if (!emulator.SetVirtualLibraryElement(options.library, element, remove)) {
+    throw libraryFailure(options.element + " cannot be " + what, emulator);
+  }
+  requireSaved(emulator, options.element);
+}
+
 void setElement(const Options& options, const Session& session) {
   LibElement element = parseElementName(options.element);
   if (options.empty != options.barcode.empty()) {
@@ -78,16 +81,15 @@ void setElement(const Options& options, const Session& session) {
   element.barCode = options.barcode;
   useConfiguration(session.config);
 
-  const Elements elements = inventory(options.library);
-  refuseTwinSlot(elements, element);
-  if (element.elementType == LIB_ELEM_DRIVE && find(elements, element) == nullptr) {
-    throw Failure("no such drive: " + options.element, "\"tqlib drive add\" makes one");
-  }
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(options.library, element, false)) {
-    throw libraryFailure(options.element + " cannot be set", emulator);
-  }
-  verify(options.library, element);
+  asOneStep([&] {
+    const Elements elements = inventory(options.library);
+    refuseTwinSlot(elements, element);
+    refuseElementsOwnName(elements, element);
+    if (element.elementType == LIB_ELEM_DRIVE && find(elements, element) == nullptr) {
+      throw Failure("no such drive: " + options.element, "\"tqlib drive add\" makes one");
+    }
+    changeElement(options, element, false, "set");
+  });
   printResult(session.json, changeJson(options.library, element),
               options.element + (options.empty ? " is empty" : " holds " + options.barcode));
 }
@@ -99,29 +101,15 @@ void removeElement(const Options& options, const Session& session) {
   }
   useConfiguration(session.config);
 
-  // The library takes the removal of nothing for a success, which would hide a mistyped address.
-  if (find(inventory(options.library), element) == nullptr) {
-    throw Failure("no such element: " + options.element);
-  }
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(options.library, element, true)) {
-    throw libraryFailure(options.element + " cannot be removed", emulator);
-  }
-  if (find(inventory(options.library), element) != nullptr) {
-    throw notSaved("the removal of " + options.element);
-  }
+  asOneStep([&] {
+    // For the library it is a success to remove nothing, which would hide a mistyped address.
+    if (find(inventory(options.library), element) == nullptr) {
+      throw Failure("no such element: " + options.element);
+    }
+    changeElement(options, element, true, "removed");
+  });
   printResult(session.json, {{"library", options.library}, {"removed", options.element}},
               options.element + " removed");
-}
-
-void verifyMove(const Options& options, const LibElement& from, const LibElement& to) {
-  const Elements elements = inventory(options.library);
-  const LibElement* source = find(elements, from);
-  const LibElement* destination = find(elements, to);
-  if (source == nullptr || source->isOccupied || destination == nullptr ||
-      !destination->isOccupied) {
-    throw notSaved("the move of " + options.element + " to " + options.destination);
-  }
 }
 
 void moveMedium(const Options& options, const Session& session) {
@@ -135,7 +123,7 @@ void moveMedium(const Options& options, const Session& session) {
                                           to.elementType, to.elementAddress)) {
     throw libraryFailure("cannot move " + options.element + " to " + options.destination, emulator);
   }
-  verifyMove(options, from, to);
+  requireSaved(emulator, "the move of " + options.element + " to " + options.destination);
   printResult(
       session.json,
       {{"library", options.library}, {"from", options.element}, {"to", options.destination}},

@@ -1,15 +1,14 @@
 #include "FileMending.h"
 
-#include <chrono>
 #include <memory>
 
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
+#include "Catalogue.h"
 #include "CatalogueNames.h"
 #include "Errors.h"
-#include "FolderLock.h"
 #include "LeftOvers.h"
 #include "TargetFile.h"
 #include "XmlScan.h"
@@ -17,8 +16,6 @@
 namespace {
 
 using xercesc::DOMDocument;
-
-constexpr std::chrono::seconds kLongestWait{30};
 
 struct Release {
   template <typename T>
@@ -68,10 +65,12 @@ void write(const std::string& file, const std::string& text) {
 
 }  // namespace
 
+// The next step completes a save that is half done, and throws a damaged journal away. That is for
+// the operator to look at first.
 void underLock(const std::string& folder, const std::function<void()>& work) {
-  const FolderLock lock(folder, kLongestWait);
-  if (!lock.isHeld()) throw Failure("another process keeps the catalogue locked");
-  work();
+  const PendingSave save = pendingSave(folder);
+  if (save.isThere && !save.isSound) throw Failure("the journal of a save is damaged");
+  asOneStep(work);
 }
 
 void mendFile(const std::string& folder, const std::string& name, const std::string& empty,

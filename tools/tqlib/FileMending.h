@@ -9,8 +9,8 @@
 
 #include "KeptCopies.h"
 
-/// Runs `work` while no other process changes the catalogue. Throws Failure when another one does
-/// not let go of it. No call of the library that changes something must be among `work`.
+/// Runs `work` while no other process changes the catalogue. Throws Failure when another one keeps
+/// it locked, or when the journal of a half-done save is damaged.
 void underLock(const std::string& folder, const std::function<void()>& work);
 
 /// Hands the document of the catalogue file `name` to `change`, under the lock, and replaces the

@@ -1,15 +1,11 @@
 #include "LibraryCreation.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include "Catalogue.h"
 #include "Configuration.h"
 #include "Errors.h"
-#include "FolderLock.h"
 #include "LibraryRemoval.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -80,6 +76,7 @@ void setElements(const std::string& library, const std::vector<LibElement>& elem
   if (!elements.empty() && !emulator.SetVirtualLibraryElement(library, elements, false)) {
     throw libraryFailure("the elements of library " + library + " cannot be set", emulator);
   }
+  requireSaved(emulator, "the elements of library " + library);
 }
 
 // Both calls can succeed without anything having come to exist, so the catalogue itself is asked.
@@ -101,8 +98,7 @@ bool holdsMedia(const std::string& library) {
                      [](const LibElement& element) { return element.isOccupied; });
 }
 
-// An emulator may have found the library in the meantime. Once there is a medium in it, its own or
-// that of the description, it is for the operator to say what becomes of it.
+// Once there is a medium in the library, the operator decides what to do with it.
 void discard(const std::string& library) {
   try {
     if (libraryExists(library) && !holdsMedia(library)) purgeLibrary(library);
@@ -120,25 +116,8 @@ std::vector<std::string> serialsOf(const LibraryDescription& description) {
   return serials;
 }
 
-/// Two commands that create one library would each take the other's for its own. The folder above
-/// the catalogue is locked, since the library locks the catalogue itself in each of its calls.
-class Creation {
-public:
-  Creation() : m_lock(fs::path(catalogueFolder()).parent_path().parent_path(), kLongestWait) {
-    if (!m_lock.isHeld()) throw Failure("another process is creating a library");
-  }
-
-private:
-  static constexpr std::chrono::seconds kLongestWait{30};
-
-  FolderLock m_lock;
-};
-
-}  // namespace
-
-void createDescribed(const LibraryDescription& description) {
+void create(const LibraryDescription& description) {
   const std::string& serial = description.library.SerialNumber;
-  const Creation creation;
   refuseTwin(serial);
   refuseDrivesElsewhere(serialsOf(description), serial);
   const SlotPlan plan = planOf(description);
@@ -152,4 +131,11 @@ void createDescribed(const LibraryDescription& description) {
     discard(serial);
     throw;
   }
+}
+
+}  // namespace
+
+// In one step: two commands that create one library would each take the other's for its own.
+void createDescribed(const LibraryDescription& description) {
+  asOneStep([&] { create(description); });
 }

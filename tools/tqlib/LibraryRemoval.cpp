@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "Catalogue.h"
 #include "CatalogueNames.h"
@@ -71,8 +72,8 @@ void takeOffList(const std::string& library) {
     if (!emulator.RemoveVirtualDevice("", library, standIn.key())) {
       throw libraryFailure("library " + library + " cannot be taken off the list", emulator);
     }
+    requireSaved(emulator, "the list without library " + library);
   }
-  if (isListed(library)) throw notSaved("the list without library " + library);
 }
 
 void dropLibrary(const std::string& host, const std::string& library) {
@@ -82,12 +83,7 @@ void dropLibrary(const std::string& host, const std::string& library) {
         "library " + library + " cannot be removed", emulator,
         isListed(library) ? kSeeLog : "it is not listed; --purge deletes its file");
   }
-}
-
-void requireGone(const std::string& library) {
-  if (countElements(libraryFile(library), names::kLibrary) > 0) {
-    throw notSaved("the removal of library " + library);
-  }
+  requireSaved(emulator, "the removal of library " + library);
 }
 
 // What is left of a library that is not whole can only be purged.
@@ -105,7 +101,6 @@ void dropWhatIsLeft(const std::string& library, bool purge) {
   requireWholeLibrary(library);
   if (!listed && purge) return;  // without a list the library refuses the removal
   dropLibrary("", library);
-  requireGone(library);
 }
 
 /// "is deleted", or what else came of the file.
@@ -114,7 +109,9 @@ std::string purgeFile(const std::string& library) {
   return fs::remove(libraryFile(library)) ? "is deleted" : "was gone before";
 }
 
-void removeLibrary(const Options& options, const Session& session) {
+// Both removals return what to print: as JSON, and as a sentence.
+
+std::pair<Json, std::string> removeLibrary(const Options& options) {
   const std::string& library = options.library;
   const std::string file = libraryFile(library);
   dropWhatIsLeft(library, options.purge);
@@ -123,13 +120,12 @@ void removeLibrary(const Options& options, const Session& session) {
                                ? purgeFile(library)
                                : "stays, and is in the way of a new library of that name until " +
                                      purgeCommand(library) + " deletes it";
-  printResult(session.json,
-              {{"library", library}, {"removed", true}, {"file", file}, {"purged", options.purge}},
-              "library " + library + " removed; its file " + fate + ": " + file);
+  return {Json{{"library", library}, {"removed", true}, {"file", file}, {"purged", options.purge}},
+          "library " + library + " removed; its file " + fate + ": " + file};
 }
 
 // With its last host the library goes too, but keeps its entry in the list.
-void removeUnit(const Options& options, const Session& session) {
+std::pair<Json, std::string> removeUnit(const Options& options) {
   const std::string& library = options.library;
   requireWholeLibrary(library);
   if (findLibrary(devicesOf(library, options.host)) == nullptr) {
@@ -141,11 +137,6 @@ void removeUnit(const Options& options, const Session& session) {
     throw Failure("other hosts see library " + library + " too, so its file cannot be deleted");
   }
   dropLibrary(options.host, library);
-  if (units == 1) {
-    requireGone(library);
-  } else if (countElements(file, names::kLibraryUnit) != units - 1) {
-    throw notSaved("the removal from library " + library);
-  }
   std::string sentence = "host " + options.host + " does not see library " + library + " any more";
   if (units == 1) {
     sentence += ", and no other host did: the library is removed; its file " +
@@ -153,18 +144,19 @@ void removeUnit(const Options& options, const Session& session) {
                                : "and its entry in the list stay until " + purgeCommand(library)) +
                 ": " + file;
   }
-  printResult(session.json,
-              {{"library", library},
+  return {Json{{"library", library},
                {"host", options.host},
                {"removed", units == 1},
                {"file", file},
                {"purged", options.purge}},
-              sentence);
+          sentence};
 }
 
 void removeWanted(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  options.host.empty() ? removeLibrary(options, session) : removeUnit(options, session);
+  std::pair<Json, std::string> result;
+  asOneStep([&] { result = options.host.empty() ? removeLibrary(options) : removeUnit(options); });
+  printResult(session.json, result.first, result.second);
 }
 
 }  // namespace

@@ -56,8 +56,8 @@ void keepTargets(const std::string& folder, KeptCopies& copies) {
 void completeSave(const std::string& folder, const Findings& findings, KeptCopies& copies) {
   for (const Finding& finding : findings) {
     if (!finding.is(kinds::kHalfSaved)) continue;
-    underLock(folder, [&] { keepTargets(folder, copies); });
-    completeWhatIsHalfSaved();
+    keepTargets(folder, copies);
+    asOneStep([] {});  // which completes it first
     return;
   }
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "Catalogue.h"
 #include "Errors.h"
 #include "TqLibEmulator.h"
 
@@ -16,6 +17,7 @@ Status readStatus(const std::string& library, bool peek) {
       read == untouched) {
     throw libraryFailure("the status of library " + library + " cannot be read", emulator);
   }
+  if (!peek) requireSaved(emulator, "that the status of library " + library + " was read");
   return read;
 }
 

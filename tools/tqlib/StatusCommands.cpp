@@ -55,16 +55,15 @@ void setStatus(const Options& options, const Session& session) {
     throw UsageError("--status, --asc and --ascq of 0 together are no status");
   checkLifetime(options.lifetime);
   useConfiguration(session.config);
-  requireWholeLibrary(options.library);
-
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualDeviceStatus(options.library, wanted.status, wanted.asc, wanted.ascq,
-                                       options.lifetime, options.count)) {
-    throw libraryFailure("the status of library " + options.library + " cannot be set", emulator);
-  }
-  if (readStatus(options.library, true) != wanted) {
-    throw notSaved("the status of library " + options.library);
-  }
+  asOneStep([&] {
+    requireWholeLibrary(options.library);
+    TqLibEmulator emulator;
+    if (!emulator.SetVirtualDeviceStatus(options.library, wanted.status, wanted.asc, wanted.ascq,
+                                         options.lifetime, options.count)) {
+      throw libraryFailure("the status of library " + options.library + " cannot be set", emulator);
+    }
+    requireSaved(emulator, "the status of library " + options.library);
+  });
   Json values{{"library", options.library}};
   values.update(statusJson(wanted));
   values["lifetime"] = options.lifetime;

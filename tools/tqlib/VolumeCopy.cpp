@@ -153,6 +153,14 @@ void requireAll(const std::vector<FileMark>& marks, const fs::path& folder) {
   }
 }
 
+// An emulator takes no lock on a volume. A copy of what it was writing would be worth nothing.
+void requireUnchanged(const std::string& volume, const VolumeContents& copied) {
+  if (examineVolume(volume).marks != copied.marks) {
+    throw Failure("volume " + volume + " was written to while it was copied",
+                  "copy it again while its medium is in no drive");
+  }
+}
+
 void buildCopy(const VolumeContents& from, const AsideFolder& aside, Progress& progress) {
   Copying copying(progress);
   for (const FileMark& mark : from.marks) {
@@ -194,6 +202,7 @@ void copyVolume(const Options& options, const Session& session) {
   AsideFolder aside(root / (".tqlib-copy-" + std::to_string(getpid())));
   Progress progress(bytes);
   buildCopy(from, aside, progress);
+  requireUnchanged(options.from, from);
   place(aside, root, options.to, checksums);
   target.keep();
   const double seconds = progress.finish();

@@ -48,7 +48,7 @@ VolumeContents examineVolume(const std::string& volume) {
     const std::string name = entry.path().filename().string();
     const auto number = markNumber(name);
     if (number && entry.is_regular_file()) {
-      contents.marks.push_back({*number, entry.path(), entry.file_size()});
+      contents.marks.push_back({*number, entry.path(), entry.file_size(), entry.last_write_time()});
     } else {
       contents.others.push_back(name);
     }

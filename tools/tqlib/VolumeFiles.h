@@ -10,6 +10,9 @@ struct FileMark {
   int number;
   std::filesystem::path path;
   unsigned long long bytes;
+  std::filesystem::file_time_type written;
+
+  bool operator==(const FileMark&) const = default;
 };
 
 struct VolumeContents {
