@@ -1,5 +1,5 @@
 // Every operation that changes the catalogue, and the states before and after it, for tests of what
-// a fault in its middle leaves behind.
+// a fault in its middle leaves behind. The same for volumes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include "LibraryBuilder.h"
 #include "SystemCalls.h"
 #include "TempCatalogue.h"
+#include "TqLibEmlFile.h"
 
 namespace tests {
 
@@ -51,8 +52,9 @@ public:
     writeFile(processLog(), "");
   }
 
-  /// What a new look shows: "old", "new", or what is wrong. It may complete what is half done.
+  /// What a new look shows, after the next change: "old", "new", or what is wrong.
   std::string look(const States& states) const {
+    completeHalfDone();
     std::vector<SCSIUnitNoMap> devices;
     if (!TqLibEmulator().GetVirtualDeviceInfo("", devices)) return "unreadable";
     const State now = visible(state());
@@ -63,13 +65,28 @@ public:
     return odd;
   }
 
+  /// What each operation that changes something does first.
+  static void completeHalfDone() {
+    EXPECT_TRUE(TqLibEmulator().ChangeCatalogue([] { return true; }));
+  }
+
   /// What is wrong with one more save, and with what it leaves.
   std::string nextSave() const {
     TqLibEmulator().UpdateVirtualDevice(LibraryBuilder("Z").slots(1000, 1).library(), "");
     std::string wrong = fs::exists(libraryFile("Z")) ? "" : "not saved";
     for (const auto& [name, bytes] : files())
-      if (name.starts_with(".tqlib-")) wrong += " " + name;
+      if (name.starts_with(".tqlib-") && name != ".tqlib-lock") wrong += " " + name;
     return wrong;
+  }
+
+  /// Two volumes, in a folder that the configuration names. Gives its path.
+  std::string makeTapes() {
+    const std::string tapes = path().string() + "/tapes/";
+    config("MediaManager", "sVirtualTapeDirectory", tapes);
+    for (const char* const name : {"V1", "V2"}) fs::create_directories(tapes + name);
+    for (const char* const name : {"V1/00000000", "V1/00000001", "V2/00000000"})
+      writeFile(tapes + name, std::string("old") + name[10]);
+    return tapes;
   }
 
 private:
@@ -98,7 +115,9 @@ struct ChangingOperation {
 
   Outcome operator()() const {
     TqLibEmulator emulator;
-    return {run(emulator), 0, emulator.getErrorCode(), {}};
+    Outcome outcome{run(emulator), 0, emulator.getErrorCode(), {}};
+    emulator.saveError().copy(outcome.data, sizeof outcome.data - 1);
+    return outcome;
   }
 
   States states(const FaultyCatalogue& catalogue) const {
@@ -112,8 +131,7 @@ struct ChangingOperation {
     }
     if (beginning == HalfSavedLibrary) saveHalf(catalogue);
     States both{catalogue.state(), {}, {}};
-    std::vector<SCSIUnitNoMap> devices;
-    EXPECT_TRUE(emulator.GetVirtualDeviceInfo("", devices));
+    if (beginning == HalfSavedLibrary) catalogue.completeHalfDone();
     both.old = catalogue.state();
     EXPECT_TRUE(run(emulator));
     both.renewed = catalogue.state();
@@ -185,6 +203,59 @@ inline const std::vector<ChangingOperation>& changingOperations() {
       {"RemovedLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B", "B"); }},
       {"SoughtDrive", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "DRV0003"); }},
       {"SoughtLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B"); }}};
+  return all;
+}
+
+struct VolumeOperation {
+  /// What a call that goes well leaves.
+  struct Good {
+    std::string path;  // under the folder of the tapes
+    std::string content = "";
+    unsigned long count = 99;   // as the call found it
+    bool mayFallShort = false;  // the count alone tells of a failure
+  };
+  const char* name;
+  Good good;
+  bool (*call)(TqLibEmlFile&, Outcome&);
+
+  Outcome operator()() const {
+    TqLibEmlFile object(good.path.substr(0, 2));
+    Outcome o{false, 99};
+    o.result = call(object, o);
+    if (o.code == 0) o.code = object.getErrorCode();
+    return o;
+  }
+};
+
+inline const std::vector<VolumeOperation>& volumeOperations() {
+  using V = TqLibEmlFile;
+  using O = Outcome;
+  static constexpr auto bytes = [](O& o) { return reinterpret_cast<unsigned char*>(o.data); };
+  static unsigned char data[] = {'d', 'a', 't', 'a'};
+  static std::string folder;
+  static const std::vector<VolumeOperation> all = {
+      {"NewFolder", {"V3/"}, [](V& v, O&) { return v.GetVolumeFolder(folder); }},
+      {"Erasure", {"V1/"}, [](V& v, O&) { return v.EraseVolume(); }},
+      {"FirstBlock",
+       {"V1/00000000", "data", 4, true},
+       [](V& v, O& o) { return v.WriteDataForDrive(0, 0, data, 4, o.count); }},
+      {"LaterBlock",
+       {"V1/00000001", "old1data", 4, true},
+       [](V& v, O& o) { return v.WriteDataForDrive(1, 4, data, 4, o.count); }},
+      {"Read",
+       {"V1/00000001", "old1", 4},
+       [](V& v, O& o) { return v.ReadDataForDrive(1, 0, bytes(o), 8, o.count); }},
+      {"ReadOfNothing",
+       {"V1/00000007", "", 0},
+       [](V& v, O& o) { return v.ReadDataForDrive(7, 0, bytes(o), 8, o.count); }},
+      {"DirectWrite",
+       {"V1/00000001", "old1data", 4, true},
+       [](V&, O& o) {
+         return DirectWriteDataForDrive("V1", 1, 4, data, 4, &o.count, &o.code, nullptr, 0) == 1;
+       }},
+      {"DirectRead", {"V1/00000001", "old1", 4}, [](V&, O& o) {
+         return DirectReadDataForDrive("V1", 1, 0, bytes(o), 8, &o.count, &o.code, nullptr, 0) == 1;
+       }}};
   return all;
 }
 

@@ -2,7 +2,6 @@
 
 #ifdef __x86_64__
 
-#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/mman.h>
@@ -41,9 +40,9 @@ constexpr int kDescriptorCalls[] = {
     SYS_read,  SYS_pread64,   SYS_readv,      SYS_write,  SYS_pwrite64, SYS_writev,
     SYS_lseek, SYS_fsync,     SYS_fdatasync,  SYS_fchmod, SYS_fchown,   SYS_ftruncate,
     SYS_flock, SYS_fallocate, SYS_getdents64, SYS_fstat,  SYS_close};
-constexpr int kPathCalls[] = {SYS_open,   SYS_creat,    SYS_mkdir, SYS_unlink,
-                              SYS_rmdir,  SYS_truncate, SYS_chmod, SYS_chown,
-                              SYS_access, SYS_stat,     SYS_lstat, SYS_readlink};
+constexpr int kPathCalls[] = {SYS_open,     SYS_creat,    SYS_mkdir, SYS_unlink, SYS_rmdir,
+                              SYS_truncate, SYS_chmod,    SYS_chown, SYS_access, SYS_stat,
+                              SYS_lstat,    SYS_readlink, SYS_statfs};
 constexpr int kFolderPathCalls[] = {SYS_openat, SYS_mkdirat,   SYS_unlinkat,   SYS_newfstatat,
                                     SYS_statx,  SYS_faccessat, SYS_faccessat2, SYS_readlinkat};
 constexpr int kTwoPathCalls[] = {SYS_rename, SYS_link};
@@ -196,12 +195,6 @@ bool installFilter() {
   action.sa_flags = SA_SIGINFO | SA_NODEFER;
   return sigaction(SIGSYS, &action, nullptr) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
-int openDescriptors() {
-  int count = 0;
-  for (int i = 0; i < kDescriptors; ++i) count += fcntl(i, F_GETFD) != -1;
-  return count;
 }
 
 [[noreturn]] void runChild(const std::function<Outcome()>& operation) {

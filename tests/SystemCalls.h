@@ -4,6 +4,8 @@
 // those from inside the C++ library and the XML library are met as well.
 #pragma once
 
+#include <fcntl.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -40,6 +42,12 @@ struct ChildRun {
   int calls;
   Outcome outcome;
 };
+
+inline int openDescriptors() {
+  int open = 0;
+  for (int i = 0; i < 256; ++i) open += fcntl(i, F_GETFD) != -1;
+  return open;
+}
 
 bool canInterceptSystemCalls();
 

@@ -24,6 +24,9 @@ inline void writeFile(const std::filesystem::path& path, const std::string& byte
   if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
 }
 
+/// Names a parameterised test after its parameter.
+inline constexpr auto nameOfParam = [](const auto& test) { return std::string(test.param.name); };
+
 /// A new folder under the system's temporary one, removed with all it holds. Not to be copied.
 class TempFolder {
 public:

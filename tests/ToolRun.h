@@ -7,6 +7,8 @@
 
 #include <cstdlib>
 
+#include <nlohmann/json.hpp>
+
 #include "TempCatalogue.h"
 
 namespace tests {
@@ -31,6 +33,11 @@ protected:
             readFile(path("err"))};
   }
 
+  /// What a command answers a program.
+  nlohmann::json ask(const std::string& arguments) const {
+    return nlohmann::json::parse(tqlib(arguments + " --json").out, nullptr, false);
+  }
+
   void expectDone(const std::string& arguments) const {
     const Result result = tqlib(arguments);
     EXPECT_EQ(result.exitCode, 0) << arguments << "\n" << result.err;
@@ -42,6 +49,9 @@ protected:
     EXPECT_EQ(result.out, "") << arguments;
   }
 
+  std::filesystem::path libraryFile(const std::string& library) const {
+    return path("store/LibEmulator/Lib_" + library + ".xml");
+  }
   void makeStore() const { expectDone("init store --volume-size-mb 1"); }
   void makeLibrary(const std::string& serial) const {
     expectDone("library create " + serial + " --host HOST1 --drives 2 --slots 3 --mail-slots 2");

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <climits>
 #include <ctime>
 
 #include "SmallLibrary.h"
@@ -13,24 +12,6 @@ using Values = std::array<int, 3>;
 
 bool read(TqLibEmulator& emulator, Values& values, bool peek) {
   return emulator.GetVirtualDeviceStatus("A", values[0], values[1], values[2], peek);
-}
-
-TEST(DeviceStatus, ThatHasExpiredIsStillPeekedAtAndReadOnce) {
-  for (const int lifetime : {0, -9, INT_MAX}) {  // the last one beyond the end of 32-bit time
-    TempCatalogue catalogue;
-    writeFile(catalogue.libraryFile("A"), fileXml(libraryXml("A", "")));
-    TqLibEmulator emulator;
-    ASSERT_TRUE(emulator.SetVirtualDeviceStatus("A", 2, 4, -1, lifetime, 5));
-    Values found{7, 7, 7};
-    const auto before = catalogue.files();
-    for (const bool peek : {true, true, false}) {
-      EXPECT_EQ(catalogue.files(), before);
-      EXPECT_TRUE(read(emulator, found, peek));
-      EXPECT_EQ(found, (Values{2, 4, -1})) << lifetime;
-    }
-    EXPECT_TRUE(read(emulator, found, false));
-    EXPECT_EQ(found, Values()) << lifetime;
-  }
 }
 
 TEST(DeviceStatus, IsOneRecordAtTheEndOfTheLibraryAndReplacedInPlace) {

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "SmallLibrary.h"
+#include "catalogue/ReplacedFile.h"
 
 namespace tests {
 namespace {
@@ -13,45 +14,26 @@ bool setOneSlot(const std::string& key, const std::string& barCode) {
                                                   false);
 }
 
-TEST(LibraryFiles, WithoutADirectoryEveryOperationFails) {
-  TempCatalogue catalogue;
-  fs::remove_all(catalogue.catalogue());
-  writeFile(catalogue.path() / "LibEmulator", "a file in the directory's place");
-  TqLibEmulator emulator;
-  EXPECT_FALSE(setOneSlot("A", "T1"));
-  std::string path;
-  EXPECT_FALSE(emulator.GetLibListFile(path));
-  EXPECT_EQ(emulator.getErrorCode(), 50007);
-  EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").library(), ""));
-  EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").batch(), "A"));
-  EXPECT_TRUE(catalogue.logged("Failed to create directory " + catalogue.catalogue()));
-}
-
-TEST(LibraryFiles, AMissingFileIsRefusedInSilence) {
+TEST(LibraryFiles, WithoutAFileAChangeFailsInSilenceAndWithoutADirectoryEveryOperationFails) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;
   EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", element(2, 1, "T1"), false));
-  EXPECT_EQ(emulator.getErrorCode(), 0);
-  EXPECT_EQ(catalogue.log(), "");
-}
-
-TEST(LibraryFiles, SavingAgainAndAgainAddsNothingAlsoUnderANameThatFillsTheLimit) {
-  TempCatalogue catalogue;
-  const std::string key(255 - std::string("Lib_.xml").size(), 'k');
-  LibraryBuilder(key).slots(1000, 2).drives(500, 1).build();
-  ASSERT_TRUE(setOneSlot(key, "T1"));
-  const std::string once = readFile(catalogue.libraryFile(key));
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(setOneSlot(key, "T1"));
-  EXPECT_EQ(readFile(catalogue.libraryFile(key)), once);
-  EXPECT_EQ(elements(key)[1], "2@1000:T1");
-  EXPECT_NE(once.find("encoding=\"UTF-8\""), std::string::npos);
-  EXPECT_EQ(once.find('\r'), std::string::npos);
+  EXPECT_EQ(std::to_string(emulator.getErrorCode()) + catalogue.log(), "0");
+  fs::remove_all(catalogue.catalogue());
+  writeFile(catalogue.path() / "LibEmulator", "a file in the directory's place");
+  EXPECT_FALSE(setOneSlot("A", "T1"));
+  EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").library(), ""));
+  EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").batch(), "A"));
+  std::string path;
+  EXPECT_FALSE(emulator.GetLibListFile(path));
+  EXPECT_EQ(emulator.getErrorCode(), 50007);
+  EXPECT_TRUE(catalogue.logged("Failed to create directory " + catalogue.catalogue()));
 }
 
 TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   TempCatalogue catalogue;
   const std::string declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
-  writeFile(catalogue.catalogue() + "LibraryList.xml",
+  writeFile(catalogue.listFile(),
             "<LibraryList>\n  <Library Id=\"A\">Lib_A.xml</Library>\n</LibraryList>\n");
   const std::string file = R"(<Devices>
  <Library Name="Lib_A">
@@ -88,42 +70,95 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   writeFile(catalogue.libraryFile("A"), file);
   ASSERT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "A"));
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
-  EXPECT_EQ(readFile(catalogue.catalogue() + "LibraryList.xml"),
-            declaration + "<LibraryList></LibraryList>\n");
-  writeFile(catalogue.libraryFile("A"),
-            "<Devices><Library Name='Lib_A'>\n  <Slots><BaseAddress>1000</BaseAddress></Slots>\n"
-            "  <Slots><BaseAddress>1001</BaseAddress></Slots>\n </Library></Devices>");
-  ASSERT_TRUE(TqLibEmulator().SetVirtualLibraryElement(
-      "A", {element(LIB_ELEM_SLOT, 1000), element(LIB_ELEM_SLOT, 1001)}, true));
-  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + R"(<Devices>
-
-  <Library Name="Lib_A"></Library>
-
-</Devices>
-)");
+  EXPECT_EQ(readFile(catalogue.listFile()), declaration + "<LibraryList></LibraryList>\n");
 }
 
-TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoStrayFile) {
+TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFileBesideALinkOrItsTarget) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   const fs::path link = catalogue.libraryFile("A");
-  const fs::path target = catalogue.path() / "elsewhere.xml";
+  const fs::path elsewhere = catalogue.path() / "elsewhere";
+  const fs::path target = elsewhere / "A.xml";
+  fs::create_directory(elsewhere);
   fs::rename(link, target);
-  fs::create_symlink("../elsewhere.xml", link);
+  fs::create_symlink("../elsewhere/A.xml", link);
   ASSERT_EQ(chmod(target.c_str(), 01604), 0);
+  ReplacedFile living((elsewhere / "B.xml").string());
+  ASSERT_TRUE(living.prepare("of a process that is at work"));
+  for (const fs::path& folder : {elsewhere, fs::path(catalogue.catalogue())})
+    writeFile(folder / ".tqlib-0123456789abcdef.new", "of a dead process");
   ASSERT_TRUE(setOneSlot("A", "T1"));
+  EXPECT_TRUE(living.commit());
   EXPECT_TRUE(fs::is_symlink(link));
-  EXPECT_NE(readFile(target).find("T1"), std::string::npos);
+  const std::string once = readFile(target);
+  EXPECT_NE(once.find("T1"), std::string::npos);
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(setOneSlot("A", "T1"));
+  EXPECT_EQ(readFile(target), once);
   struct stat record {};
   ASSERT_EQ(stat(target.c_str(), &record), 0);
   EXPECT_EQ(record.st_mode & 07777U, 01604U);
   EXPECT_EQ(catalogue.files().size(), 2U);  // the link and the list
+  EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), fs::directory_iterator()), 2);
   fs::create_symlink("../b", catalogue.libraryFile("B"));
   LibraryBuilder("B").build();
   EXPECT_TRUE(fs::is_symlink(catalogue.libraryFile("B")) && fs::exists(catalogue.path() / "b"));
-  fs::create_symlink("Lib_C.xml", catalogue.libraryFile("C"));  // of which nothing can be told
-  EXPECT_TRUE(TqLibEmulator().UpdateVirtualDevice(LibraryBuilder("C").library(), ""));
-  EXPECT_TRUE(catalogue.logged("Failed to look for " + catalogue.libraryFile("C")));
+}
+
+// Where a file cannot be examined it is taken for absent, but the new one does not replace it.
+TEST(LibraryFiles, AFileThatWasTakenForAbsentIsNeverReplaced) {
+  TempCatalogue catalogue;
+  LibraryBuilder("A").slots(1000, 1).build();
+  fs::create_symlink("Lib_C.xml", catalogue.libraryFile("C"));  // which leads nowhere
+  TqLibEmulator emulator;
+  EXPECT_TRUE(emulator.UpdateVirtualDevice(LibraryBuilder("C").library(), ""));
+  EXPECT_TRUE(catalogue.logged("Failed to save document " + catalogue.libraryFile("C")));
+  EXPECT_NE(emulator.saveError().find(catalogue.libraryFile("C")), std::string::npos);
+  EXPECT_EQ(readFile(catalogue.listFile()).find("Lib_C"), std::string::npos);
+  fs::remove(catalogue.libraryFile("C"));
+  const auto before = catalogue.files();
+  for (const char* const key : {"A", "Z"}) {  // the library exists, or only the list does
+    SCOPED_TRACE(key);
+    ASSERT_TRUE(emulator.createLibrary(LibraryBuilder(key).library()));
+    emulator.m_sLibFile = catalogue.libraryFile(key);
+    ASSERT_TRUE(emulator.createNewLibList(emulator.m_pListDoc, "", ""));
+    emulator.m_newListDoc.reset(emulator.m_pListDoc);
+    emulator.saveWithList(catalogue.listFile(), TqLibEmulator::FirstSaved::Library);
+    EXPECT_NE(emulator.saveError().find("taken for absent: File exists"), std::string::npos);
+    EXPECT_EQ(catalogue.files(), before);
+  }
+  // The same once more behind the look at the file, which is what counts.
+  ReplacedFile late(catalogue.libraryFile("L"), Existing::Kept);
+  ASSERT_TRUE(late.prepare("new"));
+  writeFile(catalogue.libraryFile("L"), "old");
+  EXPECT_FALSE(late.commit());
+  EXPECT_EQ(readFile(catalogue.libraryFile("L")), "old");
+}
+
+TEST(LibraryFiles, WhatIsNoRegularFileIsRefusedAtOnce) {
+  TempCatalogue catalogue;
+  LibraryBuilder("A").slots(1000, 1).build();
+  const fs::path kept = catalogue.path() / "kept";
+  for (const std::string& path : {catalogue.libraryFile("A"), catalogue.listFile(),
+                                  catalogue.catalogue() + ".tqlib-pending"}) {
+    const bool wasThere = fs::exists(path);
+    if (wasThere) fs::rename(path, kept);
+    for (const bool isFolder : {true, false}) {
+      SCOPED_TRACE(path + (isFolder ? " is a folder" : " is a pipe"));
+      ASSERT_EQ(isFolder ? mkdir(path.c_str(), 0777) : mkfifo(path.c_str(), 0666), 0);
+      TqLibEmulator emulator;
+      std::vector<SCSIUnitNoMap> devices;
+      EXPECT_EQ(emulator.GetVirtualDeviceInfo("", devices), !wasThere);
+      const bool isLibrary = path == catalogue.libraryFile("A");
+      EXPECT_EQ(setOneSlot("A", "T1"), !isLibrary);
+      EXPECT_EQ(emulator.UpdateVirtualDevice(LibraryBuilder("N").library(), "") &&
+                    emulator.saveError().empty(),
+                isLibrary);
+      EXPECT_EQ(emulator.RemoveVirtualDevice("", "N", "N"), isLibrary);
+      fs::remove(catalogue.libraryFile("N"));
+      fs::remove(path);
+    }
+    if (wasThere) fs::rename(kept, path);
+  }
 }
 
 TEST(LibraryFiles, AWriteProtectedFileIsNotReplacedInItsOwnersFolder) {

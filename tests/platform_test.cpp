@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
+#include <cstring>
 
 #include "TempCatalogue.h"
 #include "TqLibEmulator.h"
-#include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
 
 namespace {
@@ -46,6 +45,8 @@ TEST_F(Configuration, TakesNamesAndValuesAsTheyStand) {
   EXPECT_EQ(catalogue.log(), "");
   EXPECT_EQ(text("a.b", "long", 8), "unchanged");
   EXPECT_TRUE(catalogue.logged("Value of long in section a.b is longer than 7 bytes"));
+  write("[a.b]\nlong=" + std::string(64, 'd') + "\n");
+  EXPECT_EQ(text("a.b", "long"), "/dev/null/unreadable-configuration");
 }
 
 TEST_F(Configuration, ReadsOnlyUnsignedDecimalNumbers) {
@@ -99,36 +100,14 @@ TEST(Log, KeepsEachErrorOnOneLineInItsFileOrElseOnStandardErrorAndLeavesErrnoAlo
   }
 }
 
-TEST(Folder, IsListedByPatternAndKindAndLosesWhatIsUnlinked) {
-  const tests::TempFolder folder;
-  for (const char* const name : {"a.xml", "b.txt"}) writeFile(folder.path() / name, "");
-  fs::create_directory(folder.path() / "c.xml");
-  const auto listed = [&](const char* pattern, bool allEntries) {
-    CNuDirectory listing;
-    SNuDirEntry entry;
-    std::set<std::string> names;
-    EXPECT_FALSE(listing.Open(folder.path().c_str(), pattern, allEntries).IsError());
-    for (bool end = false; !listing.GetEntry(&entry, end).IsError() && !end;)
-      names.insert(entry.name);
-    EXPECT_FALSE(listing.Close().IsError());
-    return names;
-  };
-  EXPECT_EQ(listed("*", true), (std::set<std::string>{"a.xml", "b.txt", "c.xml"}));
-  EXPECT_EQ(listed("*.xml", false), std::set<std::string>{"a.xml"});
-  const std::string file = (folder.path() / "a.xml").string();
-  EXPECT_EQ(CNuUTFOSAPI::unlink(file.c_str()).GetErrorCode(), 0);
-  EXPECT_EQ(CNuUTFOSAPI::unlink(file.c_str()).GetErrorCode(), ENOENT);
-  EXPECT_EQ(CNuDirectory().Open(file.c_str(), "*", true).GetErrorCode(), ENOENT);
-}
-
 TEST(LastError, IsCopiedWithinTheBufferGiven) {
-  const char* const reason = "out of tape";
   struct Failing : MMS2BaseError {
-    explicit Failing(const char* text) { std::snprintf(m_szErrorText, 16, "%s", text); }
-  } failing(reason);
+    Failing() { std::strcpy(m_szErrorText, "out of tape"); }
+  } failing;
   for (const int size : {12, 11, 1, 0, -1}) {
-    std::string text(13, '#'), expected = text;
-    std::snprintf(expected.data(), size < 0 ? 0U : static_cast<unsigned>(size), "%s", reason);
+    std::string text(13, '#');
+    std::string expected = text;
+    std::snprintf(expected.data(), static_cast<unsigned>(std::max(size, 0)), "out of tape");
     failing.getLastError(text.data(), size);
     EXPECT_EQ(text, expected) << size;
   }

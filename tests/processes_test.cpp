@@ -1,22 +1,27 @@
 // Several threads and processes on one catalogue: an emulator, and operators with their tool.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <thread>
 
-#include "LibraryBuilder.h"
-#include "TempCatalogue.h"
+#include "ChangingOperations.h"
 #include "catalogue/CatalogueLock.h"
 
 namespace tests {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
+using Texts = std::vector<std::string>;
 using Work = std::function<int(int worker)>;
 
 constexpr int kWorkers = 4, kMoves = 501, kSlots = 10, kMedia = 3, kReads = 110, kFailed = 255;
@@ -112,7 +117,7 @@ class ThreadsAndProcesses : public testing::TestWithParam<Kind> {};
 TEST_P(ThreadsAndProcesses, LoseNoMediumNoReadAndNoHost) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;
-  std::vector<std::string> expected, found;
+  Texts expected, found;
   libraryOf(0).build();
   EXPECT_TRUE(emulator.SetVirtualDeviceStatus(kKey, 2, 4, 1, 3600, kReads));
   for (int worker = 0; worker < kWorkers; ++worker)
@@ -140,16 +145,27 @@ TEST_P(ThreadsAndProcesses, LoseNoMediumNoReadAndNoHost) {
   EXPECT_EQ(catalogue.log(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, ThreadsAndProcesses, testing::ValuesIn(kKinds),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kinds, ThreadsAndProcesses, testing::ValuesIn(kKinds), nameOfParam);
+
+/// Puts a medium into the one slot of L1, or of another library.
+bool put(const std::string& barCode, const std::string& key = "L1") {
+  return TqLibEmulator().SetVirtualLibraryElement(key, element(LIB_ELEM_SLOT, 1000, barCode),
+                                                  false);
+}
 
 class Processes : public testing::Test {
 protected:
+  Processes() { LibraryBuilder("L1").slots(1000, 1).build(); }
+  ~Processes() override { CatalogueLock::longestWait = m_longestWait; }
+
   TempCatalogue m_catalogue;
+
+private:
+  const std::chrono::milliseconds m_longestWait = CatalogueLock::longestWait;
 };
 
 TEST_F(Processes, ListEachOthersNewLibraries) {
-  std::filesystem::remove(m_catalogue.catalogue());
+  fs::remove_all(m_catalogue.catalogue());
   constexpr int kLibraries = 20;
   inProcesses([](int worker) {
     for (int i = 0; i < kLibraries; ++i)
@@ -162,59 +178,243 @@ TEST_F(Processes, ListEachOthersNewLibraries) {
   EXPECT_EQ(m_catalogue.files().size(), kWorkers * kLibraries + 1);
 }
 
+/// The lock of another process on a directory, or on a file in it.
+class ForeignLock {
+public:
+  explicit ForeignLock(const std::string& path) : m_file(openFile(path.c_str(), O_RDONLY)) {
+    EXPECT_EQ(flock(m_file.get(), LOCK_EX | LOCK_NB), 0) << path;
+  }
+
+private:
+  FileDescriptor m_file;
+};
+
 TEST_F(Processes, KeepOutEachOthersChangesAndNotQueries) {
-  LibraryBuilder("L1").slots(1000, 1).build();
+  const std::string catalogue = m_catalogue.catalogue();
+  const std::string lockFile = catalogue + ".tqlib-lock";
+  const fs::path standalone = m_catalogue.path() / "Library1.xml";
+  fs::copy_file(m_catalogue.libraryFile("L1"), standalone);
+  writeFile(lockFile, "");
   const auto before = m_catalogue.files();
-  CatalogueLock others;
-  ASSERT_TRUE(others.take(m_catalogue.catalogue()));
-  EXPECT_EQ(elements("L1"), std::vector<std::string>{"2@1000"});
-  TqLibEmulator emulator;
-  CatalogueLock impatient(20ms);
-  emulator.m_pCatalogueLock = &impatient;
-  EXPECT_FALSE(emulator.SetVirtualLibraryElement("L1", element(LIB_ELEM_SLOT, 1000, "T1"), false));
-  emulator.m_pCatalogueLock = nullptr;
-  const std::string why =
-      "Cannot lock directory " + m_catalogue.catalogue() + ": another process keeps it locked";
-  EXPECT_EQ(lastError(emulator), why);
-  EXPECT_TRUE(m_catalogue.logged(why));
-  EXPECT_EQ(m_catalogue.files(), before);
+  const auto set = [](TqLibEmulator& emulator) {
+    return emulator.SetVirtualLibraryElement("L1", element(LIB_ELEM_SLOT, 1000, "T1"), false);
+  };
+  const auto removeStandalone = [](TqLibEmulator& emulator) {
+    return emulator.RemoveVirtualDevice("", "L1", "");
+  };
+  const struct {
+    std::string locked, named;
+    std::function<bool(TqLibEmulator&)> change;
+  } cases[] = {{catalogue, catalogue, set},
+               {lockFile, catalogue, set},
+               {catalogue, catalogue, removeStandalone},
+               {".", ".", removeStandalone}};
+  const fs::path outside = fs::current_path();
+  fs::current_path(m_catalogue.path());
+  CatalogueLock::longestWait = 20ms;
+  for (const auto& c : cases) {
+    const ForeignLock others(c.locked);
+    TqLibEmulator emulator;
+    EXPECT_FALSE(c.change(emulator));
+    EXPECT_EQ(elements("L1"), Texts{"2@1000"});
+    EXPECT_EQ(lastError(emulator),
+              "Cannot lock directory " + c.named + ": another process keeps it locked");
+    EXPECT_EQ(emulator.getErrorCode(), 0);
+    EXPECT_TRUE(m_catalogue.logged(lastError(emulator)));
+    EXPECT_TRUE(m_catalogue.files() == before && fs::exists(standalone));
+  }
+  fs::current_path(outside);
+  fs::remove(lockFile);
+  ASSERT_EQ(mkfifo(lockFile.c_str(), 0666), 0);
+  EXPECT_FALSE(put("T1"));
 }
 
-TEST_F(Processes, WaitAlsoWithAFileOfTheWorkingDirectory) {
-  LibraryBuilder("L1").slots(1000, 1).build();
-  std::filesystem::copy_file(m_catalogue.libraryFile("L1"), m_catalogue.path() / "Library1.xml");
-  const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::current_path(m_catalogue.path());
+TEST_F(Processes, DoNotDelayAQueryOrAStatusReadWhileAChangeWaits) {
+  std::atomic<bool> isDone = false;
+  std::optional<ForeignLock> others(m_catalogue.catalogue());
+  std::thread change([&] { isDone = put("T1"); });
   TqLibEmulator emulator;
-  CatalogueLock others;
-  ASSERT_TRUE(others.take(m_catalogue.catalogue()));
-  CatalogueLock impatient(20ms);
-  emulator.m_pCatalogueLock = &impatient;
-  EXPECT_FALSE(emulator.RemoveVirtualDevice("", "L1", ""));
-  emulator.m_pCatalogueLock = nullptr;
-  std::filesystem::current_path(before);
-  EXPECT_EQ(lastError(emulator), impatient.error());
+  std::vector<SCSIUnitNoMap> devices;
+  int status = -1;
+  for (int i = 0; i < 20; ++i) {
+    std::this_thread::sleep_for(1ms);  // the change has long begun to wait before the last of them
+    EXPECT_EQ(elements("L1"), Texts{"2@1000"});
+    EXPECT_TRUE(emulator.GetVirtualDeviceInfo("hosta", devices));
+    EXPECT_TRUE(emulator.GetVirtualDeviceStatus("L1", status, status, status, false));
+  }
+  EXPECT_FALSE(isDone);
+  others.reset();
+  change.join();
+  EXPECT_TRUE(isDone);
+}
+
+// One changes the catalogue from the other one's directory, and the other way round.
+TEST_F(Processes, DoNotDeadlockOverTwoDirectories) {
+  const TempCatalogue second;
+  writeFile(second.listFile(), readFile(m_catalogue.listFile()));
+  const std::string file = readFile(m_catalogue.libraryFile("L1"));
+  const std::string catalogues[] = {m_catalogue.catalogue(), second.catalogue()};
+  const std::string configurations[] = {(second.path() / "tqlib.ini").string(),
+                                        (m_catalogue.path() / "tqlib.ini").string()};
+  CatalogueLock::longestWait = 5s;
+  inProcesses([&](int worker) {
+    const int own = worker % 2;
+    setenv("TQ_PLATFORM_CONFIG", configurations[own].c_str(), 1);
+    fs::current_path(catalogues[own]);
+    for (int i = 0; i < 30; ++i) {
+      TqLibEmulator emulator;
+      emulator.ChangeCatalogue([&] {
+        const std::string built = std::to_string(worker);
+        writeFile(built, file);
+        fs::rename(built, "Library1.xml");
+        return true;
+      });
+      emulator.RemoveVirtualDevice("", "L1", "");  // another worker may have been first
+      EXPECT_EQ(lastError(emulator), "");
+    }
+    return 0;
+  });
+}
+
+TEST_F(Processes, CallersThatHoldTheLockOfTheThreadsGoOn) {
+  CatalogueLock::longestWait = 5s;
+  inProcesses([](int) {
+    return inThreads([](int worker) {
+      TqLibEmulator one, other;
+      for (int i = 0; i < 20; ++i) {
+        const TqCriticalSectionLock held(worker % 2 == 0 ? &gCriticalSection : nullptr);
+        for (TqLibEmulator* emulator : {&one, &other})
+          EXPECT_TRUE(emulator->SetVirtualLibraryElement("L1", element(2, 1000, "T1"), false));
+      }
+      return 0;
+    });
+  });
+}
+
+TEST_F(Processes, TakeSeveralStepsAsOne) {
+  EXPECT_TRUE(put("0"));
+  const int sum = inProcesses([](int) {
+    int done = 0;
+    for (int i = 0; i < 25; ++i)
+      done += TqLibEmulator().ChangeCatalogue([] {
+        const int count = std::stoi(elements("L1")[0].substr(7));
+        return put(std::to_string(count + 1));
+      });
+    return done;
+  });
+  EXPECT_EQ(sum, 25 * kWorkers);
+  EXPECT_EQ(elements("L1")[0], "2@1000:" + std::to_string(sum));
+}
+
+TEST_F(Processes, LeaveAHalfDoneSaveToAChangeAndKeepItToItsOwnFiles) {
+  LibraryBuilder("L2").slots(1000, 1).build();
+  const std::string file = m_catalogue.libraryFile("L2"), list = m_catalogue.listFile();
+  const std::string catalogue = m_catalogue.catalogue();
+  writeFile(catalogue + ".tqlib-1.new", readFile(file));
+  writeFile(catalogue + ".tqlib-2.new", readFile(list));
+  writeFile(catalogue + ".tqlib-pending",
+            ".tqlib-1.new\0Lib_L2.xml\0.tqlib-2.new\0LibraryList.xml\0"s);
+  fs::remove(file);
+  fs::create_directory(file);  // which no file can replace
+  const auto before = m_catalogue.files();
+  EXPECT_EQ(elements("L1"), Texts{"2@1000"});
+  EXPECT_EQ(elements("L2"), Texts{"refused"});
+  EXPECT_EQ(m_catalogue.files(), before);
+
+  TqLibEmulator emulator;
+  EXPECT_TRUE(put("T1"));
+  EXPECT_EQ(elements("L1"), Texts{"2@1000:T1"});
+  EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("L3").library(), ""));
+  EXPECT_FALSE(emulator.SetVirtualLibraryElement("L2", element(2, 1000, "T1"), false));
+  EXPECT_NE(lastError(emulator).find("Cannot complete the save of " + file), std::string::npos);
+  EXPECT_EQ(m_catalogue.files().size(), before.size());
+
+  fs::remove(file);
+  EXPECT_TRUE(put("T1", "L2"));
+  EXPECT_EQ(elements("L2"), Texts{"2@1000:T1"});
+  EXPECT_EQ(m_catalogue.files().size(), 3U);
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
+constexpr std::size_t kStack = 8 << 20;  // an instrumented build takes more
+#else
+constexpr std::size_t kStack = 64 << 10;
+#endif
+
+/// Does the work in a thread that is cancelled: it ends behind the work.
+void expectDoneOnSmallStack(std::function<void()> work) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+  const auto run = [](void* it) -> void* {
+    pthread_cancel(pthread_self());
+    (*static_cast<std::function<void()>*>(it))();
+    pthread_testcancel();
+    return nullptr;
+  };
+  bool isDone = false;
+  std::function<void()> all = [&] {
+    work();
+    isDone = true;
+  };
+  pthread_t thread{};
+  void* result = nullptr;
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &all), 0);
+  pthread_join(thread, &result);
+  pthread_attr_destroy(&attributes);
+  EXPECT_TRUE(isDone);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
+// What is cancelled unwinds through code that must not be unwound, so it waits for the call's end.
+TEST(EveryOperation, IsDoneOnASmallStackAndByAThreadThatIsCancelled) {
+  for (const ChangingOperation& operation : changingOperations()) {
+    SCOPED_TRACE(operation.name);
+    const FaultyCatalogue catalogue;
+    catalogue.become(operation.states(catalogue).begun);
+    expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result); });
+  }
+  FaultyCatalogue catalogue;
+  catalogue.makeTapes();
+  for (const VolumeOperation& operation : volumeOperations())
+    expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result) << operation.name; });
+  std::string deep = "<Note/>";
+  for (int i = 0; i < 96; ++i) deep = "<Note>" + deep + "</Note>";
+  writeFile(catalogue.libraryFile("A"),
+            "<Devices><Library Name='Lib_A'>" + deep + "</Library></Devices>");
+  expectDoneOnSmallStack([] {
+    TqLibEmulator emulator;
+    std::vector<SCSIUnitNoMap> devices;
+    std::string text;
+    EXPECT_TRUE(emulator.SetVirtualLibraryElement("A", element(2, 1, "T1"), false));
+    EXPECT_EQ(elements("A"), Texts{"2@1:T1"});
+    EXPECT_TRUE(emulator.GetVirtualDeviceInfo("", devices));
+    EXPECT_TRUE(emulator.GetCurrentVolume("", text));
+    EXPECT_FALSE(emulator.MoveVirtualLibraryElement("A", 2, 9, 2, 1));  // and a log line
+    TqLibEmlFile volume("V1");
+    unsigned long long size = 0;
+    int mark = 0;
+    EXPECT_TRUE(volume.GetVolumeSize(size) && volume.GetLastFileMark(mark));
+    EXPECT_EQ(TqLibEmlFile::GetTQLibEMLXMLDir(text), 1);
+    EXPECT_FALSE(TqLibEmlFile("..").EraseVolume());
+  });
 }
 
 TEST_F(Processes, PutNothingInPlaceThatAForeignNoteNames) {
-  LibraryBuilder("L1").slots(1000, 1).build();
   const std::string note = m_catalogue.catalogue() + ".tqlib-pending";
   const std::string outside = (m_catalogue.path() / "outside").string();
-  using namespace std::string_literals;
   for (const std::string& text :
        {""s, "junk"s, "x\0../outside\0"s, "../tqlib.ini\0x\0"s, "x\0"s, "\0\0"s,
         "absent\0Lib_L1.xml\0"s, "Lib_L1.xml\0Lib_L2.xml\0"s, ".tqlib-1.new\0x\0"s,
         ".tqlib-/../../tqlib.ini.new\0Lib_x.xml\0"s}) {
     writeFile(m_catalogue.catalogue() + "x", "foreign");
     writeFile(note, text);
-    EXPECT_EQ(elements("L1"), std::vector<std::string>{"2@1000"}) << text;
-    EXPECT_FALSE(std::filesystem::exists(note)) << text;
-    EXPECT_FALSE(std::filesystem::exists(outside)) << text;
-    EXPECT_TRUE(std::filesystem::exists(m_catalogue.path() / "tqlib.ini")) << text;
+    FaultyCatalogue::completeHalfDone();
+    EXPECT_EQ(elements("L1"), Texts{"2@1000"}) << text;
+    EXPECT_FALSE(fs::exists(note)) << text;
+    EXPECT_FALSE(fs::exists(outside)) << text;
+    EXPECT_TRUE(fs::exists(m_catalogue.path() / "tqlib.ini")) << text;
   }
-  std::filesystem::create_directory(note);
-  EXPECT_EQ(elements("L1"), std::vector<std::string>{"2@1000"});
-  EXPECT_TRUE(m_catalogue.logged("holdCatalogue] Cannot read " + m_catalogue.catalogue()));
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 // Libraries made from a description, and described: the way there and back.
-#include <nlohmann/json.hpp>
-
 #include <regex>
 
 #include "ToolRun.h"
@@ -16,15 +14,9 @@ class Description : public tests::ToolRun {
 protected:
   void SetUp() override { makeStore(); }
 
-  fs::path libraryFile(const std::string& library) const {
-    return path("store/LibEmulator/Lib_" + library + ".xml");
-  }
   Result create(const std::string& description, const std::string& options = "") const {
     writeFile(path("in.json"), description);
     return tqlib("library create --from in.json " + options);
-  }
-  std::string exported(const std::string& library) const {
-    return tqlib("library export " + library).out;
   }
   /// Without what a file has from the calls that made it, and nobody looks at.
   std::string content(const std::string& library) const {
@@ -70,15 +62,14 @@ TEST_F(Description, ALibraryThatIsMadeOfItsDescriptionIsTheSame) {
     ASSERT_EQ(made.exitCode, 0) << one.description << made.err;
     for (const char* change : one.changes) expectDone(change);
     expectDone("library export L out.json");
-    const std::string described = readFile(path("out.json"));
     const std::string before = content("L");
     expectDone("library remove L --purge");
     expectDone("library create --from - <out.json");
-    EXPECT_EQ(exported("L"), described);
+    EXPECT_EQ(tqlib("library export L").out, readFile(path("out.json")));
     EXPECT_EQ(content("L"), before);
     const std::string bytes = readFile(libraryFile("L"));
     expectDone("library remove L --purge");
-    EXPECT_EQ(create(described).exitCode, 0);
+    expectDone("library create --from out.json");
     EXPECT_EQ(readFile(libraryFile("L")), bytes);
     expectDone("library remove L --purge");
   }
@@ -97,18 +88,6 @@ TEST_F(Description, OptionsAndADescriptionMakeTheSameLibraryUnderAnyName) {
   EXPECT_EQ(readFile(libraryFile("L")), bytes);
 }
 
-TEST_F(Description, SeveralHostsComeInOneBatch) {
-  EXPECT_EQ(create(R"({"serial": "L", "hosts": ["a", "b", "c"], "drives": [{}, {"hosts": ["b"]}]})")
-                .exitCode,
-            0);
-  const auto seenBy = [this](const std::string& host) {
-    return json::parse(tqlib("devices " + host + " --json").out)["devices"].size();
-  };
-  EXPECT_EQ(seenBy("a"), 2U);
-  EXPECT_EQ(seenBy("b"), 3U);
-  EXPECT_EQ(seenBy("c"), 2U);
-}
-
 TEST_F(Description, WhatIsWrongIsToldWithItsPlaceAndNothingIsMade) {
   const struct {
     const char* members;  // behind a serial number and a host
@@ -116,11 +95,9 @@ TEST_F(Description, WhatIsWrongIsToldWithItsPlaceAndNothingIsMade) {
   } kCases[] = {
       {R"("slots": )", "in.json: parse error at line 1, column"},
       {"\"vendor\": \"\xFF\"", "UTF-8"},
-      {R"("serial": "L")", "serial: the key stands twice"},
       {R"("drives": [{}, {"hosts": [{"lun": 1, "lun": 1}]}])",
        "drives[1].hosts[0].lun: the key stands twice"},
       {R"("format": 2)", "format: 2 is not known"},
-      {R"("hots": [])", "hots: unknown key"},
       {R"("drives": [{}, {"serail": "X"}])", "drives[1].serail: unknown key"},
       {R"("drives": [{"serial": 7}])", "drives[0].serial: there has to be a text"},
       {R"("drives": [{"hosts": [{"lun": 1.5}]}])",
@@ -139,12 +116,9 @@ TEST_F(Description, WhatIsWrongIsToldWithItsPlaceAndNothingIsMade) {
        "drive:501 and drive:501 have one address"},
       {R"("driveRange": {"base": 2147483647}, "drives": 2)",
        "driveRange.base: there is no address"},
-      {R"("driveRange": {"base": -1}, "drives": 1)", "driveRange.base: there is no address"},
       {R"("drives": true)", "drives: there has to be a list"},
-      {R"("drives": 200001)", "drives: 200001 is not from 0 to 200000"},
       {R"("slots": {"count": 200001})", "slots.count: 200001 is not from 0 to 200000"},
       {R"("slots": 18446744073709551615)", "slots: 18446744073709551615 is not from"},
-      {R"("slots": -1)", "slots: -1 is not from"},
       {R"("slots": {"count": 1, "base": -1})", "slots.base: there is no address -1"},
       {R"("slots": {"count": 2, "base": 2147483647})", "slots: the addresses are too large"},
       {R"("slots": 2, "mailSlots": {"count": 9, "base": 993})",
@@ -154,7 +128,6 @@ TEST_F(Description, WhatIsWrongIsToldWithItsPlaceAndNothingIsMade) {
       {R"("slots": {"count": 2, "without": [1001, 1001]})", "slots.without[1]: it stands twice"},
       {R"("model": "a\u0000b")", "model: the text has a control character"},
       {R"("elements": [{"element": "slot:x"}])", "elements[0].element: not an element"},
-      {R"("elements": [{"barcode": "A"}])", "elements[0].element: not an element"},
       {R"("elements": [{"element": "drive:500"}])", "elements[0].element: there is no drive:500"},
       {R"("elements": [{"element": "slot:1"}, {"element": "slot:1"}])",
        "elements[1].element: slot:1 stands twice"},

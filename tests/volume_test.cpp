@@ -1,15 +1,23 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <limits>
 #include <tuple>
 
 #include "SystemCalls.h"
 #include "TempCatalogue.h"
 #include "TqLibEmlFile.h"
+#include "TqPlatform/NuUtils.h"
+#include "common/FileContent.h"
+#include "common/FileDescriptor.h"
+#include "volume/FolderListing.h"
 
 namespace {
 
@@ -32,6 +40,11 @@ protected:
   }
   bool logged(const std::string& name, const std::string& text) const {
     return catalogue.logged("[TqLibEmlFile::" + name + "] " + text + "\n");
+  }
+  /// By a read and by a write.
+  void expectBothLogged(const std::string& text) const {
+    for (const std::string call : {"ReadDataForDrive", "WriteDataForDrive"})
+      EXPECT_TRUE(logged(call, "TqLibEmlFile::" + call + "()" + text)) << call;
   }
   Outcome write(int mark, unsigned long long offset, const std::string& data) const {
     unsigned long count = 99;
@@ -120,43 +133,6 @@ TEST_F(Volume, WhatWasRemovedSinceIsMadeAgain) {
   }
 }
 
-TEST_F(Volume, ABlockTakesNoCallsButThoseOnItsFileAndItsFolder) {
-  if (!tests::canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
-  fill({"00000000", "00000001"});
-  fs::create_directory(catalogue.path() / "work");
-  TqLibEmlFile volume(volumeName);
-  unsigned long count = 0;
-  const auto calls = [&](const std::function<bool()>& transfer) {
-    const auto operation = [&] { return tests::Outcome{transfer(), 0, 0, {}}; };
-    std::vector<tests::SystemCall> made;
-    tests::runInChild(root, operation, {}, &made);
-    return made.size();
-  };
-  // The file is opened, positioned, transferred, closed.
-  EXPECT_EQ(calls([&] { return volume.ReadDataForDrive(1, 0, buffer, 4, count); }), 4U);
-  // The folder is opened, examined, read, read to its end, closed, and two entries are examined.
-  EXPECT_EQ(calls([&] { return volume.WriteDataForDrive(1, 0, buffer, 4, count); }), 4U + 5 + 2);
-}
-
-TEST_F(Volume, ADirectCallLooksAtTheConfigurationOnce) {
-  if (!tests::canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
-  catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
-  fs::create_directory(catalogue.path() / "work");
-  const auto operation = [&] {
-    tests::Outcome outcome;
-    DirectWriteDataForDrive("V1", 0, 0, buffer, 4, &outcome.count, nullptr, nullptr, 0);
-    return outcome;
-  };
-  std::vector<tests::SystemCall> calls;
-  EXPECT_EQ(tests::runInChild(root, operation, {}, &calls).outcome.count, 4U);
-  EXPECT_EQ(std::ranges::count_if(calls,
-                                  [&](const auto& call) {
-                                    return call.number == SYS_newfstatat &&
-                                           call.path == catalogue.path() / "tqlib.ini";
-                                  }),
-            1);
-}
-
 TEST_F(Volume, TheCatalogueDirectoryIsFoundStepByStep) {
   const auto found = [](std::string dir, int expected = 1) {
     EXPECT_EQ(TqLibEmlFile::GetTQLibEMLXMLDir(dir), expected) << dir;
@@ -176,16 +152,21 @@ TEST_F(Volume, TheCatalogueDirectoryIsFoundStepByStep) {
   EXPECT_EQ(found(root), root + "/LibEmulator/");
   EXPECT_EQ(found(""), "./LibEmulator/");
   EXPECT_EQ(found("no", 0), "no/LibEmulator/");
+  // A directory that is too long must not lead to the working directory.
+  const std::string nowhere = "/dev/null/unreadable-configuration/LibEmulator/";
+  catalogue.config("Base", "dMERIDIANHOME", std::string(1024, 'd'));
+  EXPECT_EQ(found("", 0), nowhere);
+  catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
+  for (const char* const section : {"Teifioskon", "MediaManager"}) {
+    catalogue.config(section, "sVirtualLibXMLDirectory", std::string(1025, 'd'));
+    EXPECT_EQ(found("", 0), nowhere);
+    catalogue.config(section, "sVirtualTapeDirectory", std::string(1025, 'd'));
+    EXPECT_EQ(write(1, 0, "data"), Outcome(false, 99, 0));
+    EXPECT_TRUE(catalogue.logged("Value of sVirtualTapeDirectory in section " +
+                                 std::string(section) + " is longer than 1024 bytes"));
+  }
   fs::current_path(before);
   EXPECT_TRUE(catalogue.logged("[GetTQLibEMLXMLDir] Failed to create directory no/LibEmulator/"));
-}
-
-TEST_F(Volume, TakesANameAsLongAsAFilesMayBe) {
-  volumeName = std::string(255, 'n');
-  EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
-  volumeName += 'n';
-  EXPECT_EQ(inspected(), "no mark 0, no size 0, code 993");
-  EXPECT_TRUE(logged("GetVolumeFolder", "Failed to get volume folder."));
 }
 
 TEST_F(Volume, AFolderThatCannotBeMadeMayBeThereByNow) {
@@ -234,30 +215,71 @@ TEST_F(Volume, OnlyAWriteAtItsVeryBeginningErasesItsRegularFiles) {
 
 TEST_F(Volume, FailedTransfersKeepTheirCodes) {
   fill({"00000004"});
-  fs::create_symlink("/dev/full", file("00000001"));
   fs::create_symlink("/proc/self/mem", file("00000002"));
-  fs::create_directory(file("00000003"));
   constexpr auto most = std::numeric_limits<unsigned long long>::max();
-  const struct {
-    int mark;
-    unsigned long long offset;
-    Outcome read, written;  // a failed write or seek is not told by the result
-    std::string text;
-  } cases[] = {
-      {2, 0, {false, 0, 979}, {true, 0, 767}, ""},
-      {1, 7, {false, 99, 786}, {true, 99, 797}, " failed to seek file offset 7, seek to 0"},
-      {3, 0, {false, 99, 764}, {false, 99, 764}, " open file failed"},
-      {4, most, {false, 99, 22}, {true, 99, 22}, " _lseek() failed with error 22"}};
-  for (const auto& expected : cases) {
-    EXPECT_EQ(read(expected.mark, expected.offset), expected.read) << expected.text;
-    EXPECT_EQ(write(expected.mark, expected.offset, "data"), expected.written) << expected.text;
-    for (const std::string call : {"ReadDataForDrive", "WriteDataForDrive"})
-      EXPECT_TRUE(expected.text.empty() ||
-                  logged(call, "TqLibEmlFile::" + call + "()" + expected.text));
-  }
+  // A failed write or seek is not told by the result.
+  EXPECT_EQ(read(2, 0), Outcome(false, 0, 979));
+  EXPECT_EQ(write(2, 0, "data"), Outcome(true, 0, 767));
+  EXPECT_EQ(read(4, most), Outcome(false, 99, 22));
+  EXPECT_EQ(write(4, most, "data"), Outcome(true, 99, 22));
+  expectBothLogged(" _lseek() failed with error 22");
   EXPECT_EQ(write(4, 0, ""), Outcome(true, 0, 767));
   fs::create_symlink("nowhere/00000005", file("00000005"));
   EXPECT_EQ(read(5, 0), Outcome(false, 99, 764));
+  fs::remove(file("00000005"));
+  // A regular file of the system that cannot be positioned; only root may open it for reading.
+  const std::string unseekable = "/proc/self/clear_refs";
+  if (access(unseekable.c_str(), R_OK | W_OK) != 0) GTEST_SKIP() << "cannot open " << unseekable;
+  fs::create_symlink(unseekable, file("00000001"));
+  EXPECT_EQ(read(1, 7), Outcome(false, 99, 786));
+  EXPECT_EQ(write(1, 7, "data"), Outcome(true, 99, 797));
+  expectBothLogged(" failed to seek file offset 7, seek to 0");
+}
+
+TEST_F(Volume, WhatIsNoRegularFileIsNoFileMarkAndIsNotWaitedFor) {
+  fs::create_directory(folder());
+  fs::create_directory(file("00000001"));
+  ASSERT_EQ(mkfifo(file("00000002").c_str(), 0600), 0);
+  fs::create_symlink("00000002", file("00000003"));
+  fs::create_symlink("/dev/full", file("00000004"));
+  const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{AF_UNIX, {}};
+  file("00000005").string().copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  close(listener);
+  for (const int mark : {1, 2, 3, 4, 5}) {
+    EXPECT_EQ(read(mark, 0), Outcome(false, 99, 764)) << mark;
+    EXPECT_EQ(write(mark, 0, "data"), Outcome(false, 99, 764)) << mark;
+  }
+  expectBothLogged(" open file failed");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder()), {}), 5);
+}
+
+TEST_F(Volume, KeepsOffTheNumbersOfClosedStandardStreams) {
+  fill({"00000001"});
+  const auto isClosed = [](int fd) { return fcntl(fd, F_GETFD) == -1; };
+  for (const std::vector<int>& closed : {std::vector{0}, {1}, {2}, {0, 1, 2}}) {
+    EXPECT_EXIT(
+        {
+          for (const int fd : closed) close(fd);
+          unsetenv("TQ_PLATFORM_LOG");
+          volume::FolderListing listing;
+          CNuDirectory directory;
+          bool isDone = listing.open(folder().string()) == 0 &&
+                        !directory.Open(folder().c_str(), "*", true).IsError();
+          const FileDescriptor opened(openRegularFile(file("00000001").c_str(), O_RDWR));
+          isDone = isDone && opened && fcntl(opened.get(), F_GETFD) == FD_CLOEXEC &&
+                   std::ranges::all_of(closed, isClosed) &&
+                   write(1, 0, "tape") == Outcome(true, 4, 0);
+          // Both log: one while a tape is open, one while a tape has the log's own number.
+          write(1, std::numeric_limits<unsigned long long>::max(), "data");
+          dup3(opened.get(), 2, O_CLOEXEC);
+          EvDebug::Error(debugHandler, "origin", "text");
+          _exit(isDone ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readFile(file("00000001")), "tape") << closed.front();
+  }
 }
 
 TEST_F(Volume, TheWriteThatCrossesTheLimitFailsAndStays) {
@@ -290,6 +312,11 @@ TEST_F(Volume, InspectionCountsNamesAndSizes) {
   EXPECT_EQ(inspected(), "mark 2147483647, size 32, code 0");
   EXPECT_TRUE(TqLibEmlFile(volumeName).EraseVolume());
   EXPECT_TRUE(fs::is_empty(folder()) && fs::exists(catalogue.path() / "elsewhere"));
+  volumeName = std::string(255, 'n');
+  EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
+  volumeName += 'n';
+  EXPECT_EQ(inspected(), "no mark 0, no size 0, code 993");
+  EXPECT_TRUE(logged("GetVolumeFolder", "Failed to get volume folder."));
 }
 
 TEST_F(Volume, WhatCannotBeListedOrExaminedIsReported) {
@@ -343,8 +370,15 @@ TEST_F(Volume, TheDirectCallsNeedAllButCodeAndText) {
   EXPECT_EQ(succeeding("V1", data, nullptr), 0);
   EXPECT_EQ(code, 77);
   EXPECT_EQ(DirectWriteDataForDrive("..", 0, 0, data, 1, &count, nullptr, nullptr, 0), 0);
-  EXPECT_EQ(DirectReadDataForDrive("..", 0, 0, data, 1, &count, &code, nullptr, 0), 0);
-  EXPECT_EQ(code, 993);
+  // The name may lie in the outputs.
+  for (const char* const name : {"V1", ".."}) {
+    char text[8] = {};
+    std::strcpy(text, name);
+    code = 0;
+    auto* const bytes = reinterpret_cast<unsigned char*>(text);
+    const int isRead = DirectReadDataForDrive(text, 0, 0, bytes, 8, &count, &code, text, 8);
+    EXPECT_EQ(text + std::to_string(code), isRead == 1 ? "data0" : "993");
+  }
 }
 
 }  // namespace

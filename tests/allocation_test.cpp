@@ -1,0 +1,186 @@
+// Each allocation of each operation fails, alone or with all behind it.
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <thread>
+
+#include "ChangingOperations.h"
+#include "common/XercesObject.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define TQ_OTHER_ALLOCATOR  // whose own allocations must not fail
+#endif
+#endif
+
+namespace {
+
+std::atomic<bool> isCounting = false;
+std::atomic<bool> isForGood = false;
+std::atomic<long> failing = 0;  // counted from 1; 0: none
+std::atomic<long> count = 0;
+
+[[maybe_unused]] bool isRefused() {
+  if (!isCounting) return false;
+  const long number = ++count;
+  const bool isHit = number == failing || (isForGood && failing != 0 && number > failing);
+  if (isHit) errno = ENOMEM;
+  return isHit;
+}
+
+}  // namespace
+
+#ifndef TQ_OTHER_ALLOCATOR
+// Whoever asks: this code, the XML library, the C++ library, the C library. What is taken here goes
+// back by the C library's own free().
+extern "C" {
+
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t number, size_t size);
+void* __libc_realloc(void* memory, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+
+void* malloc(size_t size) noexcept {
+  return isRefused() ? nullptr : __libc_malloc(size);
+}
+void* calloc(size_t number, size_t size) noexcept {
+  return isRefused() ? nullptr : __libc_calloc(number, size);
+}
+void* realloc(void* memory, size_t size) noexcept {
+  return isRefused() ? nullptr : __libc_realloc(memory, size);
+}
+void* aligned_alloc(size_t alignment, size_t size) noexcept {
+  return isRefused() ? nullptr : __libc_memalign(alignment, size);
+}
+}
+#endif
+
+namespace tests {
+namespace {
+
+constexpr unsigned kSecondsToLive = 10;
+constexpr long kMost = 60;  // cases of each kind, spread evenly; all when TQ_ALL_FAULTS is set
+
+/// What a child leaves for its parent.
+struct Verdict {
+  long allocations;
+  char wrong[1000];
+};
+
+class AllocationMatrix : public testing::Test {
+protected:
+  void SetUp() override {
+#ifdef TQ_OTHER_ALLOCATOR
+    GTEST_SKIP() << "allocations cannot be made to fail here";
+#endif
+  }
+
+  void runAll(const State& old, const std::function<void()>& operation,
+              const std::function<std::string()>& check) {
+    catalogue.become(old);
+    ASSERT_EQ(runInChild(0, false, operation, check), "");
+    const long allocations = verdict.allocations;
+    ASSERT_GT(allocations, 0);
+    const long step = getenv("TQ_ALL_FAULTS") != nullptr ? 1 : allocations / kMost + 1;
+    for (const bool forGood : {false, true})
+      for (long at = 1; at <= allocations; at += step) {
+        catalogue.become(old);
+        EXPECT_EQ(runInChild(at, forGood, operation, check), "")
+            << "allocation " << at << " of " << allocations << (forGood ? " and those behind" : "");
+      }
+    std::cout << allocations << " allocations, every " << step << ". failed\n";
+  }
+
+  FaultyCatalogue catalogue;
+
+private:
+  /// What is wrong with the end of the operation, and what `check` says behind it, with memory, on
+  /// another thread: a lock that is still held stops it.
+  std::string runInChild(long at, bool forGood, const std::function<void()>& operation,
+                         const std::function<std::string()>& check) {
+    verdict = {};
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(kSecondsToLive);
+      const int descriptors = openDescriptors();
+      bool isForeign = false;
+      failing = at;
+      isForGood = forGood;
+      isCounting = true;
+      try {
+        operation();
+      } catch (const std::bad_alloc&) {
+      } catch (...) {
+        isForeign = true;
+      }
+      isCounting = false;
+      verdict.allocations = count;
+      std::string wrong = isForeign ? "foreign exception " : "";
+      if (openDescriptors() != descriptors) wrong += "open descriptor ";
+      std::thread([&] { wrong += check(); }).join();
+      std::strncpy(verdict.wrong, wrong.c_str(), sizeof verdict.wrong - 1);
+      _exit(0);
+    }
+    int status = -1;
+    if (waitpid(child, &status, 0) != child) return "no child";
+    if (WIFSIGNALED(status)) return strsignal(WTERMSIG(status));
+    return status == 0 ? verdict.wrong : "exit " + std::to_string(WEXITSTATUS(status));
+  }
+
+  Verdict& verdict = *static_cast<Verdict*>(
+      mmap(nullptr, sizeof(Verdict), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+};
+
+using E = TqLibEmulator;
+using enum ChangingOperation::Beginning;
+std::string text;
+std::vector<SCSIUnitNoMap> devices;
+std::vector<LibElement> elements;
+
+const ChangingOperation kQueries[] = {
+    {"Devices", TwoLibraries, [](E& e) { return e.GetVirtualDeviceInfo("hosta", devices); }},
+    {"ElementList", TwoLibraries, [](E& e) { return e.GetVirtualLibraryElements("B", elements); }},
+    {"Volume", TwoLibraries, [](E& e) { return e.GetCurrentVolume("DRV0002", text); }}};
+
+class Allocations : public AllocationMatrix,
+                    public testing::WithParamInterface<ChangingOperation> {};
+
+TEST_P(Allocations, ThatFailLeaveTheOldCatalogueOrTheNewOne) {
+  const States states = GetParam().states(catalogue);
+  const bool isQuery = states.old == states.renewed;
+  bool result = false;
+  const auto operation = [&] { result = GetParam()().result; };
+  runAll(states.begun, operation, [&] {
+    const std::string seen = catalogue.look(states);
+    const bool isRight = seen == "old" || (seen == "new" && (result || isQuery));
+    return (isRight ? "" : seen + ' ') + catalogue.nextSave();
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Changes, Allocations, testing::ValuesIn(changingOperations()),
+                         nameOfParam);
+INSTANTIATE_TEST_SUITE_P(Queries, Allocations, testing::ValuesIn(kQueries), nameOfParam);
+
+class VolumeAllocations : public AllocationMatrix,
+                          public testing::WithParamInterface<VolumeOperation> {};
+
+TEST_P(VolumeAllocations, ThatFailLeaveTheNextOperationAsItIs) {
+  catalogue.makeTapes();
+  runAll(catalogue.state(), GetParam(), [&] { return catalogue.nextSave(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, VolumeAllocations, testing::ValuesIn(volumeOperations()),
+                         nameOfParam);
+
+TEST_F(AllocationMatrix, OfTheFirstStartLetsItBeRepeated) {
+  if (XercesObject::instance().m_bInitialized) GTEST_SKIP() << "started by an earlier test";
+  const auto operation = [] { TqLibEmulator().UpdateVirtualDevice(newLibrary().library(), ""); };
+  runAll(catalogue.state(), operation, [&] { return catalogue.nextSave(); });
+}
+
+}  // namespace
+}  // namespace tests
