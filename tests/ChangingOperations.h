@@ -110,8 +110,8 @@ inline LibraryBuilder newLibrary() {
 struct ChangingOperation {
   enum Beginning { NoFolder, NoLibrary, TwoLibraries, HalfSavedLibrary };
   const char* name;
-  Beginning beginning;
   bool (*run)(TqLibEmulator&);
+  Beginning beginning = TwoLibraries;
 
   Outcome operator()() const {
     TqLibEmulator emulator;
@@ -163,46 +163,44 @@ inline LibraryBuilder otherHost() {
 inline const std::vector<ChangingOperation>& changingOperations() {
   using E = TqLibEmulator;
   using enum ChangingOperation::Beginning;
-  constexpr auto addNew = [](E& e) { return e.UpdateVirtualDevice(newLibrary().library(), ""); };
+  static constexpr auto addNew = [](E& e) {
+    return e.UpdateVirtualDevice(newLibrary().library(), "");
+  };
+  static constexpr auto set = [](E& e, const char* elements, bool remove) {
+    return e.SetVirtualLibraryElement("B", described(elements), remove);
+  };
+  static constexpr auto setOne = [](E& e, const char* element, bool remove) {
+    return e.SetVirtualLibraryElement("B", described(element)[0], remove);
+  };
+  static constexpr auto move = [](E& e) {
+    return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501);
+  };
   static const std::vector<ChangingOperation> all = {
-      {"FirstLibraryAndFolder", NoFolder, addNew},
-      {"FirstLibrary", NoLibrary, addNew},
-      {"NewLibrary", TwoLibraries, addNew},
-      {"NewBatch", TwoLibraries,
-       [](E& e) { return e.UpdateVirtualDevice(newLibrary().batch(), "N"); }},
-      {"Library", TwoLibraries,
-       [](E& e) { return e.UpdateVirtualDevice(otherHost().library(), ""); }},
-      {"Drive", TwoLibraries,
-       [](E& e) { return e.UpdateVirtualDevice(otherHost().drive(1), "B"); }},
-      {"Batch", TwoLibraries, [](E& e) { return e.UpdateVirtualDevice(otherHost().batch(), "B"); }},
-      {"NewElement", TwoLibraries,
-       [](E& e) { return e.SetVirtualLibraryElement("B", element(5, 2, "T3"), false); }},
-      {"Element", TwoLibraries,
-       [](E& e) { return e.SetVirtualLibraryElement("B", element(4, 500, "T3"), false); }},
-      {"RemovedElement", TwoLibraries,
-       [](E& e) { return e.SetVirtualLibraryElement("B", element(2, 1001), true); }},
-      {"Elements", TwoLibraries,
-       [](E& e) { return e.SetVirtualLibraryElement("B", described("2@1000 5@3:T4"), false); }},
-      {"RemovedElements", TwoLibraries,
-       [](E& e) { return e.SetVirtualLibraryElement("B", described("2@1000 5@1"), true); }},
-      {"Move", TwoLibraries,
-       [](E& e) { return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501); }},
-      {"MoveAfterACrash", HalfSavedLibrary,
-       [](E& e) { return e.MoveVirtualLibraryElement("B", 2, 1000, 4, 501); }},
-      {"Status", TwoLibraries,
-       [](E& e) { return e.SetVirtualDeviceStatus("B", 8, 0, 0, 3600, 1); }},
-      {"StatusRead", TwoLibraries,
+      {"FirstLibraryAndFolder", addNew, NoFolder},
+      {"FirstLibrary", addNew, NoLibrary},
+      {"NewLibrary", addNew},
+      {"NewBatch", [](E& e) { return e.UpdateVirtualDevice(newLibrary().batch(), "N"); }},
+      {"Library", [](E& e) { return e.UpdateVirtualDevice(otherHost().library(), ""); }},
+      {"Drive", [](E& e) { return e.UpdateVirtualDevice(otherHost().drive(1), "B"); }},
+      {"Batch", [](E& e) { return e.UpdateVirtualDevice(otherHost().batch(), "B"); }},
+      {"NewElement", [](E& e) { return setOne(e, "5@2:T3", false); }},
+      {"Element", [](E& e) { return setOne(e, "4@500:T3", false); }},
+      {"RemovedElement", [](E& e) { return setOne(e, "2@1001", true); }},
+      {"Elements", [](E& e) { return set(e, "2@1000 5@3:T4", false); }},
+      {"RemovedElements", [](E& e) { return set(e, "2@1000 5@1", true); }},
+      {"Move", move},
+      {"MoveAfterACrash", move, HalfSavedLibrary},
+      {"Status", [](E& e) { return e.SetVirtualDeviceStatus("B", 8, 0, 0, 3600, 1); }},
+      {"StatusRead",
        [](E& e) {
          int status = 0;
          return e.GetVirtualDeviceStatus("B", status, status, status, false);
        }},
-      {"RemovedHost", TwoLibraries,
-       [](E& e) { return e.RemoveVirtualDevice("hosta", "DRV0001", "B"); }},
-      {"RemovedDrive", TwoLibraries,
-       [](E& e) { return e.RemoveVirtualDevice("", "DRV0002", "B"); }},
-      {"RemovedLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B", "B"); }},
-      {"SoughtDrive", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "DRV0003"); }},
-      {"SoughtLibrary", TwoLibraries, [](E& e) { return e.RemoveVirtualDevice("", "B"); }}};
+      {"RemovedHost", [](E& e) { return e.RemoveVirtualDevice("hosta", "DRV0001", "B"); }},
+      {"RemovedDrive", [](E& e) { return e.RemoveVirtualDevice("", "DRV0002", "B"); }},
+      {"RemovedLibrary", [](E& e) { return e.RemoveVirtualDevice("", "B", "B"); }},
+      {"SoughtDrive", [](E& e) { return e.RemoveVirtualDevice("", "DRV0003"); }},
+      {"SoughtLibrary", [](E& e) { return e.RemoveVirtualDevice("", "B"); }}};
   return all;
 }
 
@@ -242,6 +240,22 @@ inline const std::vector<VolumeOperation>& volumeOperations() {
       {"LaterBlock",
        {"V1/00000001", "old1data", 4, true},
        [](V& v, O& o) { return v.WriteDataForDrive(1, 4, data, 4, o.count); }},
+      {"NextMark",
+       {"V1/", "", 2, true},
+       [](V& v, O& o) {
+         int mark = 0;
+         const bool isDone = v.GetLastFileMark(mark);
+         o.count = static_cast<unsigned long>(mark);
+         return isDone;
+       }},
+      {"Size",
+       {"V1/", "", 8},
+       [](V& v, O& o) {
+         unsigned long long size = 0;
+         const bool isDone = v.GetVolumeSize(size);
+         o.count = size;
+         return isDone;
+       }},
       {"Read",
        {"V1/00000001", "old1", 4},
        [](V& v, O& o) { return v.ReadDataForDrive(1, 0, bytes(o), 8, o.count); }},

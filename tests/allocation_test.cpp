@@ -136,15 +136,14 @@ private:
 };
 
 using E = TqLibEmulator;
-using enum ChangingOperation::Beginning;
 std::string text;
 std::vector<SCSIUnitNoMap> devices;
 std::vector<LibElement> elements;
 
 const ChangingOperation kQueries[] = {
-    {"Devices", TwoLibraries, [](E& e) { return e.GetVirtualDeviceInfo("hosta", devices); }},
-    {"ElementList", TwoLibraries, [](E& e) { return e.GetVirtualLibraryElements("B", elements); }},
-    {"Volume", TwoLibraries, [](E& e) { return e.GetCurrentVolume("DRV0002", text); }}};
+    {"Devices", [](E& e) { return e.GetVirtualDeviceInfo("hosta", devices); }},
+    {"ElementList", [](E& e) { return e.GetVirtualLibraryElements("B", elements); }},
+    {"Volume", [](E& e) { return e.GetCurrentVolume("DRV0002", text); }}};
 
 class Allocations : public AllocationMatrix,
                     public testing::WithParamInterface<ChangingOperation> {};

@@ -70,40 +70,42 @@ struct Change {
   const char* name;
   std::string before;
   const char* records;
-  bool remove;
-  std::string after;     // one record at a time
-  std::string afterAll;  // all in one batch; empty: the same
+  std::string after;          // one record at a time
+  std::string afterAll = "";  // all in one batch; empty: the same
   std::string error = "";
+  bool remove = false;
 };
 
 const std::string kUnreadable = "Failed to read value for Element BaseAddress";
+const std::string kSlot = "[<Slots IsOccupied=\"true\"><BaseAddress>5</BaseAddress>";
+const std::string kNoBarCode = kSlot + "</Slots>]";
+const std::string kOddBarCode = kSlot + "<BarCode><x/></BarCode></Slots>]";
 
-const std::string kSlot = "<Slots IsOccupied=\"true\"><BaseAddress>5</BaseAddress>";
+std::string twoBarCodes(const std::string& first, const std::string& second) {
+  return kSlot + "<BarCode>" + first + "</BarCode><a><BarCode>" + second +
+         "</BarCode></a></Slots>]";
+}
 
 const Change kChanges[] = {
-    {"FirstShelfFollowsTheLibrary", "[] <A/>", "5@1:T 5@2", false, "[] 5@1:T 5@2 <A/>", ""},
-    {"ShelvesAreKeptTogether", "[] 5@1 <A/> 5@2", "5@3", false, "[] 5@1 <A/> 5@2 5@3", ""},
-    {"AShelfIsAChildOfTheRootWhereverOthersLie", "<W>[5@1] 5@2</W> <A/>", "5@3 5@4", false,
-     "<W>[5@1] 5@2</W> 5@3 5@4 <A/>", ""},
-    {"AnUnreadableAddressFails", "[? 4@1]", "4@1:T1", false, "![? 4@1]", "", kUnreadable},
-    {"AlsoBehindInABatch", "[4@1 ?]", "4@1:T1", false, "[4@1:T1 ?]", "![4@1 ?]", kUnreadable},
-    {"AMissingBarCodeFails", "[" + kSlot + "</Slots>]", "3@5:T1", false, "![" + kSlot + "</Slots>]",
-     ""},
-    {"AnElementInABarCodeFails", "[" + kSlot + "<BarCode><x/></BarCode></Slots>]", "3@5:T1", false,
-     "![" + kSlot + "<BarCode><x/></BarCode></Slots>]", ""},
-    {"EveryBarCodeBelowIsSet", "[" + kSlot + "<BarCode>X</BarCode><a><BarCode/></a></Slots>]",
-     "3@5:T", false, "[" + kSlot + "<BarCode>T</BarCode><a><BarCode>T</BarCode></a></Slots>]", ""},
-    {"ItsOwnNameDoesNotReplaceABarCode", "[2@1:X 2@2]", "2@1:bARcODE 2@2:barcode", false,
-     "[2@1:X 2@2:barcode]", ""},
-    {"TwoLibrariesAreRefused", "[] []", "2@1", false, "![] []", ""},
-    {"AShelfNeedsALibraryInABatchOnly", "<Z/>", "5@1", false, "<Z/> 5@1", "!<Z/>"},
-    {"TwoRecordsForANewAddress", "[]", "2@9:T1 2@9:T2", false, "[2@9:T2]", "[2@9:T1 2@9:T2]"},
-    {"ABatchFindsSlotsByAddressAlone", "[2@1 3@2]", "3@1:T1 2@2:T2", false,
-     "[2@1 3@2 3@1:T1 2@2:T2]", "[2@1:T1 3@2:T2]"},
-    {"ABatchTakesTheLaterSlot", "[2@1 3@1]", "2@1:T1", false, "[2@1:T1 3@1]", "[2@1 3@1:T1]"},
-    {"ABatchTakesTheLaterShelf", "[] 5@7 5@7", "5@7:T", false, "[] 5@7:T 5@7", "[] 5@7 5@7:T"},
-    {"ABatchFindsADriveBesideTheLibrary", "[] 4@7", "4@7:T1", false, "![] 4@7", "[] 4@7:T1"},
-    {"InvalidOnRemoval", "[2@1]", "0@1 2@1", true, "![]", "![2@1]", "Invalid Element Type 0"}};
+    {"FirstShelfFollowsTheLibrary", "[] <A/>", "5@1:T 5@2", "[] 5@1:T 5@2 <A/>"},
+    {"ShelvesAreKeptTogether", "[] 5@1 <A/> 5@2", "5@3", "[] 5@1 <A/> 5@2 5@3"},
+    {"AShelfIsAChildOfTheRoot", "<W>[] 5@2</W> <A/>", "5@3 5@4", "<W>[] 5@2</W> 5@3 5@4 <A/>"},
+    {"AnUnreadableAddressFails", "[? 4@1]", "4@1:T1", "![? 4@1]", "", kUnreadable},
+    {"AlsoBehindInABatch", "[4@1 ?]", "4@1:T1", "[4@1:T1 ?]", "![4@1 ?]", kUnreadable},
+    {"AMissingBarCodeFails", kNoBarCode, "3@5:T1", "!" + kNoBarCode},
+    {"AnElementInABarCodeFails", kOddBarCode, "3@5:T1", "!" + kOddBarCode},
+    {"EveryBarCodeBelowIsSet", twoBarCodes("X", ""), "3@5:T", twoBarCodes("T", "T")},
+    {"ItsOwnNameReplacesNoBarCode", "[2@1:X 2@2]", "2@1:bARcODE 2@2:barcode",
+     "[2@1:X 2@2:barcode]"},
+    {"TwoLibrariesAreRefused", "[] []", "2@1", "![] []"},
+    {"AShelfNeedsALibraryInABatchOnly", "<Z/>", "5@1", "<Z/> 5@1", "!<Z/>"},
+    {"TwoRecordsForANewAddress", "[]", "2@9:T1 2@9:T2", "[2@9:T2]", "[2@9:T1 2@9:T2]"},
+    {"ABatchFindsSlotsByAddressAlone", "[2@1 3@2]", "3@1:T 2@2:U", "[2@1 3@2 3@1:T 2@2:U]",
+     "[2@1:T 3@2:U]"},
+    {"ABatchTakesTheLaterSlot", "[2@1 3@1]", "2@1:T1", "[2@1:T1 3@1]", "[2@1 3@1:T1]"},
+    {"ABatchTakesTheLaterShelf", "[] 5@7 5@7", "5@7:T", "[] 5@7:T 5@7", "[] 5@7 5@7:T"},
+    {"ABatchFindsADriveBesideTheLibrary", "[] 4@7", "4@7:T1", "![] 4@7", "[] 4@7:T1"},
+    {"InvalidOnRemoval", "[2@1]", "0@1 2@1", "![]", "![2@1]", "Invalid Element Type 0", true}};
 
 class ElementChange : public testing::TestWithParam<Change> {};
 
