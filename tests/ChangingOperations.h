@@ -249,7 +249,7 @@ inline const std::vector<VolumeOperation>& volumeOperations() {
          return isDone;
        }},
       {"Size",
-       {"V1/", "", 8},
+       {"V1/", "", 8, true},
        [](V& v, O& o) {
          unsigned long long size = 0;
          const bool isDone = v.GetVolumeSize(size);
