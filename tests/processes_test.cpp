@@ -256,7 +256,7 @@ TEST_F(Processes, DoNotDeadlockOverTwoDirectories) {
   const std::string catalogues[] = {m_catalogue.catalogue(), second.catalogue()};
   const std::string configurations[] = {(second.path() / "tqlib.ini").string(),
                                         (m_catalogue.path() / "tqlib.ini").string()};
-  CatalogueLock::longestWait = 5s;
+  CatalogueLock::longestWait = 20s;
   inProcesses([&](int worker) {
     const int own = worker % 2;
     setenv("TQ_PLATFORM_CONFIG", configurations[own].c_str(), 1);
@@ -277,11 +277,11 @@ TEST_F(Processes, DoNotDeadlockOverTwoDirectories) {
 }
 
 TEST_F(Processes, CallersThatHoldTheLockOfTheThreadsGoOn) {
-  CatalogueLock::longestWait = 5s;
+  CatalogueLock::longestWait = 20s;  // more than all the work takes on a slow disk
   inProcesses([](int) {
     return inThreads([](int worker) {
       TqLibEmulator one, other;
-      for (int i = 0; i < 20; ++i) {
+      for (int i = 0; i < 10; ++i) {
         const TqCriticalSectionLock held(worker % 2 == 0 ? &gCriticalSection : nullptr);
         for (TqLibEmulator* emulator : {&one, &other})
           EXPECT_TRUE(emulator->SetVirtualLibraryElement("L1", element(2, 1000, "T1"), false));
