@@ -200,8 +200,8 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 ///
 /// Names: a library name that is not one path component (it holds "/" or a zero byte, is "." or
 /// "..", or gives a file name of more than 255 bytes) is refused before anything is touched, with
-/// text. Text
-/// is UTF-8; text that XML 1.0 cannot carry makes an operation fail before anything is written.
+/// text. Text is UTF-8; text that XML 1.0 cannot carry makes an operation fail before anything is
+/// written.
 ///
 /// Errors: an operation that fails returns false; the reason is in the log and, where the
 /// operation says so, in the last-error code (getErrorCode()) and text (getLastError()), which

@@ -37,7 +37,7 @@ constexpr microseconds kLocalStep{200};
 constexpr microseconds kBehindOthersStep{1000};
 constexpr microseconds kFirstNetworkStep{2000};
 constexpr microseconds kLastNetworkStep{50000};
-constexpr int kMostTimesFree = 10;  // then whoever waited longer cannot take it now
+constexpr int kMostTimesFree = 10;  // after that, those who waited longer are passed over
 constexpr int kMostReplacements = 10;
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 
@@ -193,7 +193,7 @@ bool CatalogueLock::take(Folder& folder) {
 }
 
 // The working directory may be the catalogue's, and a second lock on it would wait for the first.
-CatalogueLock::Folder* CatalogueLock::find(const std::string& path) {
+const CatalogueLock::Folder* CatalogueLock::find(const std::string& path) const {
   const auto found = std::find_if(m_folders.begin(), m_folders.end(), [&](const Folder& folder) {
     return folder.isTaken &&
            (folder.path == path || (folder.directory && isAt(folder.directory.get(), path)));
@@ -324,10 +324,6 @@ std::string CatalogueLock::acceptRefusal() {
 }
 
 std::string CatalogueLock::obstacleTo(const std::string& directory, const std::string& name) const {
-  for (const Folder& folder : m_folders) {
-    if (folder.path == directory && folder.unfinished.concerns(name)) {
-      return folder.unfinished.reason;
-    }
-  }
-  return "";
+  const Folder* const folder = find(directory);
+  return folder != nullptr && folder->unfinished.concerns(name) ? folder->unfinished.reason : "";
 }

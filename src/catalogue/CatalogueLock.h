@@ -88,7 +88,7 @@ private:
 
   static CatalogueLock* s_current;
 
-  Folder* find(const std::string& path);
+  const Folder* find(const std::string& path) const;
   bool take(Folder& folder);
   static int tryLock(Folder& folder);
   static int tryDirectory(Folder& folder);

@@ -150,7 +150,7 @@ bool ReplacedFile::prepare(std::string_view content) {
     return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
   }
   m_aside = std::move(aside);
-  ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // tells others that its process is alive
+  ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // shows others that its process is alive
   if (!copyAccess(m_target, m_file.get())) {
     ::unlink(m_aside.c_str());
     m_aside.clear();

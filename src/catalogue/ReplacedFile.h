@@ -31,7 +31,7 @@ public:
   /// content is borrowed until the commit.
   bool prepare(std::string_view content);
 
-  /// Puts the prepared content in the file's place, for good. On false, error() says why.
+  /// Puts the prepared content durably in the file's place. On false, error() says why.
   bool commit();
 
   /// The same, but it is on the disk only when something else in the folder is committed.
