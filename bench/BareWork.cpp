@@ -12,7 +12,7 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "Comparison.h"
-#include "src/catalogue/XmlMemory.h"
+#include "src/files/XmlMemory.h"
 
 namespace bench {
 namespace {

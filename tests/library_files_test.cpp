@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 
 #include "SmallLibrary.h"
-#include "catalogue/ReplacedFile.h"
+#include "files/ReplacedFile.h"
 
 namespace tests {
 namespace {
@@ -54,7 +54,7 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
       <SerialNumber>A</SerialNumber>
     </LibraryScsiDevice>
     <Slots IsMailSlot="false" IsOccupied="true">
-      <BaseAddress>1000</BaseAddress>  A
+      <BaseAddress>1000</BaseAddress>A
       <BarCode>T1</BarCode>
  b
       <Note> </Note>
@@ -69,8 +69,8 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
   // Nothing is left of an element's content but its indentation, which is no text of its own.
   writeFile(catalogue.libraryFile("A"), file);
   ASSERT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "A"));
-  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices></Devices>\n");
-  EXPECT_EQ(readFile(catalogue.listFile()), declaration + "<LibraryList></LibraryList>\n");
+  EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices>\n </Devices>\n");
+  EXPECT_EQ(readFile(catalogue.listFile()), declaration + "<LibraryList>\n  </LibraryList>\n");
 }
 
 TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFileBesideALinkOrItsTarget) {

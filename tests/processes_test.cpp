@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "ChangingOperations.h"
-#include "catalogue/CatalogueLock.h"
+#include "files/CatalogueLock.h"
 
 namespace tests {
 namespace {

@@ -15,7 +15,7 @@
 #include "TqPlatform/NuUtils.h"
 #include "common/FileContent.h"
 #include "common/FileDescriptor.h"
-#include "volume/FolderListing.h"
+#include "common/FolderListing.h"
 
 namespace {
 
@@ -225,7 +225,7 @@ TEST_F(Volume, KeepsOffTheNumbersOfClosedStandardStreams) {
         {
           for (const int fd : closed) close(fd);
           unsetenv("TQ_PLATFORM_LOG");
-          volume::FolderListing listing;
+          FolderListing listing;
           bool isDone = listing.open(folder().string()) == 0;
           const FileDescriptor opened(openRegularFile(file("00000001").c_str(), O_RDWR));
           isDone = isDone && opened && fcntl(opened.get(), F_GETFD) == FD_CLOEXEC &&

@@ -4,7 +4,7 @@
 // the operation cycle.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/OperationCycle.h"
 
 namespace {

@@ -4,7 +4,7 @@
 // they share only the frame of the operation cycle.
 
 #include "TqLibEmulator.h"
-#include "catalogue/DescendantIndex.h"
+#include "files/Descendants.h"
 #include "catalogue/OperationCycle.h"
 
 namespace {

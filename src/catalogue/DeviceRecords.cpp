@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "TqLibEmulator.h"
-#include "catalogue/DescendantIndex.h"
+#include "files/Descendants.h"
 #include "catalogue/ErrorCodes.h"
-#include "catalogue/Names.h"
-#include "catalogue/XmlText.h"
+#include "files/Names.h"
+#include "files/XmlText.h"
 
 namespace {
 

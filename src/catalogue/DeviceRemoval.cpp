@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "TqLibEmulator.h"
-#include "catalogue/CatalogueLock.h"
-#include "catalogue/Documents.h"
+#include "files/CatalogueLock.h"
+#include "files/Documents.h"
 #include "catalogue/ListedLibraries.h"
 #include "catalogue/OperationCycle.h"
 

@@ -6,10 +6,10 @@
 #include <ctime>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/OperationCycle.h"
-#include "catalogue/XmlText.h"
+#include "files/XmlText.h"
 
 namespace {
 

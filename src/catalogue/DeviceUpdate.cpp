@@ -2,9 +2,9 @@
 
 #include "TqLibEmulator.h"
 #include "catalogue/DriveIndex.h"
-#include "catalogue/Names.h"
+#include "files/Names.h"
 #include "catalogue/OperationCycle.h"
-#include "catalogue/XmlText.h"
+#include "files/XmlText.h"
 
 namespace {
 constexpr char kOrigin[] = "TqLibEmulator::UpdateVirtualDevice";

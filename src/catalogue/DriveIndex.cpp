@@ -1,6 +1,6 @@
 #include "catalogue/DriveIndex.h"
 
-#include "catalogue/DescendantIndex.h"
+#include "files/Descendants.h"
 
 bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
   if (doc != nullptr && doc == m_doc) {

@@ -1,7 +1,7 @@
 // Finding a drive by its serial number.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 
 namespace {
 

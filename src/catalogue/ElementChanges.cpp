@@ -2,10 +2,10 @@
 // at a time or many in one pass.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/ElementIndex.h"
 #include "catalogue/OperationCycle.h"
-#include "catalogue/XmlText.h"
+#include "files/XmlText.h"
 
 namespace {
 

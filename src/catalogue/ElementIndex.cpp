@@ -1,6 +1,6 @@
 #include "catalogue/ElementIndex.h"
 
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 
 void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
   if (m_lastShelf == nullptr) {

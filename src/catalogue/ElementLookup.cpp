@@ -3,9 +3,9 @@
 // A search that ran is a success, also when it found nothing.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
-#include "catalogue/Names.h"
-#include "catalogue/XmlText.h"
+#include "files/Descendants.h"
+#include "files/Names.h"
+#include "files/XmlText.h"
 
 namespace {
 

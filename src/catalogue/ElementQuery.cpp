@@ -1,7 +1,7 @@
 // The element query: the whole inventory of one library.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/OperationCycle.h"
 

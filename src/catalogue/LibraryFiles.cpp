@@ -1,17 +1,14 @@
 // The files of the catalogue: their names, loading and saving.
 
 #include <climits>
-#include <string_view>
 
 #include "TqLibEmulator.h"
-#include "catalogue/CatalogueLock.h"
-#include "catalogue/Documents.h"
+#include "files/CatalogueLock.h"
+#include "files/Documents.h"
 #include "catalogue/ErrorCodes.h"
-#include "catalogue/LibraryFiles.h"
-#include "catalogue/Names.h"
-#include "catalogue/PairedSave.h"
-#include "catalogue/ParsedFile.h"
-#include "catalogue/Serialise.h"
+#include "files/SavedDocument.h"
+#include "files/Names.h"
+#include "files/ParsedFile.h"
 
 namespace {
 
@@ -27,32 +24,6 @@ bool isUsableKey(const std::string& key, const std::string& fileName) {
 std::string obstacleTo(const std::string& directory, const std::string& fileName) {
   const CatalogueLock* const lock = CatalogueLock::current();
   return lock == nullptr ? "" : lock->obstacleTo(directory, fileName);
-}
-
-std::string_view bytesOf(const xercesc::MemBufFormatTarget& target) {
-  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
-}
-
-/// Removes what processes that died left in a folder, but not what a journal there may name.
-void removeLeftOvers(const std::string& folder) {
-  if (!PairedSave::isPending(folder)) {
-    ReplacedFile::removeLeftOvers(folder);
-  }
-}
-
-/// The same beside a file, and beside the target of a symbolic link.
-void removeLeftOvers(const ReplacedFile& file) {
-  removeLeftOvers(file.folder());
-  if (file.isElsewhere()) {
-    removeLeftOvers(file.path().substr(0, file.path().rfind('/') + 1) + '.');
-  }
-}
-
-/// The log line and the text of a save that failed.
-std::string failedSave(const ReplacedFile& file, const std::string& reason) {
-  std::string text = "Failed to save document " + file.path() + ", error: " + reason;
-  EvDebug::Error(debugHandler, "TqLibEmulator::saveDocument", "%s", text.c_str());
-  return text;
 }
 
 }  // namespace
@@ -99,7 +70,7 @@ bool TqLibEmulator::GetLibFileName(const std::string& name, std::string& path) {
 }
 
 std::string TqLibEmulator::getLibXMLFile(const std::string& name) {
-  return names::libraryPrefix + name + names::fileSuffix;
+  return names::fileOf(name);
 }
 
 bool TqLibEmulator::loadDocument() {
@@ -178,22 +149,7 @@ void TqLibEmulator::dropLibrary() {
 // True also when the file could not be written: the result has always said only whether there is a
 // serialiser. What is on disk is then still the old file, and saveError() says why.
 bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path) {
-  return saveFile(node, path, Existing::Replaced, m_saveError);
-}
-
-bool saveFile(const xercesc::DOMNode* node, const std::string& path, Existing existing,
-              std::string& error) {
-  const auto content = node == nullptr ? nullptr : serialise(*node);
-  if (content == nullptr) {
-    error = "Failed to save document " + path + ", error: nothing to write it with";
-    return false;
-  }
-  ReplacedFile file(path, existing);
-  removeLeftOvers(file);
-  if (!file.prepare(bytesOf(*content)) || !file.commit()) {
-    error = failedSave(file, file.error());
-  }
-  return true;
+  return SavedDocument{node, path}.save(m_saveError);
 }
 
 bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
@@ -204,41 +160,27 @@ bool TqLibEmulator::saveDocument(xercesc::DOMNode* node) {
   return true;
 }
 
-// Where the two cannot be saved as one, the order counts. Should the machine stop in between, a new
+// If the two cannot be saved as one, the order matters. Should the machine stop in between, a new
 // library that comes first is merely not listed yet, where an entry without a file would fail every
 // query over all libraries; and a library that leaves the list first can be removed again.
 void TqLibEmulator::saveWithList(const std::string& listPath, FirstSaved first) {
   if (m_pLibDoc == nullptr || m_pListDoc == nullptr) {
     return;
   }
-  const auto library = serialise(*m_pLibDoc);
-  const auto list = serialise(*m_pListDoc);
-  if (library == nullptr || list == nullptr) {
-    m_saveError = "Failed to save document " + m_sLibFile + ", error: nothing to write it with";
-    return;
-  }
   const auto existing = [](const OwnedDocument& created) {
     return created == nullptr ? Existing::Replaced : Existing::Kept;
   };
-  ReplacedFile libraryFile(m_sLibFile, existing(m_newLibDoc));
-  ReplacedFile listFile(listPath, existing(m_newListDoc));
-  removeLeftOvers(libraryFile);
-  if (listFile.folder() != libraryFile.folder()) {
-    removeLeftOvers(listFile);
+  const SavedDocument library{m_pLibDoc, m_sLibFile, existing(m_newLibDoc)};
+  const SavedDocument list{m_pListDoc, listPath, existing(m_newListDoc)};
+  std::string error;
+  if (first == FirstSaved::Library) {
+    SavedDocument::savePair(library, list, error);
+  } else {
+    SavedDocument::savePair(list, library, error);
   }
-  if (!libraryFile.prepare(bytesOf(*library))) {
-    m_saveError = failedSave(libraryFile, libraryFile.error());
-    return;
+  if (error.empty()) {
+    m_bLibModified = false;
+  } else {
+    m_saveError = error;
   }
-  if (!listFile.prepare(bytesOf(*list))) {
-    m_saveError = failedSave(listFile, listFile.error());
-    return;
-  }
-  PairedSave both = first == FirstSaved::Library ? PairedSave(libraryFile, listFile)
-                                                 : PairedSave(listFile, libraryFile);
-  if (!both.commit()) {
-    m_saveError = failedSave(libraryFile.error().empty() ? listFile : libraryFile, both.error());
-    return;
-  }
-  m_bLibModified = false;
 }

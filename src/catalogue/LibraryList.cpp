@@ -5,12 +5,12 @@
 // are not checked for duplicates, and removal takes the first that matches.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
-#include "catalogue/LibraryFiles.h"
+#include "files/Documents.h"
+#include "files/SavedDocument.h"
 #include "catalogue/ListedLibraries.h"
-#include "catalogue/NewDocument.h"
-#include "catalogue/ParsedFile.h"
-#include "catalogue/XmlText.h"
+#include "files/NewDocument.h"
+#include "files/ParsedFile.h"
+#include "files/XmlText.h"
 
 bool TqLibEmulator::createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
                                      const std::string& libId) {
@@ -123,7 +123,7 @@ bool TqLibEmulator::addToLibraryListFile(const std::string& libFile, const std::
   if (!addToLibraryList(created, libFile, libId)) {
     return false;
   }
-  saveFile(created, path, Existing::Kept, m_saveError);
+  SavedDocument{created, path, Existing::Kept}.save(m_saveError);
   return true;
 }
 

@@ -1,10 +1,10 @@
 #include "catalogue/ListedLibraries.h"
 
 #include "TqLibEmulator.h"
-#include "catalogue/Descendants.h"
+#include "files/Descendants.h"
 #include "catalogue/ErrorCodes.h"
-#include "catalogue/Names.h"
-#include "catalogue/ParsedFile.h"
+#include "files/Names.h"
+#include "files/ParsedFile.h"
 
 ListedLibraries readListedLibraries(const std::string& path) {
   const ParsedFile file = parseFile(path);

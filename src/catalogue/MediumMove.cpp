@@ -2,10 +2,10 @@
 // a move takes the barcode from the one to the other and flips both occupancies.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/ErrorCodes.h"
 #include "catalogue/OperationCycle.h"
-#include "catalogue/XmlText.h"
+#include "files/XmlText.h"
 
 /// The source or the destination of a move.
 struct MoveEnd {

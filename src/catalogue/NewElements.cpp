@@ -1,8 +1,8 @@
 // New slots and shelves, not yet in their place in a document.
 
 #include "TqLibEmulator.h"
-#include "catalogue/Names.h"
-#include "catalogue/XmlText.h"
+#include "files/Names.h"
+#include "files/XmlText.h"
 
 xercesc::DOMElement* TqLibEmulator::addNewSlotElement(xercesc::DOMDocument*& doc,
                                                       const LibElement& element) {

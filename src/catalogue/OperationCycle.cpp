@@ -6,8 +6,8 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "TqLibEmulator.h"
-#include "catalogue/CatalogueLock.h"
-#include "catalogue/XmlText.h"
+#include "files/CatalogueLock.h"
+#include "files/XmlText.h"
 #include "common/NoCancel.h"
 
 namespace {

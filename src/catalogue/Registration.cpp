@@ -7,11 +7,10 @@
 #include <unordered_map>
 
 #include "TqLibEmulator.h"
-#include "catalogue/DescendantIndex.h"
-#include "catalogue/Documents.h"
+#include "files/Documents.h"
 #include "catalogue/DriveIndex.h"
-#include "catalogue/NewDocument.h"
-#include "catalogue/XmlText.h"
+#include "files/NewDocument.h"
+#include "files/XmlText.h"
 
 namespace {
 

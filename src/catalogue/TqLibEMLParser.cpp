@@ -5,7 +5,7 @@
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
-#include "catalogue/CatalogueLock.h"
+#include "files/CatalogueLock.h"
 #include "catalogue/OperationCycle.h"
 #include "common/NoCancel.h"
 #include "common/XercesObject.h"

@@ -7,7 +7,7 @@
 
 #include "TqLibEmlFile.h"
 #include "common/NoCancel.h"
-#include "volume/FolderListing.h"
+#include "common/FolderListing.h"
 #include "volume/VolumeFolder.h"
 
 namespace {
@@ -23,7 +23,7 @@ bool TqLibEmlFile::GetLastFileMark(int& lastFileMark) {
   std::string folder;
   const bool isNamed = nameFolder(folder);
   lastFileMark = 0;
-  volume::FolderListing listing;
+  FolderListing listing;
   const auto outcome =
       isNamed ? openIn(folder, [&] { return listing.open(folder); }) : std::nullopt;
   if (outcome != 0) {
@@ -53,7 +53,7 @@ bool TqLibEmlFile::GetVolumeSize(unsigned long long& volumeSize) {
 
 /// Adds the sizes of what lies in `folder`, as nameFolder() gave it, to `size`.
 bool TqLibEmlFile::measure(const std::string& folder, unsigned long long& size) {
-  volume::FolderListing listing;
+  FolderListing listing;
   const auto outcome = openIn(folder, [&] { return listing.open(folder); });
   if (!outcome) {
     return false;

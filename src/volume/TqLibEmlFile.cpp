@@ -7,7 +7,6 @@
 #include <charconv>
 #include <cstddef>
 #include <iterator>
-#include <limits>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -16,56 +15,19 @@
 #include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 #include "TqPlatform/PlatformInfo.h"
+#include "common/FolderListing.h"
 #include "common/FolderSync.h"
+#include "common/Log.h"
 #include "common/NoCancel.h"
-#include "volume/FolderListing.h"
+#include "files/ConfiguredPlaces.h"
 #include "volume/VolumeFolder.h"
 
 namespace {
 
-constexpr unsigned long long kDefaultMaxVolumeSize = 4ULL << 30;
-constexpr unsigned kBytesPerMiBShift = 20;
 constexpr std::size_t kMaxNameLength = 255;    // of a path component on Linux
 constexpr std::size_t kUsualPathLength = 256;  // of a file mark's; room for it is made once
 constexpr int kNoVolumeName = 993;
 constexpr char kFolderOrigin[] = "TqLibEmlFile::GetVolumeFolder";
-constexpr std::string_view kCatalogue = "/LibEmulator/";
-constexpr char kData[] = "Data";
-constexpr const char* kSections[] = {"MediaManager", "Teifioskon"};
-
-unsigned long long bytesOfMiB(unsigned long long count) {
-  constexpr unsigned long long most = std::numeric_limits<unsigned long long>::max();
-  return count > most >> kBytesPerMiBShift ? most : count << kBytesPerMiBShift;
-}
-
-/// Puts a configured directory into `directory`, without the one backslash that may end it. False,
-/// with nothing changed, when there is none.
-bool findDirectory(TQPlatformInfo& platform, const char* key, std::string& directory) {
-  // Cleared, here and below: a host's store may copy a value without a terminator, or find an empty
-  // one without touching the buffer.
-  char buffer[1025] = {};
-  int length = sizeof buffer;
-  for (const char* const section : kSections) {
-    if (platform.getString(section, key, buffer, &length) != 0) {
-      directory = buffer;
-      if (directory.ends_with('\\')) {
-        directory.pop_back();
-      }
-      return true;
-    }
-  }
-  return false;
-}
-
-unsigned long long configuredMaxVolumeSize(TQPlatformInfo& platform) {
-  unsigned long count = 0;
-  for (const char* const section : kSections) {
-    if (platform.getNumber(section, "nVirtualTapeSizeMB", &count) != 0) {
-      return count == 0 ? kDefaultMaxVolumeSize : bytesOfMiB(count);
-    }
-  }
-  return kDefaultMaxVolumeSize;
-}
 
 bool isFolder(const std::string& path) {
   struct stat record {};
@@ -99,21 +61,6 @@ bool ensureFolder(const std::string& folder) {
   return TqLibEmlFile::IsFilePresent(folder) || createFolder(folder, "GetVolumeFolder");
 }
 
-/// Turns `dir`, which serves where nothing is configured, into the catalogue directory.
-void nameCatalogueDirectory(TQPlatformInfo& platform, std::string& dir) {
-  if (!findDirectory(platform, "sVirtualLibXMLDirectory", dir)) {
-    char buffer[1025] = {};
-    int length = sizeof buffer - 1;
-    if (platform.getDirectory("Base", "dMERIDIANHOME", buffer, &length) == 1) {
-      dir = buffer;
-    }
-  }
-  if (dir.empty()) {
-    dir.push_back('.');
-  }
-  dir += kCatalogue;
-}
-
 bool ensureCatalogueDirectory(const std::string& dir) {
   if (TqLibEmlFile::IsFilePresent(dir)) {
     return true;
@@ -122,7 +69,7 @@ bool ensureCatalogueDirectory(const std::string& dir) {
     return false;
   }
   // What is saved in it is on the disk only when it is there itself.
-  syncFolder(dir.substr(0, dir.size() - kCatalogue.size()));
+  syncFolder(dir.substr(0, dir.size() - std::string_view(kCatalogueFolder).size()));
   return true;
 }
 
@@ -167,8 +114,8 @@ TqLibEmlFile::TqLibEmlFile(const std::string& volumeName, std::string& folder)
 TqLibEmlFile::~TqLibEmlFile() = default;
 
 void TqLibEmlFile::configure(Configuration& configuration) {
-  m_nMaxVolumeSize = configuredMaxVolumeSize(configuration.platform());
-  findDirectory(configuration.platform(), "sVirtualTapeDirectory", m_sTapeDirectory);
+  m_nMaxVolumeSize = maxVolumeSize(configuration.platform());
+  findTapeDirectory(configuration.platform(), m_sTapeDirectory);
 }
 
 bool TqLibEmlFile::IsFilePresent(const std::string& path) {
@@ -178,7 +125,7 @@ bool TqLibEmlFile::IsFilePresent(const std::string& path) {
 
 int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
   const NoCancel noCancel;
-  nameCatalogueDirectory(Configuration().platform(), dir);
+  findCatalogueDirectory(Configuration().platform(), dir);
   return ensureCatalogueDirectory(dir) ? 1 : 0;
 }
 
@@ -205,8 +152,8 @@ bool TqLibEmlFile::nameFolder(std::string& folder, Configuration& configuration)
   if (!m_sTapeDirectory.empty()) {
     folder = m_sTapeDirectory;
   } else {
-    nameCatalogueDirectory(configuration.platform(), folder);
-    folder += kData;
+    findCatalogueDirectory(configuration.platform(), folder);
+    folder += kDataFolder;
   }
   folder += '/';
   folder += m_sVolumeName;
@@ -231,6 +178,12 @@ bool TqLibEmlFile::makeFolder(std::string& folder) {
     }
   }
   return ensureFolder(folder);
+}
+
+void volume::logAccessFailure(const std::string& name, const std::string& folder, int error) {
+  const std::string origin = "TqLibEmlFile::" + name;
+  logError(origin.c_str(), name + "() failed to access directory " + folder +
+                               ", error: " + std::generic_category().message(error));
 }
 
 std::string volume::fileMarkName(int fileMark) {
@@ -259,7 +212,7 @@ bool TqLibEmlFile::EraseVolume() {
 
 /// Erases what lies in `folder`, as nameFolder() gave it.
 bool TqLibEmlFile::eraseIn(const std::string& folder) {
-  volume::FolderListing listing;
+  FolderListing listing;
   const auto outcome = openIn(folder, [&] { return listing.open(folder); });
   if (!outcome) {
     return false;

@@ -14,6 +14,9 @@ namespace volume {
 /// What to append to a folder's path for that of a file mark in it, such as "/00000001".
 std::string fileMarkName(int fileMark);
 
+/// Logs that the operation `name` of a volume could not read its folder.
+void logAccessFailure(const std::string& name, const std::string& folder, int error);
+
 }  // namespace volume
 
 /// Calls `open`, which returns 0 or an errno value, on something in `folder`, as nameFolder() gave

@@ -1,0 +1,7 @@
+#include "common/Log.h"
+
+#include "TqLibEmulator.h"
+
+void logError(const char* origin, const std::string& text) {
+  EvDebug::Error(debugHandler, origin, "%s", text.c_str());
+}

@@ -1,0 +1,7 @@
+// The log of the embedder.
+#pragma once
+
+#include <string>
+
+/// Logs an error; `origin` names the function that reports it.
+void logError(const char* origin, const std::string& text);

@@ -1,0 +1,134 @@
+// How tolerant the whole catalogue is of missing and odd values is decided here.
+
+#include "files/DomValues.h"
+
+#include <cstdlib>
+
+#include "files/Descendants.h"
+#include "files/XmlText.h"
+
+namespace {
+
+bool isText(const xercesc::DOMNode& node) {
+  return node.getNodeType() == xercesc::DOMNode::TEXT_NODE;
+}
+
+bool spellsItsName(const xercesc::DOMNode& node, const XmlString& value) {
+  return xercesc::XMLString::compareIString(node.getNodeName(), value.c_str()) == 0;
+}
+
+bool appendText(xercesc::DOMDocument* doc, xercesc::DOMNode& node, const std::string& value) {
+  if (doc == nullptr) {
+    return false;
+  }
+  node.appendChild(doc->createTextNode(toXml(value).c_str()));
+  return true;
+}
+
+}  // namespace
+
+xercesc::DOMElement* newElement(xercesc::DOMDocument* doc, const XMLCh* name, const XMLCh* value) {
+  if (doc == nullptr) {
+    return nullptr;
+  }
+  xercesc::DOMElement* element = doc->createElement(name);
+  if (value != nullptr) {
+    element->appendChild(doc->createTextNode(value));
+  }
+  return element;
+}
+
+bool readText(const xercesc::DOMNode& node, std::string& text) {
+  const xercesc::DOMNode* child = node.getFirstChild();
+  if (child == nullptr) {
+    text.clear();
+    return true;
+  }
+  if (!isText(*child)) {
+    return false;
+  }
+  text = toUtf8(child->getNodeValue());
+  return true;
+}
+
+bool readValue(const xercesc::DOMNode* node, const XMLCh* name, std::string& value) {
+  value.clear();
+  const xercesc::DOMElement* element = Descendants(node, name).first();
+  return element == nullptr || readText(*element, value);
+}
+
+// Files of earlier versions lack elements that were added later.
+bool readValue(const xercesc::DOMNode* node, const XMLCh* name, int& value) {
+  value = -1;
+  std::string text;
+  if (!readValue(node, name, text)) {
+    return false;
+  }
+  value = std::atoi(text.c_str());
+  return true;
+}
+
+bool removeText(xercesc::DOMNode& node) {
+  xercesc::DOMNode* child = node.getFirstChild();
+  if (child == nullptr || !isText(*child)) {
+    return false;
+  }
+  node.removeChild(child)->release();
+  return true;
+}
+
+// The value is compared with the element's name, not with its current text. So a value is always
+// replaced, except one that spells the element's own name, which leaves the element as it was.
+// Files in the field were written that way.
+bool addText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::string& value) {
+  if (node == nullptr) {
+    return false;
+  }
+  xercesc::DOMNode* child = node->getFirstChild();
+  if (child == nullptr) {
+    return appendText(doc, *node, value);
+  }
+  if (!isText(*child)) {
+    return false;
+  }
+  const XmlString text = toXml(value);
+  if (spellsItsName(*node, text)) {
+    return true;
+  }
+  const bool isAlone = child->getNextSibling() == nullptr;
+  if (isAlone && doc != nullptr) {
+    child->setNodeValue(text.c_str());  // cheaper than another node in its place
+    return true;
+  }
+  return removeText(*node) && addText(doc, node, value);
+}
+
+bool updateText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::string& value) {
+  if (node == nullptr) {
+    return false;
+  }
+  const xercesc::DOMNode* child = node->getFirstChild();
+  if (child == nullptr) {
+    return value.empty() || appendText(doc, *node, value);
+  }
+  if (!isText(*child)) {
+    return false;
+  }
+  return value.empty() ? removeText(*node) : addText(doc, node, value);
+}
+
+bool updateValues(xercesc::DOMDocument* doc, const xercesc::DOMElement* element, const XMLCh* name,
+                  const std::string& value) {
+  bool found = false;
+  for (xercesc::DOMElement* each : Descendants(element, name)) {
+    found = true;
+    if (!updateText(doc, each, value)) {
+      return false;
+    }
+  }
+  return found;
+}
+
+bool isTrue(const XMLCh* value) {
+  return value != nullptr && *value != u'0' && *value != u'f' && *value != u'F';
+}

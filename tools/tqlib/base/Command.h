@@ -1,0 +1,66 @@
+// How a command is declared: its texts, its operands, and the function that it runs.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+/// The options that every command knows, and the command that was chosen.
+struct Session {
+  bool json = false;
+  std::string config;
+  const CLI::App* app = nullptr;  // all commands, for the manual and the completion
+  /// Set by the chosen command. Runs once the whole command line has been found good, so that a
+  /// wrong option never leaves a command half done.
+  std::function<void()> action;
+};
+
+/// Ends a command that has printed everything itself: the exit code is 1.
+struct SilentFailure {};
+
+template <typename Options>
+struct Command {
+  CLI::App& app;
+  Options& options;
+};
+
+/// The example is a whole command line, and works on the libraries that the tests make for it.
+struct CommandTexts {
+  const char* name;
+  const char* help;
+  const char* example;
+};
+
+/// Adds a command that runs `run` once it is chosen. Its options live as long as it.
+template <typename Options>
+Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTexts& texts,
+                            void (*run)(const Options&, const Session&)) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* app = parent.add_subcommand(texts.name, texts.help);
+  app->footer(std::string("Example:\n  ") + texts.example);
+  app->callback([options, run, &session] {
+    session.action = [options, run, &session] { run(*options, session); };
+  });
+  return {*app, *options};
+}
+
+/// Text that the catalogue can carry: not empty, UTF-8, no control character.
+CLI::Validator catalogueText();
+
+/// Text that can name a library or a volume: catalogue text that is one path component.
+CLI::Validator nameText();
+
+/// An option, or an operand, that takes catalogue text.
+CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help);
+
+/// The operand LIBRARY.
+CLI::Option* addLibraryOperand(CLI::App& command, std::string& library);
+
+/// The operand SERIAL of the commands on a drive.
+CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
+
+/// An operand that names a volume.
+CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name = "NAME",
+                              const char* help = "The volume, as a rule a barcode");

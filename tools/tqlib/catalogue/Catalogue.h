@@ -1,0 +1,76 @@
+// What the catalogue holds: its files, its list, and the devices and elements of a library.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "TqLibEmulator.h"
+#include "base/Errors.h"
+#include "files/Names.h"
+
+inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
+inline constexpr int kMediumChanger = 8;
+
+/// Runs `steps` while no other thread or process changes the catalogue, so that what they looked at
+/// is still true when they save. Completes a save of a library and the list that broke off. Lets
+/// exceptions through, and throws Failure when another process keeps the catalogue locked.
+void asOneStep(const std::function<void()>& steps);
+
+/// Throws Failure when the last change by `emulator` did not reach the disk.
+void requireSaved(const TqLibEmulator& emulator, const std::string& what);
+
+/// The keys in the library list, in its order; empty when there is no list. Throws Failure when
+/// there is one that cannot be read.
+std::vector<std::string> listedLibraries();
+
+bool isListed(const std::string& library);
+
+/// The keys of the library files in the catalogue folder, in order.
+std::vector<std::string> storedLibraries();
+
+/// The library was removed, and its file is in the way of a new one.
+struct RemovedLibrary : Failure {
+  explicit RemovedLibrary(const std::string& library);
+};
+
+/// The failure of a command on a library that is in the list and has no file.
+Failure listedOnly(const std::string& library);
+
+/// The command that deletes what is left of a library, as the operator types it.
+std::string purgeCommand(const std::string& library);
+
+/// Whether the file of a library is what its removal left.
+bool wasRemoved(const std::string& library);
+
+/// Throws Failure unless there is a file for the library and the library in it.
+void requireWholeLibrary(const std::string& library);
+
+/// The hosts that see the library or one of its drives, in the order of the file.
+std::vector<std::string> hostsOf(const std::string& library);
+
+/// All elements of a library. Throws Failure when there is no such library, or it cannot be read,
+/// and RemovedLibrary when it was removed.
+std::vector<LibElement> inventory(const std::string& library);
+
+/// What `host`, or any host when it is empty, sees of the library, the library itself last. Throws
+/// Failure when it cannot be read.
+std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host);
+
+bool isLibrary(const SCSIUnitNoMap& device);
+
+/// The drive, or the library itself, of that serial number; null when `devices` has none.
+const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
+                               const std::string& serial);
+const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
+
+/// A serial number as drives are told apart: without regard to case.
+std::string folded(std::string serial);
+
+/// Hands a library and its drives over in one step; `what` begins the Failure that it throws.
+void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
+                   const std::string& what);
+
+/// Throws Failure when a listed library, other than `library`, has a drive of one of the serial
+/// numbers: drives are asked for by these alone, and the first library that has one answers.
+void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library);

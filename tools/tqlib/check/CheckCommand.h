@@ -1,0 +1,6 @@
+// tqlib check.
+#pragma once
+
+#include "base/Command.h"
+
+void addCheckCommand(CLI::App& app, Session& session);

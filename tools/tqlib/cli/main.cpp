@@ -1,0 +1,167 @@
+// tqlib: the operator's tool for virtual tape libraries and their volumes.
+//
+// Exit codes: 0 done, 1 refused or failed, 2 wrong usage. A transfer that a signal stops ends by
+// it.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+#include <xercesc/util/PlatformUtils.hpp>
+
+#include "base/Errors.h"
+#include "base/Interruption.h"
+#include "base/Output.h"
+#include "base/Terminal.h"
+#include "catalogue/CatalogueCommands.h"
+#include "check/CheckCommand.h"
+#include "cli/Commands.h"
+#include "description/LibraryCommands.h"
+#include "map/MapCommand.h"
+#include "volume/VolumeCommands.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+void declare(CLI::App& app, Session& session) {
+  session.app = &app;
+  app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
+  app.fallthrough();  // so that --json and --config may also stand after the command
+  app.add_flag("--json", session.json, "Print JSON");
+  app.add_option("--config", session.config,
+                 "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
+  app.footer(
+      "Exit codes: 0 done, 1 refused or failed, 2 wrong usage.\n"
+      "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
+  app.require_subcommand(1);
+  addInitCommand(app, session);
+  addLibraryCommands(app, session);
+  addElementCommands(app, session);
+  addDriveCommands(app, session);
+  addDeviceCommands(app, session);
+  addStatusCommands(app, session);
+  addVolumeCommands(app, session);
+  addMapCommand(app, session);
+  addCheckCommand(app, session);
+  addManualCommand(app, session);
+  addCompletionCommands(app, session);
+}
+
+void complain(const std::string& text) {
+  std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << text << std::endl;
+}
+
+void suggest(const std::string& next) {
+  std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
+}
+
+// A program that asked for JSON reads what went wrong as well as what came of it.
+int complain(const Failure& failure, bool json) {
+  if (json) {
+    printErrorJson(
+        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
+    return kFailed;
+  }
+  complain(failure.what());
+  if (!failure.next.empty()) suggest(failure.next);
+  return kFailed;
+}
+
+/// The words that lead to the command, as far as they were understood.
+std::string chosenCommand(const CLI::App& app) {
+  std::string words = app.get_name();
+  for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+    at = at->get_subcommands().front();
+    words += ' ' + at->get_name();
+  }
+  return words;
+}
+
+int refuse(const CLI::App& app, const std::string& text) {
+  complain(text);
+  suggest('"' + chosenCommand(app) + " --help\" tells what it takes");
+  return kWrongUsage;
+}
+
+// What is asked for, as help is, comes as an error without an exit code. A word that is no command
+// leaves the command missing, and that alone is what the parser tells.
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+  if (error.get_exit_code() == 0) {
+    app.exit(error);
+    return std::cout.flush() ? kDone : kFailed;
+  }
+  const std::vector<std::string> unknown = app.remaining(true);
+  const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  return refuse(app, isMissing && !unknown.empty()
+                         ? "unknown command or argument: " + unknown.front()
+                         : error.what());
+}
+
+// "tqlib help library list" is "tqlib library list --help".
+void takeHelpForAnOption(int argc, char** argv) {
+  static char help[] = "--help";
+  if (argc < 2 || std::string_view(argv[1]) != "help") return;
+  std::copy(argv + 2, argv + argc, argv + 1);
+  argv[argc - 1] = help;
+}
+
+/// The tool reads catalogue files itself, too.
+struct XmlRuntime {
+  XmlRuntime() { xercesc::XMLPlatformUtils::Initialize(); }
+  ~XmlRuntime() { xercesc::XMLPlatformUtils::Terminate(); }
+};
+
+int run(int argc, char** argv) {
+  const XmlRuntime runtime;
+  CLI::App app("Virtual tape libraries: catalogue and volumes", "tqlib");
+  Session session;
+  try {
+    declare(app, session);
+    takeHelpForAnOption(argc, argv);
+    app.parse(argc, argv);
+    session.action();
+    return kDone;
+  } catch (const CLI::ParseError& error) {
+    return explain(app, error);
+  } catch (const UsageError& error) {
+    return refuse(app, error.what());
+  } catch (const Interrupted& stop) {
+    complain(stop, session.json);
+    endBySignal(stop.signal);
+  } catch (const SilentFailure&) {
+    return kFailed;
+  } catch (const Failure& failure) {
+    return complain(failure, session.json);
+  } catch (const std::bad_alloc&) {
+    return complain(Failure("out of memory"), session.json);
+  } catch (const std::exception& error) {
+    return complain(Failure(error.what()), session.json);
+  }
+}
+
+// The next file that is opened would get the number of a standard stream that is closed, and be
+// read or written as that. In the wrong direction, the stream fails as a closed one does.
+void occupyClosedStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  occupyClosedStreams();
+  try {
+    return run(argc, argv);
+  } catch (...) {
+    return kFailed;  // not even the complaint could be made
+  }
+}

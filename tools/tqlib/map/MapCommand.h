@@ -1,0 +1,6 @@
+// tqlib map.
+#pragma once
+
+#include "base/Command.h"
+
+void addMapCommand(CLI::App& app, Session& session);
