@@ -1,4 +1,5 @@
 // tqlib devices: what a host sees.
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

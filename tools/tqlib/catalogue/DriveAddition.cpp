@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

@@ -1,6 +1,7 @@
 // tqlib drive: drives leave a library, and tell what they hold.
 #include <iostream>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

@@ -1,6 +1,7 @@
 // tqlib element: the inventory of a library and its changes.
 #include <algorithm>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

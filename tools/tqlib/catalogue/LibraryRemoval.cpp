@@ -9,6 +9,7 @@
 #include <fstream>
 #include <utility>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <limits>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <unordered_map>
 
+#include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
 #include "files/Names.h"
 #include "catalogue/ElementName.h"

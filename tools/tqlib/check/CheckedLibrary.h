@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "TqLibEmulator.h"
 #include "catalogue/LibraryContent.h"
 #include "check/Findings.h"
 

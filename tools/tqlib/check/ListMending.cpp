@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "TqLibEmulator.h"
 #include "files/Descendants.h"
 #include "files/Names.h"
 #include "files/XmlText.h"

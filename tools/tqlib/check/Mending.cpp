@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 
+#include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "files/Descendants.h"

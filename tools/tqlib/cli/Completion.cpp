@@ -7,6 +7,7 @@
 #include <set>
 #include <string_view>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"

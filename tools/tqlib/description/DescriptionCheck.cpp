@@ -2,6 +2,7 @@
 #include <map>
 #include <set>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "base/JsonObject.h"
 #include "base/StrictJson.h"

@@ -1,4 +1,5 @@
 // A description as JSON: every key, also where a reader would know the value by itself.
+#include "TqLibEmulator.h"
 #include "catalogue/ElementName.h"
 #include "description/LibraryDescription.h"
 

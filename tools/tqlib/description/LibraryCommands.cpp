@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "description/LibraryCommands.h"
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"

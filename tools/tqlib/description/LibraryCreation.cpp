@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"

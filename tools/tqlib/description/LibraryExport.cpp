@@ -1,6 +1,7 @@
 // tqlib library export: a library as the JSON from which "library create" makes it again.
 #include <algorithm>
 
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
 
 namespace {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include "map/MapCommand.h"
+#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Output.h"
 #include "base/Terminal.h"

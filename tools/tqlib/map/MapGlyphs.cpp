@@ -1,3 +1,4 @@
+#include "TqLibEmulator.h"
 #include "map/MapGlyphs.h"
 
 namespace {

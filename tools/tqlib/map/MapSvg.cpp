@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "TqLibEmulator.h"
 #include "base/ScreenText.h"
 #include "map/MapRows.h"
 

@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "TqLibEmulator.h"
 #include "map/MapCells.h"
 #include "map/MapMarks.h"
 
