@@ -10,7 +10,6 @@
 
 #ifdef __cplusplus
 
-#include <optional>
 #include <string>
 
 #include "TqPlatform/MMError.h"
@@ -118,28 +117,6 @@ public:
   int Err_Handler(unsigned int code);
 
 private:
-  friend struct TqLibEmlFileCall;
-  class Configuration;
-
-  TqLibEmlFile(const std::string& volumeName, std::string& folder);
-  void configure(Configuration& configuration);
-
-  // A call names its folder once and does all its work there.
-  bool nameFolder(std::string& folder);
-  bool nameFolder(std::string& folder, Configuration& configuration);
-  bool makeFolder(std::string& folder);
-  template <typename Open>
-  std::optional<int> openIn(const std::string& folder, Open open);
-  int openFileMark(std::string& folder, int fileMark, const char* origin);
-  bool readIn(std::string& folder, int fileMark, unsigned long long offset, unsigned char* buffer,
-              unsigned long length, unsigned long& bytesRead);
-  bool writeIn(std::string& folder, int fileMark, unsigned long long offset,
-               const unsigned char* buffer, unsigned long length, unsigned long& bytesWritten);
-  bool writeBlock(std::string& folder, int fileMark, unsigned long long offset,
-                  const unsigned char* buffer, unsigned long length, unsigned long& bytesWritten);
-  bool eraseIn(const std::string& folder);
-  bool measure(const std::string& folder, unsigned long long& size);
-
   std::string m_sVolumeName;
   unsigned long long m_nMaxVolumeSize = 0;  ///< bytes
   std::string m_sTapeDirectory;  ///< root of the volumes; empty: the catalogue's Data folder

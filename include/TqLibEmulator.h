@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,11 +18,6 @@
 #define TQLIB_API __attribute__((visibility("default")))
 #endif
 
-class DriveIndex;
-class DescendantIndex;
-class ElementIndex;
-struct DeviceFields;
-struct MoveEnd;
 class TqCriticalSectionH;
 
 // ---------------------------------------------------------------------------------------------
@@ -372,26 +366,13 @@ public:
   /// (logged).
   bool ChangeCatalogue(const std::function<bool()>& steps);
 
-  // The private members take no lock: gCriticalSection is held by whoever calls them.
+  // The private members take no lock: their callers hold gCriticalSection.
 private:
-  friend class OperationCycle;
-
-  /// Which of two files takes its place first.
-  enum class FirstSaved { Library, List };
-
-  struct DocumentRelease {
-    void operator()(xercesc::DOMDocument* document) const { document->release(); }
-  };
-  using OwnedDocument = std::unique_ptr<xercesc::DOMDocument, DocumentRelease>;
-
-  // Errors
-  void setErrorText(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void report(const char* origin, const char* format, ...) __attribute__((format(printf, 3, 4)));
+  friend class OperationCycle;  // what every operation has in common
 
   // Object, runtime and files
   void init();
   bool initXerces();
-  bool start();
   void deInit();
   bool GetMeridianInstallDir(std::string& dir);
   bool GetLibListFile(std::string& path);
@@ -399,16 +380,8 @@ private:
   std::string getLibXMLFile(const std::string& name);
   bool isFilePresent(const std::string& path);
   bool loadDocument();
-  bool hasDocument(const char* origin, const std::string& libraryName);
-  xercesc::DOMElement* rootOrReport(const char* origin, const std::string& libraryName);
-  xercesc::DOMElement* singleLibraryOrReport(const char* origin);
-  void reportNoSingleLibrary(const char* origin);
-  bool ensureLoaded();
   bool saveDocument(xercesc::DOMNode* node, const std::string& path);
   bool saveDocument(xercesc::DOMNode* node);
-  void saveWithList(const std::string& listPath, FirstSaved first);
-  void dropLibrary();
-  void releaseDocuments();
 
   // Values of elements
   xercesc::DOMElement* newDOMElementWithValue(xercesc::DOMDocument* doc, const XMLCh* name,
@@ -424,11 +397,6 @@ private:
   bool ConvertTobool(const XMLCh* value);
 
   // Device records
-  bool readFields(xercesc::DOMNode* block, const DeviceFields& fields, SCSIUnit& unit);
-  bool addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* block, const DeviceFields& fields,
-                 const SCSIUnit& unit);
-  bool updateFields(xercesc::DOMDocument*& doc, const DescendantIndex& block,
-                    const DeviceFields& fields, const SCSIUnit& unit);
   bool extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit);
   bool addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
                          const SCSIUnit& unit);
@@ -444,12 +412,8 @@ private:
                           const SCSIUnit& unit);
   bool updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
                              const SCSIUnit& unit);
-  bool updateLibraryValues(xercesc::DOMDocument*& doc, const DescendantIndex& library,
-                           const SCSIUnit& unit);
   xercesc::DOMNode* getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
                                      const std::string& maName);
-  bool readMatchingUnits(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
-                         bool isLibrary);
   bool extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName, SCSIUnit& unit,
                                 bool isLibrary);
   void clearSCSIUnit(SCSIUnit& unit);
@@ -457,20 +421,11 @@ private:
 
   // Registration
   bool createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
-  bool fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument* doc);
-  bool appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library, int type,
-                      int firstAddress, int count);
   bool updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc);
-  bool updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
-                         const DescendantIndex& parts, xercesc::DOMDocument*& doc);
   bool addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
   bool updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
-  bool addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
-  bool updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& drive);
   bool updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
                                 xercesc::DOMDocument*& doc);
-  bool placeDrives(const SCSIUnit& record, xercesc::DOMElement* library,
-                   const DescendantIndex& parts, xercesc::DOMDocument*& doc);
   bool getLibSerialNumber(xercesc::DOMElement* library, std::string& serial);
   bool getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial);
   int findDriveNumberForSerialNumber(const SCSIUnit& library, const std::string& serial);
@@ -480,18 +435,6 @@ private:
   // Device update
   bool UpdateVirtualDeviceNoLock(const SCSIUnit& device, const std::string& libraryName,
                                  bool createNew);
-  bool registerDevice(const SCSIUnit& device, const std::string& libraryName, bool createNew,
-                      DriveIndex& drives);
-  bool updateOrCreateLibrary(const SCSIUnit& library);
-  bool updateDriveOf(const SCSIUnit& drive, const std::string& libraryName);
-  bool createLibrary(const SCSIUnit& library);
-  void saveIf(bool isChanged);
-  void noteUpdate(bool isUpdated);
-  bool updateLastLibrary(const std::vector<SCSIUnitNoMap>& devices);
-  bool updateBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName);
-  bool registerBatch(const std::vector<SCSIUnitNoMap>& devices, const std::string& libraryName,
-                     bool isNew);
-  bool saveBatch(bool isNew);
 
   // Library list
   bool createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
@@ -503,40 +446,26 @@ private:
   bool createNewLibraryFile(const std::string& libFile, const std::string& libId);
   bool addToLibraryListFile(const std::string& libFile, const std::string& libId);
   bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
-  bool loadList(const std::string& path);
-  void dropList();
-  bool withListedLibraries(const char* origin,
-                           const std::function<bool(const std::vector<std::string>&)>& work);
 
   // Device query
   bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
                                   const std::string& libraryId);
-  bool appendDevices(const std::string& maName, xercesc::DOMElement* library,
-                     const std::vector<xercesc::DOMElement*>& drives,
-                     std::vector<SCSIUnitNoMap>& devices);
-  bool appendDrive(const std::string& maName, xercesc::DOMElement* drive,
-                   std::vector<SCSIUnitNoMap>& devices, SCSIUnit* seenLibrary);
 
   // Device removal
   bool RemoveVirtualDeviceNoLock(const std::string& maName, const std::string& serialNumber,
                                  const std::string& libraryId);
-  bool saveRemoval();
   bool removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                             const std::string& serialNumber);
-  bool removeLibrary(xercesc::DOMElement* library, const std::string& serialNumber);
   bool removeDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                    const std::string& serialNumber);
   bool removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName, bool isLibrary);
   xercesc::DOMNode* findDrive(xercesc::DOMNode* node, const std::string& serialNumber);
-  bool isDriveOf(xercesc::DOMNode& drive, const std::string& serialNumber);
 
   // Device status
   bool SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status, int asc, int ascq,
                                     int lifetimeSeconds, int count);
   bool GetVirtualDeviceStatusNoLock(const std::string& libraryName, int& status, int& asc,
                                     int& ascq, bool peek);
-  bool withStatusLibrary(const char* origin, const std::string& libraryName,
-                         const std::function<bool(xercesc::DOMElement*)>& work);
   bool setVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
                                 int asc, int ascq, int lifetimeSeconds, int count);
   bool addVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
@@ -545,7 +474,6 @@ private:
                                    int status, int asc, int ascq, int lifetimeSeconds, int count);
   bool getVirtualDeviceStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library,
                                    int& status, int& asc, int& ascq, bool peek);
-  void countRead(xercesc::DOMNode* library, xercesc::DOMElement* record);
   bool removeVirtualDeviceStatus(xercesc::DOMNode* library);
   bool removeVirtualDeviceStatus(xercesc::DOMNode* library, xercesc::DOMNode* statusNode);
 
@@ -554,11 +482,6 @@ private:
                             std::string& barCode);
 
   // Element lookup
-  bool findByAddress(xercesc::DOMNode* parent, const XMLCh* name, int address,
-                     xercesc::DOMNode*& found,
-                     const std::function<bool(const xercesc::DOMElement&)>& isCandidate = {});
-  bool readAddress(xercesc::DOMNode* node, int& address);
-  void fillLibElement(xercesc::DOMNode* node, int type, LibElement& element);
   void clearLibElement(LibElement& element);
   bool doesDriveBelongToLibrary(xercesc::DOMNode* drive);
   bool isLibraryPresent(xercesc::DOMNode* library, const std::string& libraryName);
@@ -571,10 +494,6 @@ private:
   bool findShelfElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
   bool findLibElemNode(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
 
-  // Element query
-  xercesc::DOMElement* findQueriedLibrary(const std::string& libraryName);
-  void appendElements(const xercesc::DOMElement& library, std::vector<LibElement>& elements);
-
   // Element changes
   bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,
                                       bool remove);
@@ -582,43 +501,27 @@ private:
   bool RemoveVirtualLibraryElement(const std::vector<LibElement>& elements);
   xercesc::DOMElement* addNewSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
   xercesc::DOMElement* addNewShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
-  xercesc::DOMElement* addNewElement(xercesc::DOMDocument* doc, const XMLCh* name,
-                                     const char* namePrefix, const LibElement& element);
   bool updateSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool removeSlot(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool removeShelf(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element);
-  bool updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
-                         const LibElement& element);
-  bool forEachInVector(
-      const std::vector<LibElement>& elements,
-      const std::function<bool(ElementIndex&, const LibElement&, xercesc::DOMNode*)>& work);
-  bool findInVector(ElementIndex& index, const LibElement& element, xercesc::DOMNode*& found);
-  bool findOutside(ElementIndex& index, int address, xercesc::DOMNode*& found);
-  bool createInVector(ElementIndex& index, const LibElement& element);
 
   // Medium move
   bool moveElemContents(xercesc::DOMNode* source, xercesc::DOMNode* destination);
-  bool moveMedium(const std::string& libraryName, const MoveEnd& source,
-                  const MoveEnd& destination);
-  bool readBarCode(xercesc::DOMNode* node, const char* role, std::string& barCode);
-  bool putMedium(xercesc::DOMElement* from, xercesc::DOMElement* to, const std::string& barCode);
-  bool findForMove(const MoveEnd& end, const std::string& libraryName, xercesc::DOMNode*& found);
-  bool checkLibraryForMove(const std::string& libraryName);
   bool setElemText(xercesc::DOMNode* node, std::string& text);
 
   xercesc::XercesDOMParser* m_pLibParser;   // owned
   xercesc::XercesDOMParser* m_pListParser;  // owned
-  xercesc::DOMDocument* m_pLibDoc;          // borrowed from m_pLibParser or m_newLibDoc
-  xercesc::DOMDocument* m_pListDoc;         // borrowed from m_pListParser or m_newListDoc
+  xercesc::DOMDocument* m_pLibDoc;          // borrowed from m_pLibParser or m_pNewLibDoc
+  xercesc::DOMDocument* m_pListDoc;         // borrowed from m_pListParser or m_pNewListDoc
   bool m_bInitialized;
   bool m_bLibLoaded;
   bool m_bListLoaded;
   bool m_bLibModified;
   bool m_bListModified;
-  std::string m_sLibFile;      // path of the current library file
-  OwnedDocument m_newLibDoc;   // a library that was created, not loaded
-  OwnedDocument m_newListDoc;  // a list that was created, not loaded
-  std::string m_saveError;     // see saveError()
+  std::string m_sLibFile;               // path of the current library file
+  xercesc::DOMDocument* m_pNewLibDoc;   // owned: a library that was created, not loaded
+  xercesc::DOMDocument* m_pNewListDoc;  // owned: a list that was created, not loaded
+  std::string m_saveError;              // see saveError()
 };

@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 
 #include "SmallLibrary.h"
+#include "catalogue/OperationCycle.h"
+#include "catalogue/Registration.h"
 #include "files/ReplacedFile.h"
 
 namespace tests {
@@ -118,12 +120,14 @@ TEST(LibraryFiles, AFileThatWasTakenForAbsentIsNeverReplaced) {
   const auto before = catalogue.files();
   for (const char* const key : {"A", "Z"}) {  // the library exists, or only the list does
     SCOPED_TRACE(key);
-    ASSERT_TRUE(emulator.createLibrary(LibraryBuilder(key).library()));
-    emulator.m_sLibFile = catalogue.libraryFile(key);
-    ASSERT_TRUE(emulator.createNewLibList(emulator.m_pListDoc, "", ""));
-    emulator.m_newListDoc.reset(emulator.m_pListDoc);
-    emulator.saveWithList(catalogue.listFile(), TqLibEmulator::FirstSaved::Library);
-    EXPECT_NE(emulator.saveError().find("taken for absent: File exists"), std::string::npos);
+    TqLibEmulator late;
+    OperationCycle cycle(late, {"test", Access::Changes, Exceptions::Logged});
+    cycle.setNewDocument(newLibraryDocument(LibraryBuilder(key).library(), cycle.errors()));
+    late.m_sLibFile = catalogue.libraryFile(key);
+    ASSERT_TRUE(late.createNewLibList(late.m_pListDoc, "", ""));
+    late.m_pNewListDoc = late.m_pListDoc;
+    cycle.saveWithList(catalogue.listFile(), OperationCycle::First::Library);
+    EXPECT_NE(late.saveError().find("taken for absent: File exists"), std::string::npos);
     EXPECT_EQ(catalogue.files(), before);
   }
   // The same once more behind the look at the file, which is what counts.

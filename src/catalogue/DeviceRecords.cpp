@@ -1,21 +1,24 @@
-// Device records: unit blocks (how a host addresses a device), device blocks (its identity) and the
-// values of a library, read into and written from the fields of a record. Tables say which element
-// mirrors which field; reading, adding and updating walk them.
+// Tables say which element mirrors which field; reading, adding and updating walk them.
+
+#include "catalogue/DeviceRecords.h"
 
 #include <algorithm>
 #include <span>
 #include <string>
 #include <utility>
 
-#include "TqLibEmulator.h"
-#include "files/Descendants.h"
-#include "catalogue/ErrorCodes.h"
+#include "common/Log.h"
+#include "files/Documents.h"
+#include "files/DomValues.h"
 #include "files/Names.h"
 #include "files/XmlText.h"
 
 namespace {
 
-constexpr int kMediumChanger = 8;
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
+using xercesc::DOMNode;
+
 constexpr char kReaderOrigin[] = "TqLibEmulator::extractSCSIUnitAndDevice";
 
 /// An element and the field that it mirrors, which is a text or a number.
@@ -65,19 +68,75 @@ constexpr Field kLibraryFields[] = {
     numberField(names::driveBaseAddress, &SCSIUnit::DriveBaseAddress),
 };
 
+// The type of a device is fixed when its block is first added.
+constexpr std::span<const Field> kUpdatedDeviceFields = std::span(kDeviceFields).first(4);
+
+/// An empty name stands for any host.
+bool isUnitOf(const DOMElement& unit, const XmlString& maName) {
+  return maName.empty() ||
+         xercesc::XMLString::compareIString(unit.getAttribute(names::maName), maName.c_str()) == 0;
+}
+
+bool readFields(const DOMElement* block, std::span<const Field> fields, SCSIUnit& unit,
+                ErrorRecord errors) {
+  for (const Field& field : fields) {
+    const bool isRead = field.text != nullptr ? readValue(block, field.element, unit.*field.text)
+                                              : readValue(block, field.element, unit.*field.number);
+    if (!isRead && !field.mayBeUnreadable) {
+      errors.setText("Failed to read value for Element %s", toUtf8(field.element).c_str());
+      return false;
+    }
+  }
+  return true;
+}
+
+void addFields(DOMDocument* doc, DOMElement& block, std::span<const Field> fields,
+               const SCSIUnit& unit) {
+  for (const Field& field : fields) {
+    block.appendChild(newElement(doc, field.element, toXml(field.valueIn(unit)).c_str()));
+  }
+}
+
+bool updateFields(DOMDocument* doc, const DescendantIndex& block, std::span<const Field> fields,
+                  const SCSIUnit& unit) {
+  return std::all_of(fields.begin(), fields.end(), [&](const Field& field) {
+    const auto& elements = block.named(field.element);
+    const std::string value = field.valueIn(unit);
+    return !elements.empty() &&
+           std::all_of(elements.begin(), elements.end(),
+                       [&](DOMElement* each) { return updateText(doc, each, value); });
+  });
+}
+
+/// Logs that a part of a record cannot be read, and sets its code.
+bool failToRead(const char* part, const std::string& maName, int code, ErrorRecord errors) {
+  logError(kReaderOrigin, std::string("Failed to read ") + part + " for MA " + maName +
+                              " due to error " + errors.text());
+  errors.setCode(code);
+  return false;
+}
+
+bool readMatchingUnits(const DOMElement* device, const std::string& maName, SCSIUnit& unit,
+                       bool isLibrary, ErrorRecord errors) {
+  const Descendants units(device, unitName(isLibrary));
+  if (units.first() == nullptr) {
+    return false;
+  }
+  const XmlString host = toXml(maName);
+  for (const DOMElement* block : units) {
+    if (isUnitOf(*block, host) && !readUnitBlock(block, unit, errors)) {
+      return failToRead("values from ScsiUnit", maName, codes::unitUnreadable, errors);
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
-struct DeviceFields {
-  std::span<const Field> fields;
-};
-
-namespace {
-
-constexpr DeviceFields kUnit{kUnitFields};
-constexpr DeviceFields kDevice{kDeviceFields};
-// The type of a device is fixed when its block is first added.
-constexpr DeviceFields kUpdatedDevice{std::span(kDeviceFields).first(4)};
-constexpr DeviceFields kLibraryValues{kLibraryFields};
+bool isLibraryRecord(const SCSIUnitFields& record) {
+  constexpr int kMediumChanger = 8;  // SCSI peripheral device type
+  return record.ScsiDeviceType == kMediumChanger;
+}
 
 const XMLCh* unitName(bool isLibrary) {
   return isLibrary ? names::libraryScsiUnit : names::driveScsiUnit;
@@ -87,109 +146,51 @@ const XMLCh* deviceName(bool isLibrary) {
   return isLibrary ? names::libraryScsiDevice : names::driveScsiDevice;
 }
 
-/// An empty name stands for any host.
-bool isUnitOf(const xercesc::DOMElement& unit, const XmlString& maName) {
-  return maName.empty() ||
-         xercesc::XMLString::compareIString(unit.getAttribute(names::maName), maName.c_str()) == 0;
-}
-
-}  // namespace
-
-bool TqLibEmulator::readFields(xercesc::DOMNode* block, const DeviceFields& fields,
-                               SCSIUnit& unit) {
-  for (const Field& field : fields.fields) {
-    const bool isRead = field.text != nullptr
-                            ? extractValuesFromChildNode(block, field.element, unit.*field.text)
-                            : extractValuesFromChildNode(block, field.element, unit.*field.number);
-    if (!isRead && !field.mayBeUnreadable) {
-      setErrorText("Failed to read value for Element %s", MyTranscode(field.element).c_str());
-      return false;
-    }
-  }
-  return true;
-}
-
-bool TqLibEmulator::addFields(xercesc::DOMDocument* doc, xercesc::DOMElement* block,
-                              const DeviceFields& fields, const SCSIUnit& unit) {
-  for (const Field& field : fields.fields) {
-    xercesc::DOMElement* value =
-        newDOMElementWithValue(doc, field.element, toXml(field.valueIn(unit)).c_str());
-    if (value == nullptr) {
-      return false;
-    }
-    block->appendChild(value);
-  }
-  return true;
-}
-
-bool TqLibEmulator::updateFields(xercesc::DOMDocument*& doc, const DescendantIndex& block,
-                                 const DeviceFields& fields, const SCSIUnit& unit) {
-  return std::all_of(fields.fields.begin(), fields.fields.end(), [&](const Field& field) {
-    const auto& elements = block.named(field.element);
-    const std::string value = field.valueIn(unit);
-    return !elements.empty() &&
-           std::all_of(elements.begin(), elements.end(),
-                       [&](xercesc::DOMElement* each) { return updateTextNode(doc, each, value); });
-  });
-}
-
-bool TqLibEmulator::extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit) {
-  if (node == nullptr) {
+bool readUnitBlock(const DOMElement* block, SCSIUnit& unit, ErrorRecord errors) {
+  if (block == nullptr) {
     return false;
   }
-  unit.MAName = MyTranscode(static_cast<xercesc::DOMElement*>(node)->getAttribute(names::maName));
-  return readFields(node, kUnit, unit);
+  unit.MAName = toUtf8(block->getAttribute(names::maName));
+  return readFields(block, kUnitFields, unit, errors);
 }
 
-bool TqLibEmulator::addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
-                                      const SCSIUnit& unit) {
-  element->setAttribute(names::maName, toXml(unit.MAName).c_str());
-  return addFields(doc, element, kUnit, unit);
+bool readDeviceBlock(const DOMElement* block, SCSIUnit& unit, ErrorRecord errors) {
+  return block != nullptr && readFields(block, kDeviceFields, unit, errors);
 }
 
-bool TqLibEmulator::updateDeviceScsiUnit(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
-                                         const SCSIUnit& unit) {
-  element->setAttribute(names::maName, toXml(unit.MAName).c_str());
-  return updateFields(doc, DescendantIndex(element), kUnit, unit);
+bool readLibraryValues(const DOMElement* library, SCSIUnit& unit, ErrorRecord errors) {
+  return readFields(library, kLibraryFields, unit, errors);
 }
 
-bool TqLibEmulator::extractDeviceScsiDevice(xercesc::DOMNode* node, SCSIUnit& unit) {
-  return node != nullptr && readFields(node, kDevice, unit);
+void addUnitBlock(DOMDocument* doc, DOMElement& block, const SCSIUnit& unit) {
+  block.setAttribute(names::maName, toXml(unit.MAName).c_str());
+  addFields(doc, block, kUnitFields, unit);
 }
 
-bool TqLibEmulator::addDeviceScsiDevice(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
-                                        const SCSIUnit& unit) {
-  return addFields(doc, element, kDevice, unit);
+void addDeviceBlock(DOMDocument* doc, DOMElement& block, const SCSIUnit& unit) {
+  addFields(doc, block, kDeviceFields, unit);
 }
 
-bool TqLibEmulator::updateDeviceScsiDevice(xercesc::DOMDocument*& doc, xercesc::DOMElement* element,
-                                           const SCSIUnit& unit) {
-  return updateFields(doc, DescendantIndex(element), kUpdatedDevice, unit);
+void addLibraryValues(DOMDocument* doc, DOMElement& library, const SCSIUnit& unit) {
+  addFields(doc, library, kLibraryFields, unit);
 }
 
-bool TqLibEmulator::extractLibSpecificSCSIUnit(xercesc::DOMNode* library, SCSIUnit& unit) {
-  return readFields(library, kLibraryValues, unit);
+bool updateUnitBlock(DOMDocument* doc, DOMElement& block, const SCSIUnit& unit) {
+  block.setAttribute(names::maName, toXml(unit.MAName).c_str());
+  return updateFields(doc, DescendantIndex(&block), kUnitFields, unit);
 }
 
-bool TqLibEmulator::addLibSpecificInfo(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
-                                       const SCSIUnit& unit) {
-  return addFields(doc, library, kLibraryValues, unit);
+bool updateDeviceBlock(DOMDocument* doc, DOMElement& block, const SCSIUnit& unit) {
+  return updateFields(doc, DescendantIndex(&block), kUpdatedDeviceFields, unit);
 }
 
-bool TqLibEmulator::updateLibSpecificInfo(xercesc::DOMDocument*& doc, xercesc::DOMElement* library,
-                                          const SCSIUnit& unit) {
-  return updateLibraryValues(doc, DescendantIndex(library), unit);
+bool updateLibraryValues(DOMDocument* doc, const DescendantIndex& library, const SCSIUnit& unit) {
+  return updateFields(doc, library, kLibraryFields, unit);
 }
 
-bool TqLibEmulator::updateLibraryValues(xercesc::DOMDocument*& doc, const DescendantIndex& library,
-                                        const SCSIUnit& unit) {
-  return updateFields(doc, library, kLibraryValues, unit);
-}
-
-xercesc::DOMNode* TqLibEmulator::getScsiUnitForMA(xercesc::DOMNode* device, bool isLibrary,
-                                                  const std::string& maName) {
+DOMElement* findUnit(const DOMNode* device, bool isLibrary, const std::string& maName) {
   const XmlString host = toXml(maName);
-  for (xercesc::DOMElement* unit : Descendants(device, unitName(isLibrary))) {
+  for (DOMElement* unit : Descendants(device, unitName(isLibrary))) {
     if (isUnitOf(*unit, host)) {
       return unit;
     }
@@ -197,53 +198,87 @@ xercesc::DOMNode* TqLibEmulator::getScsiUnitForMA(xercesc::DOMNode* device, bool
   return nullptr;
 }
 
-bool TqLibEmulator::readMatchingUnits(xercesc::DOMNode* device, const std::string& maName,
-                                      SCSIUnit& unit, bool isLibrary) {
-  const Descendants units(device, unitName(isLibrary));
-  if (units.first() == nullptr) {
+bool readDeviceRecord(const DOMElement* device, const std::string& maName, SCSIUnit& unit,
+                      bool isLibrary, ErrorRecord errors) {
+  if (device == nullptr || !readMatchingUnits(device, maName, unit, isLibrary, errors)) {
     return false;
   }
-  const XmlString host = toXml(maName);
-  for (xercesc::DOMElement* block : units) {
-    if (isUnitOf(*block, host) && !extractDeviceScsiUnit(block, unit)) {
-      EvDebug::Error(debugHandler, kReaderOrigin,
-                     "Failed to read values from ScsiUnit for MA %s due to error %s",
-                     maName.c_str(), m_szErrorText);
-      m_nErrorCode = codes::unitUnreadable;
-      return false;
-    }
+  if (!isLibrary && !readValue(device, names::baseAddress, unit.DriveBaseAddress)) {
+    errors.report(kReaderOrigin, "Element address not found for drive");
+    errors.setCode(codes::driveAddressMissing);
+    return false;
   }
+  if (!readDeviceBlock(Descendants(device, deviceName(isLibrary)).first(), unit, errors)) {
+    return failToRead("values from ScsiDevice", maName, codes::deviceUnreadable, errors);
+  }
+  return !isLibrary || readLibraryValues(device, unit, errors) ||
+         failToRead("Library Specific Information", maName, codes::libraryValuesUnreadable, errors);
+}
+
+// The members
+
+bool TqLibEmulator::extractDeviceScsiUnit(DOMNode* node, SCSIUnit& unit) {
+  return readUnitBlock(asElement(node), unit, {m_nErrorCode, m_szErrorText});
+}
+
+bool TqLibEmulator::addDeviceScsiUnit(DOMDocument* doc, DOMElement* element, const SCSIUnit& unit) {
+  if (doc == nullptr) {
+    return false;
+  }
+  addUnitBlock(doc, *element, unit);
   return true;
 }
 
-// Where several unit blocks match, the last one read wins; where none does, the unit's fields keep
-// what the caller put there.
-bool TqLibEmulator::extractSCSIUnitAndDevice(xercesc::DOMNode* device, const std::string& maName,
-                                             SCSIUnit& unit, bool isLibrary) {
-  if (device == nullptr || !readMatchingUnits(device, maName, unit, isLibrary)) {
+bool TqLibEmulator::updateDeviceScsiUnit(DOMDocument*& doc, DOMElement* element,
+                                         const SCSIUnit& unit) {
+  return updateUnitBlock(doc, *element, unit);
+}
+
+bool TqLibEmulator::extractDeviceScsiDevice(DOMNode* node, SCSIUnit& unit) {
+  return readDeviceBlock(asElement(node), unit, {m_nErrorCode, m_szErrorText});
+}
+
+bool TqLibEmulator::addDeviceScsiDevice(DOMDocument* doc, DOMElement* element,
+                                        const SCSIUnit& unit) {
+  if (doc == nullptr) {
     return false;
   }
-  if (!isLibrary &&
-      !extractValuesFromChildNode(device, names::baseAddress, unit.DriveBaseAddress)) {
-    report(kReaderOrigin, "Element address not found for drive");
-    m_nErrorCode = codes::driveAddressMissing;
-    return false;
-  }
-  if (!extractDeviceScsiDevice(Descendants(device, deviceName(isLibrary)).first(), unit)) {
-    EvDebug::Error(debugHandler, kReaderOrigin,
-                   "Failed to read values from ScsiDevice for MA %s due to error %s",
-                   maName.c_str(), m_szErrorText);
-    m_nErrorCode = codes::deviceUnreadable;
-    return false;
-  }
-  if (isLibrary && !extractLibSpecificSCSIUnit(device, unit)) {
-    EvDebug::Error(debugHandler, kReaderOrigin,
-                   "Failed to read Library Specific Information for MA %s due to error %s",
-                   maName.c_str(), m_szErrorText);
-    m_nErrorCode = codes::libraryValuesUnreadable;
-    return false;
-  }
+  addDeviceBlock(doc, *element, unit);
   return true;
+}
+
+bool TqLibEmulator::updateDeviceScsiDevice(DOMDocument*& doc, DOMElement* element,
+                                           const SCSIUnit& unit) {
+  return updateDeviceBlock(doc, *element, unit);
+}
+
+bool TqLibEmulator::extractLibSpecificSCSIUnit(DOMNode* library, SCSIUnit& unit) {
+  return readLibraryValues(asElement(library), unit, {m_nErrorCode, m_szErrorText});
+}
+
+bool TqLibEmulator::addLibSpecificInfo(DOMDocument* doc, DOMElement* library,
+                                       const SCSIUnit& unit) {
+  if (doc == nullptr) {
+    return false;
+  }
+  addLibraryValues(doc, *library, unit);
+  return true;
+}
+
+bool TqLibEmulator::updateLibSpecificInfo(DOMDocument*& doc, DOMElement* library,
+                                          const SCSIUnit& unit) {
+  return updateLibraryValues(doc, DescendantIndex(library), unit);
+}
+
+DOMNode* TqLibEmulator::getScsiUnitForMA(DOMNode* device, bool isLibrary,
+                                         const std::string& maName) {
+  return findUnit(device, isLibrary, maName);
+}
+
+bool TqLibEmulator::extractSCSIUnitAndDevice(DOMNode* device, const std::string& maName,
+                                             SCSIUnit& unit, bool isLibrary) {
+  return readDeviceRecord(asElement(device), maName, unit, isLibrary,
+                          {m_nErrorCode, m_szErrorText});
 }
 
 // MAName stays: callers set it before they clear a record.
@@ -254,5 +289,5 @@ void TqLibEmulator::clearSCSIUnit(SCSIUnit& unit) {
 }
 
 bool TqLibEmulator::isDeviceALibrary(const SCSIUnit& unit) {
-  return unit.ScsiDeviceType == kMediumChanger;
+  return isLibraryRecord(unit);
 }

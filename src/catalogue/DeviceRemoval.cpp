@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "TqLibEmulator.h"
+#include "catalogue/DeviceRecords.h"
+#include "catalogue/LibraryList.h"
+#include "catalogue/OperationCycle.h"
 #include "files/CatalogueLock.h"
 #include "files/Documents.h"
-#include "catalogue/ListedLibraries.h"
-#include "catalogue/OperationCycle.h"
+#include "files/DomValues.h"
 
 namespace {
 
@@ -42,23 +44,25 @@ void removeAll(const xercesc::DOMNode* root, const XMLCh* name) {
 
 bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName, const std::string& serialNumber,
                                         const std::string& libraryId) {
-  return OperationCycle(*this, kTerms).inFrame([&] {
+  OperationCycle cycle(*this, kTerms);
+  return cycle.inFrame([&] {
     const bool isRemoved = RemoveVirtualDeviceNoLock(maName, serialNumber, libraryId);
-    return saveRemoval() && isRemoved;
+    return cycle.saveRemoval() && isRemoved;
   });
 }
 
-// Entries without a key stand, as in the form above, for a file in the working directory.
+// An entry without a key names, as in the form above, a file in the working directory.
 bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
                                         const std::string& serialNumber) {
-  return OperationCycle(*this, kTerms).inFrame([&] {
+  OperationCycle cycle(*this, kTerms);
+  return cycle.inFrame([&] {
     std::string path;
     if (!GetLibListFile(path)) {
       return false;
     }
     const ListedLibraries listed = readListedLibraries(path);
     if (!listed.reason.empty()) {
-      report(kTerms.origin, "%s: %s", listed.problem.c_str(), listed.reason.c_str());
+      cycle.errors().report(kTerms.origin, "%s: %s", listed.problem.c_str(), listed.reason.c_str());
       m_nErrorCode = listed.code;
     }
     // Locked before the walk, which would otherwise start again for it, and log again.
@@ -69,9 +73,9 @@ bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
     }
     for (const std::string& id : listed.ids) {
       if (RemoveVirtualDeviceNoLock(maName, serialNumber, id)) {
-        return saveRemoval();
+        return cycle.saveRemoval();
       }
-      dropLibrary();
+      cycle.dropLibrary();
     }
     return false;
   });
@@ -92,43 +96,20 @@ bool TqLibEmulator::RemoveVirtualDeviceNoLock(const std::string& maName,
                            : cycle.withLibrary(libraryId, remove);
 }
 
-bool TqLibEmulator::saveRemoval() {
-  const bool isLibraryChanged = m_bLibModified && m_pLibDoc != nullptr;
-  if (!m_bListModified || m_pListDoc == nullptr) {
-    if (isLibraryChanged) {
-      saveDocument(m_pLibDoc);
-    }
-    return true;
-  }
-  std::string path;
-  if (!GetLibListFile(path)) {
-    return false;
-  }
-  if (isLibraryChanged) {
-    saveWithList(path, FirstSaved::List);
-  } else {
-    saveDocument(m_pListDoc, path);
-  }
-  m_bListLoaded = false;
-  return true;
-}
-
 bool TqLibEmulator::removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                                          const std::string& serialNumber) {
   xercesc::DOMElement* library = singleLibrary(doc);
   xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).single();
   std::string serial;
-  if (device == nullptr || !extractValuesFromChildNode(device, names::serialNumber, serial)) {
+  if (device == nullptr || !readValue(device, names::serialNumber, serial)) {
     return false;
   }
   if (serial != serialNumber) {
     return removeDrive(doc, maName, serialNumber);
   }
-  return maName.empty() ? removeLibrary(library, serialNumber)
-                        : removeScsiUnitforMA(library, maName, true);
-}
-
-bool TqLibEmulator::removeLibrary(xercesc::DOMElement* library, const std::string& serialNumber) {
+  if (!maName.empty()) {
+    return removeScsiUnitforMA(library, maName, true);
+  }
   removeAll(library->getParentNode(), names::shelf);
   return removeFromParent(library) &&
          removeFromLibraryListFile(getLibXMLFile(serialNumber), serialNumber);
@@ -146,15 +127,14 @@ bool TqLibEmulator::removeDrive(xercesc::DOMDocument*& doc, const std::string& m
 // A device that its last host lets go of goes as a whole. A host that has no unit is no failure.
 bool TqLibEmulator::removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName,
                                         bool isLibrary) {
-  const XMLCh* unitName = isLibrary ? names::libraryScsiUnit : names::driveScsiUnit;
   if (maName.empty()) {
-    removeAll(element, unitName);
+    removeAll(element, unitName(isLibrary));
     return true;
   }
-  xercesc::DOMNode* unit = getScsiUnitForMA(element, isLibrary, maName);
+  xercesc::DOMNode* unit = findUnit(element, isLibrary, maName);
   if (unit == nullptr) {
     return true;
   }
-  const bool isOnlyUnit = Descendants(element, unitName).single() != nullptr;
+  const bool isOnlyUnit = Descendants(element, unitName(isLibrary)).single() != nullptr;
   return removeFromParent(isOnlyUnit ? element : unit);
 }

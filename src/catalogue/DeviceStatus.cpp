@@ -6,18 +6,21 @@
 #include <ctime>
 
 #include "TqLibEmulator.h"
-#include "files/Documents.h"
-#include "catalogue/ErrorCodes.h"
 #include "catalogue/OperationCycle.h"
+#include "catalogue/Registration.h"
+#include "files/Documents.h"
+#include "files/DomValues.h"
 #include "files/XmlText.h"
 
 namespace {
 
-constexpr char kSetOrigin[] = "TqLibEmulator::SetVirtualDeviceStatusNoLock";
-constexpr char kGetOrigin[] = "TqLibEmulator::GetVirtualDeviceStatusNoLock";
+constexpr CycleTerms kInnerSetTerms{"TqLibEmulator::SetVirtualDeviceStatusNoLock", Access::Changes,
+                                    Exceptions::Logged};
+constexpr CycleTerms kInnerGetTerms{"TqLibEmulator::GetVirtualDeviceStatusNoLock", Access::Reads,
+                                    Exceptions::Logged};
 
 int numberIn(const xercesc::DOMElement& record, const XMLCh* attribute) {
-  return std::atoi(MyTranscode(record.getAttribute(attribute)).c_str());
+  return std::atoi(toUtf8(record.getAttribute(attribute)).c_str());
 }
 
 /// The file holds the time of expiry as a signed 32-bit number, whatever time_t is.
@@ -40,6 +43,36 @@ Reading whenRead(const xercesc::DOMElement& record) {
 void setTerm(xercesc::DOMElement& record, int lifetimeSeconds, int count) {
   record.setAttribute(names::count, toXml(count).c_str());
   record.setAttribute(names::expireTime, toXml(expiryAfter(lifetimeSeconds)).c_str());
+}
+
+/// Counts a read of the record; true when that changed the document.
+bool countRead(xercesc::DOMNode& library, xercesc::DOMElement& record) {
+  const Reading reading = whenRead(record);
+  if (reading == Reading::RemovesIt) {
+    removeFrom(library, &record);
+  } else if (reading == Reading::CountsDown) {
+    record.setAttribute(names::count, toXml(numberIn(record, names::count) - 1).c_str());
+  }
+  return reading != Reading::Stays;
+}
+
+/// Runs `work` on the library of that name. A file with no library or several counts as done, with
+/// a message: an emulator goes on without injected status rather than fail its host's commands.
+bool withStatusLibrary(OperationCycle& cycle, const std::string& libraryName,
+                       const std::function<bool(xercesc::DOMElement*)>& work) {
+  if (cycle.rootOrReport(libraryName) == nullptr) {
+    return false;
+  }
+  xercesc::DOMElement* library = cycle.singleLibraryOrReport();
+  if (library == nullptr) {
+    return true;
+  }
+  std::string serial;
+  if (!readSerialNumber(library, true, serial) || serial != libraryName) {
+    cycle.errors().setCode(codes::libraryNode);
+    return false;
+  }
+  return work(library);
 }
 
 }  // namespace
@@ -82,40 +115,23 @@ bool TqLibEmulator::GetVirtualDeviceStatus(const std::string& libraryName, int& 
 bool TqLibEmulator::SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status,
                                                  int asc, int ascq, int lifetimeSeconds,
                                                  int count) {
+  OperationCycle cycle(*this, kInnerSetTerms);
   if (m_pLibDoc == nullptr) {
-    report(kSetOrigin, "No XML Files %s", m_sLibFile.c_str());
+    cycle.errors().report(cycle.origin(), "No XML Files %s", m_sLibFile.c_str());
     m_nErrorCode = codes::noXmlFile;
     return false;
   }
-  return withStatusLibrary(kSetOrigin, libraryName, [&](xercesc::DOMElement* library) {
+  return withStatusLibrary(cycle, libraryName, [&](xercesc::DOMElement* library) {
     return setVirtualDevStatusOnLib(m_pLibDoc, library, status, asc, ascq, lifetimeSeconds, count);
   });
 }
 
 bool TqLibEmulator::GetVirtualDeviceStatusNoLock(const std::string& libraryName, int& status,
                                                  int& asc, int& ascq, bool peek) {
-  return withStatusLibrary(kGetOrigin, libraryName, [&](xercesc::DOMElement* library) {
+  OperationCycle cycle(*this, kInnerGetTerms);
+  return withStatusLibrary(cycle, libraryName, [&](xercesc::DOMElement* library) {
     return getVirtualDeviceStatusOnLib(m_pLibDoc, library, status, asc, ascq, peek);
   });
-}
-
-// A file with no library or several counts as done, with a message: an emulator goes on without
-// injected status rather than fail its host's commands.
-bool TqLibEmulator::withStatusLibrary(const char* origin, const std::string& libraryName,
-                                      const std::function<bool(xercesc::DOMElement*)>& work) {
-  if (rootOrReport(origin, libraryName) == nullptr) {
-    return false;
-  }
-  xercesc::DOMElement* library = singleLibraryOrReport(origin);
-  if (library == nullptr) {
-    return true;
-  }
-  std::string serial;
-  if (!getLibSerialNumber(library, serial) || serial != libraryName) {
-    m_nErrorCode = codes::libraryNode;
-    return false;
-  }
-  return work(library);
 }
 
 bool TqLibEmulator::setVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library,
@@ -130,14 +146,14 @@ bool TqLibEmulator::setVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc
 bool TqLibEmulator::addVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library,
                                              int status, int asc, int ascq, int lifetimeSeconds,
                                              int count) {
-  xercesc::DOMElement* record = newDOMElementWithValue(doc, names::scsiStatus, nullptr);
+  xercesc::DOMElement* record = newElement(doc, names::scsiStatus);
   if (record == nullptr) {
     return false;
   }
   setTerm(*record, lifetimeSeconds, count);
-  record->appendChild(newDOMElementWithValue(doc, names::status, toXml(status).c_str()));
-  record->appendChild(newDOMElementWithValue(doc, names::asc, toXml(asc).c_str()));
-  record->appendChild(newDOMElementWithValue(doc, names::ascq, toXml(ascq).c_str()));
+  record->appendChild(newElement(doc, names::status, toXml(status).c_str()));
+  record->appendChild(newElement(doc, names::asc, toXml(asc).c_str()));
+  record->appendChild(newElement(doc, names::ascq, toXml(ascq).c_str()));
   library->appendChild(record);
   m_bLibModified = true;
   return true;
@@ -147,9 +163,9 @@ bool TqLibEmulator::updateVirtualDevStatusOnLib(xercesc::DOMDocument*& doc,
                                                 xercesc::DOMNode* statusNode, int status, int asc,
                                                 int ascq, int lifetimeSeconds, int count) {
   xercesc::DOMElement* record = asElement(statusNode);
-  if (!updateDOMElementValue(doc, record, names::status, std::to_string(status)) ||
-      !updateDOMElementValue(doc, record, names::asc, std::to_string(asc)) ||
-      !updateDOMElementValue(doc, record, names::ascq, std::to_string(ascq))) {
+  if (!updateValues(doc, record, names::status, std::to_string(status)) ||
+      !updateValues(doc, record, names::asc, std::to_string(asc)) ||
+      !updateValues(doc, record, names::ascq, std::to_string(ascq))) {
     return false;
   }
   setTerm(*record, lifetimeSeconds, count);
@@ -164,28 +180,19 @@ bool TqLibEmulator::getVirtualDeviceStatusOnLib(xercesc::DOMDocument*& /*doc*/,
                                                 int& ascq, bool peek) {
   xercesc::DOMElement* record = Descendants(library, names::scsiStatus).first();
   if (record == nullptr) {
-    status = asc = ascq = 0;
+    status = 0;
+    asc = 0;
+    ascq = 0;
     return true;
   }
-  if (!extractValuesFromChildNode(record, names::status, status) ||
-      !extractValuesFromChildNode(record, names::asc, asc) ||
-      !extractValuesFromChildNode(record, names::ascq, ascq)) {
+  if (!readValue(record, names::status, status) || !readValue(record, names::asc, asc) ||
+      !readValue(record, names::ascq, ascq)) {
     return false;
   }
-  if (!peek) {
-    countRead(library, record);
+  if (!peek && countRead(*library, *record)) {
+    m_bLibModified = true;
   }
   return true;
-}
-
-void TqLibEmulator::countRead(xercesc::DOMNode* library, xercesc::DOMElement* record) {
-  const Reading reading = whenRead(*record);
-  if (reading == Reading::RemovesIt) {
-    removeVirtualDeviceStatus(library, record);
-  } else if (reading == Reading::CountsDown) {
-    record->setAttribute(names::count, toXml(numberIn(*record, names::count) - 1).c_str());
-  }
-  m_bLibModified = m_bLibModified || reading != Reading::Stays;
 }
 
 bool TqLibEmulator::removeVirtualDeviceStatus(xercesc::DOMNode* library) {

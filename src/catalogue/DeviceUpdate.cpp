@@ -1,177 +1,180 @@
-// The device update: a caller tells the catalogue of a library or a drive, or of both together.
+// The device update: a caller sends the record of a library or of a drive, or both together.
 
 #include "TqLibEmulator.h"
-#include "catalogue/DriveIndex.h"
-#include "files/Names.h"
+#include "catalogue/DeviceRecords.h"
+#include "catalogue/Indexes.h"
 #include "catalogue/OperationCycle.h"
-#include "files/XmlText.h"
+#include "catalogue/Registration.h"
+#include "files/Names.h"
 
 namespace {
+
 constexpr char kOrigin[] = "TqLibEmulator::UpdateVirtualDevice";
-}  // namespace
+constexpr CycleTerms kSingleTerms{kOrigin, Access::Changes, Exceptions::Logged};
+constexpr CycleTerms kBatchTerms{kOrigin, Access::Changes, Exceptions::PassedOn};
 
-bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
-                                        const std::string& libraryName) {
-  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Logged});
-  return cycle.inFrame([&] {
-    const SCSIUnit unit = device;
-    return isDeviceALibrary(unit) ? updateOrCreateLibrary(unit) : updateDriveOf(unit, libraryName);
-  });
-}
-
-bool TqLibEmulator::UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
-                                        const std::string& libraryName) {
-  OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::PassedOn});
-  return cycle.inFrame([&] {
-    return libraryName.empty() ? updateLastLibrary(devices) : updateBatch(devices, libraryName);
-  });
-}
-
-// The update of an existing library or drive that fails is still reported as done, with nothing
-// saved: callers send the whole configuration again and again and treat false as a lost catalogue.
-bool TqLibEmulator::updateOrCreateLibrary(const SCSIUnit& library) {
-  if (!GetLibFileName(library.SerialNumber, m_sLibFile)) {
-    return false;
-  }
-  if (isFilePresent(m_sLibFile)) {
-    ensureLoaded();
-    saveIf(updateLibrary(library, m_pLibDoc));
-    return true;
-  }
-  std::string listPath;
-  if (!createLibrary(library) || !GetLibListFile(listPath) ||
-      !createNewLibraryFile(getLibXMLFile(library.SerialNumber), library.SerialNumber)) {
-    return false;
-  }
-  saveWithList(listPath, FirstSaved::Library);
-  m_bListModified = false;
-  return true;
-}
-
-// A drive is never the cause of a new file.
-bool TqLibEmulator::updateDriveOf(const SCSIUnit& drive, const std::string& libraryName) {
-  const bool isStandalone = libraryName.empty();
-  if (!GetLibFileName(isStandalone ? names::standaloneKey : libraryName, m_sLibFile)) {
-    return false;
-  }
-  if (!ensureLoaded()) {
-    return false;
-  }
-  saveIf(updateDrive(m_pLibDoc, drive, isStandalone));
-  return true;
-}
-
-void TqLibEmulator::saveIf(bool isChanged) {
-  if (isChanged) {
-    m_bLibModified = true;
-    saveDocument(m_pLibDoc);
-  } else {
-    m_saveError = "Library file " + m_sLibFile + " was not updated";
-  }
-}
-
-bool TqLibEmulator::createLibrary(const SCSIUnit& library) {
-  const bool isCreated = createNewLibrary(library, m_pLibDoc);
-  m_newLibDoc.reset(m_pLibDoc);
+bool createDocument(OperationCycle& cycle, const SCSIUnit& library) {
+  auto created = newLibraryDocument(library, cycle.errors());
+  const bool isCreated = created != nullptr;
+  cycle.setNewDocument(std::move(created));
   return isCreated;
 }
 
-// Without a library's name there is no telling whose the drives are, so they are left out.
-bool TqLibEmulator::updateLastLibrary(const std::vector<SCSIUnitNoMap>& devices) {
-  const SCSIUnitNoMap* last = nullptr;
-  for (const SCSIUnitNoMap& device : devices) {
-    last = isDeviceALibrary(device) ? &device : last;
+void saveIf(OperationCycle& cycle, bool isChanged) {
+  if (isChanged) {
+    cycle.markModified();
+    cycle.save();
+  } else {
+    cycle.setSaveError("Library file " + cycle.path() + " was not updated");
   }
-  return last == nullptr || UpdateVirtualDevice(*last, std::string());
 }
 
-bool TqLibEmulator::updateBatch(const std::vector<SCSIUnitNoMap>& devices,
-                                const std::string& libraryName) {
-  if (!GetLibFileName(libraryName, m_sLibFile)) {
-    return false;
-  }
-  bool isNew = false;
-  if (!isFilePresent(m_sLibFile)) {
-    isNew = createNewLibraryFile(getLibXMLFile(libraryName), libraryName);
-  } else if (!ensureLoaded()) {
-    return false;
-  }
-  return registerBatch(devices, libraryName, isNew) && saveBatch(isNew);
-}
+/// Puts the records of a batch into the document of its library.
+class Batch {
+public:
+  Batch(OperationCycle& cycle, const std::string& libraryName)
+      : m_cycle(cycle), m_libraryName(libraryName) {}
 
-// The library is updated once more after its drives, which gives them their addresses. The file is
-// written whether or not that worked: a new library has to be saved, too.
-bool TqLibEmulator::registerBatch(const std::vector<SCSIUnitNoMap>& devices,
-                                  const std::string& libraryName, bool isNew) {
-  DriveIndex drives;
-  SCSIUnit library;
-  for (const SCSIUnitNoMap& device : devices) {
-    const SCSIUnit unit = device;
-    if (!registerDevice(unit, libraryName, isNew, drives)) {
+  /// `createsLibrary`: the first record has to be the new library. A failed update counts as done,
+  /// as in the update of a single record.
+  bool put(const SCSIUnit& record, bool createsLibrary) {
+    if (isLibraryRecord(record)) {
+      if (createsLibrary) {
+        m_drives.forget();
+        return createDocument(m_cycle, record);
+      }
+      note(updateSingleLibrary(m_cycle.document(), record));
+      return true;
+    }
+    if (m_libraryName.empty()) {
       return false;
     }
-    isNew = false;
-    if (isDeviceALibrary(unit)) {
-      library = unit;
-    }
-  }
-  if (!isDeviceALibrary(library)) {
+    note(m_drives.read(m_cycle.document(), false) &&
+         updateIndexedDrive(m_drives, m_cycle.document(), record));
     return true;
   }
-  registerDevice(library, libraryName, false, drives);
-  m_bLibModified = true;
-  return true;
+
+  /// The library is updated once more after its drives, which gives them their addresses. The file
+  /// is written whether or not that worked: a new library has to be saved, too.
+  bool putAll(const std::vector<SCSIUnitNoMap>& records, bool createsLibrary) {
+    SCSIUnit library;
+    for (const SCSIUnitNoMap& each : records) {
+      const SCSIUnit record = each;
+      if (!put(record, createsLibrary)) {
+        return false;
+      }
+      createsLibrary = false;
+      if (isLibraryRecord(record)) {
+        library = record;
+      }
+    }
+    if (isLibraryRecord(library)) {
+      put(library, false);
+      m_cycle.markModified();
+    }
+    return true;
+  }
+
+private:
+  void note(bool isUpdated) {
+    if (isUpdated) {
+      m_cycle.markModified();
+    } else {
+      m_cycle.setSaveError("Library file " + m_cycle.path() + " was updated in part only");
+    }
+  }
+
+  OperationCycle& m_cycle;
+  const std::string& m_libraryName;
+  DriveIndex m_drives;
+};
+
+}  // namespace
+
+// The update of an existing library or drive that fails is still reported as done, with nothing
+// saved: callers send the whole configuration again and again and take false for a lost catalogue.
+// A drive never creates a file.
+bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
+                                        const std::string& libraryName) {
+  OperationCycle cycle(*this, kSingleTerms);
+  const auto updateDriveOf = [&](const SCSIUnit& drive) {
+    const bool isStandalone = libraryName.empty();
+    if (!cycle.findFile(isStandalone ? names::standaloneKey : libraryName) ||
+        !cycle.ensureLoaded()) {
+      return false;
+    }
+    saveIf(cycle, updateDrive(m_pLibDoc, drive, isStandalone));
+    return true;
+  };
+  const auto updateOrCreate = [&](const SCSIUnit& library) {
+    const std::string& key = library.SerialNumber;
+    if (!cycle.findFile(key)) {
+      return false;
+    }
+    if (cycle.isFilePresent()) {
+      cycle.ensureLoaded();
+      saveIf(cycle, updateSingleLibrary(m_pLibDoc, library));
+      return true;
+    }
+    std::string listPath;
+    if (!createDocument(cycle, library) || !GetLibListFile(listPath) ||
+        !createNewLibraryFile(getLibXMLFile(key), key)) {
+      return false;
+    }
+    cycle.saveWithList(listPath, OperationCycle::First::Library);
+    m_bListModified = false;
+    return true;
+  };
+  return cycle.inFrame([&] {
+    const SCSIUnit record = device;
+    return isLibraryRecord(record) ? updateOrCreate(record) : updateDriveOf(record);
+  });
 }
 
 // A batch that ends without a document saves nothing, the list included: an entry without a file
 // would fail every query over all libraries.
-bool TqLibEmulator::saveBatch(bool isNew) {
-  if (m_pLibDoc == nullptr) {
-    m_saveError = "Library file " + m_sLibFile + " was not created";
+bool TqLibEmulator::UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
+                                        const std::string& libraryName) {
+  OperationCycle cycle(*this, kBatchTerms);
+  const auto save = [&](bool isNew) {
+    if (m_pLibDoc == nullptr) {
+      cycle.setSaveError("Library file " + m_sLibFile + " was not created");
+    } else if (m_bLibModified && !isNew) {
+      cycle.save();
+    } else if (m_bLibModified) {
+      std::string listPath;
+      if (!GetLibListFile(listPath)) {
+        return false;
+      }
+      cycle.saveWithList(listPath, OperationCycle::First::Library);
+    }
     return true;
-  }
-  if (!m_bLibModified) {
-    return true;
-  }
-  if (!isNew) {
-    saveDocument(m_pLibDoc);
-    return true;
-  }
-  std::string listPath;
-  if (!GetLibListFile(listPath)) {
-    return false;
-  }
-  saveWithList(listPath, FirstSaved::Library);
-  return true;
+  };
+  const auto update = [&] {
+    if (!cycle.findFile(libraryName)) {
+      return false;
+    }
+    bool isNew = false;
+    if (!cycle.isFilePresent()) {
+      isNew = createNewLibraryFile(getLibXMLFile(libraryName), libraryName);
+    } else if (!cycle.ensureLoaded()) {
+      return false;
+    }
+    return Batch(cycle, libraryName).putAll(devices, isNew) && save(isNew);
+  };
+  // Without a library's name nobody knows whose the drives are, so they are left out.
+  const auto updateLastLibrary = [&] {
+    const SCSIUnitNoMap* last = nullptr;
+    for (const SCSIUnitNoMap& device : devices) {
+      last = isLibraryRecord(device) ? &device : last;
+    }
+    return last == nullptr || UpdateVirtualDevice(*last, std::string());
+  };
+  return cycle.inFrame([&] { return libraryName.empty() ? updateLastLibrary() : update(); });
 }
 
 bool TqLibEmulator::UpdateVirtualDeviceNoLock(const SCSIUnit& device,
                                               const std::string& libraryName, bool createNew) {
-  DriveIndex drives;
-  return registerDevice(device, libraryName, createNew, drives);
-}
-
-// A failed update counts as done, as in the update of a single record.
-bool TqLibEmulator::registerDevice(const SCSIUnit& device, const std::string& libraryName,
-                                   bool createNew, DriveIndex& drives) {
-  if (isDeviceALibrary(device)) {
-    if (createNew) {
-      drives.forget();
-      return createLibrary(device);
-    }
-    noteUpdate(updateLibrary(device, m_pLibDoc));
-    return true;
-  }
-  if (libraryName.empty()) {
-    return false;
-  }
-  noteUpdate(drives.read(m_pLibDoc, false) && updateDriveIn(drives, m_pLibDoc, device));
-  return true;
-}
-
-void TqLibEmulator::noteUpdate(bool isUpdated) {
-  m_bLibModified = isUpdated || m_bLibModified;
-  if (!isUpdated) {
-    m_saveError = "Library file " + m_sLibFile + " was updated in part only";
-  }
+  OperationCycle cycle(*this, kBatchTerms);
+  return Batch(cycle, libraryName).put(device, createNew);
 }

@@ -2,12 +2,17 @@
 // at a time or many in one pass.
 
 #include "TqLibEmulator.h"
-#include "files/Documents.h"
-#include "catalogue/ElementIndex.h"
+#include "catalogue/Elements.h"
+#include "catalogue/Indexes.h"
 #include "catalogue/OperationCycle.h"
-#include "files/XmlText.h"
+#include "files/Documents.h"
+#include "files/DomValues.h"
 
 namespace {
+
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
+using xercesc::DOMNode;
 
 constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
 
@@ -15,6 +20,113 @@ constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
 int mapType(const LibElement& element) {
   return element.elementType == LIB_ELEM_MAIL_SLOT ? LIB_ELEM_SLOT : element.elementType;
 }
+
+bool updateElement(DOMDocument* doc, DOMNode* node, const LibElement& element) {
+  DOMElement* found = asElement(node);
+  if (!updateValues(doc, found, names::barCode, element.barCode)) {
+    return false;
+  }
+  setOccupied(*found, element.isOccupied);
+  return true;
+}
+
+/// Sets or removes the elements of a vector, in its order.
+class VectorOfElements {
+public:
+  VectorOfElements(DOMDocument* doc, ErrorRecord errors)
+      : m_doc(doc), m_index(rootOf(doc), singleLibrary(doc)), m_errors(errors) {}
+
+  bool update(const std::vector<LibElement>& elements) {
+    return forEach(elements, [&](const LibElement& element, DOMNode* found) {
+      return found != nullptr ? updateElement(m_doc, found, element) : create(element);
+    });
+  }
+
+  // Drives are not removed here; an address named twice finds nothing the second time.
+  bool remove(const std::vector<LibElement>& elements) {
+    return forEach(elements, [&](const LibElement& element, DOMNode* found) {
+      if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
+        const int type = mapType(element);
+        m_index.mapOf(type)->erase(element.elementAddress);
+        removeFrom(*m_index.parentOf(type), found);
+      }
+      return true;
+    });
+  }
+
+private:
+  template <typename Work>
+  bool forEach(const std::vector<LibElement>& elements, Work work) {
+    if (m_index.library() == nullptr) {
+      return false;
+    }
+    for (const LibElement& element : elements) {
+      DOMNode* found = nullptr;
+      if (!find(element, found) || !work(element, found)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool find(const LibElement& element, DOMNode*& found) {
+    const int type = mapType(element);
+    std::optional<ElementMap>& map = m_index.mapOf(type);
+    if (!map) {
+      map.emplace();
+      if (!mapElements(m_index.parentOf(type), type, *map, m_errors)) {
+        return false;
+      }
+    }
+    const auto entry = map->find(element.elementAddress);
+    if (entry != map->end()) {
+      found = entry->second;
+      return true;
+    }
+    return type != LIB_ELEM_DRIVE || findOutside(element.elementAddress, found);
+  }
+
+  // A drive that the library does not have may be outside it.
+  bool findOutside(int address, DOMNode*& found) {
+    int itsAddress = 0;
+    std::optional<DrivesByAddress>& all = m_index.allDrives();
+    if (!all) {
+      all.emplace();
+      for (DOMElement* drive : Descendants(m_index.root(), names::drive)) {
+        if (!readValue(drive, names::baseAddress, itsAddress)) {
+          all->unreadable = drive;
+          break;
+        }
+        all->drives.emplace(itsAddress, drive);
+      }
+    }
+    const auto entry = all->drives.find(address);
+    if (entry != all->drives.end()) {
+      found = entry->second;
+      return true;
+    }
+    return all->unreadable == nullptr || readAddress(*all->unreadable, itsAddress, m_errors);
+  }
+
+  // New elements do not enter the maps: two records for the same new address in one call make two
+  // elements, as they always have. A drive that does not exist is skipped.
+  bool create(const LibElement& element) {
+    const int type = mapType(element);
+    if (type == LIB_ELEM_DRIVE) {
+      return true;
+    }
+    if (type == LIB_ELEM_SHELF) {
+      m_index.placeShelf(newShelf(m_doc, element));
+    } else {
+      m_index.library()->appendChild(newSlot(m_doc, element));
+    }
+    return true;
+  }
+
+  DOMDocument* m_doc;
+  ElementIndex m_index;
+  ErrorRecord m_errors;
+};
 
 }  // namespace
 
@@ -59,130 +171,30 @@ bool TqLibEmulator::SetVirtualLibraryElementNoLock(const std::string& /*libraryN
 }
 
 bool TqLibEmulator::UpdateVirtualLibraryElement(const std::vector<LibElement>& elements) {
-  return forEachInVector(
-      elements, [&](ElementIndex& index, const LibElement& element, xercesc::DOMNode* found) {
-        return found != nullptr ? updateElementNode(m_pLibDoc, found, element)
-                                : createInVector(index, element);
-      });
+  return VectorOfElements(m_pLibDoc, {m_nErrorCode, m_szErrorText}).update(elements);
 }
 
-// Drives are not removed here; an address named twice finds nothing the second time.
 bool TqLibEmulator::RemoveVirtualLibraryElement(const std::vector<LibElement>& elements) {
-  return forEachInVector(
-      elements, [&](ElementIndex& index, const LibElement& element, xercesc::DOMNode* found) {
-        if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
-          const int type = mapType(element);
-          index.mapOf(type)->erase(element.elementAddress);
-          removeFrom(*index.parentOf(type), found);
-        }
-        return true;
-      });
+  return VectorOfElements(m_pLibDoc, {m_nErrorCode, m_szErrorText}).remove(elements);
 }
 
-bool TqLibEmulator::forEachInVector(
-    const std::vector<LibElement>& elements,
-    const std::function<bool(ElementIndex&, const LibElement&, xercesc::DOMNode*)>& work) {
-  ElementIndex index(rootOf(m_pLibDoc), singleLibrary(m_pLibDoc));
-  if (index.library() == nullptr) {
-    return false;
-  }
-  for (const LibElement& element : elements) {
-    xercesc::DOMNode* found = nullptr;
-    if (!findInVector(index, element, found) || !work(index, element, found)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool TqLibEmulator::findInVector(ElementIndex& index, const LibElement& element,
-                                 xercesc::DOMNode*& found) {
-  const int type = mapType(element);
-  std::optional<ElementMap>& map = index.mapOf(type);
-  if (!map) {
-    map.emplace();
-    if (!getElementMap(index.parentOf(type), type, *map)) {
-      return false;
-    }
-  }
-  const auto entry = map->find(element.elementAddress);
-  if (entry != map->end()) {
-    found = entry->second;
-    return true;
-  }
-  found = nullptr;
-  return type != LIB_ELEM_DRIVE || findOutside(index, element.elementAddress, found);
-}
-
-// A drive that the library does not have may stand outside it.
-bool TqLibEmulator::findOutside(ElementIndex& index, int address, xercesc::DOMNode*& found) {
-  int itsAddress = 0;
-  std::optional<DrivesByAddress>& all = index.allDrives();
-  if (!all) {
-    all.emplace();
-    for (xercesc::DOMElement* drive : Descendants(index.root(), names::drive)) {
-      if (!extractValuesFromChildNode(drive, names::baseAddress, itsAddress)) {
-        all->unreadable = drive;
-        break;
-      }
-      all->drives.emplace(itsAddress, drive);
-    }
-  }
-  const auto entry = all->drives.find(address);
-  if (entry != all->drives.end()) {
-    found = entry->second;
-    return true;
-  }
-  return all->unreadable == nullptr || readAddress(all->unreadable, itsAddress);
-}
-
-// The maps are not told of new elements: two records for the same new address in one call make two
-// elements, as they always have. A drive that does not exist is skipped.
-bool TqLibEmulator::createInVector(ElementIndex& index, const LibElement& element) {
-  const int type = mapType(element);
-  if (type == LIB_ELEM_DRIVE) {
-    return true;
-  }
-  xercesc::DOMElement* created = type == LIB_ELEM_SHELF ? addNewShelfElement(m_pLibDoc, element)
-                                                        : addNewSlotElement(m_pLibDoc, element);
-  if (created == nullptr) {
-    return false;
-  }
-  if (type == LIB_ELEM_SHELF) {
-    index.placeShelf(created);
-  } else {
-    index.library()->appendChild(created);
-  }
-  return true;
-}
-
-bool TqLibEmulator::updateElementNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node,
-                                      const LibElement& element) {
-  auto* found = static_cast<xercesc::DOMElement*>(node);
-  if (!updateDOMElementValue(doc, found, names::barCode, element.barCode)) {
-    return false;
-  }
-  setOccupied(*found, element.isOccupied);
-  return true;
-}
-
-bool TqLibEmulator::updateSlotElement(xercesc::DOMDocument*& doc, const LibElement& element) {
-  xercesc::DOMElement* library = singleLibrary(doc);
-  xercesc::DOMNode* found = nullptr;
+bool TqLibEmulator::updateSlotElement(DOMDocument*& doc, const LibElement& element) {
+  DOMElement* library = singleLibrary(doc);
+  DOMNode* found = nullptr;
   if (library == nullptr ||
       !findSlotElem(library, element.elementType, element.elementAddress, found)) {
     return false;
   }
   if (found != nullptr) {
-    return updateElementNode(doc, found, element);
+    return updateElement(doc, found, element);
   }
-  xercesc::DOMElement* slot = addNewSlotElement(doc, element);
-  return slot != nullptr && library->appendChild(slot) != nullptr;
+  library->appendChild(newSlot(doc, element));
+  return true;
 }
 
-bool TqLibEmulator::removeSlot(xercesc::DOMDocument*& doc, const LibElement& element) {
-  xercesc::DOMElement* library = singleLibrary(doc);
-  xercesc::DOMNode* found = nullptr;
+bool TqLibEmulator::removeSlot(DOMDocument*& doc, const LibElement& element) {
+  DOMElement* library = singleLibrary(doc);
+  DOMNode* found = nullptr;
   if (library == nullptr ||
       !findSlotElem(library, element.elementType, element.elementAddress, found)) {
     return false;
@@ -193,26 +205,22 @@ bool TqLibEmulator::removeSlot(xercesc::DOMDocument*& doc, const LibElement& ele
   return true;
 }
 
-bool TqLibEmulator::updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element) {
-  xercesc::DOMElement* root = rootOf(doc);
-  xercesc::DOMNode* found = nullptr;
+bool TqLibEmulator::updateShelfElement(DOMDocument*& doc, const LibElement& element) {
+  DOMElement* root = rootOf(doc);
+  DOMNode* found = nullptr;
   if (root == nullptr || !findShelfElem(root, element.elementType, element.elementAddress, found)) {
     return false;
   }
   if (found != nullptr) {
-    return updateElementNode(doc, found, element);
+    return updateElement(doc, found, element);
   }
-  xercesc::DOMElement* shelf = addNewShelfElement(doc, element);
-  if (shelf == nullptr) {
-    return false;
-  }
-  ElementIndex(root, nullptr).placeShelf(shelf);
+  ElementIndex(root, nullptr).placeShelf(newShelf(doc, element));
   return true;
 }
 
-bool TqLibEmulator::removeShelf(xercesc::DOMDocument*& doc, const LibElement& element) {
-  xercesc::DOMElement* root = rootOf(doc);
-  xercesc::DOMNode* found = nullptr;
+bool TqLibEmulator::removeShelf(DOMDocument*& doc, const LibElement& element) {
+  DOMElement* root = rootOf(doc);
+  DOMNode* found = nullptr;
   if (root == nullptr || !findShelfElem(root, element.elementType, element.elementAddress, found)) {
     return false;
   }
@@ -222,15 +230,15 @@ bool TqLibEmulator::removeShelf(xercesc::DOMDocument*& doc, const LibElement& el
   return true;
 }
 
-// An unreadable address among the library's drives need not hide a drive that stands outside it.
-bool TqLibEmulator::updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element) {
-  xercesc::DOMElement* library = singleLibrary(doc);
+// An unreadable address among the library's drives need not hide a drive that is outside it.
+bool TqLibEmulator::updateDriveElement(DOMDocument*& doc, const LibElement& element) {
+  DOMElement* library = singleLibrary(doc);
   if (library == nullptr) {
     return false;
   }
-  xercesc::DOMNode* found = nullptr;
+  DOMNode* found = nullptr;
   const bool searched =
       findDriveElem(library, element.elementType, element.elementAddress, found) ||
       findDriveElem(rootOf(doc), element.elementType, element.elementAddress, found);
-  return searched && found != nullptr && updateElementNode(doc, found, element);
+  return searched && found != nullptr && updateElement(doc, found, element);
 }

@@ -1,54 +1,45 @@
 // The element query: the whole inventory of one library.
 
+#include <iterator>
+
 #include "TqLibEmulator.h"
-#include "files/Documents.h"
-#include "catalogue/ErrorCodes.h"
+#include "catalogue/Elements.h"
 #include "catalogue/OperationCycle.h"
+#include "files/Documents.h"
 
 namespace {
-constexpr char kOrigin[] = "TqLibEmulator::GetVirtualLibraryElements";
-}  // namespace
 
-bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
-                                              std::vector<LibElement>& elements) {
-  OperationCycle cycle(*this,
-                       {kOrigin, Access::Reads, Exceptions::Reported, MissingFile::IsReported});
-  const auto query = [&] {
-    xercesc::DOMElement* library = findQueriedLibrary(libraryName);
-    if (library == nullptr) {
-      return false;
-    }
-    appendElements(*library, elements);
-    return true;
-  };
-  return cycle.inFrame([&] { return cycle.withLibrary(libraryName, query); });
-}
+using xercesc::DOMElement;
 
-xercesc::DOMElement* TqLibEmulator::findQueriedLibrary(const std::string& libraryName) {
-  xercesc::DOMElement* library =
-      rootOrReport(kOrigin, libraryName) == nullptr ? nullptr : singleLibraryOrReport(kOrigin);
-  if (library == nullptr || isLibraryPresent(library, libraryName)) {
+constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualLibraryElements", Access::Reads,
+                            Exceptions::Reported, MissingFile::IsReported};
+
+/// The library of that name; null, with code and text, when the file does not hold it alone.
+const DOMElement* findQueriedLibrary(OperationCycle& cycle, const std::string& libraryName) {
+  const DOMElement* library =
+      cycle.rootOrReport(libraryName) == nullptr ? nullptr : cycle.singleLibraryOrReport();
+  if (library == nullptr || isNamedLibrary(*library, libraryName)) {
     return library;
   }
-  report(kOrigin, "Library Node not found in XML File %s for Library %s", m_sLibFile.c_str(),
-         getLibXMLFile(libraryName).c_str());
-  m_nErrorCode = codes::libraryNode;
+  cycle.errors().report(kTerms.origin, "Library Node not found in XML File %s for Library %s",
+                        cycle.path().c_str(), names::fileOf(libraryName).c_str());
+  cycle.errors().setCode(codes::libraryNode);
   return nullptr;
 }
 
 // In one walk for all kinds: a large library does not fit into the processor's caches, and each
 // walk would fetch it from memory again.
-void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
-                                   std::vector<LibElement>& elements) {
+void appendElements(const DOMElement* root, const DOMElement* library,
+                    std::vector<LibElement>& elements) {
   struct Kind {
     const XMLCh* name;
-    bool (TqLibEmulator::*fill)(xercesc::DOMNode*, LibElement&);
+    int type;
     bool isInLibrary;
     std::vector<LibElement> found;
   };
-  Kind kinds[] = {{names::drive, &TqLibEmulator::fillLibElementForDrive, true, {}},
-                  {names::slots, &TqLibEmulator::fillLibElementForSlot, true, {}},
-                  {names::shelf, &TqLibEmulator::fillLibElementForShelf, false, {}}};
+  Kind kinds[] = {{names::drive, LIB_ELEM_DRIVE, true, {}},
+                  {names::slots, LIB_ELEM_SLOT, true, {}},
+                  {names::shelf, LIB_ELEM_SHELF, false, {}}};
   const auto append = [&] {
     for (Kind& kind : kinds) {
       elements.insert(elements.end(), std::make_move_iterator(kind.found.begin()),
@@ -56,17 +47,16 @@ void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
     }
   };
   try {
-    const Descendants all(rootOf(m_pLibDoc));
+    const Descendants all(root);
     for (auto node = all.begin(); node != all.end(); ++node) {
       for (Kind& kind : kinds) {
         if (!xercesc::XMLString::equals((*node)->getNodeName(), kind.name) ||
-            (kind.isInLibrary && !node.isBelow(&library))) {
+            (kind.isInLibrary && !node.isBelow(library))) {
           continue;
         }
         LibElement element;
-        if ((this->*kind.fill)(*node, element)) {
-          kind.found.push_back(std::move(element));
-        }
+        readElement(**node, kind.type, element);
+        kind.found.push_back(std::move(element));
       }
     }
   } catch (...) {
@@ -74,4 +64,20 @@ void TqLibEmulator::appendElements(const xercesc::DOMElement& library,
     throw;
   }
   append();
+}
+
+}  // namespace
+
+bool TqLibEmulator::GetVirtualLibraryElements(const std::string& libraryName,
+                                              std::vector<LibElement>& elements) {
+  OperationCycle cycle(*this, kTerms);
+  const auto query = [&] {
+    const DOMElement* library = findQueriedLibrary(cycle, libraryName);
+    if (library == nullptr) {
+      return false;
+    }
+    appendElements(rootOf(m_pLibDoc), library, elements);
+    return true;
+  };
+  return cycle.inFrame([&] { return cycle.withLibrary(libraryName, query); });
 }

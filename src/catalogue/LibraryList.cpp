@@ -1,16 +1,73 @@
-// The library list: the file that names every library of the catalogue.
+// The file that names every library of the catalogue.
 //
 // The members that change it set no code: their callers know what a failure means. They log why an
-// existing list cannot be read, which would otherwise lose a new library without a message. Entries
-// are not checked for duplicates, and removal takes the first that matches.
+// existing list cannot be read; without that, a new library would be lost without a message.
+// Entries are not checked for duplicates, and removal takes the first that matches.
+
+#include "catalogue/LibraryList.h"
+
+#include <utility>
 
 #include "TqLibEmulator.h"
+#include "catalogue/ErrorRecord.h"
+#include "common/Log.h"
 #include "files/Documents.h"
-#include "files/SavedDocument.h"
-#include "catalogue/ListedLibraries.h"
+#include "files/DomValues.h"
 #include "files/NewDocument.h"
 #include "files/ParsedFile.h"
+#include "files/SavedDocument.h"
 #include "files/XmlText.h"
+
+namespace {
+
+/// The list document of an object, with what owns it.
+struct ListDocument {
+  xercesc::XercesDOMParser*& parser;
+  xercesc::DOMDocument*& document;
+  xercesc::DOMDocument*& created;
+  bool& isLoaded;
+
+  void drop() {
+    document = nullptr;
+    XmlOwner<xercesc::DOMDocument>(std::exchange(created, nullptr)).reset();
+    delete std::exchange(parser, nullptr);
+    isLoaded = false;
+  }
+
+  bool load(const std::string& path) {
+    ParsedFile file = parseFile(path);
+    drop();
+    if (file.document() == nullptr) {
+      logError("TqLibEmulator::loadList", "Failed to load " + path + ": " + file.error);
+      return false;
+    }
+    document = file.document();
+    parser = file.parser.release();
+    isLoaded = true;
+    return true;
+  }
+};
+
+}  // namespace
+
+ListedLibraries readListedLibraries(const std::string& path) {
+  const ParsedFile file = parseFile(path);
+  if (file.lacksParser) {
+    return {{}, codes::noParser, "Failed to initialize Parser Object", file.error};
+  }
+  if (file.document() == nullptr) {
+    return {{}, codes::cannotParse, "Cannot parse the file " + path, file.error};
+  }
+  const xercesc::DOMElement* root = file.document()->getDocumentElement();
+  if (root == nullptr) {
+    return {{}, codes::noXmlFile, "Root Element not found in file " + path, ""};
+  }
+  ListedLibraries listed;
+  for (const xercesc::DOMElement* entry : Descendants(root, names::library)) {
+    listed.ids.push_back(toUtf8(entry->getAttribute(names::id)));
+  }
+  return listed;
+}
 
 bool TqLibEmulator::createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
                                      const std::string& libId) {
@@ -29,7 +86,7 @@ bool TqLibEmulator::createNewLibList(xercesc::DOMDocument*& doc, const std::stri
 bool TqLibEmulator::addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
                                      const std::string& libId) {
   const XmlString id = toXml(libId);
-  xercesc::DOMElement* entry = newDOMElementWithValue(doc, names::library, toXml(libFile).c_str());
+  xercesc::DOMElement* entry = newElement(doc, names::library, toXml(libFile).c_str());
   if (entry == nullptr) {
     return false;
   }
@@ -46,36 +103,12 @@ bool TqLibEmulator::removeFromLibraryList(xercesc::DOMDocument*& doc,
     return false;
   }
   for (xercesc::DOMElement* entry : Descendants(root, names::library)) {
-    if (MyTranscode(entry->getAttribute(names::id)) == libId) {
+    if (toUtf8(entry->getAttribute(names::id)) == libId) {
       removeFrom(*root, entry);
       return true;
     }
   }
   return true;
-}
-
-bool TqLibEmulator::loadList(const std::string& path) {
-  ParsedFile file = parseFile(path);
-  m_pListDoc = nullptr;
-  m_newListDoc.reset();
-  delete m_pListParser;
-  m_pListParser = nullptr;
-  m_bListLoaded = file.document() != nullptr;
-  if (!m_bListLoaded) {
-    EvDebug::Error(debugHandler, "TqLibEmulator::loadList", "Failed to load %s: %s", path.c_str(),
-                   file.error.c_str());
-  } else {
-    m_pListDoc = file.document();
-    m_pListParser = file.parser.release();
-  }
-  return m_bListLoaded;
-}
-
-void TqLibEmulator::dropList() {
-  m_pListDoc = nullptr;
-  delete m_pListParser;
-  m_pListParser = nullptr;
-  m_bListLoaded = false;
 }
 
 // Despite its name it makes no library file: it enters the library in the list document, which the
@@ -85,16 +118,17 @@ bool TqLibEmulator::createNewLibraryFile(const std::string& libFile, const std::
   if (!GetLibListFile(path)) {
     return false;
   }
+  ListDocument current{m_pListParser, m_pListDoc, m_pNewListDoc, m_bListLoaded};
   if (!isFilePresent(path)) {
-    dropList();
+    current.drop();
     if (!createNewLibList(m_pListDoc, libFile, libId)) {
       return false;
     }
-    m_newListDoc.reset(m_pListDoc);
-  } else if (!loadList(path)) {
+    m_pNewListDoc = m_pListDoc;
+  } else if (!current.load(path)) {
     return false;
   } else if (!addToLibraryList(m_pListDoc, libFile, libId)) {
-    dropList();
+    current.drop();
     return false;
   }
   m_bListModified = true;
@@ -119,7 +153,7 @@ bool TqLibEmulator::addToLibraryListFile(const std::string& libFile, const std::
   if (!createNewLibList(created, "", "")) {
     return false;
   }
-  const OwnedDocument list(created);
+  const XmlOwner<xercesc::DOMDocument> list(created);
   if (!addToLibraryList(created, libFile, libId)) {
     return false;
   }
@@ -130,36 +164,14 @@ bool TqLibEmulator::addToLibraryListFile(const std::string& libFile, const std::
 bool TqLibEmulator::removeFromLibraryListFile(const std::string& libFile,
                                               const std::string& libId) {
   std::string path;
-  if (!GetLibListFile(path) || !isFilePresent(path) || !loadList(path)) {
+  ListDocument current{m_pListParser, m_pListDoc, m_pNewListDoc, m_bListLoaded};
+  if (!GetLibListFile(path) || !isFilePresent(path) || !current.load(path)) {
     return false;
   }
   if (!removeFromLibraryList(m_pListDoc, libFile, libId)) {
-    dropList();
+    current.drop();
     return false;
   }
   m_bListModified = true;
   return true;
-}
-
-// No list is an empty catalogue. Why one cannot be parsed stands in the log alone: callers compare
-// the text.
-bool TqLibEmulator::withListedLibraries(
-    const char* origin, const std::function<bool(const std::vector<std::string>&)>& work) {
-  std::string path;
-  if (!GetLibListFile(path)) {
-    return false;
-  }
-  if (!isFilePresent(path)) {
-    return true;
-  }
-  const ListedLibraries listed = readListedLibraries(path);
-  if (listed.code == 0) {
-    return work(listed.ids);
-  }
-  if (!listed.reason.empty()) {
-    EvDebug::Error(debugHandler, origin, "%s: %s", path.c_str(), listed.reason.c_str());
-  }
-  report(origin, "%s", listed.problem.c_str());
-  m_nErrorCode = listed.code;
-  return false;
 }

@@ -5,10 +5,14 @@
 
 #include <xercesc/util/OutOfMemoryException.hpp>
 
-#include "TqLibEmulator.h"
-#include "files/CatalogueLock.h"
-#include "files/XmlText.h"
+#include "catalogue/LibraryList.h"
+#include "common/Log.h"
 #include "common/NoCancel.h"
+#include "files/CatalogueLock.h"
+#include "files/Documents.h"
+#include "files/Names.h"
+#include "files/SavedDocument.h"
+#include "files/XmlText.h"
 
 namespace {
 const std::string kXmlException = "An XMLException error occurred during parsing. Error Message: ";
@@ -49,7 +53,7 @@ bool OperationCycle::locked(const Work& work) {
     }
   } while (catalogue.wait());
   const TqCriticalSectionLock threads(&gCriticalSection);
-  m_emulator.report(kLockOrigin, "%s", catalogue.error().c_str());
+  errors().report(kLockOrigin, "%s", catalogue.error().c_str());
   return false;
 }
 
@@ -57,7 +61,7 @@ bool OperationCycle::locked(const Work& work) {
 bool OperationCycle::nested(CatalogueLock& outer, const Work& work) {
   const bool isDone = work();
   if (outer.isFinal() && outer.isRefused()) {
-    m_emulator.report(kLockOrigin, "%s", outer.acceptRefusal().c_str());
+    errors().report(kLockOrigin, "%s", outer.acceptRefusal().c_str());
   }
   return isDone;
 }
@@ -67,7 +71,7 @@ bool OperationCycle::framed(const Work& work) {
     TqLibEmulator& emulator;
     ~Release() { emulator.deInit(); }
   } const release{m_emulator};
-  return guarded([&] { return m_emulator.start() && work(); });
+  return guarded([&] { return start() && work(); });
 }
 
 bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work) {
@@ -76,7 +80,7 @@ bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work)
       return false;
     }
     if (m_emulator.m_bLibModified) {
-      m_emulator.saveDocument(m_emulator.m_pLibDoc);
+      save();
     }
     return true;
   });
@@ -84,14 +88,14 @@ bool OperationCycle::onLibrary(const std::string& libraryName, const Work& work)
 
 bool OperationCycle::withLibrary(const std::string& libraryName, const Work& work) {
   return guarded([&] {
-    return m_emulator.start() && m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) &&
+    return start() && m_emulator.GetLibFileName(libraryName, m_emulator.m_sLibFile) &&
            load(libraryName) && work();
   });
 }
 
 bool OperationCycle::withFile(const std::string& path, const Work& work) {
   return guarded([&] {
-    if (!m_emulator.start()) {
+    if (!start()) {
       return false;
     }
     m_emulator.m_sLibFile = path;
@@ -105,10 +109,10 @@ bool OperationCycle::load(const std::string& libraryName) {
       !m_emulator.isFilePresent(m_emulator.m_sLibFile)) {
     return false;
   }
-  const bool isLoaded = m_emulator.ensureLoaded();
+  const bool isLoaded = ensureLoaded();
   if (!isLoaded && m_terms.missingFile == MissingFile::IsReported) {
-    m_emulator.report(m_terms.origin, "Failed to Load XML Document %s for Library %s",
-                      m_emulator.m_sLibFile.c_str(), libraryName.c_str());
+    errors().report(m_terms.origin, "Failed to Load XML Document %s for Library %s",
+                    m_emulator.m_sLibFile.c_str(), libraryName.c_str());
   }
   return isLoaded;
 }
@@ -121,15 +125,15 @@ bool OperationCycle::guarded(const Work& work) {
   try {
     return work();
   } catch (const xercesc::XMLException& problem) {
-    tell(reported ? kXmlException + MyTranscode(problem.getMessage()) : kAnyLogged);
+    logOrReport(reported ? kXmlException + MyTranscode(problem.getMessage()) : kAnyLogged);
   } catch (const xercesc::DOMException& problem) {
-    tell(kDomException + std::to_string(problem.code));
+    logOrReport(kDomException + std::to_string(problem.code));
   } catch (const InvalidText& problem) {
-    // The caller's text is at fault, which the general words below would not tell.
-    tell(problem.what());
-    tell(reported ? kAnyReported : kAnyLogged);
+    // The caller's text is wrong; the general message below does not say that.
+    logOrReport(problem.what());
+    logOrReport(reported ? kAnyReported : kAnyLogged);
   } catch (...) {
-    tell(reported ? kAnyReported : kAnyLogged);
+    logOrReport(reported ? kAnyReported : kAnyLogged);
   }
   return false;
 }
@@ -147,10 +151,151 @@ bool OperationCycle::passingOn(const Work& work) {
   }
 }
 
-void OperationCycle::tell(const std::string& message) {
+void OperationCycle::logOrReport(const std::string& message) {
   if (m_terms.exceptions == Exceptions::Reported) {
-    m_emulator.report(m_terms.origin, "%s", message.c_str());
+    errors().report(m_terms.origin, "%s", message.c_str());
   } else {
-    EvDebug::Error(debugHandler, m_terms.origin, "%s", message.c_str());
+    logError(m_terms.origin, message);
   }
+}
+
+// An earlier operation may have left the modified flags raised; they would have this one save a
+// document that it did not change, or that it changed in part and gave up.
+bool OperationCycle::start() {
+  if (m_emulator.m_bInitialized) {
+    return true;
+  }
+  m_emulator.init();
+  if (!m_emulator.initXerces()) {
+    return false;
+  }
+  m_emulator.m_bInitialized = true;
+  m_emulator.m_bLibModified = false;
+  m_emulator.m_bListModified = false;
+  return true;
+}
+
+bool OperationCycle::ensureLoaded() {
+  m_emulator.m_bLibLoaded = m_emulator.m_bLibLoaded || m_emulator.loadDocument();
+  return m_emulator.m_bLibLoaded;
+}
+
+// The parser is dropped with the next load; its pool goes now, for the whole catalogue may follow.
+void OperationCycle::dropLibrary() {
+  m_emulator.m_pLibDoc = nullptr;
+  if (m_emulator.m_pLibParser != nullptr) {
+    m_emulator.m_pLibParser->resetDocumentPool();
+  }
+  m_emulator.m_bLibLoaded = false;
+}
+
+void OperationCycle::setNewDocument(XmlOwner<xercesc::DOMDocument> document) {
+  XmlOwner<xercesc::DOMDocument>(m_emulator.m_pNewLibDoc).reset();
+  m_emulator.m_pNewLibDoc = document.release();
+  m_emulator.m_pLibDoc = m_emulator.m_pNewLibDoc;
+}
+
+bool OperationCycle::hasDocumentOrReport(const std::string& libraryName) {
+  if (document() != nullptr) {
+    return true;
+  }
+  errors().report(m_terms.origin, "No XML Files %s for Library %s", path().c_str(),
+                  names::fileOf(libraryName).c_str());
+  errors().setCode(codes::noXmlFile);
+  return false;
+}
+
+xercesc::DOMElement* OperationCycle::rootOrReport(const std::string& libraryName) {
+  if (!hasDocumentOrReport(libraryName)) {
+    return nullptr;
+  }
+  xercesc::DOMElement* root = rootOf(document());
+  if (root == nullptr) {
+    errors().report(m_terms.origin, "No root element found in XML Files %s for Library %s",
+                    path().c_str(), names::fileOf(libraryName).c_str());
+    errors().setCode(codes::noXmlFile);
+  }
+  return root;
+}
+
+xercesc::DOMElement* OperationCycle::singleLibraryOrReport() {
+  xercesc::DOMElement* library = singleLibrary(document());
+  if (library == nullptr) {
+    reportNoSingleLibrary();
+  }
+  return library;
+}
+
+// A file without any library is reported as one that holds more than one: operators know the
+// message.
+void OperationCycle::reportNoSingleLibrary() {
+  errors().report(m_terms.origin, "More than one library node in XML Files %s", path().c_str());
+}
+
+// Where the two cannot be saved as one, the order matters. Should the machine stop in between, a
+// new library that comes first is merely not listed yet, where an entry without a file would fail
+// every query over all libraries; and a library that leaves the list first can be removed again.
+void OperationCycle::saveWithList(const std::string& listPath, First first) {
+  if (document() == nullptr || m_emulator.m_pListDoc == nullptr) {
+    return;
+  }
+  const auto existing = [](const xercesc::DOMDocument* created) {
+    return created == nullptr ? Existing::Replaced : Existing::Kept;
+  };
+  const SavedDocument library{document(), path(), existing(m_emulator.m_pNewLibDoc)};
+  const SavedDocument list{m_emulator.m_pListDoc, listPath, existing(m_emulator.m_pNewListDoc)};
+  std::string error;
+  if (first == First::Library) {
+    SavedDocument::savePair(library, list, error);
+  } else {
+    SavedDocument::savePair(list, library, error);
+  }
+  if (error.empty()) {
+    m_emulator.m_bLibModified = false;
+  } else {
+    setSaveError(error);
+  }
+}
+
+bool OperationCycle::saveRemoval() {
+  const bool isLibraryChanged = isModified() && document() != nullptr;
+  if (!m_emulator.m_bListModified || m_emulator.m_pListDoc == nullptr) {
+    if (isLibraryChanged) {
+      save();
+    }
+    return true;
+  }
+  std::string listPath;
+  if (!m_emulator.GetLibListFile(listPath)) {
+    return false;
+  }
+  if (isLibraryChanged) {
+    saveWithList(listPath, First::List);
+  } else {
+    m_emulator.saveDocument(m_emulator.m_pListDoc, listPath);
+  }
+  m_emulator.m_bListLoaded = false;
+  return true;
+}
+
+// Why a list cannot be parsed is only in the log: callers compare the text.
+bool OperationCycle::withListedLibraries(
+    const std::function<bool(const std::vector<std::string>&)>& work) {
+  std::string listPath;
+  if (!m_emulator.GetLibListFile(listPath)) {
+    return false;
+  }
+  if (!m_emulator.isFilePresent(listPath)) {
+    return true;
+  }
+  const ListedLibraries listed = readListedLibraries(listPath);
+  if (listed.code == 0) {
+    return work(listed.ids);
+  }
+  if (!listed.reason.empty()) {
+    logError(m_terms.origin, listPath + ": " + listed.reason);
+  }
+  errors().report(m_terms.origin, "%s", listed.problem.c_str());
+  errors().setCode(listed.code);
+  return false;
 }

@@ -1,18 +1,28 @@
-// Registration: the document of a new library, the update of a library and its hosts, and its
-// drives with their addresses.
+// A new library gets its values, its device and unit blocks and all its slots. An update of a
+// library finds all its parts in one walk.
+
+#include "catalogue/Registration.h"
 
 #include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
-#include "TqLibEmulator.h"
+#include "catalogue/DeviceRecords.h"
+#include "catalogue/Elements.h"
+#include "common/Log.h"
 #include "files/Documents.h"
-#include "catalogue/DriveIndex.h"
+#include "files/DomValues.h"
+#include "files/Names.h"
 #include "files/NewDocument.h"
 #include "files/XmlText.h"
 
+#include "TqLibEmulator.h"
+
 namespace {
+
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
 
 /// Beyond the 65,536 element addresses of SCSI. A count that is wrong must not take all memory of
 /// the emulator, 2 KiB for each slot, with every other call waiting for it.
@@ -32,125 +42,172 @@ std::unordered_map<std::string_view, int> numbersBySerial(const std::map<int, st
   return numbers;
 }
 
-}  // namespace
-
-bool TqLibEmulator::createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc) {
-  auto created = newDocument(names::devices);
-  doc = nullptr;  // until it is whole
-  if (created == nullptr || !fillNewLibrary(library, created.get())) {
-    return false;
-  }
-  doc = created.release();
-  return true;
+int driveAddressOf(int driveBaseAddress, int driveNumber) {
+  return addWrapping(driveBaseAddress, addWrapping(driveNumber, -1));
 }
 
-bool TqLibEmulator::fillNewLibrary(const SCSIUnit& record, xercesc::DOMDocument* doc) {
-  xercesc::DOMElement* library = doc->createElement(names::library);
-  library->setAttribute(names::name, toXml(names::libraryPrefix + record.SerialNumber).c_str());
-  doc->getDocumentElement()->appendChild(library);
-  if (!addLibSpecificInfo(doc, library, record)) {
-    return false;
-  }
-  xercesc::DOMElement* device = doc->createElement(names::libraryScsiDevice);
-  library->appendChild(device);
-  xercesc::DOMElement* unit = doc->createElement(names::libraryScsiUnit);
-  library->appendChild(unit);
-  return addDeviceScsiDevice(doc, device, record) && addDeviceScsiUnit(doc, unit, record) &&
-         appendNewSlots(doc, library, LIB_ELEM_MAIL_SLOT, record.IEPortBaseAddress,
-                        record.IEPortCount) &&
-         appendNewSlots(doc, library, LIB_ELEM_SLOT, record.SlotBaseAddress, record.SlotCount);
-}
-
-bool TqLibEmulator::appendNewSlots(xercesc::DOMDocument* doc, xercesc::DOMElement* library,
-                                   int type, int firstAddress, int count) {
+bool appendNewSlots(DOMDocument* doc, DOMElement& library, int type, int firstAddress, int count,
+                    ErrorRecord errors) {
   if (count > kMostNewSlots) {
-    report("TqLibEmulator::appendNewSlots",
-           "A library of %d slots of one kind is refused, at most %d are made", count,
-           kMostNewSlots);
+    errors.report("TqLibEmulator::appendNewSlots",
+                  "A library of %d slots of one kind is refused, at most %d are made", count,
+                  kMostNewSlots);
     return false;
   }
   LibElement slot;
   slot.elementType = type;
-  slot.isValid = true;
   for (int i = 0; i < count; ++i) {
     slot.elementAddress = addWrapping(firstAddress, i);
-    xercesc::DOMElement* element = addNewSlotElement(doc, slot);
-    if (element == nullptr) {
-      return false;
-    }
-    library->appendChild(element);
+    library.appendChild(newSlot(doc, slot));
   }
   return true;
 }
 
-bool TqLibEmulator::updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc) {
-  xercesc::DOMElement* library = nullptr;
-  const DescendantIndex parts(doc, library);
-  if (library == nullptr || !updateLibraryValues(doc, parts, record)) {
-    return false;
+bool updateLibraryUnit(DOMDocument* doc, DOMElement& library, const DescendantIndex& parts,
+                       const SCSIUnit& record) {
+  if (DOMElement* known = findUnit(&library, true, record.MAName)) {
+    return updateUnitBlock(doc, *known, record);
   }
-  xercesc::DOMElement* device = parts.single(names::libraryScsiDevice);
-  return device != nullptr && updateDeviceScsiDevice(doc, device, record) &&
-         updateLibraryUnit(record, library, parts, doc) && placeDrives(record, library, parts, doc);
-}
-
-bool TqLibEmulator::updateLibraryUnit(const SCSIUnit& record, xercesc::DOMElement* library,
-                                      const DescendantIndex& parts, xercesc::DOMDocument*& doc) {
-  xercesc::DOMNode* known = getScsiUnitForMA(library, true, record.MAName);
-  if (known != nullptr) {
-    return updateDeviceScsiUnit(doc, asElement(known), record);
-  }
-  xercesc::DOMElement* unit = doc->createElement(names::libraryScsiUnit);
-  if (!addDeviceScsiUnit(doc, unit, record)) {
-    return false;
-  }
+  DOMElement* unit = doc->createElement(names::libraryScsiUnit);
+  addUnitBlock(doc, *unit, record);
   const auto& units = parts.named(names::libraryScsiUnit);
   const auto& placed = units.empty() ? parts.named(names::libraryScsiDevice) : units;
-  placeBehind(*placed.back(), *library, unit);
+  placeBehind(*placed.back(), library, unit);
   return true;
 }
 
-bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, xercesc::DOMElement* library,
-                                             xercesc::DOMDocument*& doc) {
-  return placeDrives(record, library, DescendantIndex(library), doc);
-}
-
-// With what an index of the library has found already, for an update does all in one walk.
-bool TqLibEmulator::placeDrives(const SCSIUnit& record, xercesc::DOMElement* library,
-                                const DescendantIndex& parts, xercesc::DOMDocument*& doc) {
+/// Gives each drive of the library the address of its number in the record's map. `parts` are those
+/// of the library.
+bool placeDrives(DOMDocument* doc, const DOMElement* library, const DescendantIndex& parts,
+                 const SCSIUnit& record) {
   int base = 0;
-  if (!extractValuesFromChildNode(library, names::driveBaseAddress, base)) {
+  if (!readValue(library, names::driveBaseAddress, base)) {
     return false;
   }
   const auto numbers = numbersBySerial(record.DriveIdentifierMap);
-  for (xercesc::DOMElement* drive : parts.named(names::drive)) {
+  for (DOMElement* drive : parts.named(names::drive)) {
     std::string serial;
-    if (!getDriveSerialNumber(drive, serial)) {
+    if (!readSerialNumber(drive, false, serial)) {
       return false;
     }
     const auto known = numbers.find(serial);
     const int number = known == numbers.end() ? 0 : known->second;
     if (number <= 0) {
-      EvDebug::Error(debugHandler, "TqLibEmulator::updateDriveIdentifierMap",
-                     "Failed to look up SerialNumber %s for drive", serial.c_str());
+      logError("TqLibEmulator::updateDriveIdentifierMap",
+               "Failed to look up SerialNumber " + serial + " for drive");
       continue;
     }
-    const int address = getDriveAddressFromDriveNumber(base, number);
-    if (!updateDOMElementValue(doc, drive, names::baseAddress, std::to_string(address))) {
+    const std::string address = std::to_string(driveAddressOf(base, number));
+    if (!updateValues(doc, drive, names::baseAddress, address)) {
       return false;
     }
   }
   return true;
 }
 
-bool TqLibEmulator::getLibSerialNumber(xercesc::DOMElement* library, std::string& serial) {
-  xercesc::DOMElement* device = Descendants(library, names::libraryScsiDevice).first();
-  return device != nullptr && extractValuesFromChildNode(device, names::serialNumber, serial);
+void addDrive(DriveIndex& drives, DOMDocument* doc, const SCSIUnit& record) {
+  DOMElement* drive = doc->createElement(names::drive);
+  drive->setAttribute(names::name, toXml(names::drivePrefix + record.SerialNumber).c_str());
+  drive->setAttribute(names::isOccupied, names::falseText);
+  drives.insert(drive);
+  drive->appendChild(newElement(doc, names::barCode));
+  drive->appendChild(newElement(doc, names::baseAddress, names::unplacedAddress));
+  DOMElement* device = doc->createElement(names::driveScsiDevice);
+  drive->appendChild(device);
+  DOMElement* unit = doc->createElement(names::driveScsiUnit);
+  drive->appendChild(unit);
+  addDeviceBlock(doc, *device, record);
+  addUnitBlock(doc, *unit, record);
 }
 
-bool TqLibEmulator::getDriveSerialNumber(xercesc::DOMElement* drive, std::string& serial) {
-  xercesc::DOMElement* device = Descendants(drive, names::driveScsiDevice).first();
-  return device != nullptr && extractValuesFromChildNode(device, names::serialNumber, serial);
+}  // namespace
+
+XmlOwner<DOMDocument> newLibraryDocument(const SCSIUnit& record, ErrorRecord errors) {
+  auto doc = newDocument(names::devices);
+  if (doc == nullptr) {
+    return nullptr;
+  }
+  DOMElement* library = doc->createElement(names::library);
+  library->setAttribute(names::name, toXml(names::libraryPrefix + record.SerialNumber).c_str());
+  doc->getDocumentElement()->appendChild(library);
+  addLibraryValues(doc.get(), *library, record);
+  DOMElement* device = doc->createElement(names::libraryScsiDevice);
+  library->appendChild(device);
+  DOMElement* unit = doc->createElement(names::libraryScsiUnit);
+  library->appendChild(unit);
+  addDeviceBlock(doc.get(), *device, record);
+  addUnitBlock(doc.get(), *unit, record);
+  const bool isComplete = appendNewSlots(doc.get(), *library, LIB_ELEM_MAIL_SLOT,
+                                         record.IEPortBaseAddress, record.IEPortCount, errors) &&
+                          appendNewSlots(doc.get(), *library, LIB_ELEM_SLOT, record.SlotBaseAddress,
+                                         record.SlotCount, errors);
+  return isComplete ? std::move(doc) : nullptr;
+}
+
+bool updateSingleLibrary(DOMDocument* doc, const SCSIUnit& record) {
+  DOMElement* library = nullptr;
+  const DescendantIndex parts(doc, library);
+  if (library == nullptr || !updateLibraryValues(doc, parts, record)) {
+    return false;
+  }
+  DOMElement* device = parts.single(names::libraryScsiDevice);
+  return device != nullptr && updateDeviceBlock(doc, *device, record) &&
+         updateLibraryUnit(doc, *library, parts, record) &&
+         placeDrives(doc, library, parts, record);
+}
+
+bool updateIndexedDrive(DriveIndex& drives, DOMDocument* doc, const SCSIUnit& record) {
+  DOMElement* drive = drives.find(toXml(names::drivePrefix + record.SerialNumber).c_str());
+  if (drive == nullptr) {
+    addDrive(drives, doc, record);
+    return true;
+  }
+  DOMElement* device = Descendants(drive, names::driveScsiDevice).single();
+  if (device == nullptr || !updateDeviceBlock(doc, *device, record)) {
+    return false;
+  }
+  if (DOMElement* known = findUnit(drive, false, record.MAName)) {
+    return updateUnitBlock(doc, *known, record);
+  }
+  DOMElement* unit = doc->createElement(names::driveScsiUnit);
+  addUnitBlock(doc, *unit, record);
+  drive->appendChild(unit);
+  return true;
+}
+
+bool readSerialNumber(const DOMElement* device, bool isLibrary, std::string& serial) {
+  const DOMElement* block = Descendants(device, deviceName(isLibrary)).first();
+  return block != nullptr && readValue(block, names::serialNumber, serial);
+}
+
+int driveNumberAt(int driveBaseAddress, int driveAddress) {
+  return static_cast<int>(static_cast<unsigned>(driveAddress) -
+                          static_cast<unsigned>(driveBaseAddress) + 1U);
+}
+
+// The members
+
+bool TqLibEmulator::createNewLibrary(const SCSIUnit& library, DOMDocument*& doc) {
+  doc = nullptr;  // until it is complete
+  doc = newLibraryDocument(library, {m_nErrorCode, m_szErrorText}).release();
+  return doc != nullptr;
+}
+
+bool TqLibEmulator::updateLibrary(const SCSIUnit& record, DOMDocument*& doc) {
+  return updateSingleLibrary(doc, record);
+}
+
+bool TqLibEmulator::updateDriveIdentifierMap(const SCSIUnit& record, DOMElement* library,
+                                             DOMDocument*& doc) {
+  return placeDrives(doc, library, DescendantIndex(library), record);
+}
+
+bool TqLibEmulator::getLibSerialNumber(DOMElement* library, std::string& serial) {
+  return readSerialNumber(library, true, serial);
+}
+
+bool TqLibEmulator::getDriveSerialNumber(DOMElement* drive, std::string& serial) {
+  return readSerialNumber(drive, false, serial);
 }
 
 // 0 also means "not found", so an entry with number 0 or below never addresses a drive.
@@ -163,65 +220,23 @@ int TqLibEmulator::findDriveNumberForSerialNumber(const SCSIUnit& library,
 }
 
 int TqLibEmulator::getDriveAddressFromDriveNumber(int driveBaseAddress, int driveNumber) {
-  return addWrapping(driveBaseAddress, addWrapping(driveNumber, -1));
+  return driveAddressOf(driveBaseAddress, driveNumber);
 }
 
 int TqLibEmulator::getDriveNumberFromDriveAddress(int driveBaseAddress, int driveAddress) {
-  return static_cast<int>(static_cast<unsigned>(driveAddress) -
-                          static_cast<unsigned>(driveBaseAddress) + 1U);
+  return driveNumberAt(driveBaseAddress, driveAddress);
 }
 
-bool TqLibEmulator::addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive,
-                                bool isStandaloneDrive) {
+bool TqLibEmulator::addNewDrive(DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive) {
   DriveIndex drives;
-  return drives.read(doc, isStandaloneDrive) && addDriveTo(drives, doc, drive);
-}
-
-bool TqLibEmulator::updateDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive,
-                                bool isStandaloneDrive) {
-  DriveIndex drives;
-  return drives.read(doc, isStandaloneDrive) && updateDriveIn(drives, doc, drive);
-}
-
-bool TqLibEmulator::addDriveTo(DriveIndex& drives, xercesc::DOMDocument* doc,
-                               const SCSIUnit& record) {
-  xercesc::DOMElement* drive = doc->createElement(names::drive);
-  drive->setAttribute(names::name, toXml(names::drivePrefix + record.SerialNumber).c_str());
-  drive->setAttribute(names::isOccupied, names::falseText);
-  drives.insert(drive);
-  xercesc::DOMElement* barCode = newDOMElementWithValue(doc, names::barCode, nullptr);
-  xercesc::DOMElement* address =
-      newDOMElementWithValue(doc, names::baseAddress, names::unplacedAddress);
-  if (barCode == nullptr || address == nullptr) {
+  if (!drives.read(doc, isStandaloneDrive)) {
     return false;
   }
-  drive->appendChild(barCode);
-  drive->appendChild(address);
-  xercesc::DOMElement* device = doc->createElement(names::driveScsiDevice);
-  drive->appendChild(device);
-  xercesc::DOMElement* unit = doc->createElement(names::driveScsiUnit);
-  drive->appendChild(unit);
-  return addDeviceScsiDevice(doc, device, record) && addDeviceScsiUnit(doc, unit, record);
-}
-
-bool TqLibEmulator::updateDriveIn(DriveIndex& drives, xercesc::DOMDocument* doc,
-                                  const SCSIUnit& record) {
-  xercesc::DOMElement* drive = drives.find(toXml(names::drivePrefix + record.SerialNumber).c_str());
-  if (drive == nullptr) {
-    return addDriveTo(drives, doc, record);
-  }
-  xercesc::DOMElement* device = Descendants(drive, names::driveScsiDevice).single();
-  if (device == nullptr || !updateDeviceScsiDevice(doc, device, record)) {
-    return false;
-  }
-  xercesc::DOMNode* known = getScsiUnitForMA(drive, false, record.MAName);
-  if (known != nullptr) {
-    return updateDeviceScsiUnit(doc, asElement(known), record);
-  }
-  xercesc::DOMElement* unit = doc->createElement(names::driveScsiUnit);
-  if (!addDeviceScsiUnit(doc, unit, record)) {
-    return false;
-  }
-  drive->appendChild(unit);
+  addDrive(drives, doc, drive);
   return true;
+}
+
+bool TqLibEmulator::updateDrive(DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive) {
+  DriveIndex drives;
+  return drives.read(doc, isStandaloneDrive) && updateIndexedDrive(drives, doc, drive);
 }

@@ -7,10 +7,9 @@
 #include <cerrno>
 
 #include "TqLibEmlFile.h"
-#include "TqLibEmulator.h"
-#include "common/FileDescriptor.h"
+#include "common/Log.h"
 #include "common/NoCancel.h"
-#include "volume/VolumeFolder.h"
+#include "volume/Volume.h"
 
 namespace {
 
@@ -33,81 +32,28 @@ Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* o
   // First of all: the offset 2^64 - 1 compares equal to the -1 of a failure.
   if (position == -1) {
     osError = errno;
-    EvDebug::Error(debugHandler, origin, "%s() _lseek() failed with error %d", origin, osError);
+    logError(origin, origin + ("() _lseek() failed with error " + std::to_string(osError)));
     return Seek::failed;
   }
   const auto reached = static_cast<unsigned long long>(position);
   if (reached < offset) {
-    EvDebug::Error(debugHandler, origin, "%s() failed to seek file offset %lld, seek to %lld",
-                   origin, static_cast<long long>(offset), static_cast<long long>(position));
+    logError(origin, origin + ("() failed to seek file offset " +
+                               std::to_string(static_cast<long long>(offset)) + ", seek to " +
+                               std::to_string(position)));
     return Seek::fellShort;
   }
   return reached == offset ? Seek::reached : Seek::wentBeyond;
 }
 
-}  // namespace
-
-/// The volume object of one call of a C function, and its folder, named as the object was made:
-/// the configuration is looked at once.
-struct TqLibEmlFileCall {
-  explicit TqLibEmlFileCall(const char* volumeName) : file(volumeName, folder) {}
-
-  bool read(int fileMark, unsigned long long offset, unsigned char* buffer, unsigned long length,
-            unsigned long& bytesRead) {
-    return !folder.empty() && file.readIn(folder, fileMark, offset, buffer, length, bytesRead);
-  }
-
-  bool write(int fileMark, unsigned long long offset, const unsigned char* buffer,
-             unsigned long length, unsigned long& bytesWritten) {
-    return !folder.empty() && file.writeIn(folder, fileMark, offset, buffer, length, bytesWritten);
-  }
-
-  std::string folder;  // before the object, which names it
-  TqLibEmlFile file;
-};
-
-namespace {
-
-/// Runs `transfer` with a volume object for the call. Callers may be C code, so what is thrown
-/// ends here.
-template <typename Transfer>
-int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
-                      Transfer transfer) {
-  const NoCancel noCancel;
-  try {
-    TqLibEmlFileCall call(volumeName);
-    if (transfer(call)) {
-      return 1;
-    }
-    if (errorCode != nullptr) {
-      *errorCode = call.file.getErrorCode();
-    }
-    call.file.getLastError(errorText, errorTextSize);
-  } catch (...) {
-  }
-  return 0;
+int codeOf(int osError) {
+  return static_cast<int>(MMS2BaseError::ConvertToMMError(static_cast<unsigned int>(osError)));
 }
 
 }  // namespace
 
-bool TqLibEmlFile::ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
-                                    unsigned long length, unsigned long& bytesRead) {
-  const NoCancel noCancel;
-  std::string folder;
-  return nameFolder(folder) && readIn(folder, fileMark, offset, buffer, length, bytesRead);
-}
-
-bool TqLibEmlFile::WriteDataForDrive(int fileMark, unsigned long long offset,
-                                     const unsigned char* buffer, unsigned long length,
-                                     unsigned long& bytesWritten) {
-  const NoCancel noCancel;
-  std::string folder;
-  return nameFolder(folder) && writeIn(folder, fileMark, offset, buffer, length, bytesWritten);
-}
-
-bool TqLibEmlFile::readIn(std::string& folder, int fileMark, unsigned long long offset,
-                          unsigned char* buffer, unsigned long length, unsigned long& bytesRead) {
-  const FileDescriptor file(openFileMark(folder, fileMark, kReadOrigin));
+bool Volume::read(int fileMark, unsigned long long offset, unsigned char* buffer,
+                  unsigned long length, unsigned long& bytesRead) {
+  const FileDescriptor file = openFileMark(fileMark, kReadOrigin);
   if (!file) {
     return false;
   }
@@ -117,67 +63,64 @@ bool TqLibEmlFile::readIn(std::string& folder, int fileMark, unsigned long long 
     const ssize_t count = ::read(file.get(), buffer, length);
     bytesRead = count < 0 ? 0 : static_cast<unsigned long>(count);
     if (count < 0) {
-      m_nErrorCode = kReadFailed;
+      m_errorCode = kReadFailed;
     }
     return count >= 0;
   }
   if (seek == Seek::failed) {
-    m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
+    m_errorCode = codeOf(osError);
   } else if (seek == Seek::fellShort) {
-    m_nErrorCode = kReadSeekShort;
+    m_errorCode = kReadSeekShort;
   }
   // A position beyond the offset counts as a success without data, here and in writing; Linux does
   // not give one.
   return seek == Seek::wentBeyond;
 }
 
-bool TqLibEmlFile::writeIn(std::string& folder, int fileMark, unsigned long long offset,
-                           const unsigned char* buffer, unsigned long length,
-                           unsigned long& bytesWritten) {
+bool Volume::write(int fileMark, unsigned long long offset, const unsigned char* buffer,
+                   unsigned long length, unsigned long& bytesWritten) {
   if (fileMark == 0 && offset == 0) {
-    eraseIn(folder);  // its code and log line tell a failure; the write goes on
+    erase();  // a failure leaves its code and a log line; the write goes on
   }
   unsigned long long total = 0;
-  if (!writeBlock(folder, fileMark, offset, buffer, length, bytesWritten) ||
-      !measure(folder, total)) {
+  if (!writeBlock(fileMark, offset, buffer, length, bytesWritten) || !measure(total)) {
     return false;
   }
-  if (total > m_nMaxVolumeSize) {
-    EvDebug::Error(debugHandler, kWriteOrigin,
-                   "%s() files size %lld reached the maximum size %lld ", kWriteOrigin,
-                   static_cast<long long>(total), static_cast<long long>(m_nMaxVolumeSize));
-    m_nErrorCode = kVolumeFull;
+  if (total > m_maxSize) {
+    logError(kWriteOrigin,
+             kWriteOrigin + ("() files size " + std::to_string(static_cast<long long>(total)) +
+                             " reached the maximum size " +
+                             std::to_string(static_cast<long long>(m_maxSize)) + " "));
+    m_errorCode = kVolumeFull;
     return false;
   }
   return true;
 }
 
-/// The descriptor of a file mark that was opened in `folder`, as nameFolder() gave it; else -1,
-/// with code 764 and a log line for a file that cannot be opened, and neither of its own for a
-/// folder that cannot be had. `folder` is lengthened meanwhile, and as it was in the end.
-int TqLibEmlFile::openFileMark(std::string& folder, int fileMark, const char* origin) {
-  const std::string name = volume::fileMarkName(fileMark);
+/// The open file of a filemark, or none: with code 764 and a log line for a file that cannot be
+/// opened, and without them for a folder that cannot be made.
+FileDescriptor Volume::openFileMark(int fileMark, const char* origin) {
+  const std::string name = fileMarkName(fileMark);
   int descriptor = -1;
-  const auto error = openIn(folder, [&] {
-    folder += name;  // for which there is usually room, unlike for another path
-    descriptor = openRegularFile(folder.c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
+  const auto error = openIn([&] {
+    m_folder += name;  // for which there is usually room, unlike for another path
+    descriptor = openRegularFile(m_folder.c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
     const int code = descriptor == -1 ? errno : 0;
-    folder.resize(folder.size() - name.size());
+    m_folder.resize(m_folder.size() - name.size());
     return code;
   });
   if (error.value_or(0) != 0) {
-    EvDebug::Error(debugHandler, origin, "%s() open file failed", origin);
-    m_nErrorCode = kOpenFailed;
+    logError(origin, std::string(origin) + "() open file failed");
+    m_errorCode = kOpenFailed;
   }
-  return descriptor;
+  return FileDescriptor(descriptor);
 }
 
-// False only when the file cannot be opened. What else goes wrong is told by code and count alone:
+// False only when the file cannot be opened. Other failures show in the code and the count alone:
 // the result of a write is that of measuring the volume after it.
-bool TqLibEmlFile::writeBlock(std::string& folder, int fileMark, unsigned long long offset,
-                              const unsigned char* buffer, unsigned long length,
-                              unsigned long& bytesWritten) {
-  const FileDescriptor file(openFileMark(folder, fileMark, kWriteOrigin));
+bool Volume::writeBlock(int fileMark, unsigned long long offset, const unsigned char* buffer,
+                        unsigned long length, unsigned long& bytesWritten) {
+  const FileDescriptor file = openFileMark(fileMark, kWriteOrigin);
   if (!file) {
     return false;
   }
@@ -187,15 +130,49 @@ bool TqLibEmlFile::writeBlock(std::string& folder, int fileMark, unsigned long l
     const ssize_t count = ::write(file.get(), buffer, length);
     bytesWritten = count < 0 ? 0 : static_cast<unsigned long>(count);
     if (count <= 0) {
-      m_nErrorCode = kWriteFailed;
+      m_errorCode = kWriteFailed;
     }
   } else if (seek == Seek::failed) {
-    m_nErrorCode = Err_Handler(static_cast<unsigned int>(osError));
+    m_errorCode = codeOf(osError);
   } else if (seek == Seek::fellShort) {
-    m_nErrorCode = kWriteSeekShort;
+    m_errorCode = kWriteSeekShort;
   }
   return true;
 }
+
+namespace {
+
+/// The last error of a call of a C function.
+struct CallErrors : MMS2BaseError {
+  int& code() { return m_nErrorCode; }
+};
+
+/// Runs `transfer` on a volume for one call: the configuration is looked at once. Callers may be C
+/// code, so no exception leaves this function.
+template <typename Transfer>
+int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
+                      Transfer transfer) {
+  const NoCancel untilTheCallReturns;
+  try {
+    const std::string name = volumeName;
+    Configuration configuration;
+    Volume::Settings settings;
+    settings.read(configuration);
+    CallErrors errors;
+    Volume volume(name, settings.tapeDirectory, settings.maxSize, errors.code());
+    if (volume.nameFolder(configuration) && transfer(volume)) {
+      return 1;
+    }
+    if (errorCode != nullptr) {
+      *errorCode = errors.getErrorCode();
+    }
+    errors.getLastError(errorText, errorTextSize);
+  } catch (...) {
+  }
+  return 0;
+}
+
+}  // namespace
 
 int DirectReadDataForDrive(const char* volumeName, int fileMark, unsigned long long offset,
                            unsigned char* buffer, unsigned long length, unsigned long* bytesRead,
@@ -203,10 +180,9 @@ int DirectReadDataForDrive(const char* volumeName, int fileMark, unsigned long l
   if (volumeName == nullptr || buffer == nullptr || bytesRead == nullptr) {
     return 0;
   }
-  return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
-                           [&](TqLibEmlFileCall& call) {
-                             return call.read(fileMark, offset, buffer, length, *bytesRead);
-                           });
+  return transferForCaller(volumeName, errorCode, errorText, errorTextSize, [&](Volume& volume) {
+    return volume.read(fileMark, offset, buffer, length, *bytesRead);
+  });
 }
 
 int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long long offset,
@@ -216,8 +192,7 @@ int DirectWriteDataForDrive(const char* volumeName, int fileMark, unsigned long 
   if (volumeName == nullptr || buffer == nullptr || bytesWritten == nullptr) {
     return 0;
   }
-  return transferForCaller(volumeName, errorCode, errorText, errorTextSize,
-                           [&](TqLibEmlFileCall& call) {
-                             return call.write(fileMark, offset, buffer, length, *bytesWritten);
-                           });
+  return transferForCaller(volumeName, errorCode, errorText, errorTextSize, [&](Volume& volume) {
+    return volume.write(fileMark, offset, buffer, length, *bytesWritten);
+  });
 }

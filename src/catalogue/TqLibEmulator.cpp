@@ -1,14 +1,14 @@
 // The catalogue object: its life, its runtime and its error record.
 
-#include <cstdarg>
-#include <cstdio>
+#include <utility>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
-#include "files/CatalogueLock.h"
 #include "catalogue/OperationCycle.h"
 #include "common/NoCancel.h"
 #include "common/XercesObject.h"
+#include "files/CatalogueLock.h"
+#include "files/XmlMemory.h"
 
 namespace {
 // What m_sLibFile holds before the first library is named. Never opened: it is only the text that
@@ -29,11 +29,13 @@ TqLibEmulator::TqLibEmulator()
       m_bListLoaded(false),
       m_bLibModified(false),
       m_bListModified(false),
-      m_sLibFile(kSamplePath) {}
+      m_sLibFile(kSamplePath),
+      m_pNewLibDoc(nullptr),
+      m_pNewListDoc(nullptr) {}
 
 TqLibEmulator::~TqLibEmulator() {
+  m_bInitialized = true;  // documents may have been loaded without a start
   deInit();
-  releaseDocuments();
 }
 
 void TqLibEmulator::init() {
@@ -52,59 +54,21 @@ bool TqLibEmulator::initXerces() {
   }
 }
 
-// An earlier operation may have left the modified flags raised; they would have this one save a
-// document that it did not change, or that it changed in part and gave up.
-bool TqLibEmulator::start() {
-  if (m_bInitialized) {
-    return true;
-  }
-  init();
-  if (!initXerces()) {
-    return false;
-  }
-  m_bInitialized = true;
-  m_bLibModified = false;
-  m_bListModified = false;
-  return true;
-}
-
 // The modified flags keep their values until the next start, and the path until the next library.
 // The documents die with their parsers, so their pointers go too.
 void TqLibEmulator::deInit() {
   if (!m_bInitialized) {
     return;
   }
-  releaseDocuments();
+  m_pLibDoc = nullptr;
+  m_pListDoc = nullptr;
+  XmlOwner<xercesc::DOMDocument>(std::exchange(m_pNewLibDoc, nullptr)).reset();
+  XmlOwner<xercesc::DOMDocument>(std::exchange(m_pNewListDoc, nullptr)).reset();
+  delete std::exchange(m_pLibParser, nullptr);
+  delete std::exchange(m_pListParser, nullptr);
   m_bInitialized = false;
   m_bLibLoaded = false;
   m_bListLoaded = false;
-}
-
-void TqLibEmulator::releaseDocuments() {
-  m_pLibDoc = nullptr;
-  m_pListDoc = nullptr;
-  m_newLibDoc.reset();
-  m_newListDoc.reset();
-  delete m_pLibParser;
-  delete m_pListParser;
-  m_pLibParser = nullptr;
-  m_pListParser = nullptr;
-}
-
-// Names and paths in a message come from files and callers, and may be of any length.
-void TqLibEmulator::setErrorText(const char* format, ...) {
-  va_list values;
-  va_start(values, format);
-  std::vsnprintf(m_szErrorText, sizeof m_szErrorText, format, values);
-  va_end(values);
-}
-
-void TqLibEmulator::report(const char* origin, const char* format, ...) {
-  va_list values;
-  va_start(values, format);
-  std::vsnprintf(m_szErrorText, sizeof m_szErrorText, format, values);
-  va_end(values);
-  EvDebug::Error(debugHandler, origin, "%s", m_szErrorText);
 }
 
 // Despite its name it yields the catalogue directory, not that of an installation; callers rely

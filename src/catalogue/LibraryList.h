@@ -1,14 +1,14 @@
-// The libraries of the catalogue, for an operation that goes through all of them.
+// The library list, for an operation that goes through all libraries.
 #pragma once
 
 #include <string>
 #include <vector>
 
-/// What the library list says.
+/// The content of the library list.
 struct ListedLibraries {
   std::vector<std::string> ids;  ///< the libraries' keys in the order of the list
   int code = 0;                  ///< the last-error code when the list could not be read, else 0
-  std::string problem;           ///< what to say then
+  std::string problem;           ///< the text for that case
   std::string reason;            ///< what the parser found wrong, empty when it is not known
 };
 

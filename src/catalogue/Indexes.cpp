@@ -1,6 +1,11 @@
-#include "catalogue/DriveIndex.h"
+#include "catalogue/Indexes.h"
 
 #include "files/Descendants.h"
+#include "files/Names.h"
+
+bool DriveIndex::IgnoringCase::operator()(const XMLCh* a, const XMLCh* b) const {
+  return xercesc::XMLString::compareIString(a, b) < 0;
+}
 
 bool DriveIndex::read(const xercesc::DOMDocument* doc, bool isStandaloneDrive) {
   if (doc != nullptr && doc == m_doc) {
@@ -31,4 +36,21 @@ void DriveIndex::insert(xercesc::DOMElement* drive) {
   xercesc::DOMNode* place = m_firstSlot == nullptr ? m_parent : m_firstSlot->getParentNode();
   place->insertBefore(drive, m_firstSlot);
   m_drives.emplace(drive->getAttribute(names::name), drive);
+}
+
+void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
+  if (m_lastShelf == nullptr) {
+    m_lastShelf = Descendants(m_root, names::shelf).last();
+  }
+  if (m_lastShelf == nullptr) {
+    m_lastShelf = Descendants(m_root, names::library).first();
+  }
+  // A shelf or library that lies deeper, as in a file made by hand, has its place among the root's
+  // children in the one that holds it.
+  xercesc::DOMNode* behind = m_lastShelf;
+  while (behind != nullptr && behind->getParentNode() != m_root) {
+    behind = behind->getParentNode();
+  }
+  m_root->insertBefore(shelf, behind == nullptr ? nullptr : behind->getNextSibling());
+  m_lastShelf = shelf;
 }

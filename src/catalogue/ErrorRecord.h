@@ -1,0 +1,43 @@
+// The last-error codes of the catalogue, and how its helpers set the last error of an object.
+#pragma once
+
+#include <cstddef>
+
+namespace codes {
+
+inline constexpr int destinationOccupied = 40006;
+inline constexpr int sourceEmpty = 40018;
+inline constexpr int unitUnreadable = 50001;
+inline constexpr int driveAddressMissing = 50002;
+inline constexpr int deviceUnreadable = 50003;
+inline constexpr int libraryValuesUnreadable = 50004;
+inline constexpr int cannotParse = 50005;
+inline constexpr int noParser = 50006;
+inline constexpr int noXmlFile = 50007;
+inline constexpr int libraryNode = 50008;
+inline constexpr int elementNotFound = 50009;
+
+}  // namespace codes
+
+/// The code and the text of an object's last error; both are the object's.
+class ErrorRecord {
+public:
+  template <std::size_t size>
+  ErrorRecord(int& code, char (&text)[size]) : m_code(&code), m_text(text), m_size(size) {}
+
+  int code() const { return *m_code; }
+  void setCode(int code) { *m_code = code; }
+
+  const char* text() const { return m_text; }
+
+  /// Names and paths in a text come from files and callers; a text that is too long is cut.
+  void setText(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+  /// Sets the text, and logs it; `origin` names the operation.
+  void report(const char* origin, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+private:
+  int* m_code;   // borrowed
+  char* m_text;  // borrowed
+  std::size_t m_size;
+};
