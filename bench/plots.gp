@@ -1,5 +1,5 @@
-# Draws what bench/report wrote into `data`, into the folder `images`. A column for what is on the
-# x axis, then call, bare work (seconds) and ratio. The colours are told apart by the colour-blind, too.
+# Draws the file `data` of bench/report into the folder `images`. Columns: the x axis, seconds of the
+# call, seconds of the bare work, their ratio. The colours suit colour-blind readers.
 
 blue = "#0072B2"; orange = "#D55E00"; green = "#009E73"; purple = "#CC79A7"
 set terminal svg size 1000,430 font "sans-serif,13" background "#ffffff"
