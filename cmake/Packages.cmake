@@ -66,7 +66,7 @@ foreach(name operations json library-description errors catalogue-format)
 endforeach()
 file(GLOB tq_dev_documents CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/docs/*.md)
-list(APPEND tq_dev_documents README.md)
+list(APPEND tq_dev_documents README.md CONTRIBUTING.md)
 list(REMOVE_ITEM tq_dev_documents ${tq_tool_documents})
 set(tq_documents_dir ${CMAKE_INSTALL_DATADIR}/doc)
 install(FILES ${tq_tool_documents} COMPONENT tools EXCLUDE_FROM_ALL
@@ -75,7 +75,7 @@ install(FILES ${tq_dev_documents} COMPONENT dev EXCLUDE_FROM_ALL
   DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_DEV_PACKAGE_NAME})
 install(FILES CHANGELOG.md RENAME changelog COMPONENT dev EXCLUDE_FROM_ALL
   DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_DEV_PACKAGE_NAME})
-install(DIRECTORY docs/images COMPONENT dev EXCLUDE_FROM_ALL
+install(DIRECTORY docs/images docs/decisions docs/measured COMPONENT dev EXCLUDE_FROM_ALL
   DESTINATION ${tq_documents_dir}/${CPACK_DEBIAN_DEV_PACKAGE_NAME})
 
 include(CPack)
