@@ -1,5 +1,5 @@
 /// @file
-/// Virtual tape volumes: a folder for each volume, a plain file for each file mark in it.
+/// Virtual tape volumes: a folder for each volume, a plain file for each filemark in it.
 ///
 /// The two C functions at the end may be called from C; the class needs C++17.
 #pragma once
@@ -16,30 +16,29 @@
 
 /// One virtual tape volume.
 ///
-/// A volume is a folder named after it; the data between two file marks is one plain file in the
-/// folder, named by its file-mark number in eight decimal digits. The folder lies in the
-/// configured directory "sVirtualTapeDirectory", or else in the folder "Data" of the catalogue
-/// directory.
+/// A volume is a folder of its name. The data between two filemarks is one plain file in the
+/// folder, named by its filemark number in eight decimal digits. The folder is in the configured
+/// directory "sVirtualTapeDirectory", or else in the folder "Data" of the catalogue directory.
 ///
-/// The tape directory and the largest size are read from the configuration once, by the
-/// constructor; where no tape directory is configured, the catalogue directory is looked up in
-/// each call. No file stays open between calls and nothing is cached. Every operation that needs
-/// the folder creates it when it is missing, but never a configured tape directory.
+/// The constructor reads the tape directory and the size limit from the configuration. If no tape
+/// directory is configured, each call looks the catalogue directory up. No file stays open between
+/// calls and nothing is cached. Every operation that needs the folder creates it when it is
+/// missing, but never a configured tape directory.
 ///
-/// Errors: an operation that fails leaves the reason in the last-error code (getErrorCode()) and,
-/// except for a read or write that the system refused (979, 767), in the log; a failure to create a
-/// folder is logged only and leaves the code as it was. Codes
-/// of the operating system pass through MMS2BaseError::ConvertToMMError().
+/// Errors: an operation that fails sets the last-error code (getErrorCode()) and logs the reason.
+/// Two exceptions: a read or write that the system refused (979, 767) is not logged, and a folder
+/// that cannot be created is logged but leaves the code unchanged. Codes of the operating system
+/// pass through MMS2BaseError::ConvertToMMError().
 ///
-/// Threads: an object belongs to one thread at a time. No lock is taken: objects for the same
-/// volume meet in the file system only. pthread_cancel() takes effect after a call has returned.
+/// Threads: one thread at a time may use an object. No lock is taken: objects for the same volume
+/// meet in the file system only. pthread_cancel() acts after a call has returned.
 ///
 /// Exceptions: every member may throw std::bad_alloc.
 class TQLIB_API TqLibEmlFile : public MMS2BaseError {
 public:
-  /// The volume `volumeName`, which is used as one path component. Nothing on disk is touched and
-  /// no error is reported: a name that is empty, ".", "..", longer than 255 bytes, or that holds
-  /// "/" or a zero byte makes every operation fail with code 993.
+  /// The volume `volumeName`, one path component. The constructor touches nothing on disk and
+  /// reports no error. A name that is empty, ".", "..", longer than 255 bytes, or that holds "/" or
+  /// a zero byte makes every operation fail with code 993.
   explicit TqLibEmlFile(const std::string& volumeName);
   ~TqLibEmlFile() override;
 
@@ -49,8 +48,8 @@ public:
   /// Finds the catalogue directory, creating its last component when it is missing.
   ///
   /// It is the configured "sVirtualLibXMLDirectory" (section MediaManager, then Teifioskon), else
-  /// the platform's base directory "dMERIDIANHOME", else what `dir` held, else "."; and
-  /// "/LibEmulator/" is appended to any of them.
+  /// the platform's base directory "dMERIDIANHOME", else the present content of `dir`, else ".";
+  /// with "/LibEmulator/" appended.
   ///
   /// Returns 1, or 0 when the directory could not be created (logged). `dir` is set either way.
   static int GetTQLibEMLXMLDir(std::string& dir);
@@ -61,37 +60,37 @@ public:
   /// that cannot be created (`folder` then names it).
   bool GetVolumeFolder(std::string& folder);
 
-  /// Puts the path of a file mark's file into `path`. The file is neither created nor looked for.
+  /// Puts the path of a filemark's file into `path`. The file is neither created nor looked for.
   ///
   /// Fails as GetVolumeFolder() does.
   bool GetVolumeFilename(int fileMark, std::string& path);
 
   /// Deletes every regular file of the volume; the folder and any sub-folder stay.
   ///
-  /// Returns false when the folder cannot be had or listed, or an entry cannot be examined: files
-  /// that come after it then stay. A file that cannot be deleted is not a failure.
+  /// Returns false when the folder cannot be created or listed, or an entry cannot be examined; the
+  /// files after it then stay. A file that cannot be deleted is not a failure.
   bool EraseVolume();
 
-  /// Puts the number of the next file mark to write into `lastFileMark`: one more than the highest
+  /// Puts the number of the next filemark to write into `lastFileMark`: one more than the highest
   /// numeric file name (that itself at the end of int), 0 for an empty volume. Gaps are not
   /// noticed.
   ///
-  /// Returns false, with 0, only when the folder cannot be had. A folder that cannot be listed
+  /// Returns false, with 0, only when the folder cannot be created. A folder that cannot be listed
   /// counts as empty. When the listing breaks off, the result is true, the code is set, and
   /// `lastFileMark` is the highest number seen, without the increment; -1 when none was.
   bool GetLastFileMark(int& lastFileMark);
 
   /// Puts the sum of the sizes of all entries of the folder, in bytes, into `volumeSize`.
   ///
-  /// Returns false, with 0, when the folder cannot be had or listed. When the listing breaks off
-  /// or an entry cannot be examined, the result is true, the code is set, and `volumeSize` is the
-  /// sum so far.
+  /// Returns false, with 0, when the folder cannot be created or listed. When the listing breaks
+  /// off or an entry cannot be examined, the result is true, the code is set, and `volumeSize` is
+  /// the sum so far.
   bool GetVolumeSize(unsigned long long& volumeSize);
 
-  /// Reads up to `length` bytes from byte `offset` of a file mark into `buffer`, in one call.
+  /// Reads up to `length` bytes from byte `offset` of a filemark into `buffer`, in one call.
   ///
   /// `bytesRead` is what was read: fewer than `length` near the end of the file, 0 at or past it.
-  /// A file mark that has no file gets an empty one. A transfer must stay below 2 GiB.
+  /// A filemark that has no file gets an empty one. A transfer must stay below 2 GiB.
   ///
   /// Returns false with code 993 (volume name), 764 (cannot be opened, or is no regular file), 979
   /// (read failed, `bytesRead` 0), 786 (seek stopped short) or the seek's own error; `bytesRead` is
@@ -99,9 +98,9 @@ public:
   bool ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,
                         unsigned long length, unsigned long& bytesRead);
 
-  /// Writes `length` bytes at byte `offset` of a file mark, in one call, then measures the volume.
+  /// Writes `length` bytes at byte `offset` of a filemark, in one call, then measures the volume.
   ///
-  /// A write at offset 0 of file mark 0 erases the volume first. Bytes of the file beyond the
+  /// A write at offset 0 of filemark 0 erases the volume first. Bytes of the file beyond the
   /// written range stay. A transfer must stay below 2 GiB.
   ///
   /// The result is that of the measuring: true also when the write failed (code 767, `bytesWritten`

@@ -20,15 +20,13 @@
 
 class TqCriticalSectionH;
 
-// ---------------------------------------------------------------------------------------------
-// Records
-// ---------------------------------------------------------------------------------------------
+// ---- Records ----
 
-/// What the two device records share: one device, a library or a drive, as one host sees it.
+/// The fields of both device records: one device, a library or a drive, as one host sees it.
 ///
-/// The initial values are those of a cleared record. "Library" marks what only a library's record
-/// carries. The fields named DeviceText and DeviceInteger belong to callers: the catalogue clears
-/// and copies them, and neither fills nor reads them.
+/// The initial values are those of a cleared record. Fields marked "library" are used for libraries
+/// only. The fields named DeviceText and DeviceInteger belong to callers: the catalogue clears and
+/// copies them, but does not store them.
 struct TQLIB_API SCSIUnitFields {
   std::string MAName;            ///< the host that sees the device
   std::string Manufacturer;      ///< vendor, as an inquiry reports it
@@ -57,18 +55,17 @@ struct TQLIB_API SCSIUnitFields {
 
 /// A device with its drive identifier map, as the catalogue holds it in memory.
 struct TQLIB_API SCSIUnit : SCSIUnitFields {
-  // Not defaulted, so that this is no aggregate: in braces, a SCSIUnitNoMap would else initialise
-  // the base alone and lose its map.
+  // Not defaulted, so that this is no aggregate. For an aggregate, SCSIUnit{flat} would initialise
+  // the base alone from a SCSIUnitNoMap and lose the map.
   SCSIUnit() {}
 
   std::map<int, std::string> DriveIdentifierMap;  ///< library: drive number to serial number
 };
 
-/// A device as callers hand it over and get it: the drive identifier map is flattened to text.
+/// A device as callers pass and receive it: the drive identifier map is flattened to text.
 ///
-/// The text is "Map|", the number of entries, "|", then for each entry in ascending order its
-/// number, "|", the serial number, "|", and "EOM" at the end. Serial numbers are not escaped: one
-/// that holds "|" corrupts the text.
+/// Two drives: "Map|2|1|SN1|2|SN2|EOM", the number of entries, then each number and serial number
+/// in ascending order. Serial numbers are not escaped: one that holds "|" corrupts the text.
 struct TQLIB_API SCSIUnitNoMap : SCSIUnitFields {
   std::string DriveIdentifierMap;  ///< library: drive number to serial number, as text
 
@@ -76,12 +73,12 @@ struct TQLIB_API SCSIUnitNoMap : SCSIUnitFields {
 
   /// The record with its map flattened.
   SCSIUnitNoMap(const SCSIUnit& unit);
-  /// Takes the record over, with its map flattened.
+  /// Assigns the record with its map flattened.
   SCSIUnitNoMap& operator=(const SCSIUnit& unit);
 
   /// The record with the map read from the text. Never fails: a text that does not begin with
   /// "Map|", or has a negative count, gives an empty map; one with fewer fields than its count
-  /// says gives garbage entries, in time bounded by its length; a missing "EOM" is ignored.
+  /// gives garbage entries, in time bounded by its length; a missing "EOM" is ignored.
   operator SCSIUnit() const;
 };
 
@@ -105,9 +102,7 @@ struct TQLIB_API LibElement {
 /// Element nodes of a loaded document by element address. The document owns the nodes.
 using ElementMap = std::map<int, xercesc::DOMNode*>;
 
-// ---------------------------------------------------------------------------------------------
-// Lock and globals
-// ---------------------------------------------------------------------------------------------
+// ---- Lock and globals ----
 
 /// A recursive lock of the process.
 class TQLIB_API TqCriticalSection {
@@ -131,7 +126,7 @@ private:
 /// Holds a TqCriticalSection as long as it lives. A null pointer locks nothing.
 class TQLIB_API TqCriticalSectionLock {
 public:
-  /// Acquires `section`, and waits for it; it has to outlive this object.
+  /// Waits for `section` and acquires it; it must outlive this object.
   explicit TqCriticalSectionLock(TqCriticalSection* section);
   /// Never throws.
   ~TqCriticalSectionLock();
@@ -142,15 +137,14 @@ private:
   TqCriticalSection* m_pSection;  // borrowed, may be null
 };
 
-/// The handle of this library in the host's log.
+/// The handle of libTqLibEmulator in the embedder's log.
 extern TQLIB_API MMDebug debugHandler;
 
-/// The one catalogue lock of the process. Callers may take it to make several calls one step.
+/// The catalogue lock of the process. Callers may hold it to make several calls one step for other
+/// threads.
 extern TQLIB_API TqCriticalSection gCriticalSection;
 
-// ---------------------------------------------------------------------------------------------
-// Text
-// ---------------------------------------------------------------------------------------------
+// ---- Text ----
 
 /// XML text as UTF-8; empty for null.
 TQLIB_API std::string MyTranscode(const XMLCh* text);
@@ -158,60 +152,53 @@ TQLIB_API std::string MyTranscode(const XMLCh* text);
 /// UTF-8 as wide text. Throws std::range_error when `text` is not UTF-8.
 TQLIB_API std::wstring MyTranscode(const char* text);
 
-/// Wide text as XML text of at most 1023 units, in a buffer of the function: valid until its next
-/// call. Each of the two has a buffer of its own, so that two texts can be used at once. Hold
-/// gCriticalSection.
+/// Wide text as XML text of at most 1023 units, in a static buffer that the next call overwrites.
+/// Each of the two functions has its own buffer. Hold gCriticalSection.
 TQLIB_API const XMLCh* GetConstXMLCh(const wchar_t* text);
-/// Does what GetConstXMLCh() does, in its own buffer.
 TQLIB_API const XMLCh* GetConstXMLCh1(const wchar_t* text);
 
 /// Writes `value` in decimal into `buffer` (21 bytes suffice for any value) and returns `buffer`.
-/// `radix` is ignored: callers that pass 16 have always been given decimal.
+/// `radix` is ignored: callers that pass 16 have always received decimal.
 TQLIB_API char* itoa(long value, char* buffer, int radix);
 
-// ---------------------------------------------------------------------------------------------
-// The catalogue
-// ---------------------------------------------------------------------------------------------
+// ---- The catalogue ----
 
 /// The catalogue of virtual libraries.
 ///
-/// It lives in one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()): a file "Lib_<key>.xml" for
-/// each library, whose key is its serial number, and "LibraryList.xml", which lists them. A public
-/// operation reads the one file it needs, does its work on it, writes it back when it changed it,
-/// and lets go of it. Nothing of it is kept between calls.
+/// Files: one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()) holds a file "Lib_<key>.xml" for
+/// each library, whose key is its serial number, and "LibraryList.xml", which lists the libraries.
+/// A public operation reads the files that it needs, changes and saves them, and frees them.
+/// Nothing is kept between calls.
 ///
-/// A saved file replaces the old one as a whole, after it was written to the disk; so do the two
-/// files of an operation that changes library and list. The exception is a folder that admits no
-/// new file: there the old one is overwritten. If a save fails, the old files stay and the failure
-/// is logged. The return value does not show it; see saveError().
+/// Saving: a new file is written to the disk and then replaces the old one as a whole; so do the
+/// two files of an operation that changes a library and the list. Where the directory admits no new
+/// file, the old one is overwritten. If a save fails, the old files stay and the failure is logged.
+/// The return value does not show it; see saveError().
 ///
-/// Processes: an operation that changes something holds an advisory lock (flock) on the directory
-/// from before it looks at a file until it returns; on a file system that is not known to be local,
-/// also on the file ".tqlib-lock" in it. If it does not get the lock within 30 s it returns false,
-/// with the reason in the last-error text and the log, and changes nothing. The library does not
-/// hold gCriticalSection while it waits. Queries need no lock, nor does a status read that changes
-/// nothing. If locking is not supported, operations go on without it, which is logged once.
+/// Processes: an operation that changes something holds an advisory lock (flock) on the directory,
+/// and on a file system that is not known to be local also on the file ".tqlib-lock" in it, until
+/// it returns. If it does not get the lock within 30 s it returns false, with text, and changes
+/// nothing. It does not hold gCriticalSection while it waits. Queries need no lock, nor does a
+/// status read that changes nothing. If locking is not supported, operations run without it, which
+/// is logged once.
 ///
-/// Names: a library name that is not one path component (it holds "/" or a zero byte, is "." or
-/// "..", or gives a file name of more than 255 bytes) is refused before anything is touched, with
-/// text. Text is UTF-8; text that XML 1.0 cannot carry makes an operation fail before anything is
-/// written.
+/// Names and text: a library name must be one path component. One that holds "/" or a zero byte, is
+/// "." or "..", or gives a file name of more than 255 bytes is refused, with text. Text is UTF-8.
+/// Text that XML 1.0 cannot hold makes an operation fail before anything is written.
 ///
-/// Errors: an operation that fails returns false; the reason is in the log and, where the
-/// operation says so, in the last-error code (getErrorCode()) and text (getLastError()), which
-/// keep their values until the next failure. Any operation may set 50005, a file cannot be parsed;
-/// the codes of its own stand at each operation, and all of them in docs/errors.md.
+/// Errors: an operation that fails returns false and logs the reason. Where its comment says so, it
+/// also sets the last-error code (getErrorCode()) and text (getLastError()), which stay until the
+/// next failure. Any operation may set 50005, a file cannot be parsed. docs/errors.md lists all
+/// codes.
 ///
-/// Threads: any number of objects on any threads, and one object may be shared: every public
-/// operation holds gCriticalSection while it works. The last error of a shared object is that of
-/// whoever failed last. pthread_cancel() takes effect after a call has returned.
+/// Threads: any number of objects on any threads; an object may be shared. Every public operation
+/// holds gCriticalSection while it works. A shared object has one last error, that of its last
+/// failure. pthread_cancel() acts after a call has returned.
 ///
 /// Limits: 200,000 storage slots and 200,000 import/export slots in a new library; 100 levels and
-/// 1,000 names of elements in a file. An operation beyond them fails with text.
+/// 1,000 element names in a file. An operation beyond them fails with text.
 ///
-/// Memory: a library of 50,000 slots takes 150 to 170 MB during a call (docs/performance.md). Up to
-/// 256 MiB of what large libraries took stay with the process for the next call, marked (MADV_FREE)
-/// for the system to take back when it is short of memory.
+/// Memory: a library of 50,000 slots takes 150 to 170 MB during a call (docs/performance.md).
 class TQLIB_API TqLibEmulator : public MMS2BaseError {
 public:
   TqLibEmulator();
@@ -221,56 +208,54 @@ public:
 
   /// Creates or updates one device.
   ///
-  /// A library (ScsiDeviceType 8) is kept under its serial number: when it has no file, the file is
-  /// made with all its slots and entered in the list; otherwise its values, its unit for the host
-  /// MAName and the addresses of the drives in the record's map are updated. A drive is added to or
-  /// updated in the library `libraryName`, whose file must exist; with `libraryName` empty,
-  /// directly under the root of the file of the key "Library1", which must exist too.
+  /// The key of a library (ScsiDeviceType 8) is its serial number. If it has no file, the file is
+  /// made with all its slots, and the library is listed. Otherwise its values, its unit for the
+  /// host MAName and the addresses of the drives in the record's map are updated. A drive is added
+  /// to or updated in the library `libraryName`; if that is empty, directly under the root of the
+  /// file of the key "Library1". Either file must exist.
   ///
   /// Returns true also when the update of an existing library or drive failed, for instance because
-  /// its file holds two libraries: the file is then unchanged. Returns false when the file's path
-  /// cannot be had, a drive's file cannot be loaded, a new library cannot be built (one of more
-  /// than 200,000 slots is refused) or listed, or a text cannot be stored; nothing is saved then.
+  /// its file holds two libraries: the file is then unchanged. Returns false, with nothing saved,
+  /// when there is no catalogue directory, a drive's file cannot be loaded, a new library cannot be
+  /// built (too many slots) or listed, or a text cannot be stored.
   bool UpdateVirtualDevice(const SCSIUnitNoMap& device, const std::string& libraryName);
 
   /// Creates or updates a library and its drives in one step.
   ///
-  /// When `libraryName` has no file, the first record must be the library. At the end the library
-  /// is updated once more, which gives the drives in its map their addresses. With `libraryName`
-  /// empty, the last library of the batch is handled as a single record and drives are ignored.
+  /// If `libraryName` has no file, the first record must be the library. At the end the library is
+  /// updated once more, which gives the drives in its map their addresses. If `libraryName` is
+  /// empty, the last library of the batch is handled as a single record, and drives are ignored.
   ///
-  /// Returns true also when single updates failed: what the others changed is saved; with a library
-  /// among the records the file is written in any case, with what a failed update had changed up to
-  /// its failure. Returns true,
-  /// with nothing saved, when a new library did not come to exist because the first record was a
-  /// drive or the list cannot be read. Returns false, with nothing saved, when a path cannot be
-  /// had, the file cannot be loaded, or the library cannot be built.
+  /// Returns true also when single updates failed: the changes of the others are saved. If there is
+  /// a library among the records, the file is always written, with what a failed update had changed
+  /// before its failure. Returns true, with nothing saved, when no library was created because the
+  /// first record is a drive or the list cannot be read. Returns false, with nothing saved, when
+  /// there is no catalogue directory, the file cannot be loaded, or the library cannot be built.
   ///
-  /// Throws what derives from std::exception when a text cannot be stored, or, with `libraryName`
-  /// empty, returns false then; nothing is saved.
+  /// A text that cannot be stored throws an exception derived from std::exception, or returns false
+  /// if `libraryName` is empty; nothing is saved.
   bool UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
                            const std::string& libraryName);
 
   /// Appends every element of a library to `elements`: all drives, then all slots, then all
-  /// shelves, each in the order of the file. What `elements` held stays.
+  /// shelves, each in the order of the file. The present content of `elements` stays.
   ///
   /// Returns false, with text, when the file cannot be loaded, has no root (50007), does not hold
   /// exactly one library, or holds another one (50008). What was appended before stays.
   bool GetVirtualLibraryElements(const std::string& libraryName, std::vector<LibElement>& elements);
 
-  /// Sets one element: occupancy and barcode of the element of this type and address. A slot or
-  /// shelf that does not exist is created; with `remove` true, it is deleted, and one that does not
-  /// exist is no failure. Drives are neither created nor deleted here.
+  /// Sets the occupancy and the barcode of the element of this type and address; a slot or shelf
+  /// that does not exist is created. If `remove` is true, deletes the slot or shelf instead; one
+  /// that does not exist is no failure. Drives are neither created nor deleted here.
   ///
   /// Returns false when the library's file is missing or cannot be loaded, the type is unknown, a
   /// drive is not found or is to be removed, or a text cannot be stored; the file is unchanged.
   bool SetVirtualLibraryElement(const std::string& libraryName, const LibElement& element,
                                 bool remove);
 
-  /// Sets or removes many elements in one step, in the order given, reading and writing the file
-  /// once. It differs from the single form in that a drive that does not exist or is to be removed
-  /// is skipped, and that slots are found by address alone, import/export or not. Two records for
-  /// the same new address create two elements.
+  /// Sets or removes many elements in the given order, reading and writing the file once. Unlike
+  /// the single form, it skips a drive that does not exist or is to be removed, and finds slots by
+  /// address alone, import/export or not. Two records for the same new address create two elements.
   ///
   /// Returns false at the first record that fails; the file is then unchanged.
   bool SetVirtualLibraryElement(const std::string& libraryName,
@@ -285,13 +270,13 @@ public:
   bool MoveVirtualLibraryElement(const std::string& libraryName, int sourceType, int sourceAddress,
                                  int destinationType, int destinationAddress);
 
-  /// Appends the devices that a host sees to `devices`: for each library in the order of the list,
-  /// the drives configured for the host `maName` in the order of the file, then the library itself,
-  /// when it is configured for the host, with the map of all its drives, whoever sees them. An
-  /// empty name stands for any host. What `devices` held stays.
+  /// Appends the devices that the host `maName` sees to `devices`, for each library in the order of
+  /// the list: the drives in the order of the file, then the library itself, with the map of all
+  /// its drives, whether the host sees them or not. An empty name means any host. The present
+  /// content of `devices` stays.
   ///
-  /// Returns true, with nothing appended, when there is no library list; a file that does not hold
-  /// exactly one library is passed over, with text. Returns false, with text, when the list cannot
+  /// Returns true, with nothing appended, when there is no library list. A file that does not hold
+  /// exactly one library is skipped, with text. Returns false, with text, when the list cannot
   /// be parsed (50005), there is no memory for a parser (50006), a listed library cannot be loaded,
   /// or a record cannot be read (50001 to 50004); what was appended before stays.
   bool GetVirtualDeviceInfo(const std::string& maName, std::vector<SCSIUnitNoMap>& devices);
@@ -300,14 +285,14 @@ public:
   bool GetVirtualDeviceInfo(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
                             const std::string& libraryId);
 
-  /// Removes a host's unit, a drive or a library, named by its serial number, from the library
-  /// `libraryId`; with `libraryId` empty, from the file "Library1.xml" in the working directory.
+  /// Removes a drive or a library, or the unit of the host `maName` of it, from the library
+  /// `libraryId`; if that is empty, from the file "Library1.xml" in the working directory.
   ///
-  /// With `maName` empty the whole device goes. A library leaves the list, and its file stays, with
-  /// neither library nor shelves, and has to be deleted before a library of that serial number can
-  /// be made again. Otherwise only the unit of that host goes; with its last unit the whole drive
-  /// or library element goes too, but the list keeps its entry. A host that has no unit is no
-  /// failure.
+  /// If `maName` is empty the whole device is removed. A library is removed from the list; its file
+  /// stays, without the library and its shelves, and must be deleted before a library of that
+  /// serial number can be created again. Otherwise only the unit of that host is removed; with the
+  /// last unit the drive or library element is removed too, but the entry in the list stays. A host
+  /// without a unit is no failure.
   ///
   /// Returns false, with nothing saved, when the file cannot be loaded, does not hold exactly one
   /// library with one readable device block, does not hold the device, or the list cannot be read.
@@ -317,58 +302,74 @@ public:
   /// The same in the first listed library that has the device. False also when there is no list.
   bool RemoveVirtualDevice(const std::string& maName, const std::string& serialNumber);
 
-  /// Attaches a SCSI status to a library, or replaces the one it has: status code, additional sense
-  /// code and qualifier, reported for `lifetimeSeconds` from now and `count` times; with a count of
-  /// 0 or below, any number of times in its lifetime. The end of the lifetime is kept as a signed
-  /// 32-bit number of seconds since 1970.
+  /// Injects a SCSI status into a library, or replaces the present one: status code, ASC and ASCQ,
+  /// reported `count` times within `lifetimeSeconds` from now; if the count is 0 or negative, any
+  /// number of times. The end of the lifetime is stored as a signed 32-bit number of seconds since
+  /// 1970.
   ///
   /// Returns true, with text and nothing changed, when the file does not hold exactly one library.
   /// Returns false, with nothing saved, when the file cannot be loaded, has no root (50007, with
-  /// text), the serial number in it is another one (50008), or the record in it is incomplete.
+  /// text), its serial number is another one (50008), or its status record is incomplete.
   bool SetVirtualDeviceStatus(const std::string& libraryName, int status, int asc, int ascq,
                               int lifetimeSeconds, int count);
 
-  /// Reads the SCSI status of a library; three zeros when it has none. The read is counted, and the
-  /// record goes with its last read or with the first one after its lifetime, which still reports
-  /// it. With `peek` true the record stays as it is, and is reported also after its lifetime.
+  /// Reads the SCSI status of a library; three zeros when it has none. The read is counted: the
+  /// record is removed by its last read, or by the first one after its lifetime, which still
+  /// reports it. If `peek` is true the record stays unchanged, and is reported also after its
+  /// lifetime.
   ///
-  /// Returns true, with the outputs untouched, when the file does not hold exactly one library.
-  /// Fails as SetVirtualDeviceStatus() does, where the outputs may be set nevertheless, and when a
-  /// value in the record is no text; the outputs then hold what was read up to there, -1 for the
-  /// value that could not be.
+  /// Returns true, with the outputs unchanged, when the file does not hold exactly one library.
+  /// Fails as SetVirtualDeviceStatus() does, and when a value in the record is no text. After a
+  /// failure the outputs hold what was read before it, -1 for the value that could not be read.
   bool GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc, int& ascq,
                               bool peek);
 
-  /// Sets `barCode` to the barcode recorded in the drive of that serial number, whether or not the
-  /// drive is marked occupied; empty when the drive has none. All listed libraries are searched.
+  /// Sets `barCode` to the barcode in the drive of that serial number, whether or not the drive is
+  /// marked occupied; empty when the drive has none. Searches all listed libraries.
   ///
   /// Returns true also when there is no library list (`barCode` empty) and when the drive's barcode
   /// cannot be read (with text). Returns false, `barCode` empty, when no listed library has the
   /// drive, and, with text, when the list cannot be parsed (50005) or there is no memory for a
-  /// parser (50006). A library that cannot be loaded is passed over.
+  /// parser (50006). A library that cannot be loaded is skipped.
   bool GetCurrentVolume(const std::string& serialNumber, std::string& barCode);
 
-  /// Why the last operation of this object that changes something could not save a file that it had
-  /// to: the file and the reason. Empty when all was saved, and when there was nothing to save, as
-  /// after an operation that returned false.
+  /// The file and the reason if the last changing operation of this object returned true although
+  /// it could not save; also if it could not update an existing library or drive. Empty when
+  /// everything was saved, and after an operation that returned false.
   ///
-  /// It is set by operations that returned true, also when the update of an existing library or
-  /// drive failed. An operation that had nothing to change leaves it as it was. Any thread may
-  /// call; of a shared object it is the answer for whoever called last. Throws std::bad_alloc.
+  /// A query and a read that changes nothing leave it unchanged. Any thread may call; a shared
+  /// object has one save error, that of its last change. Throws std::bad_alloc.
   std::string saveError() const;
 
-  /// Runs `steps` as one step: no other thread or process changes the catalogue before it returns.
-  /// Operations of any object may be called in it, on this thread. gCriticalSection is held, so
-  /// queries of other threads wait; changes of other processes wait for at most 30 s and then fail.
+  /// Runs `steps` while no other thread or process can change the catalogue. It may call operations
+  /// of any object, on this thread. gCriticalSection is held, so queries of other threads wait;
+  /// changes of other processes wait for at most 30 s and then fail.
   ///
-  /// Returns what `steps` returns, and lets its exceptions through. Returns false without calling
-  /// it when the lock cannot be taken within 30 s (with text), or there is no catalogue directory
+  /// Returns the result of `steps`; its exceptions pass through. Returns false without calling it
+  /// when the lock is not free within 30 s (with text), or there is no catalogue directory
   /// (logged).
   bool ChangeCatalogue(const std::function<bool()>& steps);
 
-  // The private members take no lock: their callers hold gCriticalSection.
 private:
-  friend class OperationCycle;  // what every operation has in common
+  friend class OperationCycle;  // what all operations have in common
+
+  // The private members take no lock: their callers hold gCriticalSection.
+
+  // Parts of the operations above
+  bool UpdateVirtualDeviceNoLock(const SCSIUnit& device, const std::string& libraryName,
+                                 bool createNew);
+  bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
+                                  const std::string& libraryId);
+  bool RemoveVirtualDeviceNoLock(const std::string& maName, const std::string& serialNumber,
+                                 const std::string& libraryId);
+  bool SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status, int asc, int ascq,
+                                    int lifetimeSeconds, int count);
+  bool GetVirtualDeviceStatusNoLock(const std::string& libraryName, int& status, int& asc,
+                                    int& ascq, bool peek);
+  bool GetDriveVolumeNoLock(const std::string& libraryId, const std::string& serialNumber,
+                            std::string& barCode);
+  bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,
+                                      bool remove);
 
   // Object, runtime and files
   void init();
@@ -396,7 +397,18 @@ private:
   bool updateTextNode(xercesc::DOMDocument*& doc, xercesc::DOMNode* node, std::string value);
   bool ConvertTobool(const XMLCh* value);
 
-  // Device records
+  // Library list
+  bool createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                        const std::string& libId);
+  bool addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                        const std::string& libId);
+  bool removeFromLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
+                             const std::string& libId);
+  bool createNewLibraryFile(const std::string& libFile, const std::string& libId);
+  bool addToLibraryListFile(const std::string& libFile, const std::string& libId);
+  bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
+
+  // Devices in a document
   bool extractDeviceScsiUnit(xercesc::DOMNode* node, SCSIUnit& unit);
   bool addDeviceScsiUnit(xercesc::DOMDocument* doc, xercesc::DOMElement* element,
                          const SCSIUnit& unit);
@@ -418,8 +430,6 @@ private:
                                 bool isLibrary);
   void clearSCSIUnit(SCSIUnit& unit);
   bool isDeviceALibrary(const SCSIUnit& unit);
-
-  // Registration
   bool createNewLibrary(const SCSIUnit& library, xercesc::DOMDocument*& doc);
   bool updateLibrary(const SCSIUnit& record, xercesc::DOMDocument*& doc);
   bool addNewDrive(xercesc::DOMDocument*& doc, const SCSIUnit& drive, bool isStandaloneDrive);
@@ -431,41 +441,12 @@ private:
   int findDriveNumberForSerialNumber(const SCSIUnit& library, const std::string& serial);
   int getDriveAddressFromDriveNumber(int driveBaseAddress, int driveNumber);
   int getDriveNumberFromDriveAddress(int driveBaseAddress, int driveAddress);
-
-  // Device update
-  bool UpdateVirtualDeviceNoLock(const SCSIUnit& device, const std::string& libraryName,
-                                 bool createNew);
-
-  // Library list
-  bool createNewLibList(xercesc::DOMDocument*& doc, const std::string& libFile,
-                        const std::string& libId);
-  bool addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
-                        const std::string& libId);
-  bool removeFromLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
-                             const std::string& libId);
-  bool createNewLibraryFile(const std::string& libFile, const std::string& libId);
-  bool addToLibraryListFile(const std::string& libFile, const std::string& libId);
-  bool removeFromLibraryListFile(const std::string& libFile, const std::string& libId);
-
-  // Device query
-  bool GetVirtualDeviceInfoNoLock(const std::string& maName, std::vector<SCSIUnitNoMap>& devices,
-                                  const std::string& libraryId);
-
-  // Device removal
-  bool RemoveVirtualDeviceNoLock(const std::string& maName, const std::string& serialNumber,
-                                 const std::string& libraryId);
   bool removeLibraryOrDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                             const std::string& serialNumber);
   bool removeDrive(xercesc::DOMDocument*& doc, const std::string& maName,
                    const std::string& serialNumber);
   bool removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName, bool isLibrary);
   xercesc::DOMNode* findDrive(xercesc::DOMNode* node, const std::string& serialNumber);
-
-  // Device status
-  bool SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status, int asc, int ascq,
-                                    int lifetimeSeconds, int count);
-  bool GetVirtualDeviceStatusNoLock(const std::string& libraryName, int& status, int& asc,
-                                    int& ascq, bool peek);
   bool setVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
                                 int asc, int ascq, int lifetimeSeconds, int count);
   bool addVirtualDevStatusOnLib(xercesc::DOMDocument*& doc, xercesc::DOMNode* library, int status,
@@ -477,11 +458,7 @@ private:
   bool removeVirtualDeviceStatus(xercesc::DOMNode* library);
   bool removeVirtualDeviceStatus(xercesc::DOMNode* library, xercesc::DOMNode* statusNode);
 
-  // Current volume
-  bool GetDriveVolumeNoLock(const std::string& libraryId, const std::string& serialNumber,
-                            std::string& barCode);
-
-  // Element lookup
+  // Elements in a document
   void clearLibElement(LibElement& element);
   bool doesDriveBelongToLibrary(xercesc::DOMNode* drive);
   bool isLibraryPresent(xercesc::DOMNode* library, const std::string& libraryName);
@@ -493,10 +470,6 @@ private:
   bool findSlotElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
   bool findShelfElem(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
   bool findLibElemNode(xercesc::DOMNode* parent, int type, int address, xercesc::DOMNode*& found);
-
-  // Element changes
-  bool SetVirtualLibraryElementNoLock(const std::string& libraryName, const LibElement& element,
-                                      bool remove);
   bool UpdateVirtualLibraryElement(const std::vector<LibElement>& elements);
   bool RemoveVirtualLibraryElement(const std::vector<LibElement>& elements);
   xercesc::DOMElement* addNewSlotElement(xercesc::DOMDocument*& doc, const LibElement& element);
@@ -506,8 +479,6 @@ private:
   bool updateShelfElement(xercesc::DOMDocument*& doc, const LibElement& element);
   bool removeShelf(xercesc::DOMDocument*& doc, const LibElement& element);
   bool updateDriveElement(xercesc::DOMDocument*& doc, const LibElement& element);
-
-  // Medium move
   bool moveElemContents(xercesc::DOMNode* source, xercesc::DOMNode* destination);
   bool setElemText(xercesc::DOMNode* node, std::string& text);
 
