@@ -179,8 +179,8 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 /// and on a file system that is not known to be local also on the file ".tqlib-lock" in it, until
 /// it returns. If it does not get the lock within 30 s it returns false, with text, and changes
 /// nothing. It does not hold gCriticalSection while it waits. Queries need no lock, nor does a
-/// status read that changes nothing. If locking is not supported, operations run without it, which
-/// is logged once.
+/// status read of a library without a record. If locking is not supported, operations run without
+/// it, which is logged once.
 ///
 /// Names and text: a library name must be one path component. One that holds "/" or a zero byte, is
 /// "." or "..", or gives a file name of more than 255 bytes is refused, with text. Text is UTF-8.

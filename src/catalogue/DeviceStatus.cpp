@@ -8,6 +8,7 @@
 #include "TqLibEmulator.h"
 #include "catalogue/OperationCycle.h"
 #include "catalogue/Registration.h"
+#include "common/FileContent.h"
 #include "files/Documents.h"
 #include "files/DomValues.h"
 #include "files/XmlText.h"
@@ -56,6 +57,12 @@ bool countRead(xercesc::DOMNode& library, xercesc::DOMElement& record) {
   return reading != Reading::Stays;
 }
 
+/// Whether the text of a file names a status record, which it need not hold.
+bool namesRecord(const std::string& path) {
+  const auto text = contentOf(path);
+  return text && text->find(toUtf8(names::scsiStatus)) != std::string::npos;
+}
+
 /// Runs `work` on the library of that name. A file with no library or several counts as done, with
 /// a message: an emulator goes on without injected status rather than fail its host's commands.
 bool withStatusLibrary(OperationCycle& cycle, const std::string& libraryName,
@@ -86,30 +93,29 @@ bool TqLibEmulator::SetVirtualDeviceStatus(const std::string& libraryName, int s
   });
 }
 
-// A read that changes nothing is the usual one: an emulator asks before each command of a host. So
-// the first look takes no lock, and only a record that has to be counted is read again under the
-// lock.
+// An emulator reads the status before each command of a host, and a library seldom has a record. So
+// a read takes the lock only when there is one. The search in the file saves loading it twice.
 bool TqLibEmulator::GetVirtualDeviceStatus(const std::string& libraryName, int& status, int& asc,
                                            int& ascq, bool peek) {
   CycleTerms terms{"TqLibEmulator::GetVirtualDeviceStatus", Access::Reads, Exceptions::Logged,
                    MissingFile::Fails};
-  bool isChangeDue = false;
-  const bool isRead = OperationCycle(*this, terms).onLibrary(libraryName, [&] {
-    if (!GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, true)) {
-      return false;
-    }
-    const xercesc::DOMElement* library = peek ? nullptr : singleLibrary(m_pLibDoc);
-    const xercesc::DOMElement* record = Descendants(library, names::scsiStatus).first();
-    isChangeDue = record != nullptr && whenRead(*record) != Reading::Stays;
-    return true;
+  const auto read = [&] {
+    return GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, peek);
+  };
+  bool hasRecord = false;
+  OperationCycle query(*this, terms);
+  const bool isRead = query.inFrame([&] {
+    hasRecord = !peek && query.findFile(libraryName) && namesRecord(query.path());
+    return hasRecord || query.withLibrary(libraryName, [&] {
+      hasRecord = !peek && Descendants(rootOf(m_pLibDoc), names::scsiStatus).first() != nullptr;
+      return hasRecord || read();
+    });
   });
-  if (!isChangeDue) {
+  if (!hasRecord) {
     return isRead;
   }
   terms.access = Access::Changes;
-  return OperationCycle(*this, terms).onLibrary(libraryName, [&] {
-    return GetVirtualDeviceStatusNoLock(libraryName, status, asc, ascq, false);
-  });
+  return OperationCycle(*this, terms).onLibrary(libraryName, read);
 }
 
 bool TqLibEmulator::SetVirtualDeviceStatusNoLock(const std::string& libraryName, int status,
