@@ -37,6 +37,7 @@ std::atomic<long> count = 0;
 #ifndef TQ_OTHER_ALLOCATOR
 // Whoever asks: this code, the XML library, the C++ library, the C library. What is taken here goes
 // back by the C library's own free().
+#pragma GCC visibility push(default)
 extern "C" {
 
 void* __libc_malloc(size_t size);
@@ -57,6 +58,7 @@ void* aligned_alloc(size_t alignment, size_t size) noexcept {
   return isRefused() ? nullptr : __libc_memalign(alignment, size);
 }
 }
+#pragma GCC visibility pop
 #endif
 
 namespace tests {
