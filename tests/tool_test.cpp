@@ -33,7 +33,7 @@ TEST_F(Tool, InitWritesAConfigurationOnceAndEveryCommandNeedsOne) {
   expectRefused(1, "--config nowhere.ini elements LIB1", "nowhere.ini");
 }
 
-TEST_F(Tool, ALibraryIsCreatedOnceAndItsMediaAreSetMovedAndTakenOut) {
+TEST_F(Tool, ALibraryIsCreatedOnceAndItsMediaAreSetMovedAndRemoved) {
   makeLibrary();
   const std::string file = readFile(libraryFile("LIB1"));
   expectRefused(1, "library create LIB1 --host HOST2", "exists already");
@@ -127,7 +127,7 @@ TEST_F(Tool, DataOfAnyLengthComesBackInBlocksOfAnySizeWithoutTheTailOfLongerData
   }
 }
 
-TEST_F(Tool, AFailedTransferIsToldAndAnOlderFileSurvivesIt) {
+TEST_F(Tool, AFailedTransferIsReportedAndKeepsTheOlderFile) {
   makeStore();
   writeFile(path("big"), std::string((1U << 20) + 1, 'x'));
   writeFile(path("older"), "older");
@@ -171,7 +171,7 @@ protected:
   }
 };
 
-TEST_F(DeviceTool, ARemovedLibraryLeavesAFileThatAPurgeDeletesUnlessItCannotBeRead) {
+TEST_F(DeviceTool, ARemovalLeavesAFileThatAPurgeDeletesUnlessItCannotBeRead) {
   EXPECT_EQ(states(), "LIB0 ok\nLIB1 ok\n");
   const std::string whole = readFile(libraryFile("LIB1"));
   writeFile(libraryFile("LIB1"), whole.substr(0, whole.size() / 2));
@@ -189,6 +189,9 @@ TEST_F(DeviceTool, ARemovedLibraryLeavesAFileThatAPurgeDeletesUnlessItCannotBeRe
   EXPECT_FALSE(fs::exists(libraryFile("LIB1")));
   makeLibrary("LIB1");
 
+  const std::string listFile = path("store/LibEmulator/LibraryList.xml");
+  std::string list = readFile(listFile);  // with two entries; a purge removes both
+  writeFile(listFile, list.insert(list.rfind("</"), R"(<Library Id="LIB1">x</Library>)"));
   fs::remove(libraryFile("LIB1"));  // an entry without a file fails the query over all libraries
   expectRefused(1, "devices HOST1", "LIB1");
   expectDone("library remove LIB1 --purge");
@@ -196,7 +199,7 @@ TEST_F(DeviceTool, ARemovedLibraryLeavesAFileThatAPurgeDeletesUnlessItCannotBeRe
   EXPECT_EQ(states(), "LIB0 ok\n");
 }
 
-TEST_F(DeviceTool, ABrokenListIsToldOnceAndHidesNoLibrary) {
+TEST_F(DeviceTool, ABrokenListIsReportedOnceAndHidesNoLibrary) {
   writeFile(path("store/LibEmulator/LibraryList.xml"), "<LibraryList><Libr");
   const Result list = tqlib("library list");
   EXPECT_EQ(list.exitCode, 1);
@@ -205,12 +208,12 @@ TEST_F(DeviceTool, ABrokenListIsToldOnceAndHidesNoLibrary) {
   const auto at = list.err.find("LibraryList.xml");
   ASSERT_NE(at, std::string::npos) << list.err;
   EXPECT_EQ(list.err.find("LibraryList.xml", at + 1), std::string::npos) << list.err;
-  EXPECT_NE(list.err.find("mend the list"), std::string::npos) << list.err;
+  EXPECT_NE(list.err.find("\nnext: "), std::string::npos) << list.err;
   EXPECT_NE(list.out.find("LIB0     ok  "), std::string::npos) << list.out;
-  expectRefused(1, "library remove LIB1", "mend the list");
+  expectRefused(1, "library remove LIB1", "LibraryList.xml");
 }
 
-TEST_F(DeviceTool, ADriveJoinsAndLeavesALibraryAndTellsItsMedium) {
+TEST_F(DeviceTool, ADriveIsAddedRemovedAndReportsItsMedium) {
   EXPECT_EQ(ask("drive add LIB1 NEW --host HOST1 --model M1")["address"], 502);
   EXPECT_EQ(ask("drive add LIB1 NEW --host HOST2 --path /dev/nst7")["number"], 3);
   EXPECT_EQ(ask("devices HOST2")["devices"][0]["model"], "M1");
@@ -238,7 +241,7 @@ protected:
   }
 };
 
-TEST_F(ToolCompletion, OffersWhatMayStandNext) {
+TEST_F(ToolCompletion, OffersWhatMayComeNext) {
   const struct {
     const char* line;
     const char* candidates;
@@ -275,7 +278,7 @@ _tqlib tqlib && echo "${COMPREPLY[*]}"
   EXPECT_EQ(readFile(path("out")), "1001\n");
 }
 
-TEST_F(ToolCompletion, ErrorsTellCodeTextAndNextStep) {
+TEST_F(ToolCompletion, ErrorsShowCodeTextAndNextStep) {
   const std::string command = "element move LIB001 slot:1001 drive:500";
   expectRefused(1, command, "error 40018, the source is empty");
   expectRefused(1, command, "\nnext: \"tqlib element list LIBRARY\"");

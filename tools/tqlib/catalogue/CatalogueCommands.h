@@ -1,7 +1,12 @@
-// The commands on libraries, drives, elements and their status.
+// The commands on libraries, drives, elements and their status, and what other commands share with
+// them.
 #pragma once
 
+#include <string>
+
+#include "TqLibEmulator.h"
 #include "base/Command.h"
+#include "base/Output.h"
 
 void addInitCommand(CLI::App& app, Session& session);
 void addElementCommands(CLI::App& app, Session& session);
@@ -9,9 +14,15 @@ void addDriveCommands(CLI::App& app, Session& session);
 void addDeviceCommands(CLI::App& app, Session& session);
 void addStatusCommands(CLI::App& app, Session& session);
 
-/// Commands of the group "library".
-void addLibraryReports(CLI::App& group, Session& session);
-void addLibraryRemoval(CLI::App& group, Session& session);
+/// Commands of the group "library": list, show and remove.
+void addLibraryCommands(CLI::App& group, Session& session);
 
-/// A command of the group "drive".
-void addDriveAddition(CLI::App& group, Session& session);
+/// A device as one host sees it.
+Json deviceJson(const SCSIUnitNoMap& device);
+
+/// Options for the identity and the addressing of a device, such as --vendor and --lun; `whose`
+/// begins their help texts.
+void addDeviceOptions(CLI::App& command, SCSIUnitFields& device, const std::string& whose);
+
+/// Why a drive of the library cannot have that serial number; empty when it can.
+std::string driveSerialProblem(const std::string& serial, const std::string& library);

@@ -1,5 +1,11 @@
-// tqlib drive: drives leave a library, and tell what they hold.
+// tqlib drive and tqlib device: drives are added to a library and removed from it, and reports
+// show what a drive holds and which devices a host sees.
+#include <algorithm>
 #include <iostream>
+#include <limits>
+#include <tuple>
+
+#include <fmt/format.h>
 
 #include "TqLibEmulator.h"
 #include "base/Command.h"
@@ -7,11 +13,14 @@
 #include "base/Output.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "files/Names.h"
 #include "catalogue/Configuration.h"
+#include "catalogue/ElementName.h"
 #include "catalogue/XmlScan.h"
+#include "files/Names.h"
 
 namespace {
+
+constexpr int kMost = std::numeric_limits<int>::max();
 
 struct Options {
   std::string library;
@@ -19,22 +28,169 @@ struct Options {
   std::string host;
 };
 
-// The library passes over files that it cannot read, and has no drive at all to answer for when
-// there is no list.
+struct NewDrive {
+  std::string library;
+  SCSIUnitFields drive;
+  int number = 0;  // 0: the next free one
+};
+
+/// The drive in the library when another host sees it already, else null. Throws Failure when it
+/// cannot be added.
+const SCSIUnitNoMap* knownDrive(const NewDrive& wanted, const std::vector<SCSIUnitNoMap>& devices) {
+  const auto& [library, drive, number] = wanted;
+  const SCSIUnitNoMap* known = nullptr;
+  for (const SCSIUnitNoMap& device : devices) {
+    if (isLibrary(device)) continue;
+    // Such a drive's serial number would break the map of all drives, which is text.
+    if (const std::string problem = driveSerialProblem(device.SerialNumber, library);
+        !problem.empty()) {
+      throw Failure(problem, "\"tqlib drive remove\" removes that drive");
+    }
+    if (folded(device.SerialNumber) == folded(drive.SerialNumber)) known = &device;
+  }
+  if (known == nullptr) {
+    refuseDrivesElsewhere({drive.SerialNumber}, library);
+  } else if (known->SerialNumber != drive.SerialNumber) {
+    throw Failure(fmt::format("library {} has a drive {}, which differs in case only", library,
+                              known->SerialNumber));
+  } else if (findDrive(devicesOf(library, drive.MAName), drive.SerialNumber) != nullptr) {
+    throw Failure(fmt::format("host {} sees drive {} already", drive.MAName, drive.SerialNumber));
+  }
+  return known;
+}
+
+/// The drive's number in `map`; a new drive is entered there.
+int numberIn(std::map<int, std::string>& map, const NewDrive& wanted) {
+  const std::string& serial = wanted.drive.SerialNumber;
+  const auto placed = std::find_if(map.begin(), map.end(),
+                                   [&](const auto& entry) { return entry.second == serial; });
+  if (placed != map.end()) {
+    if (wanted.number != 0 && wanted.number != placed->first) {
+      throw Failure(fmt::format("drive {} has the number {}", serial, placed->first));
+    }
+    return placed->first;
+  }
+  int number = wanted.number != 0 ? wanted.number : 1;
+  while (wanted.number == 0 && map.contains(number)) ++number;
+  const auto [entry, isNew] = map.emplace(number, serial);
+  if (!isNew) throw Failure(fmt::format("number {} belongs to drive {}", number, entry->second));
+  return number;
+}
+
+/// The address of that drive number. Throws Failure when the drive cannot have it.
+int addressOf(const SCSIUnit& library, int number) {
+  const int base = library.DriveBaseAddress;
+  const std::int64_t address = std::int64_t{base} + number - 1;
+  if (base < 0 || address > kMost) {
+    throw Failure(fmt::format("drive number {} has no address: drives begin at {}", number, base));
+  }
+  for (const LibElement& element : inventory(library.SerialNumber)) {
+    if (isSlot(element) && element.elementAddress == address) {
+      throw Failure(fmt::format("cannot add the drive: address {} belongs to {}", address,
+                                elementName(element)));
+    }
+  }
+  return static_cast<int>(address);
+}
+
+// An update writes the whole identity, so what is not given is taken from the known drive.
+SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, int address) {
+  SCSIUnit record;
+  static_cast<SCSIUnitFields&>(record) = drive;
+  record.ScsiDeviceType = kSequentialAccess;
+  record.DriveBaseAddress = address;
+  if (known == nullptr) return record;
+  for (const auto field :
+       {&SCSIUnitFields::Manufacturer, &SCSIUnitFields::Model, &SCSIUnitFields::FirmwareRevision}) {
+    if ((record.*field).empty()) record.*field = known->*field;
+  }
+  return record;
+}
+
+/// Returns number and address of the drive.
+std::pair<int, int> addToLibrary(const NewDrive& wanted) {
+  requireWholeLibrary(wanted.library);
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");
+  const SCSIUnitNoMap* known = knownDrive(wanted, devices);
+  const SCSIUnitNoMap* found = findLibrary(devices);
+  if (found == nullptr) throw Failure("no host sees library " + wanted.library);
+  SCSIUnit library = *found;
+  // A drive without a place appears under a number below the first.
+  std::erase_if(library.DriveIdentifierMap, [](const auto& entry) { return entry.first < 1; });
+  const int number = numberIn(library.DriveIdentifierMap, wanted);
+  const int address = addressOf(library, number);
+  // The library announces its drives as a count from the first address on.
+  library.DriveCount = std::max(library.DriveCount, number);
+  updateDevices({library, driveRecord(wanted.drive, known, address)}, wanted.library,
+                "cannot add drive " + wanted.drive.SerialNumber);
+  return {number, address};
+}
+
+void addDrive(const NewDrive& wanted, const Session& session) {
+  const std::string& serial = wanted.drive.SerialNumber;
+  const std::string& host = wanted.drive.MAName;
+  if (const std::string problem = driveSerialProblem(serial, wanted.library); !problem.empty()) {
+    throw UsageError(problem);
+  }
+  useConfiguration(session.config);
+  int number = 0;
+  int address = 0;
+  asOneStep([&] { std::tie(number, address) = addToLibrary(wanted); });
+  printResult(
+      session.json,
+      {{"library", wanted.library},
+       {"drive", serial},
+       {"host", host},
+       {"number", number},
+       {"address", address}},
+      fmt::format("host {} sees drive {}, number {} at address {}", host, serial, number, address));
+}
+
+/// Whether the drive itself is gone, not only the unit of one of several hosts.
+bool removeFromLibrary(const Options& options) {
+  const auto& [library, serial, host] = options;
+  requireWholeLibrary(library);
+  if (!host.empty() && findDrive(devicesOf(library, host), serial) == nullptr) {
+    throw Failure(
+        fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
+  }
+  const std::string file = libraryFile(library);
+  const std::size_t before = countElements(file, names::drive);
+  TqLibEmulator emulator;
+  if (!emulator.RemoveVirtualDevice(host, serial, library)) {
+    throw libraryFailure("cannot remove drive " + serial, emulator,
+                         fmt::format("library {} has no such drive", library));
+  }
+  requireSaved(emulator, "the removal of drive " + serial);
+  return countElements(file, names::drive) < before;
+}
+
+void removeDrive(const Options& options, const Session& session) {
+  const auto& [library, serial, host] = options;
+  // The API takes the library's own serial number for a request to remove the library.
+  if (serial == library) {
+    throw UsageError(serial + " is the library itself; see \"tqlib library remove\"");
+  }
+  useConfiguration(session.config);
+  bool isGone = false;
+  asOneStep([&] { isGone = removeFromLibrary(options); });
+  printResult(session.json,
+              {{"library", library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
+              isGone ? fmt::format("drive {} removed", serial)
+                     : fmt::format("host {} no longer sees drive {}", host, serial));
+}
+
+// The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.
 std::string currentVolume(const std::string& serial) {
-  const std::string missing = "no listed library has a drive " + serial;
-  if (listedLibraries().empty()) throw Failure(missing);
   TqLibEmulator emulator;
   std::string barcode;
-  if (!emulator.GetCurrentVolume(serial, barcode)) {
-    if (emulator.getErrorCode() == 0) throw Failure(missing);
-    throw libraryFailure(missing + " that can be read", emulator, "");
+  if (listedLibraries().empty() || !emulator.GetCurrentVolume(serial, barcode)) {
+    throw libraryFailure("cannot find drive " + serial, emulator, "no listed library has it");
   }
-  // The text of an unreadable barcode is the last one, whatever was passed over before it.
   char text[64] = "";
   emulator.getLastError(text, sizeof text);
   if (barcode.empty() && std::string(text).starts_with("Failed to read value")) {
-    throw Failure("the barcode in drive " + serial + " cannot be read");
+    throw Failure(fmt::format("the barcode in drive {} cannot be read", serial));
   }
   return barcode;
 }
@@ -42,72 +198,135 @@ std::string currentVolume(const std::string& serial) {
 void showVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   const std::string barcode = currentVolume(options.serial);
-  // Scripts take the line for the volume's name, so the words go elsewhere.
+  // A script reads the volume's name from standard output, so no other text goes there.
   if (barcode.empty() && !session.json) {
     std::cerr << "drive " << options.serial << " holds no medium" << std::endl;
   }
   printResult(session.json, {{"drive", options.serial}, {"barcode", barcode}}, barcode);
 }
 
-void requireHostSeesDrive(const Options& options) {
-  if (findDrive(devicesOf(options.library, options.host), options.serial) == nullptr) {
-    throw Failure("host " + options.host + " does not see a drive " + options.serial +
-                  " of library " + options.library);
+std::vector<SCSIUnitNoMap> wantedDevices(const Options& options) {
+  if (!options.library.empty()) {
+    // Without it a file that has no library would look like a host that sees nothing.
+    requireWholeLibrary(options.library);
+    return devicesOf(options.library, options.host);
   }
-}
-
-/// Whether the drive itself is gone, not only what one of several hosts sees of it.
-bool removeFromLibrary(const Options& options) {
-  requireWholeLibrary(options.library);
-  if (!options.host.empty()) requireHostSeesDrive(options);
-  const std::string file = libraryFile(options.library);
-  const std::size_t before = countElements(file, names::drive);
   TqLibEmulator emulator;
-  if (!emulator.RemoveVirtualDevice(options.host, options.serial, options.library)) {
-    throw libraryFailure("drive " + options.serial + " cannot be removed", emulator,
-                         "library " + options.library + " has no such drive");
+  std::vector<SCSIUnitNoMap> devices;
+  if (!emulator.GetVirtualDeviceInfo(options.host, devices)) {
+    throw libraryFailure("cannot read the devices", emulator);
   }
-  requireSaved(emulator, "the removal of drive " + options.serial);
-  return countElements(file, names::drive) < before;
+  return devices;
 }
 
-void removeDrive(const Options& options, const Session& session) {
-  // The library would take its own serial number for the order to remove all of it.
-  if (options.serial == options.library) {
-    throw UsageError(options.serial + " is the library itself; see \"tqlib library remove\"");
-  }
+void listDevices(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  bool gone = false;
-  asOneStep([&] { gone = removeFromLibrary(options); });
-  printResult(session.json,
-              {{"library", options.library},
-               {"drive", options.serial},
-               {"host", options.host},
-               {"removed", gone}},
-              gone
-                  ? "drive " + options.serial + " removed"
-                  : "host " + options.host + " does not see drive " + options.serial + " any more");
+  Json list = Json::array();
+  std::vector<Row> rows{{"TYPE", "SERIAL", "VENDOR", "MODEL", "PORT", "B:T:L", "PATH"}};
+  for (const SCSIUnitNoMap& device : wantedDevices(options)) {
+    list.push_back(deviceJson(device));
+    rows.push_back({isLibrary(device) ? "library" : "drive", device.SerialNumber,
+                    device.Manufacturer, device.Model, device.ScsiPort,
+                    fmt::format("{}:{}:{}", device.Bus, device.Target, device.Lun),
+                    device.AccessPath});
+  }
+  const std::string text =
+      list.empty() ? fmt::format("host {} sees no device", options.host) : tableText(rows);
+  printResult(session.json, {{"host", options.host}, {"devices", std::move(list)}}, text);
+}
+
+void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts) {
+  const auto [command, options] = addCommand(parent, session, texts, listDevices);
+  addText(command, "HOST", options.host, "Name of the host")->required();
+  addLibraryOperand(command, options.library)
+      ->required(false)
+      ->description("Only this library's devices");
+}
+
+void addDriveAddition(CLI::App& group, Session& session) {
+  const auto [command, options] =
+      addCommand(group, session,
+                 {"add", "Add a drive to a library, or show one to another host",
+                  "tqlib drive add LIB001 LIB001D2 --host host-b"},
+                 addDrive);
+  SCSIUnitFields& drive = options.drive;
+  addLibraryOperand(command, options.library);
+  addDriveOperand(command, drive.SerialNumber);
+  addText(command, "--host", drive.MAName, "The host that sees the drive")->required();
+  command.add_option("--number", options.number, "Drive number, from 1 (else the next free one)")
+      ->check(CLI::Range(1, kMost));
+  addDeviceOptions(command, drive, "The drive's ");
 }
 
 }  // namespace
+
+Json deviceJson(const SCSIUnitNoMap& device) {
+  return {{"type", isLibrary(device) ? "library" : "drive"},
+          {"serial", device.SerialNumber},
+          {"host", device.MAName},
+          {"vendor", device.Manufacturer},
+          {"model", device.Model},
+          {"firmware", device.FirmwareRevision},
+          {"path", device.AccessPath},
+          {"port", device.ScsiPort},
+          {"bus", device.Bus},
+          {"target", device.Target},
+          {"lun", device.Lun}};
+}
+
+void addDeviceOptions(CLI::App& command, SCSIUnitFields& device, const std::string& whose) {
+  const struct {
+    const char* option;
+    const char* help;
+    std::string& value;
+  } kTexts[] = {{"--vendor", "manufacturer", device.Manufacturer},
+                {"--model", "model", device.Model},
+                {"--firmware", "firmware revision", device.FirmwareRevision},
+                {"--path", "device path on the host", device.AccessPath},
+                {"--port", "SCSI port", device.ScsiPort}};
+  for (const auto& text : kTexts) {
+    addText(command, text.option, text.value, (whose + text.help).c_str());
+  }
+  command.add_option("--bus", device.Bus, whose + "SCSI bus");
+  command.add_option("--target", device.Target, whose + "SCSI target");
+  command.add_option("--lun", device.Lun, whose + "logical unit");
+}
+
+// A removal of a drive that has the library's serial number would remove the library.
+std::string driveSerialProblem(const std::string& serial, const std::string& library) {
+  if (serial == library) {
+    return "a drive cannot have the serial number of its library: " + serial;
+  }
+  const bool hasSeparator = serial.find('|') != std::string::npos;
+  return hasSeparator ? "a drive's serial number cannot hold \"|\": " + serial : "";
+}
 
 void addDriveCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("drive", "Drives")->require_subcommand(1);
   addDriveAddition(*group, session);
 
-  const auto [remove, removal] = addCommand(
-      *group, session,
-      {"remove", "Remove a drive; it should be empty, since what it holds is forgotten with it",
-       "tqlib drive remove LIB001 LIB001D2"},
-      removeDrive);
+  const auto [remove, removal] =
+      addCommand(*group, session,
+                 {"remove", "Remove a drive; empty it first, or the catalogue loses its medium",
+                  "tqlib drive remove LIB001 LIB001D2"},
+                 removeDrive);
   addLibraryOperand(remove, removal.library);
   addDriveOperand(remove, removal.serial);
   addText(remove, "--host", removal.host,
-          "Only this host loses the drive; with the last host the drive goes");
+          "Only this host loses the drive; the last host's removal removes the drive");
 
   const auto [volume, query] = addCommand(
       *group, session,
       {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"},
       showVolume);
   addDriveOperand(volume, query.serial);
+}
+
+void addDeviceCommands(CLI::App& app, Session& session) {
+  CLI::App* group =
+      app.add_subcommand("device", "Devices as hosts see them")->require_subcommand(1);
+  addDeviceList(*group, session,
+                {"list", "List the devices that a host sees", "tqlib device list host-a"});
+  addDeviceList(app, session,
+                {"devices", "Short for \"device list\"", "tqlib devices host-a LIB001"});
 }

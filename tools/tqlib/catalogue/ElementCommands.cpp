@@ -1,5 +1,13 @@
-// tqlib element: the inventory of a library and its changes.
+// Names of elements, and tqlib element: lists the elements of a library, sets and removes them, and
+// moves media.
+//
+// What the API accepts without doing it (a second slot for one address, the removal of nothing) is
+// refused here; the look at the inventory and the change are one step.
 #include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include <fmt/format.h>
 
 #include "TqLibEmulator.h"
 #include "base/Command.h"
@@ -7,13 +15,22 @@
 #include "base/Output.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "files/Names.h"
-#include "files/XmlText.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
-#include "catalogue/Printing.h"
+#include "files/Names.h"
+#include "files/XmlText.h"
 
 namespace {
+
+constexpr struct {
+  std::string_view word;
+  int type;
+} kTypes[] = {
+    {"slot", LIB_ELEM_SLOT},
+    {"mail", LIB_ELEM_MAIL_SLOT},
+    {"drive", LIB_ELEM_DRIVE},
+    {"shelf", LIB_ELEM_SHELF},
+};
 
 struct Options {
   std::string library;
@@ -23,55 +40,52 @@ struct Options {
   bool empty = false;
 };
 
-using Elements = std::vector<LibElement>;
-
-/// The element of that type and address; null when there is none.
-const LibElement* find(const Elements& elements, const LibElement& wanted) {
-  const auto found = std::find_if(elements.begin(), elements.end(), [&](const LibElement& element) {
-    return element.elementType == wanted.elementType &&
-           element.elementAddress == wanted.elementAddress;
-  });
-  return found == elements.end() ? nullptr : &*found;
-}
-
-// The library would make a second element for an address that the other kind of slot has.
-void refuseTwinSlot(const Elements& elements, const LibElement& wanted) {
-  for (const LibElement& element : elements) {
-    if (isSlot(element) && isSlot(wanted) && element.elementType != wanted.elementType &&
-        element.elementAddress == wanted.elementAddress) {
-      throw Failure(elementName(wanted) + " cannot be set: the address is that of " +
-                    elementName(element));
-    }
-  }
-}
-
-// The library never replaces a text by one that is the name of its own XML element.
-void refuseElementsOwnName(const Elements& elements, const LibElement& wanted) {
-  const LibElement* found = find(elements, wanted);
-  if (found != nullptr && !found->barCode.empty() && found->barCode != wanted.barCode &&
-      folded(wanted.barCode) == folded(toUtf8(names::barCode))) {
-    throw Failure(elementName(wanted) + " holds " + found->barCode +
-                  "; only an empty element takes the barcode " + wanted.barCode);
-  }
-}
-
-Json changeJson(const std::string& library, const LibElement& element) {
-  return {{"library", library},
-          {"element", elementName(element)},
-          {"occupied", element.isOccupied},
-          {"barcode", element.barCode}};
-}
-
 void listElements(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  printElements(session.json, options.library, inventory(options.library));
+  Json list = Json::array();
+  std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
+  for (const LibElement& element : inventory(options.library)) {
+    const std::string name = elementName(element);
+    list.push_back({{"element", name},
+                    {"type", elementTypeWord(element.elementType)},
+                    {"address", element.elementAddress},
+                    {"occupied", element.isOccupied},
+                    {"barcode", element.barCode}});
+    rows.push_back(
+        {name, element.isOccupied ? "full" : "empty", element.isOccupied ? element.barCode : ""});
+  }
+  printResult(session.json, {{"library", options.library}, {"elements", std::move(list)}},
+              tableText(rows));
 }
 
-void changeElement(const Options& options, const LibElement& element, bool remove,
-                   const char* what) {
+/// Throws Failure when `wanted` cannot be set in a library of these elements.
+void requireSettable(const std::vector<LibElement>& elements, const LibElement& wanted) {
+  const LibElement* same = nullptr;
+  for (const LibElement& element : elements) {
+    if (isSameElement(element, wanted)) {
+      same = &element;
+    } else if (isSlot(element) && isSlot(wanted) &&
+               element.elementAddress == wanted.elementAddress) {
+      throw Failure(fmt::format("cannot set {}: address {} belongs to {}", elementName(wanted),
+                                wanted.elementAddress, elementName(element)));
+    }
+  }
+  if (same == nullptr && wanted.elementType == LIB_ELEM_DRIVE) {
+    throw Failure("no such drive: " + elementName(wanted), "\"tqlib drive add\" adds one");
+  }
+  // The API never replaces a text by one that is the name of its own XML element.
+  const bool isOwnName = folded(wanted.barCode) == folded(toUtf8(names::barCode));
+  if (same != nullptr && isOwnName && !same->barCode.empty() && same->barCode != wanted.barCode) {
+    throw Failure(fmt::format("{} holds {}; only an empty element takes the barcode {}",
+                              elementName(wanted), same->barCode, wanted.barCode));
+  }
+}
+
+void changeElement(const Options& options, const LibElement& element, bool isRemoved) {
   TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(options.library, element, remove)) {
-    throw libraryFailure(options.element + " cannot be " + what, emulator);
+  if (!emulator.SetVirtualLibraryElement(options.library, element, isRemoved)) {
+    throw libraryFailure(fmt::format("cannot {} {}", isRemoved ? "remove" : "set", options.element),
+                         emulator);
   }
   requireSaved(emulator, options.element);
 }
@@ -84,17 +98,15 @@ void setElement(const Options& options, const Session& session) {
   element.isOccupied = !options.empty;
   element.barCode = options.barcode;
   useConfiguration(session.config);
-
   asOneStep([&] {
-    const Elements elements = inventory(options.library);
-    refuseTwinSlot(elements, element);
-    refuseElementsOwnName(elements, element);
-    if (element.elementType == LIB_ELEM_DRIVE && find(elements, element) == nullptr) {
-      throw Failure("no such drive: " + options.element, "\"tqlib drive add\" makes one");
-    }
-    changeElement(options, element, false, "set");
+    requireSettable(inventory(options.library), element);
+    changeElement(options, element, false);
   });
-  printResult(session.json, changeJson(options.library, element),
+  printResult(session.json,
+              {{"library", options.library},
+               {"element", elementName(element)},
+               {"occupied", element.isOccupied},
+               {"barcode", element.barCode}},
               options.element + (options.empty ? " is empty" : " holds " + options.barcode));
 }
 
@@ -104,13 +116,13 @@ void removeElement(const Options& options, const Session& session) {
     throw UsageError(options.element + " is a drive; \"tqlib drive remove\" removes it");
   }
   useConfiguration(session.config);
-
   asOneStep([&] {
-    // For the library it is a success to remove nothing, which would hide a mistyped address.
-    if (find(inventory(options.library), element) == nullptr) {
+    const std::vector<LibElement> elements = inventory(options.library);
+    if (std::none_of(elements.begin(), elements.end(),
+                     [&](const LibElement& one) { return isSameElement(one, element); })) {
       throw Failure("no such element: " + options.element);
     }
-    changeElement(options, element, true, "removed");
+    changeElement(options, element, true);
   });
   printResult(session.json, {{"library", options.library}, {"removed", options.element}},
               options.element + " removed");
@@ -121,17 +133,17 @@ void moveMedium(const Options& options, const Session& session) {
   const LibElement to = parseElementName(options.destination);
   useConfiguration(session.config);
   requireLibrary(options.library);
-
+  const std::string move = fmt::format("{} to {}", options.element, options.destination);
   TqLibEmulator emulator;
   if (!emulator.MoveVirtualLibraryElement(options.library, from.elementType, from.elementAddress,
                                           to.elementType, to.elementAddress)) {
-    throw libraryFailure("cannot move " + options.element + " to " + options.destination, emulator);
+    throw libraryFailure("cannot move " + move, emulator);
   }
-  requireSaved(emulator, "the move of " + options.element + " to " + options.destination);
+  requireSaved(emulator, "the move of " + move);
   printResult(
       session.json,
       {{"library", options.library}, {"from", options.element}, {"to", options.destination}},
-      options.element + " moved to " + options.destination);
+      fmt::format("{} moved to {}", options.element, options.destination));
 }
 
 void addList(CLI::App& parent, Session& session, const CommandTexts& texts) {
@@ -147,26 +159,43 @@ void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
   move.add_option("TO", options.destination, "Where it goes" + forms)->required();
 }
 
-void addChanges(CLI::App& group, Session& session) {
-  const auto [set, setting] =
-      addCommand(group, session,
-                 {"set", "Say what an element holds; makes slots and shelves that are missing",
-                  "tqlib element set LIB001 slot:1002 --barcode A00004"},
-                 setElement);
-  addLibraryOperand(set, setting.library);
-  set.add_option("ELEMENT", setting.element, kElementForms)->required();
-  addText(set, "--barcode", setting.barcode, "Barcode of its medium");
-  set.add_flag("--empty", setting.empty, "It holds no medium");
+}  // namespace
 
-  const auto [remove, removal] =
-      addCommand(group, session,
-                 {"remove", "Remove a slot or a shelf", "tqlib element remove LIB001 slot:1007"},
-                 removeElement);
-  addLibraryOperand(remove, removal.library);
-  remove.add_option("ELEMENT", removal.element, "slot:N, mail:N or shelf:N")->required();
+LibElement parseElementName(const std::string& name) {
+  const std::string_view word = std::string_view(name).substr(0, name.find(':'));
+  LibElement element;
+  for (const auto& known : kTypes) {
+    if (word == known.word) element.elementType = known.type;
+  }
+  const char* end = name.data() + name.size();
+  const char* address = name.data() + std::min(word.size() + 1, name.size());
+  const auto [last, error] = std::from_chars(address, end, element.elementAddress);
+  if (element.elementType < 0 || error != std::errc() || last != end ||
+      element.elementAddress < 0) {
+    throw UsageError(fmt::format("not an element: \"{}\"; write {} with the element address N",
+                                 name, kElementForms));
+  }
+  return element;
 }
 
-}  // namespace
+std::string elementTypeWord(int type) {
+  for (const auto& known : kTypes) {
+    if (type == known.type) return std::string(known.word);
+  }
+  return "unknown";
+}
+
+std::string elementName(const LibElement& element) {
+  return fmt::format("{}:{}", elementTypeWord(element.elementType), element.elementAddress);
+}
+
+bool isSlot(const LibElement& element) {
+  return element.elementType == LIB_ELEM_SLOT || element.elementType == LIB_ELEM_MAIL_SLOT;
+}
+
+bool isSameElement(const LibElement& one, const LibElement& other) {
+  return one.elementType == other.elementType && one.elementAddress == other.elementAddress;
+}
 
 void addElementCommands(CLI::App& app, Session& session) {
   CLI::App* group =
@@ -175,8 +204,24 @@ void addElementCommands(CLI::App& app, Session& session) {
   addMove(*group, session,
           {"move", "Move a medium to another element",
            "tqlib element move LIB001 slot:1000 drive:500"});
-  addChanges(*group, session);
   addList(app, session, {"elements", "Short for \"element list\"", "tqlib elements LIB001 --json"});
   addMove(app, session,
           {"move", "Short for \"element move\"", "tqlib move LIB001 slot:1000 drive:500"});
+
+  const auto [set, setting] =
+      addCommand(*group, session,
+                 {"set", "Set what an element holds; creates missing slots and shelves",
+                  "tqlib element set LIB001 slot:1002 --barcode A00004"},
+                 setElement);
+  addLibraryOperand(set, setting.library);
+  set.add_option("ELEMENT", setting.element, kElementForms)->required();
+  addText(set, "--barcode", setting.barcode, "Barcode of its medium");
+  set.add_flag("--empty", setting.empty, "It holds no medium");
+
+  const auto [remove, removal] =
+      addCommand(*group, session,
+                 {"remove", "Remove a slot or a shelf", "tqlib element remove LIB001 slot:1007"},
+                 removeElement);
+  addLibraryOperand(remove, removal.library);
+  remove.add_option("ELEMENT", removal.element, "slot:N, mail:N or shelf:N")->required();
 }

@@ -1,23 +1,102 @@
+// tqlib status: sets and reads the SCSI status that a library reports in place of its own.
 #include "catalogue/Status.h"
 
-#include <cstdio>
+#include <charconv>
+#include <ctime>
 #include <limits>
 
+#include <fmt/format.h>
+
 #include "TqLibEmulator.h"
+#include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
+#include "catalogue/CatalogueCommands.h"
+#include "catalogue/Configuration.h"
+
+namespace {
+
+constexpr int kMost = std::numeric_limits<int>::max();
+
+struct Options {
+  std::string library;
+  std::string status;
+  std::string asc;
+  std::string ascq;
+  int lifetime = 3600;
+  int count = 1;
+  bool peek = false;
+};
+
+// A leading 0 has no meaning: an operator who writes 010 means ten.
+int parseByte(const char* option, const std::string& text) {
+  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+  unsigned value = 0;
+  const char* end = text.data() + text.size();
+  const auto [last, error] =
+      std::from_chars(text.data() + (isHex ? 2 : 0), end, value, isHex ? 16 : 10);
+  if (error != std::errc() || last != end || value > 0xFF) {
+    throw UsageError(
+        fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
+  }
+  return static_cast<int>(value);
+}
+
+void print(const Options& options, const Session& session, const Status& status, const Json& more,
+           const std::string& sentence) {
+  Json values{{"library", options.library}};
+  values.update(statusJson(status));
+  values.update(more);
+  printResult(session.json, values, sentence);
+}
+
+void setStatus(const Options& options, const Session& session) {
+  const std::string& library = options.library;
+  const Status wanted{parseByte("--status", options.status), parseByte("--asc", options.asc),
+                      parseByte("--ascq", options.ascq)};
+  if (wanted == Status{}) throw UsageError("--status, --asc and --ascq of 0 are no status");
+  // The end of the lifetime is kept in 32 bits; a later one would wrap into the past.
+  if (std::time(nullptr) + std::time_t{options.lifetime} > kMost) {
+    throw UsageError(fmt::format("--lifetime is too long: {}", options.lifetime));
+  }
+  useConfiguration(session.config);
+  asOneStep([&] {
+    requireWholeLibrary(library);
+    TqLibEmulator emulator;
+    if (!emulator.SetVirtualDeviceStatus(library, wanted.status, wanted.asc, wanted.ascq,
+                                         options.lifetime, options.count)) {
+      throw libraryFailure("cannot set the status of library " + library, emulator);
+    }
+    requireSaved(emulator, "the status of library " + library);
+  });
+  const std::string times = options.count == 0   ? ""
+                            : options.count == 1 ? ", once"
+                                                 : fmt::format(", {} times at most", options.count);
+  print(options, session, wanted, {{"lifetime", options.lifetime}, {"count", options.count}},
+        fmt::format("library {} reports {} for {} s{}", library, statusText(wanted),
+                    options.lifetime, times));
+}
+
+void getStatus(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  requireWholeLibrary(options.library);
+  const Status status = readStatus(options.library, options.peek);
+  print(options, session, status, Json::object(), statusText(status));
+}
+
+}  // namespace
 
 Status readStatus(const std::string& library, bool peek) {
-  // The library leaves the values alone, and calls that a success, when the file has no library.
+  // When the file has no library, the API succeeds and leaves the outputs as they were.
   constexpr int kNever = std::numeric_limits<int>::min();
   const Status untouched{kNever, kNever, kNever};
   Status read = untouched;
   TqLibEmulator emulator;
   if (!emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek) ||
       read == untouched) {
-    throw libraryFailure("the status of library " + library + " cannot be read", emulator);
+    throw libraryFailure("cannot read the status of library " + library, emulator);
   }
-  if (!peek) requireSaved(emulator, "that the status of library " + library + " was read");
+  if (!peek) requireSaved(emulator, "the read of the status of library " + library);
   return read;
 }
 
@@ -30,9 +109,34 @@ Json statusJson(const Status& status) {
 
 std::string statusText(const Status& status) {
   if (status == Status{}) return "no status";
-  char text[64];
-  std::snprintf(text, sizeof text, "status 0x%02x, asc 0x%02x, ascq 0x%02x",
-                static_cast<unsigned>(status.status), static_cast<unsigned>(status.asc),
-                static_cast<unsigned>(status.ascq));
-  return text;
+  return fmt::format("status {:#04x}, asc {:#04x}, ascq {:#04x}", status.status, status.asc,
+                     status.ascq);
+}
+
+void addStatusCommands(CLI::App& app, Session& session) {
+  CLI::App* group =
+      app.add_subcommand("status", "Injected SCSI status of a library")->require_subcommand(1);
+  const auto [set, setting] =
+      addCommand(*group, session,
+                 {"set", "Inject a status, in place of an earlier one",
+                  "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"},
+                 setStatus);
+  addLibraryOperand(set, setting.library);
+  set.add_option("--status", setting.status, "SCSI status, such as 2 or 0x02")->required();
+  set.add_option("--asc", setting.asc, "Additional sense code, such as 0x04")->required();
+  set.add_option("--ascq", setting.ascq, "Additional sense code qualifier")->required();
+  set.add_option("--lifetime", setting.lifetime, "Lifetime in seconds")
+      ->check(CLI::Range(1, kMost))
+      ->capture_default_str();
+  set.add_option("--count", setting.count, "Number of reports; 0: no limit within the lifetime")
+      ->check(CLI::Range(kMost))
+      ->capture_default_str();
+
+  const auto [get, reading] =
+      addCommand(*group, session,
+                 {"get", "Read the status as an emulator does, which counts as a report",
+                  "tqlib status get LIB001 --peek"},
+                 getStatus);
+  addLibraryOperand(get, reading.library);
+  get.add_flag("--peek", reading.peek, "Do not count the read");
 }

@@ -13,7 +13,7 @@ struct Status {
   bool operator==(const Status&) const = default;
 };
 
-/// The status of a library, all zero when it has none; counted as a read unless `peek`. Throws
+/// The status of a library, all zero when it has none; counted as a report unless `peek`. Throws
 /// Failure when it cannot be read.
 Status readStatus(const std::string& library, bool peek);
 

@@ -19,7 +19,7 @@
 #include "catalogue/CatalogueCommands.h"
 #include "check/CheckCommand.h"
 #include "cli/Commands.h"
-#include "description/LibraryCommands.h"
+#include "description/DescriptionCommands.h"
 #include "map/MapCommand.h"
 #include "volume/VolumeCommands.h"
 
@@ -41,7 +41,7 @@ void declare(CLI::App& app, Session& session) {
       "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
   app.require_subcommand(1);
   addInitCommand(app, session);
-  addLibraryCommands(app, session);
+  addLibraryGroup(app, session);
   addElementCommands(app, session);
   addDriveCommands(app, session);
   addDeviceCommands(app, session);

@@ -1,68 +1,152 @@
+// Defaults and ranges of a description, and the check that a library can be created from it.
+//
+// A refusal names the place in the JSON, whatever the description was made of.
 #include "description/LibraryDescription.h"
 
-#include <cstdint>
 #include <limits>
-#include <tuple>
+#include <map>
+#include <set>
 
+#include <fmt/format.h>
+
+#include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
-#include "catalogue/ElementName.h"
+#include "catalogue/CatalogueCommands.h"
 
 namespace {
 
-int countIn(const LibraryDescription& description, const DescribedRange& range) {
-  return description.library.*range.count;
+/// Behind the last address of a range.
+std::int64_t endOf(const SCSIUnitFields& library, const ElementRange& range) {
+  return std::int64_t{library.*range.base} + library.*range.count;
 }
 
-std::int64_t endOf(const LibraryDescription& description, const DescribedRange& range) {
-  return std::int64_t{description.library.*range.base} + countIn(description, range);
-}
-
-void checkRange(const LibraryDescription& description, const DescribedRange& range) {
-  const int count = countIn(description, range);
-  const int base = description.library.*range.base;
-  const std::string place = range.key;
+void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
+  const int count = library.*range.count;
+  const int base = library.*range.base;
   if (count < 0 || count > kMostElements) {
-    throw Failure(place + ".count: " + std::to_string(count) + " is not from 0 to " +
-                  std::to_string(kMostElements));
+    throw Failure(
+        fmt::format("{}.count: {} is not from 0 to {}", range.described, count, kMostElements));
   }
   // A library without such elements has -1 for their first address.
   if (base < (count == 0 ? -1 : 0)) {
-    throw Failure(place + ".base: there is no address " + std::to_string(base));
+    throw Failure(fmt::format("{}.base: {} is not an address", range.described, base));
   }
-  if (endOf(description, range) > std::numeric_limits<int>::max()) {
-    throw Failure(place + ": the addresses are too large");
+  if (endOf(library, range) > std::numeric_limits<int>::max()) {
+    throw Failure(fmt::format("{}: the addresses are too large", range.described));
   }
 }
 
-void refuseOverlap(const LibraryDescription& description, const DescribedRange& one,
-                   const DescribedRange& other) {
-  if (countIn(description, one) == 0 || countIn(description, other) == 0) return;
-  if (description.library.*one.base < endOf(description, other) &&
-      description.library.*other.base < endOf(description, one)) {
-    throw Failure(std::string(one.key) + " and " + other.key + ": the addresses overlap");
+void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
+                   const ElementRange& other) {
+  if (library.*one.count != 0 && library.*other.count != 0 &&
+      library.*one.base < endOf(library, other) && library.*other.base < endOf(library, one)) {
+    throw Failure(fmt::format("{} and {}: the addresses overlap", one.described, other.described));
   }
 }
 
 void addEmpty(std::vector<LibElement>& elements, int type, int address) {
-  LibElement element;
+  LibElement& element = elements.emplace_back();
   element.elementType = type;
   element.elementAddress = address;
-  elements.push_back(element);
 }
 
-std::vector<LibElement> rangeSlots(const LibraryDescription& description) {
+/// In the order in which a new file gets them.
+std::vector<LibElement> rangeSlots(const SCSIUnitFields& library) {
   std::vector<LibElement> slots;
-  for (const DescribedRange& range : kSlotRanges) {
-    const int base = description.library.*range.base;
-    for (int i = 0; i < countIn(description, range); ++i) addEmpty(slots, range.type, base + i);
+  for (const ElementRange& range : {kMailRange, kSlotRange}) {
+    for (int i = 0; i < library.*range.count; ++i) {
+      addEmpty(slots, range.type, library.*range.base + i);
+    }
   }
   return slots;
 }
 
-bool isSamePlace(const LibElement& one, const LibElement& other) {
-  return std::tie(one.elementType, one.elementAddress) ==
-         std::tie(other.elementType, other.elementAddress);
+void checkText(const CLI::Validator& rule, std::string text, const std::string& place) {
+  if (const std::string reason = rule(text); !reason.empty()) throw Failure(place + ": " + reason);
+}
+
+void checkTexts(const SCSIUnitFields& record, std::span<const DescribedField> fields,
+                const std::string& place) {
+  for (const DescribedField& field : fields) {
+    const auto* text = std::get_if<std::string SCSIUnitFields::*>(&field.field);
+    if (text == nullptr || (record.**text).empty()) continue;
+    checkText(catalogueText(), record.**text, place + field.key);
+  }
+}
+
+void checkHosts(const std::vector<SCSIUnitFields>& hosts, const std::string& place) {
+  if (hosts.empty()) throw Failure(place + ": expected at least one host");
+  std::set<std::string> seen;
+  for (std::size_t i = 0; i < hosts.size(); ++i) {
+    const std::string& name = hosts[i].MAName;
+    const std::string here = fmt::format("{}[{}].", place, i);
+    checkText(catalogueText(), name, here + "name");
+    checkTexts(hosts[i], kAddressing, here);
+    if (!seen.insert(folded(name)).second) {
+      throw Failure(fmt::format("{}name: host {} appears twice", here, name));
+    }
+  }
+}
+
+void checkDrive(const LibraryDescription& description, const DescribedDrive& drive,
+                const std::string& place) {
+  const SCSIUnitFields& device = drive.device;
+  checkText(catalogueText(), device.SerialNumber, place + "serial");
+  const std::string problem =
+      driveSerialProblem(device.SerialNumber, description.library.SerialNumber);
+  if (!problem.empty()) throw Failure(place + "serial: " + problem);
+  checkTexts(device, kIdentity, place);
+  if (device.ScsiDeviceType == kMediumChanger) {
+    throw Failure(place + "deviceType: that is the type of a library");
+  }
+  const int address = device.DriveBaseAddress;
+  const std::int64_t number = numberOf(description, drive);
+  if (address != kUnplaced && (address < 0 || number < 1 || number > kMostElements)) {
+    throw Failure(fmt::format("{}address: no drive can be at {} when they begin at {}", place,
+                              address, description.library.DriveBaseAddress));
+  }
+  checkHosts(drive.hosts, place + "hosts");
+}
+
+void checkDrives(const LibraryDescription& description) {
+  std::set<std::string> seen;
+  for (std::size_t i = 0; i < description.drives.size(); ++i) {
+    const DescribedDrive& drive = description.drives[i];
+    const std::string place = fmt::format("drives[{}].", i);
+    checkDrive(description, drive, place);
+    // Drives are found without regard to case, so two that differ in case are one.
+    if (!seen.insert(folded(drive.device.SerialNumber)).second) {
+      throw Failure(fmt::format("{}serial: two drives have one serial number: {}", place,
+                                drive.device.SerialNumber));
+    }
+  }
+}
+
+void checkElements(const std::vector<LibElement>& elements) {
+  std::map<std::pair<bool, int>, std::string> places;  // shelves have addresses of their own
+  std::map<std::string, std::string> media;
+  for (const LibElement& element : elements) {
+    const std::string name = elementName(element);
+    const int address = element.elementAddress;
+    const bool isUnplaced = address == kUnplaced;
+    if (address < 0 && (element.isOccupied || !isUnplaced)) {
+      throw Failure(isUnplaced ? "elements: a drive without an address cannot hold a medium"
+                               : "elements: " + name + " has no valid address");
+    }
+    const bool isShelf = element.elementType == LIB_ELEM_SHELF;
+    const auto [twin, isNewPlace] = places.emplace(std::pair(isShelf, address), name);
+    if (!isNewPlace && !isUnplaced) {
+      throw Failure(fmt::format("elements: {} and {} have one address", twin->second, name));
+    }
+    if (!element.isOccupied || element.barCode.empty()) continue;
+    checkText(catalogueText(), element.barCode, "elements: the barcode of " + name);
+    const auto [other, isNewMedium] = media.emplace(element.barCode, name);
+    if (!isNewMedium) {
+      throw Failure(fmt::format("elements: barcode {} is in {} and in {}", element.barCode,
+                                other->second, name));
+    }
+  }
 }
 
 }  // namespace
@@ -74,6 +158,13 @@ LibraryDescription::LibraryDescription() {
   library.IEPortBaseAddress = 10;
 }
 
+void copyFields(const SCSIUnitFields& from, SCSIUnitFields& to,
+                std::span<const DescribedField> fields) {
+  for (const DescribedField& each : fields) {
+    std::visit([&](auto field) { to.*field = from.*field; }, each.field);
+  }
+}
+
 std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive) {
   return std::int64_t{drive.device.DriveBaseAddress} - description.library.DriveBaseAddress + 1;
 }
@@ -82,15 +173,16 @@ int driveAddress(const LibraryDescription& description, std::int64_t number) {
   const int base = description.library.DriveBaseAddress;
   const std::int64_t address = base + number - 1;
   if (base < 0 || address > std::numeric_limits<int>::max()) {
-    throw Failure("driveRange.base: there is no address for drive number " +
-                  std::to_string(number) + " when the drives begin at " + std::to_string(base));
+    throw Failure(
+        fmt::format("driveRange.base: drive number {} has no address when the drives begin at {}",
+                    number, base));
   }
   return static_cast<int>(address);
 }
 
 DescribedDrive usualDrive(const LibraryDescription& description, std::size_t index) {
   DescribedDrive drive;
-  drive.device.SerialNumber = description.library.SerialNumber + "D" + std::to_string(index + 1);
+  drive.device.SerialNumber = fmt::format("{}D{}", description.library.SerialNumber, index + 1);
   drive.device.ScsiDeviceType = kSequentialAccess;
   drive.device.DriveBaseAddress = kUnplaced;
   for (const SCSIUnitFields& host : description.hosts) {
@@ -103,12 +195,11 @@ DescribedDrive usualDrive(const LibraryDescription& description, std::size_t ind
 }
 
 void checkRanges(const LibraryDescription& description) {
-  const DescribedRange& mail = kSlotRanges[0];
-  const DescribedRange& slots = kSlotRanges[1];
-  for (const DescribedRange& range : {kDriveRange, slots, mail}) checkRange(description, range);
-  refuseOverlap(description, kDriveRange, slots);
-  refuseOverlap(description, kDriveRange, mail);
-  refuseOverlap(description, slots, mail);
+  const SCSIUnitFields& library = description.library;
+  for (const ElementRange& range : kRanges) checkRange(library, range);
+  refuseOverlap(library, kDriveRange, kSlotRange);
+  refuseOverlap(library, kDriveRange, kMailRange);
+  refuseOverlap(library, kSlotRange, kMailRange);
 }
 
 std::vector<LibElement> usualElements(const LibraryDescription& description) {
@@ -116,22 +207,33 @@ std::vector<LibElement> usualElements(const LibraryDescription& description) {
   for (const DescribedDrive& drive : description.drives) {
     addEmpty(elements, LIB_ELEM_DRIVE, drive.device.DriveBaseAddress);
   }
-  for (const LibElement& slot : rangeSlots(description)) elements.push_back(slot);
+  const std::vector<LibElement> slots = rangeSlots(description.library);
+  elements.insert(elements.end(), slots.begin(), slots.end());
   return elements;
 }
 
-// A slot that was removed and made again stands behind all others: the range does not give it its
-// place, and so it counts as one that the range lacks.
+// A slot that was removed and added again is behind all others. Its range does not put it there, so
+// it counts as a gap of the range.
 SlotPlan planOf(const LibraryDescription& description) {
+  const std::vector<LibElement>& elements = description.elements;
+  const std::size_t first = description.drives.size();
   SlotPlan plan;
-  std::size_t next = description.drives.size();
-  for (const LibElement& slot : rangeSlots(description)) {
-    if (next < description.elements.size() && isSamePlace(description.elements[next], slot)) {
-      ++next;
+  for (const LibElement& slot : rangeSlots(description.library)) {
+    const std::size_t next = first + plan.inPlace;
+    if (next < elements.size() && isSameElement(elements[next], slot)) {
+      ++plan.inPlace;
     } else {
       plan.gaps.push_back(slot);
     }
   }
-  plan.inPlace = next - description.drives.size();
   return plan;
+}
+
+void checkDescription(const LibraryDescription& description) {
+  checkText(nameText(), description.library.SerialNumber, "serial");
+  checkTexts(description.library, kIdentity, "");
+  checkHosts(description.hosts, "hosts");
+  checkRanges(description);
+  checkDrives(description);
+  checkElements(description.elements);
 }
