@@ -182,7 +182,7 @@ void create(const LibraryDescription& description, const std::vector<std::string
     updateDevices(batchOf(description, !plan.gaps.empty()), library,
                   "cannot create library " + library);
     setElements(description, plan);
-  } catch (const Failure&) {
+  } catch (...) {
     if (libraryExists(library)) purgeLibrary(library);
     throw;
   }
@@ -342,6 +342,8 @@ void addLibraryGroup(CLI::App& app, Session& session) {
       ->description("Serial number, which is also the library's name");
   addText(create, "--host", options.device.MAName, "The host that sees the library");
   addDeviceOptions(create, options.device, "The library's ");
+  create.get_option("--port")->description("SCSI port of library and drives");
+  create.get_option("--bus")->description("SCSI bus of library and drives");
   addText(create, "--drive-vendor", options.driveVendor, "The drives' manufacturer");
   addText(create, "--drive-model", options.driveModel, "The drives' model");
   create
