@@ -1,3 +1,5 @@
+// Reads in blocks up to the limit, and opens the file again if it was replaced while it was read.
+
 #include "common/FileContent.h"
 
 #include <fcntl.h>
@@ -41,7 +43,7 @@ std::optional<std::string> contentOf(const std::string& path, std::size_t most) 
   std::optional<std::string> content;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     content = readOnce(path, most);
-    // On a network file system, another machine has replaced the file since it was looked up.
+    // On a network file system, ESTALE means that another machine has replaced the file.
     if (content || errno != ESTALE) {
       break;
     }

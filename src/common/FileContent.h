@@ -1,11 +1,12 @@
-// The whole content of a file.
+// Reading a file into memory.
 #pragma once
 
 #include <cstddef>
 #include <optional>
 #include <string>
 
-/// All bytes of a regular file, or the first of them when there are more than about `most`; no
-/// value, and errno set, when they cannot be read. What is no regular file is refused as
-/// openRegularFile() does it.
+/// The content of a regular file. A longer file than `most` bytes is cut, somewhere behind `most`.
+///
+/// No value, with errno set, when the file cannot be read or is not a regular file (see
+/// openRegularFile() for the errors).
 std::optional<std::string> contentOf(const std::string& path, std::size_t most = std::string::npos);

@@ -1,3 +1,6 @@
+// Keeps our descriptors above the standard streams. If a standard stream is closed, its number is
+// occupied by a placeholder while a file is opened.
+
 #include "common/FileDescriptor.h"
 
 #include <fcntl.h>
@@ -15,8 +18,9 @@ bool isAnyStandardStreamClosed() {
          ::fcntl(STDERR_FILENO, F_GETFD) == -1;
 }
 
-/// Opens while placeholders, which cannot be written to, have the numbers of the closed standard
-/// streams. Without them, what the embedder prints at this moment would be written to the file.
+/// Opens a file while placeholders occupy the numbers of the closed standard streams. Nothing can
+/// be written to a placeholder. Without them, the embedder's output at this moment would go to the
+/// file.
 int openBehindPlaceholders(int folder, const char* name, int flags, mode_t mode) {
   static std::mutex oneAtATime;
   const std::scoped_lock lock(oneAtATime);
@@ -61,8 +65,9 @@ int aboveStandardStreams(int fd) {
   return moved;
 }
 
-// The streams are looked at once: three calls for each open would show in the time of a block. If
-// the embedder closes one later, the first file that gets its number starts the precaution.
+// The streams are checked once only: three system calls for each open would slow block transfers
+// down. If the embedder closes a stream later, placeholders are used from the first file that gets
+// the stream's number.
 int openFileAt(int folder, const char* name, int flags, mode_t mode) {
   static std::atomic<bool> isGuarded = isAnyStandardStreamClosed();
   if (isGuarded) {
@@ -80,12 +85,13 @@ int openFile(const char* path, int flags, mode_t mode) {
 }
 
 int openRegularFile(const char* path, int flags, mode_t mode) {
-  // A pipe would be waited on, and a terminal could become the controlling one.
+  // Without these flags, opening a pipe would block, and a terminal could become the controlling
+  // one.
   int fd = openFile(path, flags | O_NONBLOCK | O_NOCTTY, mode);
   struct stat record;  // filled whole or not used
   if (fd < 0 && errno == EWOULDBLOCK) {
-    // Another process, for instance a file server, holds a lease on the file. It gives the lease
-    // back, and a blocking open waits for that.
+    // Another process, for instance a file server, holds a lease on the file. A blocking open waits
+    // until the lease is released.
     if (::stat(path, &record) != 0 || !S_ISREG(record.st_mode)) {
       errno = EWOULDBLOCK;
       return -1;

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-/// Closes the descriptor at the end of its life; a negative one is none.
+/// Owns a descriptor and closes it. A negative number means no descriptor.
 class FileDescriptor {
 public:
   explicit FileDescriptor(int fd) : m_fd(fd) {}
@@ -28,12 +28,12 @@ private:
   int m_fd;
 };
 
-// An embedder may have closed its standard streams. A file that got one of their numbers would
-// receive what the embedder prints, so no descriptor of ours is 0, 1 or 2.
+// An embedder may have closed its standard streams. If a file got the descriptor 0, 1 or 2, it
+// would receive the embedder's output. Therefore our descriptors are always 3 or higher.
 
-/// `fd`, or its duplicate above the standard streams' numbers in place of one that has such a
-/// number; the duplicate is closed on exec. On failure closes `fd` and returns -1 with errno set.
-/// A negative `fd` comes back with errno as it was.
+/// Moves a descriptor below 3 to a higher number and sets close-on-exec on it. Returns the new
+/// descriptor, or `fd` itself if it is not below 3. On failure closes `fd` and returns -1 with
+/// errno set. A negative `fd` is returned with errno unchanged.
 int aboveStandardStreams(int fd);
 
 /// open(2) with O_CLOEXEC, and never a descriptor below 3.
@@ -42,6 +42,6 @@ int openFile(const char* path, int flags, mode_t mode = 0);
 /// openat(2) with O_CLOEXEC, and never a descriptor below 3.
 int openFileAt(int folder, const char* name, int flags, mode_t mode = 0);
 
-/// Opens a regular file as openFile() does. Anything else in its place is refused without waiting
-/// for it: a folder with EISDIR, a pipe or a device with EINVAL, a socket with ENXIO.
+/// Opens a regular file as openFile() does. Other types are refused, and the call does not block on
+/// them: EISDIR for a folder, EINVAL for a pipe or a device, ENXIO for a socket.
 int openRegularFile(const char* path, int flags, mode_t mode = 0);

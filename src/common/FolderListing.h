@@ -1,5 +1,5 @@
-// The entries of a folder. Each block that is written measures the volume's folder, so names are
-// looked up in the open folder and not copied.
+// The entries of a folder. Each written block measures the volume's folder, so this must be fast:
+// names are not copied, and entries are looked up relative to the open folder.
 #pragma once
 
 #include <dirent.h>
@@ -14,8 +14,8 @@
 
 #include "common/FileDescriptor.h"
 
-/// May be opened again after an open that failed, and is walked once after one that worked. What
-/// can fail returns 0 or an errno value.
+/// The listing of a folder: open it, then visit its entries once. After a failed open(), open() can
+/// be called again. Functions that can fail return 0 or an errno value.
 class FolderListing {
 public:
   FolderListing() = default;
@@ -37,8 +37,8 @@ public:
     return error;
   }
 
-  /// Calls `visit` with the name of each entry, and closes the listing. `visit` returns an error as
-  /// well; the first one ends the walk and is the result.
+  /// Calls `visit` with the name of each entry, then closes the listing. `visit` returns 0 or an
+  /// errno value, too. The first error ends the visits and is the result.
   template <typename Visit>
   int visitNames(Visit visit) {
     int error = m_directory == nullptr ? EBADF : 0;
@@ -52,8 +52,8 @@ public:
     return error;
   }
 
-  /// Calls `visit` as above, with the name and the stat record of what it leads to. `visit` returns
-  /// nothing.
+  /// Calls `visit` with the name and the stat record of each entry, symbolic links followed.
+  /// `visit` returns nothing. An entry that cannot be examined ends the visits.
   template <typename Visit>
   int visitRecords(Visit visit) {
     return visitNames([&](const char* name) {
@@ -66,15 +66,15 @@ public:
     });
   }
 
-  /// Deletes an entry, while the listing is walked. A failure is ignored on purpose: what cannot be
-  /// deleted stays, and the others go.
+  /// Deletes an entry; may be called from `visit`. A failure is ignored on purpose: the entry
+  /// stays, and the other entries can still be deleted.
   void remove(const char* name) { ::unlinkat(::dirfd(m_directory), name, 0); }
 
 private:
   /// Null at the end and when the listing fails.
   const char* nextName(int& error) {
     while (m_directory != nullptr) {
-      errno = 0;  // the end and an error look alike but for it
+      errno = 0;  // readdir() returns null at the end and on an error; only errno differs
       const dirent* const entry = ::readdir(m_directory);
       if (entry == nullptr) {
         error = errno;

@@ -1,3 +1,5 @@
+// Calls fsync(2) on the folder.
+
 #include "common/FolderSync.h"
 
 #include <fcntl.h>

@@ -1,8 +1,8 @@
-// Making names durable.
+// Making changes of a folder's entries durable.
 #pragma once
 
 #include <string>
 
-/// Brings the names that were made, changed or removed in a folder to the disk. A folder that
-/// cannot be synced is no failure: what was done there has been done.
+/// Writes created, renamed and removed entries of a folder durably to the disk. A folder that
+/// cannot be synced is no failure: the changes are made, they are only not yet durable.
 void syncFolder(const std::string& folder);

@@ -1,5 +1,5 @@
-// The globals of the library. They stand in one file because their order matters: the log is there
-// before the lock and the runtime that may use it, and goes last.
+// The globals of libTqLibEmulator. They are in one file to fix their order: the lock and the XML
+// runtime may use the log, so the log is constructed before them and destroyed after them.
 
 #include "TqLibEmulator.h"
 #include "common/XercesObject.h"

@@ -1,18 +1,18 @@
-// The sizes that callers compile into their programs. A figure that no longer holds means that
-// programs linked with an older version break: raise in CMakeLists.txt the minor version while the
-// version is 0.x, else the major one, which is the SOVERSION, and tell in CHANGELOG.md; then change
-// the figure.
+// Checks the sizes and offsets that are compiled into embedders. If a check fails, programs linked
+// with an older version break. Then raise the version in CMakeLists.txt (while it is 0.x, the minor
+// version; after that, the major version, which is the SOVERSION), add a line to CHANGELOG.md, and
+// change the number here.
 #include <cstddef>
 
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
 
-// Another machine or standard library has figures of its own.
+// Other architectures and standard libraries have other sizes.
 #if defined(__x86_64__) && defined(__LP64__) && defined(_GLIBCXX_USE_CXX11_ABI) && \
     !defined(_GLIBCXX_DEBUG)
 #if _GLIBCXX_USE_CXX11_ABI
 
-// The records, which callers hold and pass in vectors
+// Records, which callers create and pass in vectors
 static_assert(sizeof(SCSIUnitFields) == 408);
 static_assert(offsetof(SCSIUnitFields, SerialNumber) == 224);
 static_assert(offsetof(SCSIUnitFields, ScsiDeviceType) == 288);
@@ -25,7 +25,7 @@ static_assert(sizeof(LibElement) == 48);
 static_assert(offsetof(LibElement, isOccupied) == 9);
 static_assert(offsetof(LibElement, barCode) == 16);
 
-// The objects, for which callers make room
+// Classes, which callers instantiate
 static_assert(sizeof(MMDebug) == 1);
 static_assert(sizeof(MMS2BaseError) == 12304);
 static_assert(sizeof(TqCriticalSection) == 8);

@@ -1,3 +1,5 @@
+// Passes errors to the platform's log under the handle of libTqLibEmulator.
+
 #include "common/Log.h"
 
 #include "TqLibEmulator.h"

@@ -1,4 +1,4 @@
-// The log of the embedder.
+// Writing to the embedder's log.
 #pragma once
 
 #include <string>

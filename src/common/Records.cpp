@@ -1,4 +1,4 @@
-// The drive identifier map as text, and back.
+// Converts device records: flattens the drive identifier map to text and parses it again.
 
 #include <cstdlib>
 #include <string>
@@ -43,9 +43,9 @@ int leadingNumber(const std::string& text) {
   return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 
-/// How many entries have to be read to get the map that `count` entries give. The walk over the
-/// fields goes round, so it repeats itself after at most as many entries as there are fields; one
-/// round fixes what every further whole round leaves.
+/// How many entries have to be read to get the same map as from `count` entries. Behind the last
+/// field, reading continues with the first one. Therefore the entries repeat after at most
+/// `fieldCount` of them, and further whole rounds do not change the map.
 std::size_t entriesThatMatter(std::size_t count, std::size_t fieldCount) {
   return count < fieldCount ? count : fieldCount + count % fieldCount;
 }
@@ -61,8 +61,8 @@ std::map<int, std::string> parse(const std::string& text) {
     return drives;
   }
   const std::size_t entries = entriesThatMatter(static_cast<std::size_t>(count), fields.size());
-  // Callers have always got entries, not an error, from a text that is too short: it is read on
-  // from its beginning.
+  // A text that is too short is no error: reading continues at its beginning. Callers have always
+  // received entries for such a text.
   for (std::size_t entry = 0, field = 2; entry < entries; ++entry, field += 2) {
     drives[leadingNumber(fields[field % fields.size()])] = fields[(field + 1) % fields.size()];
   }

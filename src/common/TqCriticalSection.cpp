@@ -1,3 +1,5 @@
+// The catalogue lock: wraps the platform's critical section.
+
 #include <new>
 
 #include "TqLibEmulator.h"

@@ -1,11 +1,13 @@
-// Xerces-C++ cannot take back a start that failed: Initialize() keeps its count, so that the next
-// call does nothing, Terminate() uses objects that may not exist yet, and the default panic handler
-// ends the process. So a start that runs short of memory is brought to its end with a reserve, and
-// then Terminate() takes it back.
+// Starts Xerces-C++ in such a way that a start without enough memory can be undone and repeated.
 //
-// The transcoder of ICU and the validator of encodings are not created with the memory manager. If
-// there is no memory for one of them twice, the start stays unfinished, and the next call finishes
-// it and takes it back before it starts anew.
+// Xerces-C++ itself cannot undo a failed start: Initialize() keeps its count, and the next call
+// does nothing. Terminate() uses objects that may not exist yet. The default panic handler ends the
+// process. Therefore a start that runs out of memory is completed with reserved memory, and then
+// undone with Terminate().
+//
+// The ICU transcoder and the encoding validator do not use the memory manager. If allocating one of
+// them fails twice, the start stays incomplete. The next call of Init() then completes and undoes
+// it before it starts the runtime again.
 
 #include "common/XercesObject.h"
 
@@ -30,13 +32,13 @@ using xercesc::XMLPlatformUtils;
 
 namespace {
 
-/// A start takes 0.75 MB. Pages that are never used cost nothing.
+/// Memory for a start that runs out of it. A start takes 0.75 MB; unused pages cost nothing.
 struct Reserve {
   static constexpr std::size_t kSize = std::size_t{2} << 20;
   alignas(std::max_align_t) std::array<std::byte, kSize> bytes;
   std::size_t used;
 
-  /// Null when it is used up.
+  /// Null when the reserve has too little left.
   void* take(std::size_t size) {
     const std::size_t begin = used;
     const std::size_t rounded =
@@ -54,7 +56,7 @@ struct Reserve {
 
 constinit Reserve reserve{};
 
-/// The manager of Xerces-C++ with the reserve behind it.
+/// The default memory manager of Xerces-C++, which falls back to the reserve.
 class BackedMemory : public MemoryManagerImpl {
 public:
   void* allocate(XMLSize_t size) override {
@@ -74,7 +76,7 @@ public:
   }
 };
 
-/// Ends a start whose rest would use what could not be created.
+/// Stops a start at the first object that cannot be created: the rest of it would use that object.
 class PanicNote : public xercesc::PanicHandler {
 public:
   void panic(const PanicReasons reason) override {
@@ -88,8 +90,8 @@ PanicNote panicNote;
 
 using InitString = void (*)(xercesc::XMLLCPTranscoder*, xercesc::MemoryManager*);
 
-/// Defines initString(), which calls a private function of Xerces-C++: an explicit instantiation
-/// may name it.
+/// Gives access to XMLString::initString(), which is private: access is not checked in an explicit
+/// instantiation.
 template <InitString function>
 struct PrivateAccess {
   friend void initString(xercesc::XMLLCPTranscoder* transcoder, xercesc::MemoryManager* manager) {
@@ -99,10 +101,11 @@ struct PrivateAccess {
 template struct PrivateAccess<&xercesc::XMLString::initString>;
 void initString(xercesc::XMLLCPTranscoder* transcoder, xercesc::MemoryManager* manager);
 
-/// The end of a start, which may have been left out.
+/// The last steps of XMLPlatformUtils::Initialize(), which a failed start may have skipped.
 class RestOfStart : private xercesc::XMLInitializer {
 public:
-  /// Whether there is what Terminate() needs: its last is created right behind this object.
+  /// Whether Terminate() can be called. The start creates this object right before the last one
+  /// that Terminate() needs.
   static bool isDone() { return xercesc::DOMImplementation::getImplementation() != nullptr; }
 
   /// Throws std::bad_alloc.
@@ -120,7 +123,8 @@ public:
   }
 };
 
-/// Exchanges the code of the runtime's manager. Blocks refer to the manager, so its place stays.
+/// Changes the class of the runtime's memory manager. Allocated blocks refer to the manager, so the
+/// new one is constructed at the same address.
 template <class Manager>
 void exchangeManager() {
   static_assert(sizeof(Manager) == sizeof(MemoryManagerImpl));
@@ -141,7 +145,7 @@ XercesObject::~XercesObject() {
     exchangeManager<BackedMemory>();
   }
   XMLPlatformUtils::Terminate();
-  if (isOurs && XMLPlatformUtils::fgMemoryManager != nullptr) {  // the embedder needs it still
+  if (isOurs && XMLPlatformUtils::fgMemoryManager != nullptr) {  // the embedder still uses it
     exchangeManager<MemoryManagerImpl>();
   }
 }
@@ -155,7 +159,7 @@ void XercesObject::Init() {
   }
   if (XMLPlatformUtils::fgMemoryManager == nullptr) {
     start();
-  } else {  // the embedder did
+  } else {  // the embedder has started it
     XMLPlatformUtils::Initialize();
   }
   m_bInitialized = true;
@@ -174,7 +178,7 @@ void XercesObject::start() {
     takeBack();
     throw;
   }
-  // Nothing of this library stays in a runtime that may outlive it.
+  // The runtime may outlive libTqLibEmulator, so no object of ours stays in it.
   XMLPlatformUtils::fgUserPanicHandler = nullptr;
   exchangeManager<MemoryManagerImpl>();
 }
@@ -185,7 +189,7 @@ void XercesObject::takeBack() {
   }
   XMLPlatformUtils::Terminate();
   m_pMemory = nullptr;
-  if (XMLPlatformUtils::fgMemoryManager == nullptr) {  // else the embedder started it meanwhile
+  if (XMLPlatformUtils::fgMemoryManager == nullptr) {  // the embedder has not started it
     reserve.used = 0;
   }
 }

@@ -12,10 +12,10 @@ public:
   XercesObject& operator=(const XercesObject&) = delete;
 
   /// Starts the runtime unless it runs. Throws std::bad_alloc when there is not enough memory; a
-  /// later call starts it anew. Hold gCriticalSection.
+  /// later call tries again. Hold gCriticalSection.
   void Init();
 
-  /// The one of this library, which lives as long as the library is loaded.
+  /// The only instance. It lives as long as libTqLibEmulator is loaded.
   static XercesObject& instance();
 
 private:
