@@ -1,13 +1,14 @@
-// Two advisory locks exclude others from a directory. flock(2) on the directory itself needs no
-// file but works on one machine only: network file systems do not pass it on, or have none for
-// directories. So where the file system is not known to be local, a flock on a small regular file
-// in the directory is taken as well. That file is made when it is needed and never removed; where
-// somebody made it on a local file system, it is honoured too.
+// Locks a directory with up to two advisory locks. flock(2) on the directory itself needs no file,
+// but works on one machine only: network file systems do not forward it, or do not support it for
+// directories. Therefore, if the file system is not known to be local, we also take flock(2) on a
+// small regular file in the directory. The file is created when needed and never removed. If it
+// exists on a local file system, it is locked, too.
 //
-// flock(2) has no timeout and does not queue waiters, so we poll. For fairness each waiter locks
-// one byte of the directory, with a shared record lock that excludes nobody: the byte whose offset
-// is the time when its wait began. Whoever finds a lower byte locked lets that one go first, though
-// not for ever: it may be stopped, or wait for a thread that holds gCriticalSection.
+// flock(2) has no timeout and does not queue waiters, so we poll. For fairness, each waiter takes a
+// shared record lock on one byte of the directory; the offset of the byte is the time when the wait
+// began. These locks exclude nobody. A process that gets the lock but finds an earlier waiter
+// releases it again. It does so a limited number of times, because that waiter may be stopped or
+// may itself be waiting for gCriticalSection.
 
 #include "files/CatalogueLock.h"
 
@@ -37,11 +38,11 @@ constexpr microseconds kLocalStep{200};
 constexpr microseconds kBehindOthersStep{1000};
 constexpr microseconds kFirstNetworkStep{2000};
 constexpr microseconds kLastNetworkStep{50000};
-constexpr int kMostTimesFree = 10;  // after that, those who waited longer are passed over
+constexpr int kMostTimesFree = 10;  // after that, earlier waiters are ignored
 constexpr int kMostReplacements = 10;
-constexpr mode_t kNewFileMode = 0666;  // less the process's umask
+constexpr mode_t kNewFileMode = 0666;  // reduced by the process's umask
 
-/// File systems whose locks on directories exclude everybody who can reach them.
+/// File systems of one machine: a lock on a directory excludes all processes that can reach it.
 constexpr long kLocalFileSystems[] = {
     EXT4_SUPER_MAGIC,     XFS_SUPER_MAGIC,           BTRFS_SUPER_MAGIC, TMPFS_MAGIC,
     RAMFS_MAGIC,          OVERLAYFS_SUPER_MAGIC,     F2FS_SUPER_MAGIC,  REISERFS_SUPER_MAGIC,
@@ -55,7 +56,7 @@ bool isOnLocalFileSystem(const std::string& path) {
              std::end(kLocalFileSystems);
 }
 
-/// A record lock of the open file, not of the process.
+/// The argument of an F_OFD_* command: a lock that belongs to the open file, not to the process.
 struct flock recordLock(short type, off_t start, off_t length) {
   struct flock record {};
   record.l_type = type;
@@ -69,7 +70,7 @@ off_t now() {
   return steady_clock::now().time_since_epoch().count();
 }
 
-/// Without record locks on the file system, waiters take their chance.
+/// A failure is ignored: without record locks on the file system, waiting is not fair.
 void announceWait(int fd, off_t since) {
   struct flock shared = recordLock(F_RDLCK, since, 1);
   ::fcntl(fd, F_OFD_SETLK, &shared);
@@ -85,7 +86,8 @@ bool isAnyoneWaitingBefore(int fd, off_t time) {
   return ::fcntl(fd, F_OFD_GETLK, &earlier) == 0 && earlier.l_type != F_UNLCK;
 }
 
-/// 0 when the lock is held, EWOULDBLOCK when somebody else has it, else why there is none.
+/// Returns 0 when the lock was taken, EWOULDBLOCK when another process has it, or another errno
+/// value.
 int tryFlock(int fd) {
   if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
     return 0;
@@ -95,7 +97,7 @@ int tryFlock(int fd) {
 }
 
 /// Whether locking is not supported, or the directory cannot be opened for it. Some file systems
-/// answer EBADF because they want a file that is open for writing, which a directory never is.
+/// answer EBADF because they require a file that is open for writing; a directory never is.
 bool isUnsupported(int code) {
   return code == ENOLCK || code == EOPNOTSUPP || code == ENOSYS || code == EINVAL ||
          code == EBADF || code == EACCES || code == EPERM || code == EROFS;
@@ -105,7 +107,7 @@ bool isAbsent(int code) {
   return code == ENOENT || code == ENOTDIR;
 }
 
-/// Whether what is open is what the path leads to.
+/// Whether `fd` is the file or folder that is now at `path`.
 bool isAt(int fd, const std::string& path) {
   struct stat open {};
   struct stat there {};
@@ -120,9 +122,8 @@ std::string othersKeep(const std::string& path) {
 void warnOnce(const std::string& folder, int code) {
   static std::once_flag warned;
   std::call_once(warned, [&] {
-    logError("CatalogueLock::take",
-             "No lock on directory " + folder +
-                 ", let one process only change the catalogue: " + std::strerror(code));
+    logError("CatalogueLock::take", "No lock on directory " + folder + ": " + std::strerror(code) +
+                                        ". Let only one process change the catalogue");
   });
 }
 
@@ -131,8 +132,8 @@ void warnOnce(const std::string& folder, int code) {
 std::chrono::milliseconds CatalogueLock::longestWait = std::chrono::seconds(30);
 CatalogueLock* CatalogueLock::s_current = nullptr;
 
-// A child that another thread forked meanwhile may hold the descriptors too, so they are unlocked
-// and not only closed, here and below.
+// Here and in giveBack(), locks are released explicitly: closing the descriptors is not enough if
+// another thread has forked a child that holds them, too.
 CatalogueLock::~CatalogueLock() {
   for (const Folder& folder : m_folders) {
     if (folder.waitingSince != 0) {
@@ -192,7 +193,8 @@ bool CatalogueLock::take(Folder& folder) {
   return true;
 }
 
-// The working directory may be the catalogue's, and a second lock on it would wait for the first.
+// Compares the directories, not only the paths: the working directory may be the catalogue
+// directory, and a second lock on it would wait for the first one.
 const CatalogueLock::Folder* CatalogueLock::find(const std::string& path) const {
   const auto found = std::find_if(m_folders.begin(), m_folders.end(), [&](const Folder& folder) {
     return folder.isTaken &&
@@ -201,7 +203,8 @@ const CatalogueLock::Folder* CatalogueLock::find(const std::string& path) const 
   return found == m_folders.end() ? nullptr : &*found;
 }
 
-/// 0 when the folder is locked or can have no lock, EWOULDBLOCK when others have it, else an error.
+/// Returns 0 when the folder is locked or cannot be locked at all, EWOULDBLOCK when another process
+/// has the lock, or another errno value.
 int CatalogueLock::tryLock(Folder& folder) {
   const int onDirectory = tryDirectory(folder);
   if (onDirectory != 0 && !isUnsupported(onDirectory)) {
@@ -219,7 +222,8 @@ int CatalogueLock::tryLock(Folder& folder) {
   return 0;
 }
 
-// A directory may be put in the place of another one while its lock is waited for.
+// While we wait for the lock, the directory may be replaced by another one. Then the new one is
+// opened and locked.
 int CatalogueLock::tryDirectory(Folder& folder) {
   for (int tries = 0; tries < kMostReplacements; ++tries) {
     if (!folder.directory) {
@@ -252,8 +256,8 @@ int CatalogueLock::tryDirectory(Folder& folder) {
   return ESTALE;
 }
 
-/// ENOLCK when such a file cannot be made or cannot be locked. One that is there and may not be
-/// opened is an error: others exclude each other with it.
+/// Locks the lock file. Returns ENOLCK when the file cannot be created or locking is not supported.
+/// A file that exists but cannot be opened is an error, because other processes may use it.
 int CatalogueLock::tryFile(Folder& folder) {
   const std::string path = folder.path + "/" + names::lockFile;
   for (int tries = 0; tries < kMostReplacements; ++tries) {

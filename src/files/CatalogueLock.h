@@ -1,4 +1,4 @@
-// The lock between the processes, on this machine and on others, that change one catalogue.
+// The lock between processes that change the same catalogue, on one machine or on several.
 #pragma once
 
 #include <sys/types.h>
@@ -11,15 +11,15 @@
 #include "files/PairedSave.h"
 #include "common/FileDescriptor.h"
 
-/// What one operation has locked: the catalogue directory and any other directory that it changes.
+/// The locks of one operation: on the catalogue directory and any other directory that it changes.
 ///
-/// Taking a directory never blocks, so it is done with gCriticalSection held. An operation that is
-/// refused gives everything back, waits without gCriticalSection and starts again. So nothing waits
-/// for a lock while it holds another one, and no order of locks can deadlock.
+/// Taking a lock never blocks, so it is done with gCriticalSection held. If a lock is refused, the
+/// operation releases all its locks, waits without gCriticalSection, and starts again. An operation
+/// never waits for a lock while it holds another one, so there is no deadlock.
 class CatalogueLock {
 public:
-  /// Long enough for the largest library on a busy machine, short enough for a host's command.
-  /// Tests shorten it.
+  /// How long an operation waits for the locks. Long enough for a change of the largest library on
+  /// a busy machine, and shorter than the timeout of a host's command. Tests shorten it.
   static std::chrono::milliseconds longestWait;
 
   CatalogueLock() = default;
@@ -27,11 +27,11 @@ public:
   CatalogueLock(const CatalogueLock&) = delete;
   CatalogueLock& operator=(const CatalogueLock&) = delete;
 
-  /// The lock of the changing operation that runs; null when none does. Hold gCriticalSection.
+  /// The lock of the changing operation that is running; null when none is. Hold gCriticalSection.
   static CatalogueLock* current() { return s_current; }
 
-  /// One attempt of an operation: the lock is current() meanwhile, and everything is given back at
-  /// the end. Hold gCriticalSection.
+  /// One attempt of an operation. While it lives, the lock is current(); at its end, all
+  /// directories are released. Hold gCriticalSection.
   class Attempt {
   public:
     explicit Attempt(CatalogueLock& lock);
@@ -43,34 +43,37 @@ public:
     CatalogueLock& m_lock;
   };
 
-  /// Takes what earlier attempts asked for. False when something was refused.
+  /// Locks all directories that earlier attempts locked. False when one was refused.
   bool takeAgain();
 
-  /// Takes a directory unless it is held. Then completes what a process that died left half saved
-  /// in it, see obstacleTo().
+  /// Locks a directory unless it is already locked. Then completes an interrupted save in it; see
+  /// obstacleTo() if that is not possible.
   ///
-  /// True also without a lock where locking is not supported: the directory does not exist, may not
-  /// be read, or lies on a file system without locks. The last two are logged, once in a process.
+  /// False when another process has the lock, or on an error; isRefused() is then true. True,
+  /// without a lock, when locking is not possible: the directory does not exist, may not be read,
+  /// or is on a file system without locks. The last two cases are logged once in a process.
   bool take(const std::string& path);
 
   /// Whether a directory could not be taken in this attempt.
   bool isRefused() const { return m_refused != nullptr; }
 
-  /// From here on the attempt is the last one: what runs in it must not run again.
+  /// Makes this attempt the last one: from here on, the operation must not start again.
   void makeFinal() { m_isFinal = true; }
   bool isFinal() const { return m_isFinal; }
 
-  /// Why a directory could not be taken. What is taken stays, and others can be asked for again.
+  /// Clears the refusal and returns its reason. Directories that are locked stay locked, and more
+  /// can be taken.
   std::string acceptRefusal();
 
-  /// Waits a moment before the next attempt. False when that makes no sense: error() says why.
-  /// Do not hold gCriticalSection.
+  /// Sleeps before the next attempt. False when no other attempt makes sense; error() says why. Do
+  /// not hold gCriticalSection.
   bool wait();
 
+  /// Why wait() returned false, for people.
   const std::string& error() const { return m_error; }
 
-  /// Why the file `name` in a directory that was taken must not be changed: a save of it and
-  /// another file is half done and cannot be completed. Empty when nothing is in the way.
+  /// Why the file `name` in a locked directory must not be changed: a save of it and another file
+  /// was interrupted and cannot be completed. Empty when the file may be changed.
   std::string obstacleTo(const std::string& directory, const std::string& name) const;
 
 private:
@@ -81,8 +84,8 @@ private:
     bool isTaken = false;
     bool isLocal = true;
     off_t waitingSince = 0;   // 0: not waiting
-    int timesFree = 0;        // how often the lock was free while others waited longer
-    const char* failed = "";  // what could not be locked: the directory, or the file in it
+    int timesFree = 0;        // how often the lock was left to an earlier waiter
+    const char* failed = "";  // ".tqlib-lock: " if the file in it could not be locked
     UnfinishedSave unfinished;
   };
 

@@ -1,10 +1,12 @@
+// Looks each key up in the sections in order; the first section that has the key wins.
+
 #include "files/ConfiguredPlaces.h"
 
 #include <limits>
 
 namespace {
 
-constexpr const char* kSections[] = {"MediaManager", "Teifioskon"};  // the first that has the key
+constexpr const char* kSections[] = {"MediaManager", "Teifioskon"};
 constexpr unsigned long long kDefaultMaxVolumeSize = 4ULL << 30;
 constexpr unsigned kBytesPerMiBShift = 20;
 
@@ -13,11 +15,11 @@ unsigned long long bytesOfMiB(unsigned long long count) {
   return count > most >> kBytesPerMiBShift ? most : count << kBytesPerMiBShift;
 }
 
-/// Puts a configured directory into `dir`, without the one backslash that may end it. False, with
-/// `dir` unchanged, when there is none.
+/// Puts a configured directory into `dir`, without one trailing backslash. False, with `dir`
+/// unchanged, when it is not configured.
 bool findDirectory(TQPlatformInfo& platform, const char* key, std::string& dir) {
-  // Cleared, here and below: an embedder's store may copy a value without a terminator, or find an
-  // empty one without touching the buffer.
+  // The buffers are cleared because a configuration store of an embedder may copy a value without
+  // its terminator, or may leave the buffer unchanged for an empty value.
   char buffer[1025] = {};
   int length = sizeof buffer;
   for (const char* const section : kSections) {

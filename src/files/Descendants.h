@@ -1,8 +1,8 @@
-// The descendant elements of a node, all or those that carry a name, in document order.
+// The descendant elements of a node in document order, all of them or those with one name.
 //
-// A list from getElementsByTagName has the same content, but the document keeps every such list
-// until it dies and finds it through a table of fixed size: asking for one per slot makes a large
-// library's cost grow faster than its slots.
+// getElementsByTagName() has the same result, but the document keeps each returned list as long as
+// it lives, in a hash table of fixed size. With a list for each slot, the time would grow faster
+// than the number of slots.
 #pragma once
 
 #include <algorithm>
@@ -20,13 +20,15 @@ inline xercesc::DOMElement* rootOf(const xercesc::DOMDocument* doc) {
   return doc == nullptr ? nullptr : doc->getDocumentElement();
 }
 
+/// A range over the descendant elements of a node.
 class Descendants {
 public:
-  /// `root` may be null and then has none. `name` must outlive the walk; null stands for all.
+  /// A null `root` has no descendants. `name` is borrowed; null means all elements.
   explicit Descendants(const xercesc::DOMNode* root, const XMLCh* name = nullptr)
       : m_root(root), m_name(name) {}
 
-  /// An element found may be changed, but not removed, before the walk goes on.
+  /// The current element may be changed, but it must not be removed before the iterator has moved
+  /// on.
   class Iterator {
   public:
     using iterator_category = std::input_iterator_tag;
@@ -47,7 +49,8 @@ public:
     }
     bool operator==(std::default_sentinel_t) const { return m_element == nullptr; }
 
-    /// Whether the element lies below `ancestor`, itself one below the root of the walk.
+    /// Whether the current element is a descendant of `ancestor`. `ancestor` must be a descendant
+    /// of the root of the range.
     bool isBelow(const xercesc::DOMElement* ancestor) const {
       return std::find(m_ancestors.begin(), m_ancestors.end(), ancestor) != m_ancestors.end();
     }
@@ -60,7 +63,7 @@ public:
       return static_cast<xercesc::DOMElement*>(node);
     }
 
-    // The way down is remembered: asking a node for its parent costs a dynamic cast.
+    // The ancestors are remembered because getParentNode() costs a dynamic cast.
     xercesc::DOMElement* following(xercesc::DOMElement* node) {
       if (xercesc::DOMElement* child = firstElement(node->getFirstChild())) {
         m_ancestors.push_back(node);
@@ -105,7 +108,7 @@ public:
     return found;
   }
 
-  /// The one there is; null when there is none or more than one.
+  /// The only element; null when there is none or more than one.
   xercesc::DOMElement* single() const {
     Iterator it = begin();
     xercesc::DOMElement* found = *it;
@@ -117,20 +120,20 @@ private:
   const XMLCh* m_name;
 };
 
-/// All descendant elements of a node by name, found in one walk. A large library does not fit into
-/// the processor's caches, so whoever looks for several names walks once. New elements do not enter
-/// an index.
+/// The descendant elements of a node by name, all found in one pass. A large library does not fit
+/// into the processor's caches, so one pass for several names is faster than a pass for each.
+/// Elements that are added to the document later are not in the index.
 class DescendantIndex {
 public:
-  /// `root` may be null. Names are those of the document, which has to stay.
+  /// `root` may be null. The index refers to names in the document, so it must not outlive it.
   explicit DescendantIndex(const xercesc::DOMNode* root) {
     for (xercesc::DOMElement* element : Descendants(root)) {
       add(element);
     }
   }
 
-  /// The descendants of the one library of `doc`, which is put into `library`; none, and null, when
-  /// there is no library or more than one.
+  /// The descendants of the single library of `doc`. `library` is set to that library. If there is
+  /// none or more than one, the index is empty and `library` is null.
   DescendantIndex(const xercesc::DOMDocument* doc, xercesc::DOMElement*& library) {
     library = nullptr;
     const Descendants all(rootOf(doc));
@@ -158,7 +161,7 @@ public:
     return found == m_elements.end() ? none : found->second;
   }
 
-  /// The one there is; null when there is none or more than one.
+  /// The only element of that name; null when there is none or more than one.
   xercesc::DOMElement* single(const XMLCh* name) const {
     const auto& found = named(name);
     return found.size() == 1 ? found.front() : nullptr;
@@ -167,6 +170,6 @@ public:
 private:
   void add(xercesc::DOMElement* element) { m_elements[element->getNodeName()].push_back(element); }
 
-  // A document has each name once, so the addresses tell them apart.
+  // A document stores each name once, so the address identifies the name.
   std::unordered_map<const XMLCh*, std::vector<xercesc::DOMElement*>> m_elements;
 };

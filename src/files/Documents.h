@@ -1,4 +1,4 @@
-// What several operations do with the elements of a document.
+// Finding, placing and changing elements of a document, as several operations need it.
 #pragma once
 
 #include <xercesc/dom/DOM.hpp>
@@ -7,32 +7,32 @@
 #include "files/Descendants.h"
 #include "files/Names.h"
 
-/// The one library of a document; null when there is none or more than one.
+/// The only library of a document; null when there is none or more than one.
 inline xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {
   return Descendants(rootOf(doc), names::library).single();
 }
 
-/// Every element that the catalogue finds is a DOMElement; nodes go through older interfaces only.
+/// Casts a node that is known to be an element. Older interfaces pass elements as nodes.
 inline xercesc::DOMElement* asElement(xercesc::DOMNode* node) {
   return static_cast<xercesc::DOMElement*>(node);
 }
 
-/// Puts `node` behind `reference`. Where nothing follows, no text either, it goes to the end of
-/// `last`, whatever the reference lies in.
+/// Inserts `node` behind `reference`. If `reference` has no next sibling (text counts as one),
+/// `node` is appended to `last`, even if `last` is not the parent of `reference`.
 inline void placeBehind(const xercesc::DOMNode& reference, xercesc::DOMNode& last,
                         xercesc::DOMNode* node) {
   xercesc::DOMNode* next = reference.getNextSibling();
   (next == nullptr ? last : *next->getParentNode()).insertBefore(node, next);
 }
 
-/// Removes `node` from `parent`. It goes with its document at the end of the call: to release
-/// the nodes of a library one by one would cost much of what it costs to read them.
+/// Removes `node` from `parent`. Its memory is freed with the document, at the end of the call:
+/// releasing the nodes of a library one by one would cost nearly as much as reading them.
 inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
   parent.removeChild(node);
 }
 
-/// Sets the attribute that tells whether there is a medium. One that is there keeps its node: a
-/// vector of records sets tens of thousands of them.
+/// Sets the attribute IsOccupied. The text node of an existing attribute is reused, for speed: an
+/// operation may set tens of thousands of elements.
 inline void setOccupied(xercesc::DOMElement& element, bool isOccupied) {
   const XMLCh* value = isOccupied ? names::trueText : names::falseText;
   const xercesc::DOMAttr* attribute = element.getAttributeNode(names::isOccupied);

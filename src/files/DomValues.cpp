@@ -1,4 +1,5 @@
-// How tolerant the whole catalogue is of missing and odd values is decided here.
+// Decides how tolerant the catalogue is of missing and unusual values: all values are read and
+// written here.
 
 #include "files/DomValues.h"
 
@@ -57,7 +58,8 @@ bool readValue(const xercesc::DOMNode* node, const XMLCh* name, std::string& val
   return element == nullptr || readText(*element, value);
 }
 
-// Files of earlier versions lack elements that were added later.
+// A missing element reads as 0, because files of earlier versions lack elements that were added
+// later.
 bool readValue(const xercesc::DOMNode* node, const XMLCh* name, int& value) {
   value = -1;
   std::string text;
@@ -77,9 +79,8 @@ bool removeText(xercesc::DOMNode& node) {
   return true;
 }
 
-// The value is compared with the element's name, not with its current text. So a value is always
-// replaced, except one that spells the element's own name, which leaves the element as it was.
-// Files in the field were written that way.
+// The value is compared with the element's name, not with its current text: a value that equals the
+// name leaves the text unchanged. Existing files were written that way.
 bool addText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::string& value) {
   if (node == nullptr) {
     return false;
@@ -97,7 +98,7 @@ bool addText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::strin
   }
   const bool isAlone = child->getNextSibling() == nullptr;
   if (isAlone && doc != nullptr) {
-    child->setNodeValue(text.c_str());  // cheaper than another node in its place
+    child->setNodeValue(text.c_str());  // cheaper than a new node
     return true;
   }
   return removeText(*node) && addText(doc, node, value);

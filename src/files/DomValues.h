@@ -5,38 +5,39 @@
 
 #include <xercesc/dom/DOM.hpp>
 
-/// A new element, with `value` as its text unless that is null. Null without a document.
+/// Creates an element, with `value` as its text unless `value` is null. Returns null when `doc` is
+/// null.
 xercesc::DOMElement* newElement(xercesc::DOMDocument* doc, const XMLCh* name,
                                 const XMLCh* value = nullptr);
 
-/// Reads the text of `node`, empty when it has no child. False, with `text` unchanged, when its
-/// first child is no text.
+/// Reads the text of `node`; empty when it has no child. False, with `text` unchanged, when its
+/// first child is not a text node.
 bool readText(const xercesc::DOMNode& node, std::string& text);
 
-/// Reads the first descendant of that name. A missing one reads as empty text; false, with `value`
-/// empty, when it has no text.
+/// Reads the text of the first descendant of that name; empty when there is none. False, with
+/// `value` empty, when the element's first child is not a text node.
 bool readValue(const xercesc::DOMNode* node, const XMLCh* name, std::string& value);
 
-/// The same for a number: text that is no number reads as its leading digits, and a missing element
-/// as 0. False, with -1, when it has no text.
+/// Reads a number in the same way: the leading digits of the text, 0 without digits or without the
+/// element. False, with -1, when the element's first child is not a text node.
 bool readValue(const xercesc::DOMNode* node, const XMLCh* name, int& value);
 
-/// Adds text to `node`, or replaces the text that it has. False, with nothing changed, when its
-/// first child is no text. Without a document, a node that already has text loses it.
+/// Adds text to `node`, or replaces its present text. False, with nothing changed, when its first
+/// child is not a text node. False also when `doc` is null; present text is then removed.
 bool addText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::string& value);
 
-/// The same, but an empty `value` removes the text.
+/// Does the same, but an empty `value` removes the text.
 bool updateText(xercesc::DOMDocument* doc, xercesc::DOMNode* node, const std::string& value);
 
-/// Removes the text of `node`; false when its first child is no text.
+/// Removes the text of `node`. False when it has no child or its first child is not a text node.
 bool removeText(xercesc::DOMNode& node);
 
-/// Updates all descendants of `element` of that name, up to the first failure. False when there are
-/// none.
+/// Updates the text of all descendants of `element` of that name. Stops at the first failure and
+/// returns false; false also when there is no such descendant.
 bool updateValues(xercesc::DOMDocument* doc, const xercesc::DOMElement* element, const XMLCh* name,
                   const std::string& value);
 
-/// The value of an attribute such as IsOccupied. The first character alone decides; a missing
-/// attribute, which reads as empty text, is true: elements without IsOccupied have always been read
-/// as occupied.
+/// The value of an attribute such as IsOccupied. False when the text begins with "0", "f" or "F",
+/// or `value` is null; else true. A missing attribute reads as empty text and is therefore true:
+/// elements without IsOccupied have always been read as occupied.
 bool isTrue(const XMLCh* value);

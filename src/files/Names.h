@@ -1,4 +1,4 @@
-// Every element, attribute and file name of the catalogue, and the fixed words in its values.
+// All element, attribute and file names of the catalogue, and the fixed values in its files.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ inline constexpr XMLCh libraryScsiUnit[] = u"LibraryScsiUnit";
 inline constexpr XMLCh drive[] = u"Drive";
 inline constexpr XMLCh driveScsiDevice[] = u"DriveScsiDevice";
 inline constexpr XMLCh driveScsiUnit[] = u"DriveScsiUnit";
-inline constexpr XMLCh slots[] = u"Slots";  // plural, although each is one slot
+inline constexpr XMLCh slots[] = u"Slots";  // one slot each, despite the plural
 inline constexpr XMLCh shelf[] = u"Shelf";
 inline constexpr XMLCh baseAddress[] = u"BaseAddress";
 inline constexpr XMLCh barCode[] = u"BarCode";
@@ -66,10 +66,10 @@ inline constexpr char drivePrefix[] = "Drive_";
 inline constexpr char slotPrefix[] = "Slot_";
 inline constexpr char shelfPrefix[] = "Shelf_";
 
-// Files that are no part of the catalogue's content
+// Files that hold no content of the catalogue
 inline constexpr char lockFile[] = ".tqlib-lock";        // on a file system not known to be local
 inline constexpr char journalFile[] = ".tqlib-pending";  // of a save of two files
-inline constexpr char temporaryPrefix[] = ".tqlib-";     // a new file until it takes its place
+inline constexpr char temporaryPrefix[] = ".tqlib-";     // a new file before it is renamed
 inline constexpr char temporarySuffix[] = ".new";
 inline constexpr char temporaryFirstSuffix[] = "-first.new";  // must not replace another file
 
@@ -95,13 +95,13 @@ inline bool isTemporary(const std::string& file) {
 
 // The key of the file that holds drives without a library
 inline constexpr char standaloneKey[] = "Library1";
-// and the removal's file for them, in the working directory
+// The file in the working directory from which a removal without a library removes devices
 inline constexpr char standaloneFile[] = "Library1.xml";
 
 inline constexpr XMLCh trueText[] = u"true";
 inline constexpr XMLCh falseText[] = u"false";
 
-// The address of a drive that the library's drive identifier map has not placed yet
+// The address of a drive that has not yet received one from the library's drive identifier map
 inline constexpr XMLCh unplacedAddress[] = u"-999999";
 
 }  // namespace names

@@ -1,4 +1,4 @@
-// New documents of the catalogue.
+// Creating documents of the catalogue.
 #pragma once
 
 #include <xercesc/dom/DOM.hpp>
@@ -6,8 +6,8 @@
 
 #include "files/XmlMemory.h"
 
-/// A document with an empty root of this name, in the namespace that all catalogue files use; null
-/// when the parser library has no implementation.
+/// A document with an empty root of this name, in the namespace of all catalogue files; null when
+/// Xerces-C++ has no DOM implementation.
 inline XmlOwner<xercesc::DOMDocument> newDocument(const XMLCh* root) {
   xercesc::DOMImplementation* implementation =
       xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");

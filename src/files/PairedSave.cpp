@@ -1,3 +1,7 @@
+// Writes the journal, renames both files, removes the journal. The journal is a list of file names
+// without directories, each with a zero byte at its end: temporary file, target, and again for the
+// second file.
+
 #include "files/PairedSave.h"
 
 #include <unistd.h>
@@ -25,8 +29,8 @@ std::string nameIn(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-/// A prepared file and the name that it is to get. Names without a directory, so that a catalogue
-/// may be moved as it is; they hold no zero byte, so one ends each of them.
+/// The entry of the journal for a prepared file. Names have no directory, so an interrupted save
+/// survives a move of the catalogue.
 std::string describe(const ReplacedFile& file) {
   return nameIn(file.aside()) + '\0' + nameIn(file.target()) + '\0';
 }
@@ -37,13 +41,14 @@ bool isFileOfCatalogue(const std::string& name) {
           name.find('/') == std::string::npos);
 }
 
-/// Whether the journal may name the file.
+/// Whether the journal may name the file: it has a temporary file beside it, in the catalogue
+/// directory.
 bool canBeNoted(const ReplacedFile& file) {
   return !file.aside().empty() && !file.isElsewhere() && isFileOfCatalogue(nameIn(file.target()));
 }
 
-/// The names in a journal, by turns of a prepared file and of its target. None when the text is
-/// anything else: a journal of another origin must not move files.
+/// The names in a journal: temporary file, target, and so on. Empty when the text is anything else:
+/// a foreign file must not make us rename files.
 std::vector<std::string> namesIn(const std::string& text) {
   std::vector<std::string> names;
   for (size_t at = 0; at < text.size();) {
@@ -58,7 +63,8 @@ std::vector<std::string> namesIn(const std::string& text) {
   return areOurs ? names : std::vector<std::string>();
 }
 
-/// The files that are to get a place, and always the list: no other pair can be saved.
+/// The files that the journal names as targets. The library list is always one of them: each pair
+/// consists of the list and a library.
 std::vector<std::string> targets(const std::vector<std::string>& names) {
   std::vector<std::string> files{names::listFile};
   for (size_t i = 1; i < names.size(); i += 2) {
@@ -67,13 +73,13 @@ std::vector<std::string> targets(const std::vector<std::string>& names) {
   return files;
 }
 
-/// What completing an entry of the journal came to.
+/// The result of completing one entry of the journal.
 enum class Completion { Done, Failed, TargetExists };
 
 Completion putInPlace(ReplacedFile& file, const std::string& aside) {
   const bool isThere = file.adopt(aside);
   if (isThere ? file.commit() : file.error().empty()) {
-    return Completion::Done;  // also when the prepared file is gone: it was put in its place before
+    return Completion::Done;  // also without the temporary file: it has already been renamed
   }
   return file.isTargetInTheWay() ? Completion::TargetExists : Completion::Failed;
 }
@@ -92,16 +98,17 @@ bool PairedSave::commit() {
 }
 
 bool PairedSave::commitJoined() {
-  // After a power loss that leaves the journal, the files that it names have to be there.
+  // The temporary files must be durable before the journal that names them.
   syncFolder(m_first.folder());
   const std::string text = describe(m_first) + describe(m_second);
   ReplacedFile journal(pathIn(m_first.folder(), names::journalFile));
   if (!journal.prepare(text) || !journal.commit()) {
-    m_error = "cannot note what is to be saved: " + journal.error();
+    m_error = "cannot write the journal: " + journal.error();
     return false;
   }
-  // From here on, what the journal names belongs to whoever completes it. It does not matter which
-  // of the two a power loss leaves: both are on the disk with the commit, before the journal goes.
+  // From here on, the temporary files must stay for the process that completes the save. The first
+  // rename is not synced: the commit of the second file syncs the folder for both, before the
+  // journal is removed.
   m_first.leave();
   m_second.leave();
   if (m_first.place() && m_second.commit()) {
@@ -109,7 +116,7 @@ bool PairedSave::commitJoined() {
     return true;
   }
   if (m_first.isTargetInTheWay() || m_second.isTargetInTheWay()) {
-    // The next try would meet the same file, so the save is given up as a whole.
+    // Another try would find the same file, so the whole save is given up.
     removeNewFirst();
     journal.remove();
     m_error = reason();
@@ -128,7 +135,7 @@ bool PairedSave::commitOneByOne() {
   return false;
 }
 
-// A new library's file without its entry would be in the way when the library is made again.
+// The file of a new library without its entry in the list would prevent creating the library again.
 void PairedSave::removeNewFirst() {
   if (m_first.error().empty() && m_first.isNew()) {
     m_first.remove();
@@ -169,7 +176,8 @@ UnfinishedSave PairedSave::complete(const std::string& folder) {
   }
   if (state == SaveJournal::State::Unreadable) {
     const std::string reason = "Cannot read " + journal + ": " + std::strerror(code);
-    // What is no regular file is not ours and names no library, but keeps us from saving a pair.
+    // Something else than a regular file is not our journal and names no library. But we cannot
+    // write a journal of our own, so the list cannot be saved.
     const bool isForeign = code == EISDIR || code == EINVAL || code == ENXIO || code == ELOOP;
     return {reason,
             isForeign ? std::vector<std::string>{names::listFile} : std::vector<std::string>()};
@@ -188,7 +196,7 @@ UnfinishedSave PairedSave::complete(const std::string& folder) {
       break;
     }
   }
-  // Completed once more, it would undo what was changed since.
+  // A journal that stays would be completed once more and would undo later changes.
   if (::unlink(journal.c_str()) != 0 && errno != ENOENT) {
     return {"Cannot remove " + journal + ": " + std::strerror(errno), targets(entries)};
   }

@@ -1,4 +1,4 @@
-// Saving two files of the catalogue so that both are new or none.
+// Saving two files of the catalogue as one step: after a crash, both are new or both are old.
 #pragma once
 
 #include <string>
@@ -6,50 +6,51 @@
 
 #include "files/ReplacedFile.h"
 
-/// A save of two files that a process left half done and that cannot be completed.
+/// An interrupted save of two files that cannot be completed.
 struct UnfinishedSave {
-  std::string reason;              ///< empty: there is none
-  std::vector<std::string> files;  ///< their names; empty while there is one: not known which
+  std::string reason;              ///< why it cannot be completed; empty: there is no such save
+  std::vector<std::string> files;  ///< names of its files; empty with a reason: not known
 
   /// Whether the file of this name must stay as it is.
   bool concerns(const std::string& name) const;
 };
 
-/// The journal of a save of two files, as it is found in a folder.
+/// The journal of a save of two files, as found in a folder.
 struct SaveJournal {
   enum class State { Absent, Sound, Damaged, Unreadable };
   State state = State::Absent;
   int error = 0;                   ///< errno value, when it is unreadable
-  std::vector<std::string> names;  ///< of a sound one: temporary file and target, in turn
+  std::vector<std::string> names;  ///< when it is sound: temporary file, target, and so on
 
   /// Whether the temporary file may be needed to complete the save.
   bool mayNeed(const std::string& temporaryFile) const;
 };
 
-/// Two renames are two steps, and a crash may come in between. So, before the first, a small
-/// journal in the catalogue directory says which prepared file is to take which place. The next
-/// operation that changes the catalogue completes it.
+/// A save of two files. It takes two renames, and a crash may come between them. Therefore a small
+/// journal in the catalogue directory first records which temporary file replaces which file. After
+/// a crash, the next operation that changes the catalogue completes the save.
 class PairedSave {
 public:
-  /// Both are prepared, and committed in this order.
+  /// Both files must be prepared. They are committed in this order. Both are borrowed.
   PairedSave(ReplacedFile& first, ReplacedFile& second) : m_first(first), m_second(second) {}
 
-  /// Puts both in their places. On false, error() says why; where it says so, the next operation
-  /// that changes the catalogue tries again.
+  /// Replaces both files. On false, error() says why, and whether the next operation that changes
+  /// the catalogue will try again.
   ///
-  /// Where a file is overwritten in place, or is a symbolic link into another directory, the two
-  /// are put there one after the other, and a crash may come in between.
+  /// A crash may leave one new and one old file if a file is overwritten in place or is a symbolic
+  /// link into another directory: then there is no journal.
   bool commit();
 
   const std::string& error() const { return m_error; }
 
-  /// Whether a save in `folder` waits to be completed.
+  /// Whether `folder` has a journal: a save is running or was interrupted.
   static bool isPending(const std::string& folder);
 
+  /// Reads the journal in `folder`. Changes nothing.
   static SaveJournal readJournal(const std::string& folder);
 
-  /// Completes what a process began in `folder` that died or failed; the result is what could not
-  /// be completed. Hold the catalogue's lock.
+  /// Completes an interrupted save in `folder`. The result is the save that could not be completed,
+  /// without a reason if there is none. Hold the catalogue's lock.
   static UnfinishedSave complete(const std::string& folder);
 
 private:

@@ -1,11 +1,12 @@
-// Without an error handler Xerces-C++ returns a partial document for a damaged file; saving that
+// Parses with Xerces-C++, but more strictly than it does by default.
+//
+// Without an error handler, Xerces-C++ returns a partial document for a damaged file, and saving it
 // would lose the rest. The error handler here throws at the first fatal error, and the document is
 // dropped.
 //
-// The catalogue's files have no document type declaration. An internal subset could declare
-// entities that expand to gigabytes, or that read other files, so it is refused before it is read.
-// The number of levels is limited because Xerces-C++ recurses for each of them, and a save indents
-// each.
+// Catalogue files have no document type declaration. An internal subset could declare entities that
+// expand to gigabytes or read other files, so it is refused before it is read. The number of levels
+// is limited because Xerces-C++ recurses for each level, and a save indents each level.
 
 #include "files/ParsedFile.h"
 
@@ -31,16 +32,16 @@
 
 namespace {
 
-constexpr std::size_t kMostLevels = 100;      // our files have five
-constexpr unsigned kMostElementNames = 1000;  // and about 40 names
+constexpr std::size_t kMostLevels = 100;      // our files have 5
+constexpr unsigned kMostElementNames = 1000;  // our files have about 40
 
 struct ParseFailure {
   std::string reason;
 };
 
-/// An error of the system while the file was read.
+/// A failed read(2).
 struct ReadFailure {
-  int code;
+  int code;  ///< errno value
 };
 
 class FileStream : public xercesc::BinInputStream {
@@ -66,8 +67,8 @@ private:
   XMLFilePos m_position = 0;
 };
 
-/// An open file as the parser's input. The parser's own file input takes a path for a URL first,
-/// waits for a pipe, and does not say which error of the system it met.
+/// An open file as the parser's input. The parser's own file input treats a path as a URL first,
+/// blocks on a pipe, and does not report errno.
 class OpenedFile : public xercesc::InputSource {
 public:
   explicit OpenedFile(int fd) : m_fd(fd) {}
@@ -103,8 +104,8 @@ public:
     throw ParseFailure{"The document type declaration has an internal subset"};
   }
 
-  // Every start has its end, that of an element without content inside this call. The XML library
-  // looks names up in lists that grow with their number.
+  // Each start has an end; for an empty element, the base class calls endElement() itself. Element
+  // names are limited because Xerces-C++ searches them in lists, which get slower with each name.
   void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri,
                     const XMLCh* const prefix,
                     const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t count,
@@ -126,8 +127,8 @@ public:
     XercesDOMParser::endElement(element, uri, isRoot, prefix);
   }
 
-  // White space directly behind an element is not kept: nothing reads it, a save writes its own,
-  // and a node for it costs as much as one for a value.
+  // White space directly behind an element is dropped: nothing reads it, a save writes its own
+  // indentation, and a node for it costs as much as a node for a value.
   void docCharacters(const XMLCh* const text, const XMLSize_t length, const bool isCData) override {
     const bool isBehindElement = fCurrentNode != fCurrentParent &&
                                  fCurrentNode->getNodeType() == xercesc::DOMNode::ELEMENT_NODE;
@@ -161,7 +162,7 @@ namespace {
 
 constexpr int kAttempts = 5;
 
-/// Why a file could not be opened or read, and whether the caller has to know.
+/// The result for a file that could not be opened or read. A missing file is no error.
 ParsedFile failed(int code) {
   const bool isAbsent = code == ENOENT || code == ENOTDIR;
   return {nullptr, isAbsent ? "" : std::strerror(code), false};

@@ -10,16 +10,16 @@
 struct ParsedFile {
   /// Owns the document; null unless the whole file was read and well-formed.
   std::unique_ptr<xercesc::XercesDOMParser> parser;
-  /// Why it could not be parsed; empty on success and for a file that does not exist.
+  /// Why the file could not be parsed; empty on success and for a file that does not exist.
   std::string error;
-  /// There was no memory for a parser.
+  /// Whether there was no memory for a parser.
   bool lacksParser = false;
 
   /// The document, or null.
   xercesc::DOMDocument* document() const;
 };
 
-/// Parses the file at `path`. Nothing but this file is read while it is parsed, and a file whose
-/// document type declaration has an internal subset, that is nested deeper than 100 levels or has
-/// more than 1,000 names of elements is refused. Throws only std::bad_alloc and its like.
+/// Parses the file at `path`. No other file is read. A file is refused if its document type
+/// declaration has an internal subset, if it is nested deeper than 100 levels, or if it has more
+/// than 1,000 element names. Throws only exceptions that mean a lack of memory.
 ParsedFile parseFile(const std::string& path);

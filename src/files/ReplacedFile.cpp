@@ -1,3 +1,6 @@
+// Writes a temporary file in the folder of the target, syncs it, and renames it to the target. The
+// process holds flock(2) on the temporary file, so others can see that it is not stale.
+
 #include "files/ReplacedFile.h"
 
 #include <fcntl.h>
@@ -19,14 +22,14 @@
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // less the process's umask
-constexpr mode_t kOwnerOnly = 0600;    // until it has the access of the old file
+constexpr mode_t kNewFileMode = 0666;  // reduced by the process's umask
+constexpr mode_t kOwnerOnly = 0600;    // until it has the permissions of the old file
 constexpr mode_t kPermissionBits = 07777;
-constexpr mode_t kAccessBits = 0777;  // what must not be given to another owner is left out
+constexpr mode_t kAccessBits = 0777;  // without set-user-ID and the like, for another owner
 constexpr int kMaxHops = 40;          // the kernel's own limit for symbolic links
 
-/// Where the path leads when it is a symbolic link, so that the link itself is not replaced. The
-/// file at its end need not exist yet. `code` is 0, or tells why a link could not be read.
+/// The path with symbolic links followed. The file at the end need not exist. `code` is 0, or the
+/// errno value if a link could not be read.
 std::string followLinks(const std::string& path, int& code) {
   std::filesystem::path target = path;
   std::error_code failure;
@@ -59,8 +62,8 @@ bool writeAll(int fd, std::string_view content) {
   return true;
 }
 
-/// Gives the new file the owner and permissions of the old one. Only root may give files away;
-/// others can keep the group at best. False when the permissions cannot be kept.
+/// Gives the new file the owner and the permissions of the old one. Only root can change the owner;
+/// other users can at most keep the group. False when the permissions cannot be kept.
 bool copyAccess(const std::string& from, int to) {
   struct stat old {};
   struct stat made {};
@@ -77,8 +80,8 @@ bool copyAccess(const std::string& from, int to) {
   return (made.st_mode & kPermissionBits) == kept || ::fchmod(to, kept) == 0;
 }
 
-/// Whether the folder is to blame and the file itself may yet be writable: a folder of others, one
-/// whose files only their owners replace, a single file mounted into a read-only folder.
+/// Whether only the folder refuses a new file, so the file itself may still be writable. Examples:
+/// a folder of another user, a sticky folder, a single file mounted into a read-only folder.
 bool admitsNoNewFile(int code) {
   return code == EACCES || code == EPERM || code == EROFS || code == EBUSY;
 }
@@ -90,8 +93,9 @@ bool isSameFile(const std::string& a, const std::string& b) {
          first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
-/// Short, whatever the target's name, which may already have the length that a name can have; and
-/// random, since another process, in a container of its own, may have the same process id.
+/// The name of a temporary file. It is short, because the target's name may already have the
+/// maximum length. It is random, because a process in another container may have the same process
+/// id.
 std::string asideName(Existing existing) {
   std::random_device chance;
   char name[40];
@@ -108,7 +112,7 @@ ReplacedFile::ReplacedFile(const std::string& path, Existing existing)
   m_target = followLinks(path, code);
   m_folder = folderOf(m_target);
   if (code != 0) {
-    fail("cannot tell whether it is a symbolic link", code);
+    fail("cannot examine the path for symbolic links", code);
   }
 }
 
@@ -142,7 +146,7 @@ bool ReplacedFile::begin() {
     m_isTargetInTheWay = true;
     return fail("the file was taken for absent", EEXIST);
   }
-  // A folder may let a file be replaced that nobody may write.
+  // A rename needs no write permission on the file, so check it here.
   if (!m_isNew && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
     return fail("cannot write the file", errno);
   }
@@ -153,10 +157,10 @@ bool ReplacedFile::begin() {
       openFile(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL, hasModel ? kOwnerOnly : kNewFileMode));
   if (!m_file) {
     const int code = errno;
-    return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a file beside it", code);
+    return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a temporary file", code);
   }
   m_aside = std::move(aside);
-  ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // shows others that its process is alive
+  ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // keeps removeStaleFiles() of others from removing it
   if (!copyAccess(model, m_file.get())) {
     ::unlink(m_aside.c_str());
     m_aside.clear();
@@ -185,15 +189,15 @@ bool ReplacedFile::place() {
     m_isTargetInTheWay = code == EEXIST;
     return m_existing == Existing::Replaced && admitsNoNewFile(code)
                ? overwrite()
-               : fail("cannot put the new file in its place", code);
+               : fail("cannot rename the temporary file", code);
   }
   m_aside.clear();
   m_file = FileDescriptor(-1);
   return true;
 }
 
-// Not every file system can rename without replacing; a second link does the same there. A crash
-// may leave both links.
+// Some file systems do not support RENAME_NOREPLACE. There, link(2) and unlink(2) do the same. A
+// crash between them leaves both names; a later commit then only removes the temporary one.
 bool ReplacedFile::rename() {
   if (m_existing == Existing::Replaced) {
     return ::rename(m_aside.c_str(), m_target.c_str()) == 0;
@@ -229,7 +233,7 @@ bool ReplacedFile::adopt(const std::string& aside) {
   }
   auto content = contentOf(aside);
   if (!content) {
-    return errno != ENOENT && fail("cannot read what was prepared", errno);
+    return errno != ENOENT && fail("cannot read the temporary file", errno);
   }
   m_adopted = std::move(*content);
   m_content = m_adopted;
@@ -260,7 +264,7 @@ void ReplacedFile::remove() {
   ::unlink(m_target.c_str());
 }
 
-// The old content is gone with the first byte written, so the room is made sure of before.
+// The first written byte destroys the old content, so the space is reserved before.
 bool ReplacedFile::overwrite() {
   const FileDescriptor file(openRegularFile(m_target.c_str(), O_RDWR | O_CREAT, kNewFileMode));
   struct stat old {};

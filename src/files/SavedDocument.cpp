@@ -1,3 +1,5 @@
+// Serialises the documents in memory, removes stale temporary files, then replaces the files.
+
 #include "files/SavedDocument.h"
 
 #include <string_view>
@@ -8,15 +10,15 @@
 
 namespace {
 
-/// Removes the temporary files of processes that died in a folder, unless a journal there may still
-/// name them.
+/// Removes stale temporary files in a folder, unless a journal there may still name them.
 void removeStaleIn(const std::string& folder) {
   if (!PairedSave::isPending(folder)) {
     ReplacedFile::removeStaleFiles(folder);
   }
 }
 
-/// The same for the folder of a file, and for that of a symbolic link to it.
+/// Removes stale temporary files in the folder of a file and, if the path is a symbolic link, in
+/// the folder of the link.
 void removeStaleBeside(const ReplacedFile& file) {
   removeStaleIn(file.folder());
   if (file.isElsewhere()) {
@@ -34,7 +36,7 @@ std::string logFailure(const ReplacedFile& file, const std::string& reason) {
   return text;
 }
 
-/// One document on its way to the disk.
+/// A serialised document and its file.
 class Saving {
 public:
   explicit Saving(const SavedDocument& document)
@@ -59,7 +61,7 @@ public:
 bool SavedDocument::save(std::string& error) const {
   Saving saving(*this);
   if (!saving.hasContent()) {
-    error = failureText(path, "nothing to write it with");
+    error = failureText(path, "no document or no serialiser");
     return false;
   }
   removeStaleBeside(saving.file);
@@ -74,7 +76,7 @@ bool SavedDocument::savePair(const SavedDocument& first, const SavedDocument& se
   Saving one(first);
   Saving other(second);
   if (!one.hasContent() || !other.hasContent()) {
-    error = failureText(first.path, "nothing to write it with");
+    error = failureText(first.path, "no document or no serialiser");
     return false;
   }
   removeStaleBeside(one.file);

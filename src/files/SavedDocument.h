@@ -7,17 +7,17 @@
 
 #include "files/ReplacedFile.h"
 
-/// A document and the file that it is to be saved in.
+/// A document and the file to save it in.
 struct SavedDocument {
   const xercesc::DOMNode* node;
   std::string path;
   Existing existing = Existing::Replaced;
 
-  /// Writes the document. False, with nothing written, when there is no node or no serialiser. True
-  /// also when the file could not be written: that is logged. `error` says why nothing was written,
-  /// and is unchanged on success. Throws as serialise() does.
+  /// Writes the document. True also when the file could not be written, which is logged. False,
+  /// with nothing written, when there is no node or no serialiser. `error` says in both cases why
+  /// the document was not saved; it is unchanged on success. Throws as serialise() does.
   bool save(std::string& error) const;
 
-  /// Writes two documents so that both files are new or none, `first` first. Fails as save() does.
+  /// Writes two documents as one step, `first` first; see PairedSave. Results are those of save().
   static bool savePair(const SavedDocument& first, const SavedDocument& second, std::string& error);
 };

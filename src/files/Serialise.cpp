@@ -1,3 +1,5 @@
+// Uses the serialiser of Xerces-C++, pretty-printing, with a filter for the old indentation.
+
 #include "files/Serialise.h"
 
 #include <stdexcept>
@@ -9,8 +11,9 @@
 
 namespace {
 
-/// Leaves out the indentation that reading left in the document: written again, that of removed
-/// elements would pile up. White space that is the whole text of an element is a value and stays.
+/// Drops the indentation that the parser has kept in the document. If it were written again, the
+/// indentation of removed elements would accumulate. White space that is the only child of an
+/// element is a value and stays.
 class WithoutIndentation : public xercesc::DOMLSSerializerFilter {
 public:
   FilterAction acceptNode(const xercesc::DOMNode* text) const override {

@@ -1,4 +1,4 @@
-// From a document to the bytes of its file.
+// Serialising a document to the bytes of its file.
 #pragma once
 
 #include <memory>
@@ -6,6 +6,6 @@
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 
-/// The serialised node, pretty-printed in UTF-8; null when the parser library has no serialiser.
-/// Throws xercesc::DOMException when the node holds what XML cannot carry.
+/// The serialised node, pretty-printed, in UTF-8; null when Xerces-C++ has no serialiser. Throws
+/// xercesc::DOMException or std::runtime_error when the node cannot be written as XML.
 std::unique_ptr<xercesc::MemBufFormatTarget> serialise(const xercesc::DOMNode& node);

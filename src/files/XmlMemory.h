@@ -1,8 +1,9 @@
-// Owners of what Xerces-C++ hands out to be released.
+// Owning objects of Xerces-C++ that must be released.
 #pragma once
 
 #include <memory>
 
+/// The deleter of XmlOwner.
 struct XmlRelease {
   template <class T>
   void operator()(T* object) const {
@@ -10,6 +11,6 @@ struct XmlRelease {
   }
 };
 
-/// A document, serialiser or output that is released at the end of its life.
+/// Owns a document, serialiser or output.
 template <class T>
 using XmlOwner = std::unique_ptr<T, XmlRelease>;

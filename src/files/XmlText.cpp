@@ -1,5 +1,5 @@
-// Text conversion. Xerces-C++ has a transcoder, but it follows the locale of the process, silently
-// replaces bytes that are not UTF-8, and is slow for the many short ASCII values of a file.
+// Converts text with code of our own. The transcoder of Xerces-C++ depends on the locale of the
+// process, silently replaces bytes that are not UTF-8, and is slow for many short ASCII values.
 
 #include "files/XmlText.h"
 
@@ -30,7 +30,7 @@ bool isXmlCharacter(char32_t c) {
   return c <= kMaxCodePoint && !isSurrogate(c) && c != 0xFFFE && c != 0xFFFF;
 }
 
-/// The bytes that follow a lead byte, or -1 when it is none.
+/// The number of bytes that follow a lead byte; -1 when `lead` is not a lead byte.
 int continuationBytes(unsigned char lead) {
   if (lead < 0x80) {
     return 0;
@@ -44,7 +44,7 @@ int continuationBytes(unsigned char lead) {
   return lead >= 0xF0 && lead <= 0xF4 ? 3 : -1;
 }
 
-/// Decodes the code point at `at` and moves past it; kNotUtf8 for anything malformed.
+/// Decodes the code point at `at` and moves `at` behind it. Returns kNotUtf8 for malformed bytes.
 char32_t nextCodePoint(std::string_view text, size_t& at) {
   static constexpr char32_t kLeast[] = {0, 0x80, 0x800, kFirstSupplementary};
   const auto lead = static_cast<unsigned char>(text[at++]);
@@ -106,7 +106,7 @@ XmlString toXml(std::string_view text) {
     if (!isXmlCharacter(c)) {
       char name[16];
       std::snprintf(name, sizeof name, "U+%04X", static_cast<unsigned>(c));
-      throw InvalidText(std::string("Text holds ") + name + ", which XML cannot carry, at byte " +
+      throw InvalidText(std::string("Text holds ") + name + ", not allowed in XML, at byte " +
                         std::to_string(start));
     }
     appendUtf16(converted, c);
