@@ -1,5 +1,5 @@
-// The volume object: its configuration, and its operations, each done on a Volume made for the
-// call.
+// The volume object: it keeps the configured settings; each operation works on a Volume that is
+// created for the call.
 
 #include "TqLibEmlFile.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A volume with its folder named, for one call.
+/// Runs `work` on a volume whose folder path is set. False when the volume's name is unusable.
 template <typename Work>
 bool onVolume(Volume volume, Work work) {
   const NoCancel untilTheCallReturns;

@@ -1,5 +1,5 @@
-// The data path: a run of bytes at an offset of a file mark. A call opens, seeks, transfers once
-// and closes; nothing is kept for the next one.
+// Reads and writes a block at an offset of a filemark's file, and the two C functions for it. Each
+// call opens the file, seeks, transfers once and closes; nothing is kept for the next call.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,11 +25,11 @@ constexpr char kWriteOrigin[] = "TqLibEmlFile::WriteDataForDrive";
 
 enum class Seek { reached, failed, fellShort, wentBeyond };
 
-/// Moves to `offset`. `osError` is the reason when the outcome is `failed`.
+/// Seeks to `offset`. `osError` is the errno value when the result is `failed`.
 Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* origin,
             int& osError) {
   const off64_t position = ::lseek64(file.get(), static_cast<off64_t>(offset), SEEK_SET);
-  // First of all: the offset 2^64 - 1 compares equal to the -1 of a failure.
+  // Check this first: the offset 2^64 - 1 compares equal to the -1 of a failure.
   if (position == -1) {
     osError = errno;
     logError(origin, origin + ("() _lseek() failed with error " + std::to_string(osError)));
@@ -72,15 +72,15 @@ bool Volume::read(int fileMark, unsigned long long offset, unsigned char* buffer
   } else if (seek == Seek::fellShort) {
     m_errorCode = kReadSeekShort;
   }
-  // A position beyond the offset counts as a success without data, here and in writing; Linux does
-  // not give one.
+  // A position beyond the offset counts as success without data, here and in writeBlock(). It does
+  // not occur on Linux.
   return seek == Seek::wentBeyond;
 }
 
 bool Volume::write(int fileMark, unsigned long long offset, const unsigned char* buffer,
                    unsigned long length, unsigned long& bytesWritten) {
   if (fileMark == 0 && offset == 0) {
-    erase();  // a failure leaves its code and a log line; the write goes on
+    erase();  // after a failure, which sets the code and is logged, the write continues
   }
   unsigned long long total = 0;
   if (!writeBlock(fileMark, offset, buffer, length, bytesWritten) || !measure(total)) {
@@ -97,13 +97,13 @@ bool Volume::write(int fileMark, unsigned long long offset, const unsigned char*
   return true;
 }
 
-/// The open file of a filemark, or none: with code 764 and a log line for a file that cannot be
-/// opened, and without them for a folder that cannot be made.
+/// Opens the file of a filemark. Returns no descriptor when the file cannot be opened (code 764,
+/// logged) or the folder cannot be created (logged, code unchanged).
 FileDescriptor Volume::openFileMark(int fileMark, const char* origin) {
   const std::string name = fileMarkName(fileMark);
   int descriptor = -1;
   const auto error = openIn([&] {
-    m_folder += name;  // for which there is usually room, unlike for another path
+    m_folder += name;  // usually needs no allocation, unlike a second path
     descriptor = openRegularFile(m_folder.c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
     const int code = descriptor == -1 ? errno : 0;
     m_folder.resize(m_folder.size() - name.size());
@@ -116,8 +116,8 @@ FileDescriptor Volume::openFileMark(int fileMark, const char* origin) {
   return FileDescriptor(descriptor);
 }
 
-// False only when the file cannot be opened. Other failures show in the code and the count alone:
-// the result of a write is that of measuring the volume after it.
+// False only when the file cannot be opened. Other failures only set the code and the count: the
+// result of write() is that of measuring the volume.
 bool Volume::writeBlock(int fileMark, unsigned long long offset, const unsigned char* buffer,
                         unsigned long length, unsigned long& bytesWritten) {
   const FileDescriptor file = openFileMark(fileMark, kWriteOrigin);
@@ -142,13 +142,13 @@ bool Volume::writeBlock(int fileMark, unsigned long long offset, const unsigned 
 
 namespace {
 
-/// The last error of a call of a C function.
+/// The last error during a call of a C function.
 struct CallErrors : MMS2BaseError {
   int& code() { return m_nErrorCode; }
 };
 
-/// Runs `transfer` on a volume for one call: the configuration is looked at once. Callers may be C
-/// code, so no exception leaves this function.
+/// Runs `transfer` on a volume that exists for this call. The configuration is checked once.
+/// Callers may be C code, so no exception leaves this function.
 template <typename Transfer>
 int transferForCaller(const char* volumeName, int* errorCode, char* errorText, int errorTextSize,
                       Transfer transfer) {

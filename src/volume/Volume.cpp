@@ -1,4 +1,5 @@
-// A volume's folder: its name, its creation, and what its entries show.
+// The folder of a volume: builds its path, creates it, and lists its entries to erase the volume,
+// find its last filemark or measure its size.
 
 #include "volume/Volume.h"
 
@@ -24,7 +25,7 @@
 namespace {
 
 constexpr std::size_t kMaxNameLength = 255;    // of a path component on Linux
-constexpr std::size_t kUsualPathLength = 256;  // of a filemark's; room for it is made once
+constexpr std::size_t kUsualPathLength = 256;  // of a filemark's file; reserved once
 constexpr int kNoVolumeName = 993;
 constexpr char kFolderOrigin[] = "TqLibEmlFile::GetVolumeFolder";
 
@@ -33,7 +34,7 @@ bool isFolder(const std::string& path) {
   return !CNuUTFOSAPI::stat(path.c_str(), &record).IsError() && S_ISDIR(record.st_mode);
 }
 
-/// The system would take the part before a zero byte for the whole path.
+/// Whether the path holds a zero byte: the system would only see the part before it.
 bool isCutShort(const std::string& path) {
   return path.find('\0') != std::string::npos;
 }
@@ -43,14 +44,14 @@ bool logFailedCreation(const std::string& folder, const char* origin, const std:
   return false;
 }
 
-/// Creates the last component of `folder`, which was not found; a failure is logged.
+/// Creates the last component of the missing folder `folder`. False, which is logged, on failure.
 bool createFolder(const std::string& folder, const char* origin) {
   if (isCutShort(folder)) {
     return logFailedCreation(folder, origin, std::generic_category().message(EINVAL));
   }
   const CNuError error = CNuDirectory::Create(folder.c_str(), false);
-  // Another caller may have made it since the look. The error's code does not show it, for it may
-  // be one of the platform's own.
+  // Another caller may have created it in the meantime. The error code does not show that reliably:
+  // a platform may have codes of its own.
   return !error.IsError() || isFolder(folder) ||
          logFailedCreation(folder, origin, std::string(error.AsString()));
 }
@@ -59,7 +60,8 @@ bool ensureFolder(const std::string& folder) {
   return isPresent(folder) || createFolder(folder, "GetVolumeFolder");
 }
 
-/// Whether `name` stays below the tape directory: ".." would make an erase empty the catalogue.
+/// Whether `name` is one path component. With "..", an erase would delete the files of the
+/// catalogue.
 bool isVolumeName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.size() <= kMaxNameLength &&
          name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
@@ -82,13 +84,13 @@ bool ensureCatalogueDirectory(const std::string& dir) {
   if (!createFolder(dir, "GetTQLibEMLXMLDir")) {
     return false;
   }
-  // What is saved in it is on the disk only when it is there itself.
+  // Files in the new directory are durable only when its own entry is durable.
   syncFolder(dir.substr(0, dir.size() - std::string_view(kCatalogueFolder).size()));
   return true;
 }
 
 std::string fileMarkName(int fileMark) {
-  constexpr std::ptrdiff_t width = 8;  // a sign counts
+  constexpr std::ptrdiff_t width = 8;  // including a sign
   char digits[16];
   const char* const end = std::to_chars(digits, std::end(digits), fileMark).ptr;
   const char* const first = digits + (fileMark < 0 ? 1 : 0);
@@ -128,7 +130,7 @@ bool Volume::nameFolder(Configuration& configuration, const std::string& base) {
   return true;
 }
 
-// The folders above are found by the last slashes, of which a volume's name has none.
+// The parent folders are found by cutting the path at slashes: a volume's name has none.
 bool Volume::makeFolder() {
   if (m_tapeDirectory.empty()) {
     std::string data = m_folder.substr(0, m_folder.rfind('/'));
@@ -146,7 +148,7 @@ bool Volume::makeFolder() {
   return ensureFolder(m_folder);
 }
 
-/// Logs that an operation could not read the folder, and sets the code.
+/// Logs that an operation could not list the folder, and sets the code.
 void Volume::failAccess(const std::string& operation, int error) {
   const std::string origin = "TqLibEmlFile::" + operation;
   logError(origin.c_str(), operation + "() failed to access directory " + m_folder +

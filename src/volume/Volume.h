@@ -1,4 +1,4 @@
-// The work on one volume during one call: its folder, and the files in it.
+// A volume during one call: its folder and the files in it.
 #pragma once
 
 #include <cerrno>
@@ -11,15 +11,15 @@
 /// Whether `path` exists, whatever it is.
 bool isPresent(const std::string& path);
 
-/// Creates the catalogue directory, as findCatalogueDirectory() names it, when it is missing.
-/// False, which is logged, when it cannot be created.
+/// Creates the last component of the catalogue directory when it is missing. `dir` is a path from
+/// findCatalogueDirectory(). False, which is logged, when it cannot be created.
 bool ensureCatalogueDirectory(const std::string& dir);
 
-/// What to append to a folder's path for that of a filemark in it, such as "/00000001".
+/// The file name of a filemark with a leading slash, such as "/00000001".
 std::string fileMarkName(int fileMark);
 
-/// The configuration at one moment. It is read when it is first asked for: that is a system call,
-/// which shows in the time of a block.
+/// The configuration at one moment. It is read on first use only: reading costs a system call,
+/// which matters for the time of a block.
 class Configuration {
 public:
   TQPlatformInfo& platform();
@@ -28,11 +28,10 @@ private:
   std::optional<TQPlatformInfo> m_platform;
 };
 
-/// A volume's settings are borrowed from an object or from the frame of a C function; its error
-/// code, too.
+/// A volume. Name, tape directory and error code are borrowed from the caller.
 ///
-/// A folder that exists, as in all calls but a volume's first, costs nothing: what is wanted is
-/// opened at once, and the folder is looked for when that fails.
+/// The folder usually exists, so operations open the file or the listing at once. Only if that
+/// fails, they check the folder and create it. An existing folder therefore costs no system call.
 class Volume {
 public:
   struct Settings {
@@ -46,15 +45,18 @@ public:
          int& errorCode)
       : m_name(name), m_tapeDirectory(tapeDirectory), m_maxSize(maxSize), m_errorCode(errorCode) {}
 
-  /// Names the folder, which need not exist. `base` is used where nothing is configured. False,
-  /// with code 993, when the volume's name is none. Comes before the operations below.
+  /// Sets the path of the folder, which need not exist. `base` is used when nothing is configured.
+  /// False, with code 993, when the volume's name is unusable. Call it before the functions below.
   bool nameFolder(Configuration& configuration, const std::string& base = "");
 
-  /// The folder; after a failed makeFolder() what could not be created.
+  /// The path of the folder; after a failed makeFolder(), the folder that could not be created.
   const std::string& folder() const { return m_folder; }
 
-  /// Creates what is missing of the folder, from the top.
+  /// Creates the folder and its missing parents, but no configured directory. False, which is
+  /// logged, when one cannot be created.
   bool makeFolder();
+
+  // The operations; see the members of TqLibEmlFile with similar names.
 
   bool erase();
   bool findLastFileMark(int& lastFileMark);
@@ -80,20 +82,19 @@ private:
   std::string m_folder;
 };
 
-/// Calls `open`, which returns 0 or an errno value, on something in the folder. The result is that
-/// of `open`; none when it failed and the folder could then not be made or looked for.
+/// Calls `open`, which opens something in the folder and returns 0 or an errno value. Returns the
+/// result of `open`, or nothing when it failed and the folder could not be created.
 ///
-/// What opens shows that each folder on its path exists, so looking for them first would have found
-/// them and made none. Any failure is followed by that look, and by another try only after ENOENT:
-/// then something on the path was missing, and the folder may be new. Other errors do not come from
-/// a missing folder.
+/// A successful open shows that all folders of the path exist, so they are not checked first. After
+/// any failure the folders are checked and created. `open` is called again only after ENOENT: only
+/// then may a missing folder have been the reason.
 template <typename Open>
 std::optional<int> Volume::openIn(Open open) {
   const int error = open();
   if (error != 0) {
     const std::string named = m_folder;
     if (!makeFolder()) {
-      m_folder = named;  // a write goes on after an erase that failed
+      m_folder = named;  // after a failed erase, the write still needs the folder
       return std::nullopt;
     }
   }
