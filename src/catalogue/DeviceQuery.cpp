@@ -1,6 +1,6 @@
-// The queries over devices: the libraries and drives that one host sees, and the medium in a drive.
+// Queries for devices: the libraries and drives that one host sees, and the medium in a drive.
 //
-// They load one library after the other and save nothing, so they share only the frame of the
+// They load one library after the other and save nothing, so they only use the frame of the
 // operation cycle.
 
 #include "TqLibEmulator.h"
@@ -23,7 +23,7 @@ constexpr CycleTerms kInfoTerms{"TqLibEmulator::GetVirtualDeviceInfo", Access::R
 constexpr CycleTerms kVolumeTerms{"TqLibEmulator::GetCurrentVolume", Access::Reads,
                                   Exceptions::Logged};
 
-/// Appends what a host sees of one library.
+/// Appends the devices of one library that a host sees.
 class HostView {
 public:
   HostView(const std::string& maName, std::vector<SCSIUnitNoMap>& devices, ErrorRecord errors)
@@ -46,8 +46,8 @@ public:
   }
 
 private:
-  // A library's map names all its drives, also those that the host does not see; such a drive is
-  // read for any host. Of two drives with one number the first stays.
+  // The library's map holds all its drives, also those that the host does not see; they are read as
+  // for any host. If two drives have the same number, the first one stays.
   bool appendDrive(const DOMElement* drive) {
     SCSIUnit unit;
     const bool isDriveSeen = findUnit(drive, false, m_maName) != nullptr;
@@ -79,7 +79,8 @@ bool isNamed(const DOMNode& node, const XMLCh* name) {
   return xercesc::XMLString::compareIString(node.getNodeName(), name) == 0;
 }
 
-/// The node after `node` in a walk below `root` that enters libraries only.
+/// The next node behind `node` in document order below `root`; children of other elements than
+/// libraries are skipped.
 DOMNode* nextInLibraries(DOMNode* node, const DOMNode* root) {
   if (isNamed(*node, names::library) && node->hasChildNodes()) {
     return node->getFirstChild();
@@ -90,8 +91,8 @@ DOMNode* nextInLibraries(DOMNode* node, const DOMNode* root) {
   return node == root ? nullptr : node->getNextSibling();
 }
 
-/// Whether a drive has this serial number. One without a single readable number is logged and taken
-/// for another drive.
+/// Whether a drive has this serial number. False, which is logged, when the drive does not have
+/// exactly one device block with a readable serial number.
 bool hasSerialNumber(const DOMNode& drive, const std::string& serialNumber,
                      const std::string& path) {
   const DOMElement* device = Descendants(&drive, names::driveScsiDevice).single();
@@ -106,7 +107,7 @@ bool hasSerialNumber(const DOMNode& drive, const std::string& serialNumber,
 
 }  // namespace
 
-// The texts are copied: they may lie in the vector, which grows.
+// The host name is copied, here and below: it may be part of the vector, which is reallocated.
 bool TqLibEmulator::GetVirtualDeviceInfo(const std::string& maName,
                                          std::vector<SCSIUnitNoMap>& devices) {
   const std::string host = maName;
@@ -141,11 +142,10 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
     if (root == nullptr) {
       return false;
     }
-    const DescendantIndex parts(root);  // what else it finds costs less than a second walk
+    const DescendantIndex parts(root);  // one pass for libraries and drives is cheaper than two
     const DOMElement* library = parts.single(names::library);
     if (library == nullptr) {
-      // One file that an operator has to repair, or whose library was removed, must not hide all
-      // other libraries.
+      // A damaged file, or a file whose library was removed, must not hide all other libraries.
       cycle.reportNoSingleLibrary();
       return true;
     }
@@ -154,7 +154,7 @@ bool TqLibEmulator::GetVirtualDeviceInfoNoLock(const std::string& maName,
 }
 
 bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::string& barCode) {
-  const std::string serial = serialNumber;  // which may be the output
+  const std::string serial = serialNumber;  // a copy: it may be the same object as the output
   OperationCycle cycle(*this, kVolumeTerms);
   const auto search = [&](const std::vector<std::string>& ids) {
     for (const std::string& id : ids) {
@@ -171,8 +171,8 @@ bool TqLibEmulator::GetCurrentVolume(const std::string& serialNumber, std::strin
   });
 }
 
-// The drive element alone decides, occupied or not: a drive found without a readable barcode ends
-// the search too.
+// The search ends at the drive element with this serial number, even if its barcode cannot be read.
+// IsOccupied is not considered.
 bool TqLibEmulator::GetDriveVolumeNoLock(const std::string& libraryId,
                                          const std::string& serialNumber, std::string& barCode) {
   OperationCycle cycle(*this, kVolumeTerms);

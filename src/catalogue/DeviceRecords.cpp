@@ -1,4 +1,4 @@
-// Tables say which element mirrors which field; reading, adding and updating walk them.
+// Tables map elements to record fields. Reading, adding and updating all use these tables.
 
 #include "catalogue/DeviceRecords.h"
 
@@ -21,7 +21,7 @@ using xercesc::DOMNode;
 
 constexpr char kReaderOrigin[] = "TqLibEmulator::extractSCSIUnitAndDevice";
 
-/// An element and the field that it mirrors, which is a text or a number.
+/// An element and its record field, which is a text or a number.
 struct Field {
   const XMLCh* element;
   std::string SCSIUnitFields::*text = nullptr;
@@ -62,16 +62,16 @@ constexpr Field kLibraryFields[] = {
     numberField(names::slotCount, &SCSIUnit::SlotCount),
     numberField(names::slotBaseAddress, &SCSIUnit::SlotBaseAddress),
     numberField(names::iePortCount, &SCSIUnit::IEPortCount),
-    // A library whose import/export slots have no readable address still works without them.
+    // Without a readable address of its import/export elements, a library can still be used.
     numberField(names::iePortBaseAddress, &SCSIUnit::IEPortBaseAddress, true),
     numberField(names::driveCount, &SCSIUnit::DriveCount),
     numberField(names::driveBaseAddress, &SCSIUnit::DriveBaseAddress),
 };
 
-// The type of a device is fixed when its block is first added.
+// An update does not change the device type, which is the last field.
 constexpr std::span<const Field> kUpdatedDeviceFields = std::span(kDeviceFields).first(4);
 
-/// An empty name stands for any host.
+/// Whether the unit belongs to the host. An empty name means any host.
 bool isUnitOf(const DOMElement& unit, const XmlString& maName) {
   return maName.empty() ||
          xercesc::XMLString::compareIString(unit.getAttribute(names::maName), maName.c_str()) == 0;
@@ -108,7 +108,7 @@ bool updateFields(DOMDocument* doc, const DescendantIndex& block, std::span<cons
   });
 }
 
-/// Logs that a part of a record cannot be read, and sets its code.
+/// Logs that a part of a record cannot be read, sets the code, and returns false.
 bool failToRead(const char* part, const std::string& maName, int code, ErrorRecord errors) {
   logError(kReaderOrigin, std::string("Failed to read ") + part + " for MA " + maName +
                               " due to error " + errors.text());
@@ -281,7 +281,7 @@ bool TqLibEmulator::extractSCSIUnitAndDevice(DOMNode* device, const std::string&
                           {m_nErrorCode, m_szErrorText});
 }
 
-// MAName stays: callers set it before they clear a record.
+// MAName is kept: callers set it before they clear a record.
 void TqLibEmulator::clearSCSIUnit(SCSIUnit& unit) {
   SCSIUnit cleared;
   cleared.MAName.swap(unit.MAName);

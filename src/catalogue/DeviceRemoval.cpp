@@ -1,7 +1,7 @@
-// Device removal: a host's unit of a device, a drive, or a whole library.
+// Removing a host's unit of a device, a drive, or a whole library.
 //
-// The two public forms find, load and save their files in their own order, so they share only the
-// frame of the operation cycle. A library's own file is never deleted: what is left of it is saved.
+// The two public functions find, load and save their files in their own order, so they only use the
+// frame of the operation cycle. The file of a library is never deleted, only saved without it.
 
 #include <algorithm>
 #include <vector>
@@ -29,7 +29,8 @@ bool removeFromParent(xercesc::DOMNode* node) {
   return true;
 }
 
-/// Removes all descendants of that name, found first: the walk cannot go on from one that is gone.
+/// Removes all descendants of that name. They are collected first, because an iterator must not
+/// stand on a removed element.
 void removeAll(const xercesc::DOMNode* root, const XMLCh* name) {
   std::vector<xercesc::DOMElement*> found;
   for (xercesc::DOMElement* element : Descendants(root, name)) {
@@ -51,7 +52,7 @@ bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName, const std::st
   });
 }
 
-// An entry without a key names, as in the form above, a file in the working directory.
+// An entry without a key means a file in the working directory, like an empty `libraryId` above.
 bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
                                         const std::string& serialNumber) {
   OperationCycle cycle(*this, kTerms);
@@ -65,7 +66,8 @@ bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
       cycle.errors().report(kTerms.origin, "%s: %s", listed.problem.c_str(), listed.reason.c_str());
       m_nErrorCode = listed.code;
     }
-    // Locked before the walk, which would otherwise start again for it, and log again.
+    // Lock the working directory before the search. If the lock were refused during the search, the
+    // operation would start again and log its messages twice.
     const bool hasKeyless = std::find(listed.ids.begin(), listed.ids.end(), "") != listed.ids.end();
     CatalogueLock* const lock = CatalogueLock::current();
     if (hasKeyless && lock != nullptr && !lock->take(".")) {
@@ -81,8 +83,8 @@ bool TqLibEmulator::RemoveVirtualDevice(const std::string& maName,
   });
 }
 
-// With an empty key this is a file in the working directory, and not, as for the device update, the
-// catalogue's file of the key "Library1": callers rely on both.
+// An empty key means the file "Library1.xml" in the working directory. In a device update it means
+// the catalogue's file of the key "Library1". Callers rely on both.
 bool TqLibEmulator::RemoveVirtualDeviceNoLock(const std::string& maName,
                                               const std::string& serialNumber,
                                               const std::string& libraryId) {
@@ -124,7 +126,7 @@ bool TqLibEmulator::removeDrive(xercesc::DOMDocument*& doc, const std::string& m
   return maName.empty() ? removeFromParent(drive) : removeScsiUnitforMA(drive, maName, false);
 }
 
-// A device that its last host lets go of goes as a whole. A host that has no unit is no failure.
+// With its last unit, the device is removed as a whole. A host without a unit is no failure.
 bool TqLibEmulator::removeScsiUnitforMA(xercesc::DOMNode* element, const std::string& maName,
                                         bool isLibrary) {
   if (maName.empty()) {

@@ -1,5 +1,5 @@
-// Device status: a SCSI status that a test or an operator attaches to a library, to be reported a
-// number of times or for a number of seconds.
+// Device status: a SCSI status that a test or an operator injects into a library. It is reported a
+// number of times, or until its lifetime ends.
 
 #include <cstdint>
 #include <cstdlib>
@@ -24,15 +24,16 @@ int numberIn(const xercesc::DOMElement& record, const XMLCh* attribute) {
   return std::atoi(toUtf8(record.getAttribute(attribute)).c_str());
 }
 
-/// The file holds the time of expiry as a signed 32-bit number, whatever time_t is.
+/// The time of expiry. Files hold it as a signed 32-bit number, whatever the size of time_t is.
 int32_t expiryAfter(int lifetimeSeconds) {
   return static_cast<int32_t>(std::time(nullptr) + lifetimeSeconds);
 }
 
-/// What a read does to a record.
+/// The effect of a read on the record.
 enum class Reading { Stays, CountsDown, RemovesIt };
 
-/// A count of 1 is the last read; 0 and below are reported until they expire.
+/// A record with the count 1 is removed by this read. A record with a count of 0 or below is not
+/// counted and stays until it expires.
 Reading whenRead(const xercesc::DOMElement& record) {
   const int count = numberIn(record, names::count);
   if (count == 1 || numberIn(record, names::expireTime) <= std::time(nullptr)) {
@@ -46,7 +47,7 @@ void setTerm(xercesc::DOMElement& record, int lifetimeSeconds, int count) {
   record.setAttribute(names::expireTime, toXml(expiryAfter(lifetimeSeconds)).c_str());
 }
 
-/// Counts a read of the record; true when that changed the document.
+/// Counts a read of the record. True when the document was changed.
 bool countRead(xercesc::DOMNode& library, xercesc::DOMElement& record) {
   const Reading reading = whenRead(record);
   if (reading == Reading::RemovesIt) {
@@ -63,8 +64,8 @@ bool namesRecord(const std::string& path) {
   return text && text->find(toUtf8(names::scsiStatus)) != std::string::npos;
 }
 
-/// Runs `work` on the library of that name. A file with no library or several counts as done, with
-/// a message: an emulator goes on without injected status rather than fail its host's commands.
+/// Runs `work` on the library of that name. A file without exactly one library counts as success,
+/// with text: without an injected status, an emulator can still execute its host's commands.
 bool withStatusLibrary(OperationCycle& cycle, const std::string& libraryName,
                        const std::function<bool(xercesc::DOMElement*)>& work) {
   if (cycle.rootOrReport(libraryName) == nullptr) {
@@ -179,8 +180,8 @@ bool TqLibEmulator::updateVirtualDevStatusOnLib(xercesc::DOMDocument*& doc,
   return true;
 }
 
-// The values go out before the expiry is looked at: a record is reported once more by the read that
-// removes it. A peek changes nothing and sees a record that has expired.
+// The values are read before the expiry is checked, so the read that removes an expired record
+// still reports it. A peek changes nothing and reports an expired record, too.
 bool TqLibEmulator::getVirtualDeviceStatusOnLib(xercesc::DOMDocument*& /*doc*/,
                                                 xercesc::DOMNode* library, int& status, int& asc,
                                                 int& ascq, bool peek) {

@@ -1,4 +1,4 @@
-// The device update: a caller sends the record of a library or of a drive, or both together.
+// The device update: creates or updates a library or a drive, or a library and its drives together.
 
 #include "TqLibEmulator.h"
 #include "catalogue/DeviceRecords.h"
@@ -35,8 +35,9 @@ public:
   Batch(OperationCycle& cycle, const std::string& libraryName)
       : m_cycle(cycle), m_libraryName(libraryName) {}
 
-  /// `createsLibrary`: the first record has to be the new library. A failed update counts as done,
-  /// as in the update of a single record.
+  /// Creates or updates the device of a record. If `createsLibrary` is true, a library record
+  /// creates the document. A failed update counts as success, as in the update of a single record.
+  /// False when the library cannot be created, or for a drive without a library name.
   bool put(const SCSIUnit& record, bool createsLibrary) {
     if (isLibraryRecord(record)) {
       if (createsLibrary) {
@@ -54,8 +55,9 @@ public:
     return true;
   }
 
-  /// The library is updated once more after its drives, which gives them their addresses. The file
-  /// is written whether or not that worked: a new library has to be saved, too.
+  /// Puts all records, then updates the library once more, which gives the drives their addresses.
+  /// If there is a library record, the file is always written: a new library must be saved even if
+  /// that last update failed.
   bool putAll(const std::vector<SCSIUnitNoMap>& records, bool createsLibrary) {
     SCSIUnit library;
     for (const SCSIUnitNoMap& each : records) {
@@ -91,9 +93,9 @@ private:
 
 }  // namespace
 
-// The update of an existing library or drive that fails is still reported as done, with nothing
-// saved: callers send the whole configuration again and again and take false for a lost catalogue.
-// A drive never creates a file.
+// A failed update of an existing library or drive returns true, with nothing saved: callers send
+// the whole configuration repeatedly, and interpret false as a lost catalogue. A drive record never
+// creates a file.
 bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
                                         const std::string& libraryName) {
   OperationCycle cycle(*this, kSingleTerms);
@@ -131,8 +133,8 @@ bool TqLibEmulator::UpdateVirtualDevice(const SCSIUnitNoMap& device,
   });
 }
 
-// A batch that ends without a document saves nothing, the list included: an entry without a file
-// would fail every query over all libraries.
+// Without a document at the end of the batch, nothing is saved, not even the list: an entry without
+// a file would make every query for all libraries fail.
 bool TqLibEmulator::UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& devices,
                                         const std::string& libraryName) {
   OperationCycle cycle(*this, kBatchTerms);
@@ -162,7 +164,7 @@ bool TqLibEmulator::UpdateVirtualDevice(const std::vector<SCSIUnitNoMap>& device
     }
     return Batch(cycle, libraryName).putAll(devices, isNew) && save(isNew);
   };
-  // Without a library's name nobody knows whose the drives are, so they are left out.
+  // Without a library name, the library of the drives is not known, so drives are ignored.
   const auto updateLastLibrary = [&] {
     const SCSIUnitNoMap* last = nullptr;
     for (const SCSIUnitNoMap& device : devices) {

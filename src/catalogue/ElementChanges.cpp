@@ -1,5 +1,5 @@
-// Element changes: setting, creating and removing slots and shelves, and setting drives, one record
-// at a time or many in one pass.
+// Element changes: sets, creates and removes slots and shelves, and sets drives. One record is
+// found by a search; many records are found with maps that are filled in one pass.
 
 #include "TqLibEmulator.h"
 #include "catalogue/Elements.h"
@@ -16,7 +16,7 @@ using xercesc::DOMNode;
 
 constexpr char kOrigin[] = "TqLibEmulator::SetVirtualLibraryElement";
 
-/// Slots of both kinds share a map and a place.
+/// The type under which a map holds the element: both kinds of slots share a map and a parent.
 int mapType(const LibElement& element) {
   return element.elementType == LIB_ELEM_MAIL_SLOT ? LIB_ELEM_SLOT : element.elementType;
 }
@@ -30,7 +30,7 @@ bool updateElement(DOMDocument* doc, DOMNode* node, const LibElement& element) {
   return true;
 }
 
-/// Sets or removes the elements of a vector, in its order.
+/// Sets or removes the elements of a vector, in the order of the vector.
 class VectorOfElements {
 public:
   VectorOfElements(DOMDocument* doc, ErrorRecord errors)
@@ -42,7 +42,7 @@ public:
     });
   }
 
-  // Drives are not removed here; an address named twice finds nothing the second time.
+  // Drives are not removed here. The second record for the same address finds nothing.
   bool remove(const std::vector<LibElement>& elements) {
     return forEach(elements, [&](const LibElement& element, DOMNode* found) {
       if (found != nullptr && element.elementType != LIB_ELEM_DRIVE) {
@@ -86,7 +86,7 @@ private:
     return type != LIB_ELEM_DRIVE || findOutside(element.elementAddress, found);
   }
 
-  // A drive that the library does not have may be outside it.
+  // Searches the drives of the whole document: a drive may be outside the library.
   bool findOutside(int address, DOMNode*& found) {
     int itsAddress = 0;
     std::optional<DrivesByAddress>& all = m_index.allDrives();
@@ -108,8 +108,8 @@ private:
     return all->unreadable == nullptr || readAddress(*all->unreadable, itsAddress, m_errors);
   }
 
-  // New elements do not enter the maps: two records for the same new address in one call make two
-  // elements, as they always have. A drive that does not exist is skipped.
+  // New elements are not added to the maps: as always, two records for the same new address create
+  // two elements. A drive that does not exist is skipped.
   bool create(const LibElement& element) {
     const int type = mapType(element);
     if (type == LIB_ELEM_DRIVE) {
@@ -137,7 +137,7 @@ bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
       libraryName, [&] { return SetVirtualLibraryElementNoLock(libraryName, element, remove); });
 }
 
-// A call that succeeds always rewrites the file, also when no record changed anything.
+// A successful call always rewrites the file, even if no record changed anything.
 bool TqLibEmulator::SetVirtualLibraryElement(const std::string& libraryName,
                                              const std::vector<LibElement>& elements, bool remove) {
   OperationCycle cycle(*this, {kOrigin, Access::Changes, Exceptions::Logged, MissingFile::Fails});
@@ -230,7 +230,8 @@ bool TqLibEmulator::removeShelf(DOMDocument*& doc, const LibElement& element) {
   return true;
 }
 
-// An unreadable address among the library's drives need not hide a drive that is outside it.
+// Searches the library first, then the whole document: an unreadable address in the library must
+// not hide a drive outside it.
 bool TqLibEmulator::updateDriveElement(DOMDocument*& doc, const LibElement& element) {
   DOMElement* library = singleLibrary(doc);
   if (library == nullptr) {

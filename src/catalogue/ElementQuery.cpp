@@ -1,4 +1,4 @@
-// The element query: the whole inventory of one library.
+// The element query: returns all elements of one library.
 
 #include <iterator>
 
@@ -14,7 +14,7 @@ using xercesc::DOMElement;
 constexpr CycleTerms kTerms{"TqLibEmulator::GetVirtualLibraryElements", Access::Reads,
                             Exceptions::Reported, MissingFile::IsReported};
 
-/// The library of that name; null, with code and text, when the file does not hold it alone.
+/// The library of that name. Null, with text, when the file does not hold exactly this one library.
 const DOMElement* findQueriedLibrary(OperationCycle& cycle, const std::string& libraryName) {
   const DOMElement* library =
       cycle.rootOrReport(libraryName) == nullptr ? nullptr : cycle.singleLibraryOrReport();
@@ -27,8 +27,8 @@ const DOMElement* findQueriedLibrary(OperationCycle& cycle, const std::string& l
   return nullptr;
 }
 
-// In one walk for all kinds: a large library does not fit into the processor's caches, and each
-// walk would fetch it from memory again.
+// One pass finds all kinds of elements: a large library does not fit into the processor's caches,
+// so each pass would read it from memory again.
 void appendElements(const DOMElement* root, const DOMElement* library,
                     std::vector<LibElement>& elements) {
   struct Kind {
@@ -60,7 +60,7 @@ void appendElements(const DOMElement* root, const DOMElement* library,
       }
     }
   } catch (...) {
-    append();  // callers get what was read
+    append();  // callers receive what was read so far
     throw;
   }
   append();

@@ -1,3 +1,5 @@
+// Searches elements by walking over all elements of the right name; nothing is cached.
+
 #include "catalogue/Elements.h"
 
 #include <string_view>
@@ -18,7 +20,7 @@ const XMLCh* attribute(const DOMNode& node, const XMLCh* name) {
   return static_cast<const DOMElement&>(node).getAttribute(name);
 }
 
-/// The element name of a type; null for a type that does not exist.
+/// The XML name of an element type; null for an unknown type.
 const XMLCh* elementName(int type) {
   switch (type) {
     case LIB_ELEM_SLOT:
@@ -37,7 +39,7 @@ bool isMailSlot(const DOMNode& slot) {
   return isTrue(attribute(slot, names::isMailSlot));
 }
 
-/// The name of a type's elements, or null, with text, for a type that does not exist.
+/// The XML name of an element type; null, with text, for an unknown type.
 const XMLCh* elementNameOrReport(int type, ErrorRecord errors) {
   const XMLCh* name = elementName(type);
   if (name == nullptr) {

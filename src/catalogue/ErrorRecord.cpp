@@ -1,3 +1,5 @@
+// Formats the last-error text directly into the buffer of the object.
+
 #include "catalogue/ErrorRecord.h"
 
 #include <cstdarg>

@@ -1,4 +1,4 @@
-// The last-error codes of the catalogue, and how its helpers set the last error of an object.
+// The last-error codes of the catalogue, and setting the last error of an object.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ inline constexpr int elementNotFound = 50009;
 
 }  // namespace codes
 
-/// The code and the text of an object's last error; both are the object's.
+/// The code and the text of an object's last error. Both are borrowed from the object.
 class ErrorRecord {
 public:
   template <std::size_t size>
@@ -30,10 +30,10 @@ public:
 
   const char* text() const { return m_text; }
 
-  /// Names and paths in a text come from files and callers; a text that is too long is cut.
+  /// Sets the text; `format` is that of printf. A text that is too long is cut.
   void setText(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-  /// Sets the text, and logs it; `origin` names the operation.
+  /// Sets the text and logs it; `origin` names the operation.
   void report(const char* origin, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 private:

@@ -1,3 +1,5 @@
+// Fills the indexes from the document and keeps them correct when drives and shelves are inserted.
+
 #include "catalogue/Indexes.h"
 
 #include "files/Descendants.h"
@@ -45,8 +47,8 @@ void ElementIndex::placeShelf(xercesc::DOMElement* shelf) {
   if (m_lastShelf == nullptr) {
     m_lastShelf = Descendants(m_root, names::library).first();
   }
-  // A shelf or library that lies deeper, as in a file made by hand, has its place among the root's
-  // children in the one that holds it.
+  // In a file edited by hand, the last shelf or the library may be deeper in the tree. Then the new
+  // shelf is placed behind the child of the root that contains it.
   xercesc::DOMNode* behind = m_lastShelf;
   while (behind != nullptr && behind->getParentNode() != m_root) {
     behind = behind->getParentNode();

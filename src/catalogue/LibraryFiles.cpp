@@ -1,4 +1,4 @@
-// The files of the catalogue: their names, loading and saving.
+// The files of the catalogue: finds their paths, loads a library, saves a document.
 
 #include <climits>
 
@@ -14,13 +14,13 @@ namespace {
 
 constexpr char kObstacleOrigin[] = "PairedSave::complete";
 
-/// Whether the library's file can have this name, one component of a path.
+/// Whether the key and the file name are usable as one path component.
 bool isUsableKey(const std::string& key, const std::string& fileName) {
   return key != "." && key != ".." && key.find('/') == std::string::npos &&
          key.find('\0') == std::string::npos && fileName.size() <= NAME_MAX;
 }
 
-/// Why an operation that changes something must not do so with a file; empty when it may.
+/// Why the running operation must not change a file; empty when it may, and in a query.
 std::string obstacleTo(const std::string& directory, const std::string& fileName) {
   const CatalogueLock* const lock = CatalogueLock::current();
   return lock == nullptr ? "" : lock->obstacleTo(directory, fileName);
@@ -47,8 +47,8 @@ bool TqLibEmulator::GetLibListFile(std::string& path) {
   return true;
 }
 
-// Where nothing is configured, the directory is made from what the path was; one that stayed after
-// a failure would grow with each of them.
+// If nothing is configured, the present path becomes a part of the directory. Therefore `path` is
+// unchanged after a failure; else it would grow with each failed call.
 bool TqLibEmulator::GetLibFileName(const std::string& name, std::string& path) {
   const std::string fileName = getLibXMLFile(name);
   if (!isUsableKey(name, fileName)) {
@@ -97,8 +97,8 @@ bool TqLibEmulator::loadDocument() {
   }
 }
 
-// True also when the file could not be written: the result has always said only whether there is a
-// serialiser. What is on disk is then still the old file, and saveError() says why.
+// True also when the file could not be written: the result has always meant only that there is a
+// serialiser. The old file is then unchanged, and saveError() says why.
 bool TqLibEmulator::saveDocument(xercesc::DOMNode* node, const std::string& path) {
   return SavedDocument{node, path}.save(m_saveError);
 }

@@ -1,8 +1,8 @@
-// The file that names every library of the catalogue.
+// Reads and changes the library list, the file that lists all libraries of the catalogue.
 //
-// The members that change it set no code: their callers know what a failure means. They log why an
-// existing list cannot be read; without that, a new library would be lost without a message.
-// Entries are not checked for duplicates, and removal takes the first that matches.
+// The members that change it set no last-error code. If an existing list cannot be read, they log
+// the reason; without that, a new library would be lost without a message. Entries are not checked
+// for duplicates. A removal takes the first entry that matches.
 
 #include "catalogue/LibraryList.h"
 
@@ -20,7 +20,7 @@
 
 namespace {
 
-/// The list document of an object, with what owns it.
+/// The list document of an object with its owners.
 struct ListDocument {
   xercesc::XercesDOMParser*& parser;
   xercesc::DOMDocument*& document;
@@ -111,8 +111,8 @@ bool TqLibEmulator::removeFromLibraryList(xercesc::DOMDocument*& doc,
   return true;
 }
 
-// Despite its name it makes no library file: it enters the library in the list document, which the
-// caller saves.
+// Despite its name, this creates no library file: it adds the library to the list document, which
+// the caller saves.
 bool TqLibEmulator::createNewLibraryFile(const std::string& libFile, const std::string& libId) {
   std::string path;
   if (!GetLibListFile(path)) {

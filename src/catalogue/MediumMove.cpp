@@ -1,5 +1,5 @@
-// The medium move. A medium is nothing but a barcode in an element and the element's occupancy, so
-// a move takes the barcode from the one to the other and flips both occupancies.
+// The medium move. The catalogue stores a medium as the barcode and the occupancy of an element. A
+// move transfers the barcode and changes both occupancies.
 
 #include "TqLibEmulator.h"
 #include "catalogue/Elements.h"
@@ -23,7 +23,7 @@ struct MoveEnd {
   int address;
 };
 
-/// These failures go to the log only.
+/// Whether the document holds exactly this library. A failure is only logged, without text.
 bool checkLibrary(const xercesc::DOMDocument* doc, const std::string& libraryName) {
   const DOMElement* library = singleLibrary(doc);
   if (library == nullptr) {
@@ -37,7 +37,7 @@ bool checkLibrary(const xercesc::DOMDocument* doc, const std::string& libraryNam
   return true;
 }
 
-/// Null, with code and text, when there is no such element.
+/// Finds the source or destination element. Null, with code and text, when it does not exist.
 DOMNode* findEnd(OperationCycle& cycle, const MoveEnd& end, const std::string& libraryName) {
   const DOMElement* root = rootOf(cycle.document());
   const DOMElement* parent =
@@ -61,8 +61,8 @@ bool readBarCode(const DOMNode* node, const char* role, std::string& barCode, Er
   return false;
 }
 
-/// When the second half fails the source is already empty in the document, which the caller then
-/// drops unsaved.
+/// Moves the barcode and changes the occupancies. After a failure the source may already be empty
+/// in the document; the caller must not save it.
 bool putMedium(xercesc::DOMDocument* doc, DOMElement& from, DOMElement& to,
                const std::string& barCode) {
   DOMElement* oldPlace = Descendants(&from, names::barCode).first();
@@ -103,7 +103,7 @@ bool TqLibEmulator::MoveVirtualLibraryElement(const std::string& libraryName, in
     if (moveElemContents(from, to)) {
       return true;
     }
-    const std::string reason = m_szErrorText;  // the text below takes its place
+    const std::string reason = m_szErrorText;  // a copy, because the text below replaces it
     cycle.errors().setText(
         "Failed to move element from Source Element of Type %d, Address %d to Destination "
         "LibElement of Type %d, Address %d in XML File %s for Library %s due to error %s",
@@ -113,8 +113,8 @@ bool TqLibEmulator::MoveVirtualLibraryElement(const std::string& libraryName, in
   });
 }
 
-// Occupancy and barcode must agree on both sides: an element marked empty that still holds a
-// barcode cannot receive a medium.
+// Occupancy and barcode must agree in both elements. For example, an element that is marked empty
+// but holds a barcode cannot receive a medium.
 bool TqLibEmulator::moveElemContents(DOMNode* source, DOMNode* destination) {
   if (!isTrue(asElement(source)->getAttribute(names::isOccupied))) {
     m_nErrorCode = codes::sourceEmpty;
@@ -140,7 +140,7 @@ bool TqLibEmulator::moveElemContents(DOMNode* source, DOMNode* destination) {
   return true;
 }
 
-// Kept from the first version; does nothing, and nothing calls it.
+// Kept for compatibility. It does nothing, and nothing calls it.
 bool TqLibEmulator::setElemText(DOMNode* /*node*/, std::string& /*text*/) {
   return false;
 }

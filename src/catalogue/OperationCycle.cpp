@@ -1,3 +1,6 @@
+// Runs an operation inside its locks and its exception handler. If a lock between processes is
+// refused, the operation returns without saving, waits, and starts again.
+
 #include "catalogue/OperationCycle.h"
 
 #include <new>
@@ -32,8 +35,9 @@ bool OperationCycle::inFrame(const Work& work) {
   return framed();
 }
 
-// Only an attempt that has all its locks saves anything, so one that was refused a lock can be made
-// again from the start. Its error code is that of a missing directory, which is not true.
+// Only an attempt that has all its locks saves anything. Therefore an attempt that was refused a
+// lock can start again. Its error code is restored: the attempt reports a missing directory, which
+// is wrong.
 bool OperationCycle::locked(const Work& work) {
   CatalogueLock catalogue;
   do {
@@ -57,7 +61,8 @@ bool OperationCycle::locked(const Work& work) {
   return false;
 }
 
-// Inside another operation, under its lock. If that one can start again, it does.
+// The operation runs inside another one and uses its lock. If a lock is refused and the outer
+// operation can start again, the outer one handles it.
 bool OperationCycle::nested(CatalogueLock& outer, const Work& work) {
   const bool isDone = work();
   if (outer.isFinal() && outer.isRefused()) {
@@ -129,7 +134,8 @@ bool OperationCycle::guarded(const Work& work) {
   } catch (const xercesc::DOMException& problem) {
     logOrReport(kDomException + std::to_string(problem.code));
   } catch (const InvalidText& problem) {
-    // The caller's text is wrong; the general message below does not say that.
+    // Log the reason as well: the general message below does not say that the caller's text is
+    // invalid.
     logOrReport(problem.what());
     logOrReport(reported ? kAnyReported : kAnyLogged);
   } catch (...) {
@@ -138,7 +144,8 @@ bool OperationCycle::guarded(const Work& work) {
   return false;
 }
 
-/// Callers do not know the XML library's exceptions, which are no std::exception.
+/// Converts exceptions of Xerces-C++, which callers do not know, to exceptions derived from
+/// std::exception.
 bool OperationCycle::passingOn(const Work& work) {
   try {
     return work();
@@ -159,8 +166,8 @@ void OperationCycle::logOrReport(const std::string& message) {
   }
 }
 
-// An earlier operation may have left the modified flags raised; they would have this one save a
-// document that it did not change, or that it changed in part and gave up.
+// The modified flags are cleared: an earlier operation may have left them set, and then this one
+// would save a document that it did not change or changed only in part.
 bool OperationCycle::start() {
   if (m_emulator.m_bInitialized) {
     return true;
@@ -180,7 +187,8 @@ bool OperationCycle::ensureLoaded() {
   return m_emulator.m_bLibLoaded;
 }
 
-// The parser is dropped with the next load; its pool goes now, for the whole catalogue may follow.
+// The parser is deleted by the next load. Its document is freed now, because the operation may load
+// all libraries of the catalogue.
 void OperationCycle::dropLibrary() {
   m_emulator.m_pLibDoc = nullptr;
   if (m_emulator.m_pLibParser != nullptr) {
@@ -226,15 +234,16 @@ xercesc::DOMElement* OperationCycle::singleLibraryOrReport() {
   return library;
 }
 
-// A file without any library is reported as one that holds more than one: operators know the
-// message.
+// A file without any library is reported with the same message as a file with several: operators
+// know this message.
 void OperationCycle::reportNoSingleLibrary() {
   errors().report(m_terms.origin, "More than one library node in XML Files %s", path().c_str());
 }
 
-// Where the two cannot be saved as one, the order matters. Should the machine stop in between, a
-// new library that comes first is merely not listed yet, where an entry without a file would fail
-// every query over all libraries; and a library that leaves the list first can be removed again.
+// The order matters when the two files cannot be saved as one step and a crash comes between them.
+// A new library is saved before the list: a library that is not listed is harmless, but an entry
+// without a file makes every query for all libraries fail. A removal saves the list first: the
+// removal can then be repeated.
 void OperationCycle::saveWithList(const std::string& listPath, First first) {
   if (document() == nullptr || m_emulator.m_pListDoc == nullptr) {
     return;
@@ -278,7 +287,7 @@ bool OperationCycle::saveRemoval() {
   return true;
 }
 
-// Why a list cannot be parsed is only in the log: callers compare the text.
+// The reason why a list cannot be parsed is only logged: callers compare the last-error text.
 bool OperationCycle::withListedLibraries(
     const std::function<bool(const std::vector<std::string>&)>& work) {
   std::string listPath;

@@ -1,5 +1,5 @@
-// A new library gets its values, its device and unit blocks and all its slots. An update of a
-// library finds all its parts in one walk.
+// Builds the document of a new library: values, device and unit blocks, all slots. An update finds
+// all parts of a library in one pass.
 
 #include "catalogue/Registration.h"
 
@@ -24,16 +24,17 @@ namespace {
 using xercesc::DOMDocument;
 using xercesc::DOMElement;
 
-/// Beyond the 65,536 element addresses of SCSI. A count that is wrong must not take all memory of
-/// the emulator, 2 KiB for each slot, with every other call waiting for it.
+/// More than the 65,536 element addresses of SCSI. Without a limit, a wrong count could use up the
+/// memory of the embedder (2 KiB for each slot), while all other calls wait.
 constexpr int kMostNewSlots = 200'000;
 
-/// Addresses and counts come from callers and files; a sum beyond the range of int wraps.
+/// The sum of numbers that come from callers or files; beyond the range of int it wraps.
 int addWrapping(int a, int b) {
   return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
-/// The drive identifier map the other way round; of a serial number's drive numbers, the lowest.
+/// The inverted drive identifier map. If a serial number has several drive numbers, the lowest
+/// stays.
 std::unordered_map<std::string_view, int> numbersBySerial(const std::map<int, std::string>& map) {
   std::unordered_map<std::string_view, int> numbers;
   for (const auto& [number, serial] : map) {
@@ -50,7 +51,7 @@ bool appendNewSlots(DOMDocument* doc, DOMElement& library, int type, int firstAd
                     ErrorRecord errors) {
   if (count > kMostNewSlots) {
     errors.report("TqLibEmulator::appendNewSlots",
-                  "A library of %d slots of one kind is refused, at most %d are made", count,
+                  "A new library has %d slots of one kind, more than the limit of %d", count,
                   kMostNewSlots);
     return false;
   }
@@ -76,8 +77,8 @@ bool updateLibraryUnit(DOMDocument* doc, DOMElement& library, const DescendantIn
   return true;
 }
 
-/// Gives each drive of the library the address of its number in the record's map. `parts` are those
-/// of the library.
+/// Sets the address of each drive of the library from its number in the record's map. `parts` is
+/// the index of the library. A drive that is not in the map keeps its address, which is logged.
 bool placeDrives(DOMDocument* doc, const DOMElement* library, const DescendantIndex& parts,
                  const SCSIUnit& record) {
   int base = 0;
@@ -188,7 +189,7 @@ int driveNumberAt(int driveBaseAddress, int driveAddress) {
 // The members
 
 bool TqLibEmulator::createNewLibrary(const SCSIUnit& library, DOMDocument*& doc) {
-  doc = nullptr;  // until it is complete
+  doc = nullptr;  // also if the line below throws
   doc = newLibraryDocument(library, {m_nErrorCode, m_szErrorText}).release();
   return doc != nullptr;
 }

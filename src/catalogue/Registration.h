@@ -1,4 +1,4 @@
-// Libraries and drives in a document: making, updating and numbering them.
+// Libraries and drives in a document: creating, updating and numbering them.
 #pragma once
 
 #include <string>
@@ -8,22 +8,22 @@
 #include "catalogue/Indexes.h"
 #include "files/XmlMemory.h"
 
-/// The document of a new library with all its slots. Null, with text, when it is to have more slots
-/// than are allowed, and without text when there is no memory for a document.
+/// Creates the document of a new library with all its slots. Null, with text, when there would be
+/// more slots than allowed; null without text when no document can be created.
 XmlOwner<xercesc::DOMDocument> newLibraryDocument(const SCSIUnit& record, ErrorRecord errors);
 
-/// Updates the values of the single library of a document, its unit for the record's host and the
-/// addresses of its drives. False when a part is missing or cannot be read; what was updated before
-/// stays.
+/// Updates the single library of a document: its values, its unit for the record's host, and the
+/// addresses of its drives. False when a part is missing or cannot be read; changes up to then stay
+/// in the document.
 bool updateSingleLibrary(xercesc::DOMDocument* doc, const SCSIUnit& record);
 
-/// Updates a drive, or adds it when the index has none of its name. Fails as
-/// updateSingleLibrary() does.
+/// Updates a drive, or adds it if the index does not hold its name. Fails as updateSingleLibrary()
+/// does.
 bool updateIndexedDrive(DriveIndex& drives, xercesc::DOMDocument* doc, const SCSIUnit& record);
 
-/// The serial number of a library or a drive; false when it has no device block or no readable
-/// number.
+/// Reads the serial number of a library or a drive. False when there is no device block or the
+/// number cannot be read.
 bool readSerialNumber(const xercesc::DOMElement* device, bool isLibrary, std::string& serial);
 
-/// The number of the drive at an element address of a library, from 1.
+/// The number of the drive at an element address; the first drive has number 1.
 int driveNumberAt(int driveBaseAddress, int driveAddress);

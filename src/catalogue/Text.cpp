@@ -1,4 +1,4 @@
-// The public text functions.
+// The public text functions, on top of files/XmlText.h.
 
 #include <array>
 #include <cstdio>

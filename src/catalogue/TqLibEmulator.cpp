@@ -1,4 +1,4 @@
-// The catalogue object: its life, its runtime and its error record.
+// The catalogue object: construction, XML runtime, release of its documents, and ChangeCatalogue().
 
 #include <utility>
 
@@ -11,8 +11,8 @@
 #include "files/XmlMemory.h"
 
 namespace {
-// What m_sLibFile holds before the first library is named. Never opened: it is only the text that
-// the directory look-up falls back to when nothing at all is configured.
+// The initial value of m_sLibFile. It is never opened. The directory look-up only uses it as a
+// default when nothing is configured.
 constexpr char kSamplePath[] = "E:\\XMLSamples\\TempFile.xml";
 
 constexpr int kEventVersion = 1;
@@ -34,7 +34,7 @@ TqLibEmulator::TqLibEmulator()
       m_pNewListDoc(nullptr) {}
 
 TqLibEmulator::~TqLibEmulator() {
-  m_bInitialized = true;  // documents may have been loaded without a start
+  m_bInitialized = true;  // deInit() must also free documents that were loaded without a start
   deInit();
 }
 
@@ -54,8 +54,8 @@ bool TqLibEmulator::initXerces() {
   }
 }
 
-// The modified flags keep their values until the next start, and the path until the next library.
-// The documents die with their parsers, so their pointers go too.
+// The modified flags keep their values until the next start, the path until the next library.
+// Parsed documents are freed with their parsers, so the pointers to them are cleared.
 void TqLibEmulator::deInit() {
   if (!m_bInitialized) {
     return;
@@ -71,9 +71,9 @@ void TqLibEmulator::deInit() {
   m_bListLoaded = false;
 }
 
-// Despite its name it yields the catalogue directory, not that of an installation; callers rely
-// on it. Every path of the catalogue comes from here, so here a changing operation takes the lock,
-// before it looks at any file.
+// Despite its name, this returns the catalogue directory, not an installation directory. All paths
+// of the catalogue come from here, so a changing operation takes its lock here, before it accesses
+// any file.
 bool TqLibEmulator::GetMeridianInstallDir(std::string& dir) {
   CatalogueLock* const lock = CatalogueLock::current();
   return TqLibEmlFile::GetTQLibEMLXMLDir(dir) != 0 && (lock == nullptr || lock->take(dir));
@@ -93,7 +93,7 @@ bool TqLibEmulator::ChangeCatalogue(const std::function<bool()>& steps) {
   const NoCancel untilTheCallReturns;
   const CycleTerms terms{"TqLibEmulator::ChangeCatalogue", Access::Changes, Exceptions::PassedOn};
   return OperationCycle(*this, terms).locked([&] {
-    std::string directory = m_sLibFile;  // as for a library, which needs a configured directory
+    std::string directory = m_sLibFile;  // the same default as for a library file
     if (!GetMeridianInstallDir(directory)) {
       return false;
     }

@@ -1,4 +1,4 @@
-// Values of elements, as members of the catalogue object.
+// Values of elements: the members of the catalogue object, on top of files/DomValues.h.
 
 #include "TqLibEmulator.h"
 #include "files/DomValues.h"
