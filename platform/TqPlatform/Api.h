@@ -1,5 +1,6 @@
-// The export mark of the host interfaces. A host that brings libraries of its own defines
-// TQ_PLATFORM_API for them; the embedded default is compiled into libTqLibEmulator.so.
+// The export macro of the platform interfaces. The embedded default is compiled into
+// libTqLibEmulator.so. An embedder that implements the interfaces in its own libraries defines
+// TQ_PLATFORM_API for them.
 #pragma once
 
 #ifndef TQ_PLATFORM_API

@@ -1,12 +1,12 @@
-// Host interface: the mutual exclusion behind the catalogue lock.
+// Platform interface: the mutex behind the catalogue lock.
 #pragma once
 
 #include <mutex>
 
 #include "TqPlatform/Api.h"
 
-/// A mutual-exclusion object of one process. Recursive: the thread that holds it may enter again
-/// and leaves as often as it entered.
+/// A recursive mutex of one process. The thread that holds it may enter again, and must leave as
+/// often as it has entered.
 class TQ_PLATFORM_API TqCriticalSectionH {
 public:
   TqCriticalSectionH();
@@ -14,8 +14,8 @@ public:
   TqCriticalSectionH(const TqCriticalSectionH&) = delete;
   TqCriticalSectionH& operator=(const TqCriticalSectionH&) = delete;
 
-  /// Acquires the section. With `wait` true, blocks until it is acquired; with false, tries once
-  /// and returns whatever the outcome.
+  /// Acquires the mutex. With `wait` true, blocks until it is acquired. With `wait` false, tries
+  /// once and returns in any case.
   void enter(bool wait);
 
   /// Releases one acquisition of the calling thread.

@@ -1,13 +1,13 @@
 /// @file
-/// Host interface: the log.
+/// Platform interface: the log.
 #pragma once
 
 #include "TqPlatform/Api.h"
 
-/// Marks a line that ends a process in the host's logs. Nothing here reads it.
+/// Marks a log line that reports the end of a process. libTqLibEmulator does not use it.
 [[maybe_unused]] static const char kFatalErrorMark[] = "**FatalError**";
 
-/// The handle of a component in the host's log.
+/// The handle of a component in the embedder's log.
 class TQ_PLATFORM_API MMDebug {
 public:
   MMDebug();
@@ -19,18 +19,18 @@ public:
   operator const char*() const;
 };
 
-/// Lines in the host's log. Any thread may write.
+/// Writes to the embedder's log. Any thread may call.
 class TQ_PLATFORM_API EvDebug {
 public:
-  /// Writes one error line; `format` and what follows are those of printf.
+  /// Writes one error line; `format` and the values are those of printf.
   static void Error(const char* handle, const char* origin, const char* format, ...)
       __attribute__((format(printf, 3, 4)));
 };
 
-/// The host's event facility.
+/// The embedder's event facility.
 class TQ_PLATFORM_API EvEvent {
 public:
-  /// What the facility calls at an event.
+  /// The function that the facility calls for an event.
   using Callback = void (*)();
 
   /// Prepares the facility for a component; may be called any number of times.

@@ -1,4 +1,4 @@
-// Host interface: file-system calls and directory listings.
+// Platform interface: file-system calls and directory listings.
 #pragma once
 
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 
 #include "TqPlatform/Api.h"
 
-/// The outcome of a file-system call.
+/// The result of a file-system call.
 class TQ_PLATFORM_API CNuError {
 public:
   /// `code` is an errno value; 0 is success.
@@ -29,7 +29,7 @@ struct TQ_PLATFORM_API SNuDirEntry {
   std::string name;
 };
 
-/// A directory listing. The entries "." and ".." are left out.
+/// A directory listing without the entries "." and "..".
 class TQ_PLATFORM_API CNuDirectory {
 public:
   CNuDirectory();
@@ -37,14 +37,14 @@ public:
   CNuDirectory(const CNuDirectory&) = delete;
   CNuDirectory& operator=(const CNuDirectory&) = delete;
 
-  /// Creates the directory `path`, its last component only; `parents` is always passed as false.
+  /// Creates the last component of `path`; `parents` is always passed as false.
   static CNuError Create(const char* path, bool parents);
 
-  /// Opens the listing of `folder`. `pattern` is a shell pattern for the names; `allEntries` asks
-  /// for files and folders alike.
+  /// Opens the listing of `folder`. `pattern` is a shell pattern for the names. With `allEntries`
+  /// true, folders are listed, too.
   CNuError Open(const char* folder, const char* pattern, bool allEntries);
 
-  /// Reads the next entry. Sets `end` when there is none; `entry` is then unchanged.
+  /// Reads the next entry. Sets `end` if there is none; `entry` is then unchanged.
   CNuError GetEntry(SNuDirEntry* entry, bool& end);
 
   CNuError Close();
@@ -57,7 +57,7 @@ private:
 /// Calls on paths.
 class TQ_PLATFORM_API CNuUTFOSAPI {
 public:
-  /// Whether `path` can be reached in the way of `mode` (0: whether it exists).
+  /// Checks access to `path` as access(2) does; `mode` 0 checks whether it exists.
   static CNuError access(const char* path, int mode);
 
   /// Fills `*record` for `path`, following symbolic links.

@@ -1,19 +1,19 @@
-// Host interface: the configuration store.
+// Platform interface: the configuration store.
 #pragma once
 
 #include <memory>
 
 #include "TqPlatform/Api.h"
 
-/// The configuration focus: which of the host's configurations is looked at.
+/// The configuration focus: which of the embedder's configurations is used.
 class TQ_PLATFORM_API TQPI_Focus {
 public:
-  /// The current focus; a string that lives as long as the process.
+  /// The current focus. The string lives as long as the process.
   static const char* getFocus();
 };
 
-/// Access to the configuration. An object sees the store as it was when the object was built;
-/// a change is seen by the next object. Objects are not shared between threads.
+/// Access to the configuration. An object shows the configuration at the time of its construction;
+/// objects that are constructed later show later changes. Objects are not shared between threads.
 class TQ_PLATFORM_API TQPlatformInfo {
 public:
   TQPlatformInfo();
@@ -24,18 +24,19 @@ public:
   /// Selects the focus of the following look-ups.
   void setFocus(const char* focus);
 
-  /// Copies the value of `key` in `section` into `buffer`, with its terminator.
-  /// `*length` is the buffer's capacity in bytes on entry and the value's length on success.
-  /// Returns non-zero when the value was found; otherwise 0, and nothing is changed. Callers take
-  /// 0 as "not set" and use another folder. Therefore a value that is set but cannot be read or
-  /// does not fit is replaced by a path where nothing can be created, if that fits.
+  /// Copies the value of `key` in `section` into `buffer`, with its terminator. `*length` is the
+  /// size of the buffer in bytes on entry, and the length of the value on success.
+  ///
+  /// Returns non-zero when the value was found; else 0, with nothing changed. For callers, 0 means
+  /// "not set", and they use another folder. Therefore a value that is set but cannot be read or
+  /// does not fit is replaced by a path where nothing can be created, if that path fits.
   int getString(const char* section, const char* key, char* buffer, int* length);
 
-  /// Copies a configured directory as getString() does. Returns 1 on success, otherwise 0.
+  /// Copies a configured directory as getString() does. Returns 1 on success, else 0.
   int getDirectory(const char* base, const char* key, char* buffer, int* length);
 
-  /// Reads a number, unsigned and decimal. Returns non-zero when it was found; otherwise 0, and
-  /// `*value` is unchanged.
+  /// Reads an unsigned decimal number. Returns non-zero when it was found; else 0, with `*value`
+  /// unchanged.
   int getNumber(const char* section, const char* key, unsigned long* value);
 
 private:

@@ -1,3 +1,5 @@
+// The catalogue lock as a std::recursive_mutex.
+
 #include "TqPlatform/CriticalSection.h"
 
 TqCriticalSectionH::TqCriticalSectionH() = default;
@@ -9,8 +11,7 @@ void TqCriticalSectionH::enter(bool wait) {
     m_mutex.lock();
     return;
   }
-  // Callers that do not wait are not told whether they hold the section; the interface has no
-  // place for the answer.
+  // The interface cannot return whether the mutex was acquired.
   static_cast<void>(m_mutex.try_lock());
 }
 

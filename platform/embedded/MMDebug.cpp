@@ -1,5 +1,5 @@
-// The log: the file is opened for each line. Errors are rare, and so a rotated file, a changed
-// variable and the order of destruction at unload need no care.
+// The log: a file, or standard error. The file is opened for each line: errors are rare, and this
+// way log rotation, a changed variable and the order of destruction at unload need no extra code.
 
 #include "TqPlatform/MMDebug.h"
 
@@ -30,13 +30,14 @@ std::string formatText(const char* format, std::va_list arguments) {
   char* text = nullptr;
   const int length = ::vasprintf(&text, format, arguments);
   if (length < 0) {
-    return format;  // better a text without its values than none
+    return format;  // at least log the text without its values
   }
   const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
   return {text, static_cast<std::size_t>(length)};
 }
 
-/// `text` on one line: names in it may hold anything, and a reader takes each line for an error.
+/// `text` as one line: control characters are escaped, because names in it may hold any byte and
+/// each line of the log is one error.
 std::string onOneLine(std::string_view text) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string line;
@@ -54,7 +55,7 @@ std::string onOneLine(std::string_view text) {
   return line;
 }
 
-/// The line as it stands in the log, with its time.
+/// The complete line for the log, with its time.
 std::string logLine(const std::string& origin, const std::string& text) {
   spdlog::pattern_formatter formatter("%Y-%m-%d %H:%M:%S.%e [%l] [%n] %v");
   spdlog::memory_buf_t line;
@@ -62,7 +63,7 @@ std::string logLine(const std::string& origin, const std::string& text) {
   return {line.data(), line.size()};
 }
 
-/// Returns whether all of `line` arrived.
+/// Whether the whole line was written.
 bool write(int fd, std::string_view line) {
   while (!line.empty()) {
     const ssize_t count = ::write(fd, line.data(), line.size());
@@ -75,9 +76,9 @@ bool write(int fd, std::string_view line) {
   return true;
 }
 
-/// Whether descriptor 2 is the standard error stream. While that is closed, a file that a thread is
-/// just opening may have the number for a moment, a tape for instance. Such files are closed on
-/// exec, and standard streams are not.
+/// Whether descriptor 2 is the standard error stream. If that stream is closed, a file that another
+/// thread is opening, for instance a tape, may have the number for a moment. Our files have
+/// close-on-exec set; standard streams do not.
 bool hasStandardError() {
   const int flags = ::fcntl(STDERR_FILENO, F_GETFD);
   return flags >= 0 && (flags & FD_CLOEXEC) == 0;
@@ -110,7 +111,7 @@ MMDebug::operator const char*() const {
 }
 
 void EvDebug::Error(const char* /*handle*/, const char* origin, const char* format, ...) {
-  // Callers report errno in several steps, and the log is not to change it between them.
+  // Callers may still use errno after they have logged an error.
   const int savedErrno = errno;
   int cancelState = PTHREAD_CANCEL_ENABLE;  // a cancelled thread must not unwind through a close
   ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
@@ -118,7 +119,7 @@ void EvDebug::Error(const char* /*handle*/, const char* origin, const char* form
   va_start(arguments, format);
   try {
     writeError(onOneLine(origin), onOneLine(formatText(format, arguments)));
-  } catch (const std::exception&) {  // an error that cannot be logged does not stop the caller
+  } catch (const std::exception&) {  // the caller continues although the error cannot be logged
   }
   va_end(arguments);
   errno = savedErrno;

@@ -1,3 +1,5 @@
+// The last error of an object. Platform error numbers are the codes of the operating system.
+
 #include "TqPlatform/MMError.h"
 
 #include <algorithm>
@@ -5,8 +7,7 @@
 #include <cstring>
 
 MMS2BaseError::MMS2BaseError() : m_nErrorCode(0) {
-  // The rest stays as it is: clearing the whole text would cost more than most calls that never
-  // fail.
+  // Only the first byte is set: clearing the whole text would slow down calls that never fail.
   m_szErrorText[0] = '\0';
 }
 

@@ -1,3 +1,5 @@
+// Calls the system's functions and returns errno in a CNuError.
+
 #include "TqPlatform/NuUtils.h"
 
 #include <dirent.h>
@@ -14,12 +16,12 @@
 
 namespace {
 
-/// The outcome of a call that returns 0 or sets errno.
+/// The error of a call that returns 0 or sets errno.
 CNuError outcome(int result) {
   return CNuError(result == 0 ? 0 : errno);
 }
 
-/// Whether the entry is a folder; one that cannot be examined is not.
+/// Whether the entry is a folder; false when it cannot be examined.
 bool isFolder(DIR* listing, const dirent& entry) {
   if (entry.d_type != DT_UNKNOWN) {
     return entry.d_type == DT_DIR;
@@ -84,7 +86,7 @@ CNuError CNuDirectory::GetEntry(SNuDirEntry* entry, bool& end) {
     return CNuError(EBADF);
   }
   for (;;) {
-    // The end and an error look alike but for errno.
+    // readdir() returns null at the end and on an error; only errno differs.
     errno = 0;
     const dirent* const next = ::readdir(m_listing->directory);
     if (next == nullptr) {

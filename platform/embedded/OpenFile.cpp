@@ -1,3 +1,5 @@
+// Duplicates a descriptor below 3 to a higher number and closes the low one.
+
 #include "OpenFile.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// The configuration: an INI file, parsed again only when it changed.
+// The configuration: an INI file. It is parsed again only when its metadata shows a change.
 
 #include "TqPlatform/PlatformInfo.h"
 
@@ -60,7 +60,7 @@ nanoseconds sinceEpoch(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-/// What tells one content of a file from another without reading it.
+/// Identifies the content of a file without reading it.
 struct FileVersion {
   dev_t device;
   ino_t inode;
@@ -77,7 +77,7 @@ struct FileVersion {
 
   bool operator==(const FileVersion&) const = default;
 
-  /// Whether a later change is sure to show in the time stamps, whose grain is 2 s on the coarsest
+  /// Whether a later change must change the time stamps. Their resolution is 2 s on the coarsest
   /// file systems.
   bool isSettled() const {
     const nanoseconds now = std::chrono::system_clock::now().time_since_epoch();
@@ -88,23 +88,23 @@ struct FileVersion {
 }  // namespace
 
 struct TQPlatformInfo::Store {
-  /// Each block of a tape asks for values. Names are few and mostly differ in length, so comparing
-  /// one after the other is the quickest.
+  /// A section with its values. Each block transfer looks up values. A linear search is the
+  /// fastest, because there are few names, mostly of different length.
   struct Section {
     std::string name;
-    std::vector<std::pair<std::string, std::string>> values;  ///< by their keys
+    std::vector<std::pair<std::string, std::string>> values;  ///< key and value
   };
   std::vector<Section> sections;
-  std::string fault;    ///< why the file that there is could not be used; empty: no fault
-  bool isLost = false;  ///< and nothing is known that it held before
+  std::string fault;    ///< why the existing file cannot be used; empty: no fault
+  bool isLost = false;  ///< there is a fault, and no earlier content is known
 
   struct Cache {
     std::mutex mutex;
-    std::string path;                    ///< of the file that `store` was read from
-    std::optional<FileVersion> version;  ///< of its content; none: it has to be read again
-    std::shared_ptr<const Store> store;  ///< the last that was usable
+    std::string path;                    ///< the file from which `store` was read
+    std::optional<FileVersion> version;  ///< of its content; no value: read the file again
+    std::shared_ptr<const Store> store;  ///< the last usable store
   };
-  static Cache cache;  // not local to a function: it has to outlive what the program destroys
+  static Cache cache;  // not local to a function: it must outlive the embedder's static objects
 
   static std::shared_ptr<const Store> current();
   static std::shared_ptr<const Store> without(std::string fault, const std::string& file);
@@ -131,8 +131,8 @@ struct TQPlatformInfo::Store {
 
 TQPlatformInfo::Store::Cache TQPlatformInfo::Store::cache;
 
-// What was read before goes on: a disk error or a slip of an operator's editor must not send the
-// data of a running emulator to another place.
+// The values that were read before stay in use: a disk error or a typing error in the file must not
+// make a running emulator write to another directory.
 std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::without(
     std::string fault, const std::string& file) {
   auto store = std::make_shared<Store>();
@@ -188,13 +188,14 @@ std::shared_ptr<const TQPlatformInfo::Store> TQPlatformInfo::Store::current() {
   const std::scoped_lock lock(cache.mutex);
   struct stat record;  // filled whole or not used
   if (::stat(file, &record) != 0) {
-    const int code = errno;  // before a string is made of the name
+    const int code = errno;  // saved before a string is constructed, which may change it
     return unreadable(file, code);
   }
   if (!S_ISREG(record.st_mode)) {
     return unreadable(file, S_ISDIR(record.st_mode) ? EISDIR : EINVAL);
   }
-  // Examined before it is read: a change in between leaves an old version in the cache.
+  // The version is taken before the file is read. After a change in between, the cached version is
+  // the old one, and the file is read again.
   const FileVersion version(record);
   if (cache.version == version && cache.path == file) {
     return cache.store;
@@ -218,8 +219,8 @@ void TQPlatformInfo::setFocus(const char* /*focus*/) {
   // One file is one configuration.
 }
 
-// A value that cannot be had is not the same as one that is not set: callers replace a folder that
-// is not set by the working directory. So they get a path where nothing can be created.
+// For a folder that is not set, callers use the working directory. Therefore, if the value cannot
+// be read or does not fit, they receive a path where nothing can be created.
 int TQPlatformInfo::getString(const char* section, const char* key, char* buffer, int* length) {
   static const std::string nowhere = "/dev/null/unreadable-configuration";
   const auto fits = [&](const std::string& text) {
