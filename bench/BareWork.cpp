@@ -1,3 +1,5 @@
+// The bare work, without the checks and error handling of the calls.
+
 #include "BareWork.h"
 
 #include <dirent.h>
@@ -83,12 +85,12 @@ void replaceTogether(const Replacement& first, const Replacement& second) {
   prepare(second);
   forceFolderToDisk(first.path);
   const std::string names = first.path + second.path;
-  const Replacement note{first.path + ".note", names.data(), names.size()};
-  replace(note);
+  const Replacement journal{first.path + ".journal", names.data(), names.size()};
+  replace(journal);
   place(first);
   place(second);
   forceFolderToDisk(first.path);
-  require(unlink(note.path.c_str()) == 0, "unlink");
+  require(unlink(journal.path.c_str()) == 0, "unlink");
 }
 
 void parseAndReplace(const std::string& path) {
@@ -114,7 +116,7 @@ void writeBlock(const std::string& folder, const std::string& path, off_t offset
   const std::size_t folderLength = entryPath.size();
   while (const dirent* const entry = readdir(listing)) {
     if (entry->d_name[0] == '.') {
-      continue;  // itself and its parent: nothing else begins so in a volume
+      continue;  // "." and "..": no file of a volume begins with a dot
     }
     struct stat record;
     entryPath.replace(folderLength, std::string::npos, entry->d_name);

@@ -1,4 +1,4 @@
-// What a call cannot do without: the parser library on the same file, the system on the same bytes.
+// The bare work: the minimum that a call needs, done with Xerces-C++ and system calls only.
 #pragma once
 
 #include <sys/types.h>
@@ -12,7 +12,7 @@
 
 namespace bench {
 
-/// Parses a file with a parser as it comes. The parser owns the document.
+/// Parses a file with a parser in its default configuration. The parser owns the document.
 std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path);
 
 using Content = std::unique_ptr<xercesc::MemBufFormatTarget>;
@@ -20,7 +20,7 @@ using Content = std::unique_ptr<xercesc::MemBufFormatTarget>;
 /// Parses a file and serialises the document.
 Content parseAndSerialise(const std::string& path);
 
-/// What is to take a file's place; the bytes are borrowed.
+/// A file and its new content; the bytes are borrowed.
 struct Replacement {
   std::string path;
   const void* bytes;
@@ -29,13 +29,12 @@ struct Replacement {
 
 Replacement replacement(const std::string& path, const Content& content);
 
-/// Puts bytes in the place of a file as it takes to have them there whole, and on the disk,
-/// whatever happens: written aside and forced to the disk, renamed, and the folder forced to the
-/// disk.
+/// Replaces a file durably and as a whole: writes and syncs a temporary file, renames it, and syncs
+/// the folder.
 void replace(const Replacement& file);
 
-/// Replaces two files of a folder so that, whatever happens, both can be brought to be there: when
-/// both are prepared, a note of it is put on the disk as above, and goes when both are renamed.
+/// Replaces two files of a folder as one step: writes both temporary files and a journal durably,
+/// renames both files, and removes the journal.
 void replaceTogether(const Replacement& first, const Replacement& second);
 
 /// Parses a file, serialises the document and replaces the file with it.
@@ -48,7 +47,7 @@ void readBlock(const std::string& path, off_t offset, unsigned char* buffer, std
 void writeBlock(const std::string& folder, const std::string& path, off_t offset,
                 const unsigned char* buffer, std::size_t length);
 
-/// What it takes to see whether the configuration has changed.
+/// Checks whether the configuration has changed: one stat(2).
 void lookAtConfiguration();
 
 }  // namespace bench

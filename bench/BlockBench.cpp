@@ -1,7 +1,7 @@
-// Blocks of a tape, each beside the bare system calls on the same file. The two C functions make an
-// object for each call, which the methods are measured without. They have to look whether the
-// configuration has changed, as the methods have in the default place, for it says where that is;
-// so there the bare work has a look as well.
+// Blocks of a tape, compared with the bare system calls on the same file. The C functions create an
+// object for each call; the methods are measured without that. The C functions always check whether
+// the configuration has changed, and so do the methods if no tape directory is configured. In these
+// cases the bare work includes a check, too.
 
 #include <memory>
 #include <string>
@@ -30,7 +30,7 @@ const Operation kOperations[] = {
      &Volume::bareWriteWithLook},
 };
 
-/// Several at a time, since one may take a few microseconds.
+/// Several calls are timed together, because one may take only a few microseconds.
 constexpr int kCalls = 16;
 
 void repeat(Volume& volume, void (Volume::*work)()) {

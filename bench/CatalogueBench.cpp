@@ -1,6 +1,6 @@
 // The operations of the catalogue on libraries of five sizes. The bare work of a query is to parse
-// the library's file; that of a change is to parse, serialise and replace it. Operations that read
-// or write the list of libraries too have that as bare work also; it stands at each of them.
+// the library's file. The bare work of a change is to parse, serialise and replace it. If an
+// operation also reads or writes the library list, its bare work does the same.
 
 #include <algorithm>
 #include <filesystem>
@@ -44,7 +44,7 @@ void changeByList(const Library& library) {
   bench::parseAndReplace(library.copy());
 }
 
-/// Of a library that is removed next to nothing is left to be written.
+/// The file of a removed library is nearly empty.
 void removeWithList(const Library& library) {
   const std::string left = "<Devices/>\n";
   bench::parse(library.copy());
@@ -55,7 +55,7 @@ void removeWithList(const Library& library) {
 
 // Calls
 
-/// What is new is put behind all others, and what is looked for is the last one.
+/// A new slot behind all others. Calls look for the last slot: the longest search.
 LibElement newSlot(const Library& library) {
   return {LIB_ELEM_SLOT, library.slots().back().elementAddress + 1, true, true, "N00001"};
 }
@@ -201,7 +201,7 @@ const Operation kChanges[] = {
 
 using Made = std::shared_ptr<Library>;
 
-/// The list of libraries is put back for a query too: another library may have taken its place.
+/// Restores the files for a query, too: a benchmark of another size may have replaced the list.
 bench::Round queryRound(const Operation& operation, const Made& library) {
   return bench::timed({[=] { bench::require(operation.call(*library), operation.name); },
                        [=] { operation.bare(*library); }, [=] { library->restore(); }});
@@ -213,8 +213,8 @@ bench::Round changeRound(const Operation& operation, const Made& library) {
                        [=] { library->requireChange(); }});
 }
 
-/// A second library comes into the list, with a file of its own. The bare work parses that file in
-/// the place of building its document.
+/// Adds a second library to the list. The bare work parses the file of that library instead of
+/// building its document.
 bench::Round creationRound(const Made& listed, const std::string& folder) {
   SCSIUnit record = listed->record();
   record.SerialNumber += "new";
@@ -244,10 +244,10 @@ using MakeRound = std::function<bench::Round(const Made&)>;
 
 constexpr int kSmall = 1000;
 constexpr int kLarge = 50000;
-constexpr int kSmallRounds = 9;  // beside one with the large library
+constexpr int kSmallRounds = 9;  // for each round with the large library
 
-/// How much more an element costs in the large library than in the small one: the two take turns,
-/// for a machine that others use too may be another one between two benchmarks.
+/// How much more an element costs in the large library than in the small one. Both are measured in
+/// turns, because the load of the machine may change between two benchmarks.
 bench::Round growthRound(const bench::Round& large, const bench::Round& small) {
   return [=](bool isCallFirst) {
     std::vector<double> call;

@@ -1,3 +1,5 @@
+// Alternates call and bare work, and prints the medians.
+
 #include "Comparison.h"
 
 #include <algorithm>
@@ -9,7 +11,7 @@ namespace bench {
 namespace {
 
 void repeat(benchmark::State& state, const SetUp& setUp) {
-  static bool isCallFirst = false;  // goes on from one repetition to the next, which may be short
+  static bool isCallFirst = false;  // kept between repetitions, which may have one round only
   std::vector<double> call;
   std::vector<double> bare;
   try {

@@ -1,4 +1,4 @@
-// Every benchmark compares calls of the library with the bare work that they cannot do without.
+// Benchmarks: each compares calls of the API with the bare work that they need at least.
 #pragma once
 
 #include <functional>
@@ -21,7 +21,7 @@ inline void require(bool succeeded, std::string_view what) {
 
 double median(std::vector<double> values);
 
-/// What each of the two took: seconds, or bytes of memory; or how it grew.
+/// The measured values of both: seconds, bytes of memory, or growth.
 struct Figures {
   double call = 0;
   double bare = 0;
@@ -30,25 +30,26 @@ struct Figures {
 /// Does both once, the call first or last.
 using Round = std::function<Figures(bool isCallFirst)>;
 
-/// Prepares a repetition, which is not measured.
+/// Prepares a repetition; not measured.
 using SetUp = std::function<Round()>;
 
-/// Registers a benchmark. The machine may be busy with other things, so the two take turns within
-/// each repetition, and which comes first changes. A repetition gives the counters "call", "bare"
-/// (the medians of its rounds) and "ratio". What throws is an error of the run.
+/// Registers a benchmark. The load of the machine may change, so call and bare work alternate
+/// within each repetition, in changing order. A repetition sets the counters "call" and "bare" (the
+/// medians of its rounds) and "ratio". An exception makes the run fail.
 benchmark::internal::Benchmark* compare(const std::string& name, const SetUp& setUp);
 
+/// A call and its bare work.
 struct Pair {
   std::function<void()> call;
   std::function<void()> bare;
-  std::function<void()> prepare = [] {};  ///< before either, not timed
+  std::function<void()> prepare = [] {};  ///< before each of the two, not timed
   std::function<void()> check = [] {};    ///< after the call, not timed
-  int calls = 1;                          ///< how many `call` makes; `bare` works as often
+  int calls = 1;                          ///< number of calls in `call`; `bare` does as many
 };
 
 double secondsOf(const std::function<void()>& work);
 
-/// Times both, for each of the calls.
+/// A round that measures the time for one call of both.
 Round timed(const Pair& pair);
 
 /// Prints the medians of a benchmark as soon as it has run.
@@ -63,7 +64,7 @@ private:
   bool m_failed = false;
 };
 
-constexpr int kSlowRepetitions = 5;  // of what takes long
+constexpr int kSlowRepetitions = 5;  // for slow benchmarks
 
 void registerCatalogue(const Place& place);
 void registerDrives(const Place& place);

@@ -1,4 +1,4 @@
-// Drives registered with a library that has none yet: one by one, a call each, and as one batch.
+// Registering drives with a library that has none: with one call for each drive, and as one batch.
 
 #include <algorithm>
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 constexpr int kFirstDrive = 5000;
 constexpr int kMostSamples = 100;
 
-/// A library whose map names all the drives that are to come.
+/// A library without drives whose map holds all drives that will be registered.
 class Registration {
 public:
   Registration(const Place& place, int drives)
@@ -59,7 +59,7 @@ public:
         "saving the drives");
   }
 
-  /// Has the bare work find the file as it is.
+  /// Gives the bare work a link to the current file.
   void copy() const {
     fs::remove(m_copy);
     fs::create_hard_link(m_file, m_copy);

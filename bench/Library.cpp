@@ -1,3 +1,5 @@
+// Creates the library with the API, keeps the files, and restores them with hard links.
+
 #include "Library.h"
 
 #include <filesystem>
@@ -26,7 +28,7 @@ void linkAnew(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-// What is kept lies outside the catalogue's folder, which a save looks through.
+// The kept files are outside the catalogue directory, because each save lists that directory.
 Library::File::File(const Place& place, const std::string& name, const std::string& firstName)
     : path(place.folder() + "/LibEmulator/" + name),
       first(place.folder() + "/first/" + firstName),
@@ -59,7 +61,8 @@ Library::Library(const Place& place, int elements, const std::string& use)
   restore();
 }
 
-// Libraries of other sizes are not in its list, which calls on all libraries go by.
+// The list is removed first: it must hold only this library, because some calls load all listed
+// libraries.
 void Library::make() {
   const LibElement loaded{LIB_ELEM_DRIVE, address(1), true, true, barCode(elements())};
   fs::remove(m_list.path);

@@ -1,4 +1,4 @@
-// The library that catalogue benchmarks work on.
+// The library that the catalogue benchmarks use.
 #pragma once
 
 #include <string>
@@ -10,19 +10,19 @@
 
 namespace bench {
 
-/// A library of so many elements: two drives, of which the first is loaded, and slots, each with a
-/// medium. It is made once for each size; restore() puts what was made in its place again, so that
-/// every call finds the same file and has work to do.
+/// A library with two drives and, for the other elements, slots. The first drive and all slots hold
+/// a medium. The files are created once for each size; restore() puts them back, so each call finds
+/// the same file and has work to do.
 class Library {
 public:
-  /// `use` tells apart libraries of the same size.
+  /// `use` distinguishes libraries of the same size.
   Library(const Place& place, int elements, const std::string& use = "");
 
-  /// Puts library, list and the copies for the bare work back as they were made: hard links to
-  /// files that nobody writes, since all who change them replace them.
+  /// Puts back library, list and the copies for the bare work. They are hard links to the original
+  /// files; this is safe because changes replace files and never write into them.
   void restore() const;
 
-  /// Fails unless the library's file is another one than what restore() puts there.
+  /// Fails unless the library's file was replaced after restore().
   void requireChange() const;
 
   TqLibEmulator& catalogue() { return m_catalogue; }
@@ -39,7 +39,7 @@ public:
   static constexpr int kDrives = 2;
 
 private:
-  /// A file of the catalogue, the content that it was made with, and a copy for the bare work.
+  /// A file of the catalogue, its original content, and a copy for the bare work.
   struct File {
     File(const Place& place, const std::string& name, const std::string& firstName);
     void keep() const;

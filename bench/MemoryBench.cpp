@@ -1,4 +1,4 @@
-// The most memory that a query and a change have at a time, beside that of the bare work.
+// The peak memory of a query and a change, compared with the bare work.
 
 #include <malloc.h>
 #include <sys/mman.h>
@@ -19,7 +19,7 @@ namespace {
 
 using bench::Library;
 
-/// A figure of the process, in bytes.
+/// A value from /proc/self/status, in bytes.
 double statusOf(const std::string& name) {
   std::ifstream status("/proc/self/status");
   for (std::string word; status >> word;) {
@@ -31,8 +31,8 @@ double statusOf(const std::string& name) {
   throw std::runtime_error("no " + name + " in /proc/self/status");
 }
 
-/// Has the system take back what earlier calls left to it, or the next one would get it for
-/// nothing.
+/// Makes the system reclaim pages that earlier calls freed lazily: the next call would reuse them
+/// and seem to need no memory.
 void dropKeptPages() {
   std::ifstream mappings("/proc/self/smaps");
   char* mapping = nullptr;
@@ -85,7 +85,7 @@ void measure(const Place& place, const std::string& name, void (*call)(Library&)
   for (const int elements : {1000, 10000, 50000}) {
     const auto setUp = [=, &place]() -> bench::Round {
       const auto library = std::make_shared<Library>(place, elements);
-      bareQuery(*library);  // what the first of all takes once is neither's
+      bareQuery(*library);  // memory that is allocated only once must not be counted
       return [=](bool isCallFirst) {
         bench::Figures figures;
         for (const bool isCall : {isCallFirst, !isCallFirst}) {

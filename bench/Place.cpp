@@ -1,3 +1,5 @@
+// Creates the folder and two configuration files.
+
 #include "Place.h"
 
 #include <stdlib.h>
@@ -8,7 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
-// Two files and not one that is rewritten: the platform reads a new one again and again at first.
+// There are two configuration files, because a rewritten one would not be cached at first.
 Place::Place() : m_folder((std::filesystem::current_path() / "tq-bench-XXXXXX").string()) {
   if (mkdtemp(m_folder.data()) == nullptr) {
     throw std::runtime_error("cannot create " + m_folder);
@@ -32,6 +34,6 @@ void Place::configureTapes(bool isApart) const {
 }
 
 void Place::waitForConfiguration() {
-  constexpr std::chrono::milliseconds age(2100);  // beyond the grain of any time stamps
+  constexpr std::chrono::milliseconds age(2100);  // more than the resolution of time stamps
   std::this_thread::sleep_for(age);
 }

@@ -1,10 +1,11 @@
-// Where benchmarks and load have their catalogue.
+// The catalogue directory of the benchmarks and the load program.
 #pragma once
 
 #include <string>
 
-/// A catalogue in a new folder beneath the current one (on the disk, where the temporary folder of
-/// many systems is not), named to the library by the environment; gone at its end.
+/// A new folder for a catalogue, configured with an environment variable and removed by the
+/// destructor. It is in the current folder, because the temporary folder of many systems is not on
+/// a disk.
 class Place {
 public:
   Place();
@@ -14,11 +15,12 @@ public:
 
   const std::string& folder() const { return m_folder; }
 
-  /// Has volumes lie in a tape directory of their own, or, as in the beginning, in the catalogue's.
+  /// Configures a tape directory for the volumes (`isApart` true), or none. Initially there is
+  /// none.
   void configureTapes(bool isApart) const;
 
-  /// Waits until the configuration is as old as it is in the field: the platform reads one that was
-  /// just written again in each call.
+  /// Waits until the configuration file is old enough to be cached: the platform reads a new file
+  /// again in each call.
   static void waitForConfiguration();
 
 private:

@@ -1,8 +1,8 @@
-// The same work on several threads at once, each with a library or a volume of its own.
+// The same work on several threads at once, each with its own library or volume.
 //
-// Calls on the catalogue take turns, since they share the one lock of the process. Bare work that
-// is compared with them takes turns at a lock, too; "unlocked" compares with bare work that does
-// not, and so tells what the lock costs.
+// Catalogue calls run one at a time, because they share gCriticalSection. Therefore their bare work
+// uses a lock, too. "unlocked" compares with bare work without a lock and shows the cost of the
+// lock.
 
 #include <functional>
 #include <future>
@@ -26,7 +26,7 @@ constexpr int kQueries = 2;  // of each thread in a round
 constexpr int kBlocks = 256;
 constexpr std::size_t kBlock = 64 * 1024;
 
-/// Does the work once on each of the objects, all at once and on a thread each.
+/// Does the work once for each object, each on its own thread.
 template <class Object>
 void onThreads(const std::vector<std::shared_ptr<Object>>& objects,
                const std::function<void(Object&)>& work) {
@@ -42,7 +42,7 @@ void onThreads(const std::vector<std::shared_ptr<Object>>& objects,
 template <class Object>
 using Make = std::function<std::shared_ptr<Object>(int thread)>;
 
-/// Each of the two makes `calls` steps.
+/// Registers a benchmark; `call` and `bare` each do `calls` steps.
 template <class Object>
 void measure(const std::string& name, const Make<Object>& make, int calls,
              const std::function<void(Object&)>& call, const std::function<void(Object&)>& bare) {
@@ -68,7 +68,7 @@ void query(Library& library) {
   }
 }
 
-/// A medium goes from its slot to a drive and back.
+/// Moves a medium from its slot to a drive and back.
 void move(Library& library) {
   const int slot = library.slots().back().elementAddress;
   const int drive = Library::address(2);

@@ -1,3 +1,6 @@
+// Derives the expected place of each medium and the content of each block from the round, so that
+// nothing needs to be remembered.
+
 #include "Traffic.h"
 
 #include <algorithm>
@@ -10,7 +13,7 @@
 namespace {
 
 constexpr char kLibrary[] = "LOAD";
-constexpr int kSlots = 8;  // of each host; the media lie in the lower half
+constexpr int kSlots = 8;  // of each host; the media are initially in the lower half
 constexpr int kMedia = kSlots / 2;
 constexpr int kFirstSlot = 1000;
 constexpr int kFirstDrive = 500;
@@ -112,7 +115,7 @@ bool Traffic::move(int fromType, int from, int toType, int to) {
                 "a medium was not moved");
 }
 
-// A medium's place follows from the round, so the last round tells where each has to be.
+// The place of a medium depends on the round only, so the last round gives the place of each.
 bool Traffic::moveRound() {
   const int medium = m_round % kMedia;
   const int turns = m_round / kMedia;
@@ -146,7 +149,8 @@ bool Traffic::inquiryRound() {
                 "a shelf was not removed");
 }
 
-// One status for all hosts: some read what others set, so only what may not be is told from it.
+// All hosts share one status, and one host may read what another one has set. Therefore only
+// impossible values are detected.
 bool Traffic::statusRound() {
   int status = -1;
   int asc = -1;
@@ -155,14 +159,14 @@ bool Traffic::statusRound() {
                 "a status was not set") &&
          expect(m_catalogue.GetVirtualDeviceStatus(kLibrary, status, asc, ascq, false) &&
                     ((status == 2 && asc == 4 && ascq == 1) || status + asc + ascq == 0),
-                "a status was read that nobody set");
+                "a status was read that was never set");
 }
 
 std::string Traffic::volumeOf(int file) const {
   return barCode(file / kFilesOfVolume);
 }
 
-/// Every eight bytes tell host, file and place, so that no block can stand in for another.
+/// Every eight bytes hold host, file and position, so no block equals another one.
 void Traffic::fill(int file, std::uint64_t block) {
   const std::uint64_t origin = static_cast<std::uint64_t>(m_number) << 56 |
                                static_cast<std::uint64_t>(file) << 40 | block << 20;

@@ -1,5 +1,5 @@
-// The traffic of one host on a catalogue that all hosts share: its robot moves, inquiries and
-// injected statuses, and the blocks of its tapes. It knows what each answer has to be.
+// The traffic of one host on a catalogue that all hosts share: medium moves, inquiries, injected
+// statuses, and the blocks of its tapes. Each answer is compared with the expected one.
 #pragma once
 
 #include <cstdint>
@@ -8,26 +8,28 @@
 
 #include "TqLibEmulator.h"
 
+/// One host.
 class Traffic {
 public:
-  /// Registers the hosts' common library, with a part of it for each of them.
+  /// Registers the common library, with a drive, slots and media for each host.
   static void registerLibrary(int hosts);
 
-  /// The traffic of host `number`: so many tape files, of so many bytes each, along with moves.
+  /// The traffic of host `number`, with `files` tape files of `fileSize` bytes each.
   Traffic(int number, int files, std::uint64_t fileSize);
 
-  /// One round of operations on the catalogue and one tape file. False when an answer was wrong.
+  /// Does one round of operations on the catalogue and on one tape file. False when an answer was
+  /// wrong.
   bool round();
 
-  /// Whether all that the rounds left is there: media, drives, blocks.
+  /// Whether all media and blocks are where the rounds left them.
   bool isAllThere();
 
-  /// Operations on the catalogue, and bytes written to volumes.
+  /// The number of operations on the catalogue, and of bytes written to volumes.
   std::uint64_t operations() const { return m_operations; }
   std::uint64_t bytes() const { return m_bytes; }
 
 private:
-  bool expect(bool isRight, const char* what);  // of an operation, which it counts
+  bool expect(bool isRight, const char* what);  // for an operation, which is counted
   bool require(bool isRight, const char* what) const;
   bool moveRound();
   bool inquiryRound();

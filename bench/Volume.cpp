@@ -1,3 +1,5 @@
+// Creates the volume's files once, then transfers blocks with the API or with system calls.
+
 #include "Volume.h"
 
 #include <filesystem>
@@ -12,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kFileSize = 16 << 20;
-constexpr int kFileMark = 1;  // a write at the start of file mark 0 would erase the volume
+constexpr int kFileMark = 1;  // a write at the start of filemark 0 would erase the volume
 
 }  // namespace
 
@@ -27,7 +29,7 @@ Volume::Volume(const std::string& name, int files, std::size_t block)
 void Volume::fill(int files) {
   for (int mark = kFileMark; mark < kFileMark + files; ++mark) {
     std::string path;
-    require(m_file.GetVolumeFilename(mark, path), "making a file mark");
+    require(m_file.GetVolumeFilename(mark, path), "making a filemark");
     std::ofstream(path) << 'x';
   }
   std::ofstream(m_path, std::ios::binary) << std::string(kFileSize, 'x');

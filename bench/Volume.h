@@ -1,4 +1,4 @@
-// The volume that block benchmarks work on.
+// The volume that the block benchmarks use.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 
 namespace bench {
 
-/// A volume of so many file marks. The first of them is full of blocks, which are read and written
-/// one after the other, again and again; the others are small. Each step works on the next block,
-/// and throws when it fails.
+/// A volume of `files` filemarks. The first one is full of blocks, the others are small. Each
+/// member works on the next block of the first filemark, starts again at its end, and throws on
+/// failure.
 class Volume {
 public:
   Volume(const std::string& name, int files, std::size_t block);

@@ -1,5 +1,5 @@
-// What scripts/cluster runs on each machine of a cluster: moves without a pause, and queries that
-// follow a change of another machine.
+// The program that scripts/cluster runs on each machine of a cluster: moves without a pause, and
+// queries after a change by another machine.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -32,7 +32,7 @@ void require(bool isRight, const char* what) {
   if (!isRight) throw std::runtime_error(what);
 }
 
-/// Media that only this process moves, in slots of its own. It knows where each has to be.
+/// A range of slots whose media only this process moves, with the expected content.
 class Range {
 public:
   Range(const std::string& library, int first)
@@ -62,7 +62,7 @@ public:
     m_expected = found;
   }
 
-  /// The numbers, then each medium and where it has to be.
+  /// Prints the counters, then each medium with its expected slot.
   void print() const {
     std::printf("# %d %d %d %.0f\n", m_done, m_refused, m_lost, m_longest);
     for (int i = 0; i < kSlots; ++i) {
@@ -74,7 +74,7 @@ public:
 
 private:
   static constexpr int kSlots = 25;
-  static constexpr int kMedia = 7;  // no divisor of the slots: rounds end elsewhere than they began
+  static constexpr int kMedia = 7;  // no divisor of kSlots, so each round ends in other slots
   using Slots = std::array<std::string, kSlots>;
 
   int next(int slot, bool isOccupied) const {
@@ -112,7 +112,7 @@ private:
   int m_last = -1;
   int m_done = 0;
   int m_refused = 0;
-  int m_lost = 0;  // reported as done, and undone by another process's save
+  int m_lost = 0;  // reported as done, then undone by the save of another process
   double m_longest = 0;
   Slots m_expected;
 };
@@ -130,7 +130,7 @@ double staleTime(TqLibEmulator& catalogue, const std::string& library, int addre
   }
 }
 
-/// On the machine that asks: answers each address that comes in with its stale time.
+/// Runs on the machine that queries: answers each address with its stale time.
 void answer(const std::string& library, int in, int out) {
   TqLibEmulator catalogue;
   for (int address = 0; read(in, &address, sizeof address) == sizeof address;) {
@@ -139,7 +139,8 @@ void answer(const std::string& library, int in, int out) {
   }
 }
 
-/// Prints how many queries were fresh, of how many, and the milliseconds of the longest stale time.
+/// Prints how many queries were up to date, their total number, and the longest stale time in
+/// milliseconds.
 void compare(const std::string& library, const std::string& other, int from, int to, int rounds) {
   int there[2];
   int back[2];
@@ -161,7 +162,7 @@ void compare(const std::string& library, const std::string& other, int from, int
             "a move failed");
     require(write(there[1], &to, sizeof to) == sizeof to &&
                 read(back[0], &stale, sizeof stale) == sizeof stale,
-            "the machine that asks has gone");
+            "the querying process has ended");
     fresh += stale > 0 ? 0 : 1;
     longest = std::max(longest, stale);
   }
@@ -181,7 +182,7 @@ int main(int argc, char** argv) {
   app.add_option("library", library)->required();
   app.add_option("first", first, "address of the first slot")->required();
   app.add_option("count", count, "how many moves")->required();
-  app.add_option("--query", other, "configuration of a machine that asks after each move");
+  app.add_option("--query", other, "configuration of a machine that queries after each move");
   CLI11_PARSE(app, argc, argv);
   try {
     if (!other.empty()) {

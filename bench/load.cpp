@@ -1,5 +1,5 @@
-// The traffic of an hour in minutes: hosts that work on one catalogue at the same time, then a look
-// at whether all they left is there and whether the process grew.
+// The traffic of an hour in minutes: hosts use one catalogue at the same time. At the end, checks
+// that nothing is lost and that memory and descriptors of the process have not grown.
 
 #include <algorithm>
 #include <cstdint>
@@ -37,7 +37,7 @@ Footing footing() {
           resident * (sysconf(_SC_PAGESIZE) / 1024)};
 }
 
-/// Runs so many rounds of every host's traffic, a thread each. False when any went wrong.
+/// Runs `rounds` rounds of each host on its own thread. False when one failed.
 bool runAll(std::deque<Traffic>& hosts, int rounds) {
   std::vector<char> isRight(hosts.size(), 1);
   std::vector<std::thread> threads;
@@ -61,7 +61,7 @@ bool isLevel(const Footing& before, const Footing& after) {
          after.residentKiB <= before.residentKiB + before.residentKiB / 10 + 4096;
 }
 
-/// A tenth of the rounds warms the process up, so that what grows later grows without end.
+/// The first tenth of the rounds warms the process up; growth after that is a leak.
 bool run(int threads, int rounds, int files) {
   Traffic::registerLibrary(threads);
   std::deque<Traffic> hosts;
@@ -89,13 +89,15 @@ bool run(int threads, int rounds, int files) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Load on one catalogue and a check of what it leaves");
+  CLI::App app("Puts load on one catalogue and checks the result");
   int threads = 8;
   int rounds = 250;
   int files = 128;
-  app.add_option("--threads", threads, "hosts, a thread each")->check(CLI::Range(1, 64));
-  app.add_option("--rounds", rounds, "rounds of each host, 10 operations on the catalogue in each");
-  app.add_option("--files", files, "tape files of each host, 4 MiB each; one a round")
+  app.add_option("--threads", threads, "number of hosts, each on its own thread")
+      ->check(CLI::Range(1, 64));
+  app.add_option("--rounds", rounds,
+                 "rounds of each host, each with 10 operations on the catalogue");
+  app.add_option("--files", files, "tape files of each host, 4 MiB each, one for each round")
       ->check(CLI::Range(0, 10000));
   CLI11_PARSE(app, argc, argv);
   try {

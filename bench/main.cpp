@@ -1,3 +1,5 @@
+// Registers all benchmarks and runs them in one catalogue directory.
+
 #include <exception>
 #include <iostream>
 #include <string>
@@ -16,7 +18,7 @@ int run(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
   std::string defaults[] = {"--benchmark_repetitions=9", "--benchmark_min_time=0.05"};
   for (std::string& each : defaults) {
-    arguments.insert(arguments.begin() + 1, each.data());  // a later one wins
+    arguments.insert(arguments.begin() + 1, each.data());  // later arguments override these
   }
   int count = static_cast<int>(arguments.size());
   arguments.push_back(nullptr);

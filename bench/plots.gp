@@ -1,5 +1,6 @@
-# Draws the file `data` of bench/report into the folder `images`. Columns: the x axis, seconds of the
-# call, seconds of the bare work, their ratio. The colours suit colour-blind readers.
+# Plots the file `data`, written by bench/report, into the folder `images`. Its columns are the x
+# value, seconds of the call, seconds of the bare work, and their ratio. The colours suit
+# colour-blind readers.
 
 blue = "#0072B2"; orange = "#D55E00"; green = "#009E73"; purple = "#CC79A7"
 set terminal svg size 1000,430 font "sans-serif,13" background "#ffffff"

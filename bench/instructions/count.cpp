@@ -1,5 +1,5 @@
-// Six operations whose instructions callgrind counts: scripts/count runs this program and compares.
-// What the kernel does for them is not counted.
+// Six operations whose instructions callgrind counts, without those of the kernel. scripts/count
+// runs this program and compares the counts.
 
 #include <iostream>
 #include <stdexcept>
@@ -26,9 +26,8 @@ constexpr int kFileMarks = 100;
 constexpr std::size_t kBlock = 64 * 1024;
 constexpr char kVolume[] = "VOLUME";
 
-// Each has a library of its own, so that none finds another one's traces. Those that change
-// something change it every time: a change that leaves all as it is might come to be noticed and
-// skipped.
+// Each operation has its own library, so they do not influence each other. Operations that change
+// something change it each time: a later version might skip a change without effect.
 class Operations {
 public:
   Operations();
@@ -88,7 +87,7 @@ bool Operations::addLibrary(const std::string& key, int drives, int slots) {
   return m_catalogue.UpdateVirtualDevice(devices, key);
 }
 
-/// Sets media, whose barcodes begin with `initial`, into all slots and the first drives.
+/// Puts media into all slots and the first `drives` drives; their barcodes begin with `initial`.
 bool Operations::fill(const std::string& key, int drives, char initial) {
   std::vector<LibElement> elements;
   const auto add = [&](int type, int address) {
@@ -110,7 +109,7 @@ bool Operations::query() {
          elements.size() == kDrives + kSlots;
 }
 
-/// Between a slot and a drive in the middle: there, or back.
+/// Moves a medium from a slot in the middle to a drive in the middle, or back.
 bool Operations::move() {
   int fromType = LIB_ELEM_SLOT;
   int from = kFirstSlot + kSlots / 2;
@@ -147,8 +146,8 @@ bool Operations::writeTo(int fileMark) {
          count == kBlock;
 }
 
-/// Counts the third call: what only the first one does is not in it, and a move has gone there and
-/// back before.
+/// Counts the third call: it does not include one-time work, and a move has been done in both
+/// directions before.
 void count(const char* name, Operations& operations, bool (Operations::*operation)()) {
   bool isRight = (operations.*operation)() && (operations.*operation)();
   CALLGRIND_START_INSTRUMENTATION;
@@ -176,7 +175,7 @@ void countAll() {
 
 int main() {
   try {
-    // What the figures depend on, other than the code.
+    // The figures also depend on these versions.
     std::cout << TQ_COUNT_BUILD << ", Xerces-C++ " << XERCES_FULLVERSIONDOT << ", glibc "
               << gnu_get_libc_version() << '\n';
     countAll();
