@@ -1,13 +1,13 @@
-// A medium changer with a drive, as an emulator puts it before a host: one command a line on
-// standard input, one answer a line on standard output, reasons of failures on standard error.
-// It needs a configuration (TQ_PLATFORM_CONFIG) that says where the catalogue lies.
+// A medium changer with a drive, as an emulator shows it to a host. It reads one command a line
+// from standard input and writes one answer a line to standard output and reasons of failures to
+// standard error. It needs a configuration (TQ_PLATFORM_CONFIG) with the catalogue directory.
 //
-//   ready                        GOOD, or the status attached to the library
-//   fail STATUS ASC ASCQ         attaches one, to be reported once within a minute
+//   ready                        GOOD, or the status injected into the library
+//   fail STATUS ASC ASCQ         injects a status, to be reported once within a minute
 //   inquiry HOST                 the devices that the host sees: type, serial number
 //   move TYPE FROM TYPE TO       2: slot, 3: import/export slot, 4: drive, 5: shelf
-//   write DRIVE MARK AT TEXT     a block to the volume in the drive of that serial number
-//   read DRIVE MARK AT           a block from it
+//   write DRIVE MARK AT TEXT     writes a block to the volume in the drive of that serial number
+//   read DRIVE MARK AT           reads a block from it
 #include <iostream>
 #include <map>
 #include <sstream>
@@ -31,7 +31,8 @@ constexpr char kInvalidField[] = "CHECK 05/24/00";
 constexpr char kNoSuchUnit[] = "CHECK 05/25/00";
 constexpr char kEndOfData[] = "CHECK 08/00/05";
 
-// An object keeps the code of its last failure, so each command has an object of its own.
+// The answer for a failed command. Each command uses a new object, because an object keeps the code
+// of its last failure.
 std::string refuse(const MMS2BaseError& object) {
   static const std::map<int, std::string> answers = {
       {40006, "CHECK 05/3B/0D"},        // medium destination element full
@@ -39,7 +40,7 @@ std::string refuse(const MMS2BaseError& object) {
       {50009, "CHECK 05/21/01"},        // invalid element address
       {767, "CHECK 03/0C/00"},          // write error
       {979, "CHECK 03/11/00"},          // unrecovered read error
-      {kVolumeFull, "CHECK 0D/00/02"},  // volume overflow: the block is not whole
+      {kVolumeFull, "CHECK 0D/00/02"},  // volume overflow: the block is incomplete
   };
   char reason[512];
   object.getLastError(reason, sizeof reason);
@@ -48,7 +49,8 @@ std::string refuse(const MMS2BaseError& object) {
   return known == answers.end() ? kTargetFailure : known->second;
 }
 
-// A call may return true with nothing saved, so the catalogue itself is asked in the end.
+// Creates the library unless it exists. A call may return true although nothing was saved, so the
+// file is checked at the end.
 bool setUp() {
   std::string folder;
   if (TqLibEmlFile::GetTQLibEMLXMLDir(folder) != 1) {
@@ -138,7 +140,7 @@ std::string moveMedium(std::istream& words) {
     return refuse(catalogue);
   }
   const std::string unsaved = catalogue.saveError();
-  if (!unsaved.empty()) {  // after a restart the medium would be where it was
+  if (!unsaved.empty()) {  // after a restart, the medium would be in its old element
     std::cerr << unsaved << '\n';
     return kTargetFailure;
   }
@@ -150,13 +152,13 @@ std::string writeBlock(TqLibEmlFile& volume, int mark, unsigned long long at,
   const auto* const bytes = reinterpret_cast<const unsigned char*>(block.data());
   unsigned long count = 0;
   const bool isMeasured = volume.WriteDataForDrive(mark, at, bytes, block.size(), count);
-  if (count != block.size()) {  // a result of true only means that the volume could be measured
+  if (count != block.size()) {  // `true` only means that the volume could be measured
     return refuse(volume);
   }
   if (isMeasured) {
     return kGood;
   }
-  // The block is on the volume, so the host must not write it again elsewhere.
+  // The block is on the volume, so the host must not write it to another volume again.
   return volume.getErrorCode() == kVolumeFull ? kEarlyWarning : refuse(volume);
 }
 

@@ -1,3 +1,6 @@
+// Puts the files into the catalogue directory, runs each operation with a new object, and compares
+// the files before and after it.
+
 #include "Catalogue.h"
 
 #include <fcntl.h>
@@ -14,8 +17,8 @@ namespace {
 
 constexpr int kCannotParse = 50005;
 
-// A save indents, and a name space may come with each element: more than that is a small file that
-// fills the disk.
+// The largest growth of a file by a save: it adds indentation, and maybe a namespace to each
+// element. With more growth, a small file could fill the disk.
 constexpr std::size_t kMostGrowth = 64;
 constexpr std::size_t kMostAdded = 16384;
 
@@ -58,8 +61,8 @@ private:
   fs::path m_directory = m_scratch.path() / "LibEmulator";
 };
 
-/// Some files are looked for in the working directory. It is given back after the input, for the
-/// fuzzer's own paths may be relative.
+/// Changes the working directory, because some files are looked for there. The destructor restores
+/// it: the fuzzer's own paths may be relative.
 class WorkingDirectory {
 public:
   explicit WorkingDirectory(const fs::path& path)
@@ -112,14 +115,14 @@ void runAll(const Files& files, const std::string& hostile, std::span<const Oper
     }
     if (before.at(hostile) == files.at(hostile) && after.at(hostile) != files.at(hostile) &&
         !isWellFormed(files.at(hostile))) {
-      fail(name + " worked on half a file");
+      fail(name + " changed a file that is not well-formed");
     }
     for (const auto& [file, bytes] : after) {
       if (isStray(file)) {
         fail(name + " left " + file);
       }
       if (bytes.size() > kMostAdded + kMostGrowth * files.at(hostile).size()) {
-        fail(name + " unfolded " + file + " to " + std::to_string(bytes.size()) + " bytes");
+        fail(name + " expanded " + file + " to " + std::to_string(bytes.size()) + " bytes");
       }
     }
     before.swap(after);

@@ -1,3 +1,5 @@
+// Plain file helpers; each failure is a finding.
+
 #include "Scratch.h"
 
 #include <stdlib.h>

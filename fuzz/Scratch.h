@@ -1,4 +1,4 @@
-// A folder for one fuzzing process, and its files.
+// A temporary folder for one fuzzing process, and its files.
 #pragma once
 
 #include <filesystem>
@@ -6,7 +6,8 @@
 
 namespace fuzz {
 
-/// In $TMPDIR, else in memory: every save is synced, and a disk would be the slowest part by far.
+/// A new folder, removed by the destructor. It is in $TMPDIR if that is set, else in memory: every
+/// save is synced, and a disk would be by far the slowest part.
 class ScratchFolder {
 public:
   ScratchFolder();
@@ -20,13 +21,13 @@ private:
   std::filesystem::path m_path;
 };
 
-/// Makes `ini` the configuration of the process, and leaves the log unread.
+/// Makes `ini` the configuration of the process, and drops the log.
 void configure(const std::filesystem::path& ini);
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
 std::string readFile(const std::filesystem::path& path);
 
-/// Tells what does not hold, and ends the process as a finding.
+/// Prints a finding and aborts the process.
 [[noreturn]] void fail(const std::string& what);
 
 }  // namespace fuzz

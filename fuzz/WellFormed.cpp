@@ -1,3 +1,5 @@
+// Uses the SAX parser of Xerces-C++ and none of the catalogue's code.
+
 #include "WellFormed.h"
 
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -23,7 +25,7 @@ public:
   void startIntSubset() override { throw InternalSubset(); }
 
 private:
-  xercesc::HandlerBase m_errors;  // throws what is fatal
+  xercesc::HandlerBase m_errors;  // throws fatal errors
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Mutations that keep XML well-formed, half of the time. Bytes changed by chance seldom pass the
-// parser, and what lies behind it would hardly be reached.
+// A mutator that, half of the time, changes elements and attributes and keeps the XML well-formed.
+// Random byte changes seldom pass the parser, so they would hardly reach the code behind it.
 
 #include <algorithm>
 #include <cstddef>
@@ -23,7 +23,7 @@ struct Element {
   Span all, content;
 };
 
-/// What stands in a file that its writer did not foresee.
+/// Unexpected texts for values.
 constexpr std::string_view kTexts[] = {"",
                                        " ",
                                        "0",
@@ -53,7 +53,7 @@ constexpr std::string_view kTexts[] = {"",
                                        "<x/>T1",
                                        "\xF0\x9F\x93\xBC"};
 
-/// The elements, as far as a plain look tells: nothing depends on finding all of them.
+/// The elements that a simple scan finds; it need not find all of them.
 std::vector<Element> elementsOf(const std::string& xml) {
   std::vector<Element> found;
   std::vector<Span> open;
@@ -89,7 +89,7 @@ void replace(std::string& xml, const Span& span, std::string_view text) {
   xml.replace(span.begin, span.end - span.begin, text);
 }
 
-/// Sets one of the attributes in the start tag of `element`, when it has any.
+/// Sets one of the attributes in the start tag of `element`, if it has any.
 void setAttribute(std::string& xml, const Element& element, Random& random) {
   std::vector<Span> values;
   for (std::size_t i = element.all.begin; i < element.content.begin; ++i) {

@@ -1,4 +1,5 @@
-// A hostile drive identifier map: the text is read, flattened and read again.
+// Fuzz target: a hostile drive identifier map is parsed, flattened and parsed again, and compared
+// with a plain parser.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,7 @@ void check(bool holds, const char* what) {
   }
 }
 
-/// Reads one field after the other the plain way: a text that ends is read on from its beginning.
+/// Reads one field after the other; behind the last one, reading continues with the first.
 class Fields {
 public:
   explicit Fields(const std::string& text) : m_text(text) {}
@@ -39,7 +40,7 @@ private:
   std::size_t m_position = 0;
 };
 
-/// The map by as many steps as the text says; false when that would take too long.
+/// Reads as many entries as the text says; false when that would take too long.
 bool readPlainly(const std::string& text, Map& map) {
   if (!text.starts_with("Map|")) {
     return true;
@@ -68,9 +69,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   Map plain;
   check(!readPlainly(flat.DriveIdentifierMap, plain) || unit.DriveIdentifierMap == plain,
-        "the map is not what its text says");
+        "the map differs from that of the plain parser");
   check(SCSIUnit(again).DriveIdentifierMap == unit.DriveIdentifierMap,
-        "a flattened map is not read as it was");
+        "a flattened map is parsed differently");
   check(again.MAName == "host" && again.DeviceText4 == "text" && again.DeviceInteger2 == 7,
         "another field changed");
   return 0;

@@ -1,5 +1,5 @@
-// Every prefix and every single-bit flip of one file against a target: what the chance of a fuzzer
-// would not meet completely. every_flip FILE WHERE-TO-KEEP-A-FINDING
+// every_flip FILE WHERE-TO-KEEP-A-FINDING: runs a fuzz target on every prefix and every single-bit
+// flip of one file. A fuzzer, which chooses by chance, would not try all of them.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -25,7 +25,7 @@ constexpr time_t kSecondsForAnInput = 2;
 std::string input;
 const char* finding = nullptr;
 
-/// Called in signal handlers, too.
+/// Also called in signal handlers.
 void keepInput() {
   const int file = ::open(finding, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (file < 0 || ::write(file, input.data(), input.size()) < 0) {
@@ -41,7 +41,7 @@ void keepInputAndDie(int signal) {
   ::raise(signal);
 }
 
-/// In time of the processor, since a busy machine lets a process wait.
+/// Limits the processor time: on a busy machine, elapsed time says little.
 void limit(time_t seconds) {
   const itimerval once{{0, 0}, {seconds, 0}};
   ::setitimer(ITIMER_PROF, &once, nullptr);

@@ -1,4 +1,4 @@
-// A hostile library file: every operation on it.
+// Fuzz target: every operation on a hostile library file.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// A hostile list of libraries: every operation that reads or changes it.
+// Fuzz target: every operation that reads or changes a hostile library list.
 
 #include <cstddef>
 #include <cstdint>

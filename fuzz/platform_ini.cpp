@@ -1,5 +1,5 @@
-// A hostile configuration file: look-ups of every kind. Nothing here makes a folder, since the file
-// may name any path.
+// Fuzz target: look-ups of every kind in a hostile configuration file. No folder is created,
+// because the file may name any path.
 
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +24,7 @@ constexpr const char* kKeys[] = {"sVirtualLibXMLDirectory",
 constexpr int kRooms[] = {-1, 0, 1, 8, 1025};
 
 void lookUp(TQPlatformInfo& platform, Lookup find, const char* section, const char* key, int room) {
-  // Of this very size, so that one byte too many is seen.
+  // The buffer has exactly this size, so that the sanitizer sees an overflow of one byte.
   const std::vector<char> untouched(room > 0 ? static_cast<std::size_t>(room) : 0, '#');
   std::vector<char> buffer = untouched;
   int length = room;
@@ -33,7 +33,7 @@ void lookUp(TQPlatformInfo& platform, Lookup find, const char* section, const ch
       fuzz::fail("a look-up that found nothing changed something");
     }
   } else if (length < 0 || length >= room || buffer[static_cast<std::size_t>(length)] != '\0') {
-    fuzz::fail("a value without its end");
+    fuzz::fail("a value without its terminator");
   }
 }
 
@@ -50,8 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const fuzz::ScratchFolder scratch;
   static const std::filesystem::path ini = scratch.path() / "tqlib.ini";
   fuzz::configure(ini);
-  // A file that cannot be parsed leaves what was read before, and that is not to be another
-  // input's.
+  // If a file cannot be parsed, the values that were read before stay in use. An empty file makes
+  // sure that these are not the values of the previous input.
   fuzz::writeFile(ini, "");
   { const TQPlatformInfo nothing; }
   fuzz::writeFile(ini, {reinterpret_cast<const char*>(data), size});
