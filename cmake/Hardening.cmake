@@ -1,5 +1,5 @@
-# What makes a fault in a shipped binary harder to exploit. For optimised builds only: fortified
-# functions need the optimiser, and the sanitizers of the other builds find more.
+# Flags that make a fault in a shipped binary harder to exploit. They are for optimised builds only:
+# fortified functions need the optimiser, and the sanitizers of other builds find more.
 
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)

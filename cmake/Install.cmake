@@ -1,4 +1,4 @@
-# What other projects find: the library, its headers, a CMake package and a pkg-config file.
+# Installs the library, its headers, a CMake package and a pkg-config file.
 
 set(TQ_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TqLibEmulator)
 
@@ -24,7 +24,7 @@ install(FILES
   ${PROJECT_BINARY_DIR}/TqLibEmulatorConfigVersion.cmake
   DESTINATION ${TQ_PACKAGE_DIR} COMPONENT dev)
 
-# Relative to the file itself, so that the installed tree can be moved.
+# The prefix is relative to the file itself, so the installed tree can be moved.
 set(TQ_PC_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH TQ_PC_PREFIX ${TQ_PC_DIR} ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tqlibemulator.pc.in

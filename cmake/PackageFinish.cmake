@@ -1,6 +1,6 @@
-# Run by CPack when the packages are there: takes the scripts out that CPack puts into a package
-# with a shared library. They call ldconfig, as the trigger of the package does, and would do so on
-# the machine that builds when the package is installed into another root.
+# Run by CPack after the packages are built: removes the maintainer scripts that CPack adds to a
+# package with a shared library. They call ldconfig, which the trigger of the package already does.
+# When the package is installed into another root, they would change the machine that installs it.
 
 cmake_policy(VERSION 3.25)
 

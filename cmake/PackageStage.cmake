@@ -1,5 +1,5 @@
-# Run by CPack between installing the components and packing them: adds what a Debian package has
-# and an installed tree has not.
+# Run by CPack after the components are installed and before they are packed: adds the files that
+# only a Debian package has.
 
 cmake_policy(VERSION 3.25)
 
@@ -22,7 +22,8 @@ All rights reserved. No licence is granted here.
   execute_process(COMMAND gzip -9nf ${dir}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-# The documents of the project lie in one folder here, or in that of the other package.
+# Adapts the links between documents: in the packages, a document is in the same folder or in that
+# of the other package.
 function(link_documents component other)
   string(TOUPPER ${component} upper)
   string(TOUPPER ${other} other_upper)
@@ -40,8 +41,8 @@ function(link_documents component other)
   execute_process(COMMAND sed -i "${edits}" ${documents} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-# What programs that are linked with the library depend on. While the version is 0.x, another minor
-# version may be another interface.
+# Writes the control files for the dependencies of programs that are linked with the library. While
+# the version is 0.x, another minor version may have another interface.
 function(write_control_files package)
   set(dir ${CPACK_TQ_CONTROL_DIR})
   set(library_dir ${CPACK_TEMPORARY_DIRECTORY}/runtime/${CPACK_TQ_LIBRARY_DIR})
@@ -64,8 +65,8 @@ function(write_control_files package)
     COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-# An installed tree can be moved and its tool finds the library beside it; a package's tool finds it
-# where the system's libraries are. It brings documents of its own.
+# The tool of an installed tree finds the library by its RPATH. The tool of a package needs none:
+# the library is in the system's library folder. The tool's package has its own documents.
 if("tools" IN_LIST CPACK_COMPONENTS_ALL)
   file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/tools/usr/bin/tqlib)
   link_documents(tools dev)
@@ -80,6 +81,6 @@ execute_process(COMMAND gzip -9nf
   COMMAND_ERROR_IS_FATAL ANY)
 write_control_files(${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME})
 
-# Whatever the umask of whoever builds.
+# Permissions must not depend on the umask of the build.
 execute_process(COMMAND chmod -R u+rwX,go+rX,go-w ${CPACK_TEMPORARY_DIRECTORY}
   COMMAND_ERROR_IS_FATAL ANY)

@@ -1,5 +1,6 @@
-# Debian packages, one for each component: target `package`, or cpack once library, tool and pages
-# are built. What only packages have (symbols, changelog, no RPATH) PackageStage.cmake adds.
+# Debian packages, one for each component: build the target `package`, or run cpack when library,
+# tool and manual pages are built. PackageStage.cmake adds what only packages have (symbols,
+# changelog, no RPATH).
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime dev)
@@ -13,7 +14,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each description begins with its own
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each description below has its own summary
 
 set(TQ_PACKAGE_MAINTAINER "The TqLibEmulator developers <developers@tqlibemulator.example>"
     CACHE STRING "Who maintains the packages")
@@ -37,7 +38,7 @@ hosts) in XML files, and the data of their tapes as plain files.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libtqlibemulator-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-# The public header includes that parser's.
+# The public header includes headers of Xerces-C++.
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libxerces-c-dev (>= 3.2)")
 set(CPACK_COMPONENT_DEV_DEPENDS runtime)
 set(CPACK_DEBIAN_DEV_DESCRIPTION "state and data of emulated SCSI tape libraries - headers
@@ -47,7 +48,8 @@ state of emulated tape libraries in XML files.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tqlib)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
-# The library is not installed yet; which package has it the component tells.
+# dpkg-shlibdeps finds the library here, because it is not installed yet. The dependency on its
+# package comes from the component.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ../runtime/usr/${CMAKE_INSTALL_LIBDIR})
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "operator's tool for emulated SCSI tape libraries
@@ -59,7 +61,7 @@ set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/PackageFinish.cmake)
 set(CPACK_TQ_CONTROL_DIR ${PROJECT_BINARY_DIR}/control)
 set(CPACK_TQ_LIBRARY_DIR usr/${CMAKE_INSTALL_LIBDIR})
 
-# Each document once: who runs the emulator gets the package of the tool, who writes it both.
+# Each document is in one package: those for operators in the tool's, the others in the dev package.
 set(tq_tool_documents SECURITY.md)
 foreach(name operations json library-description errors catalogue-format)
   list(APPEND tq_tool_documents docs/${name}.md)

@@ -1,5 +1,5 @@
-# Target `docs`: the reference of the public headers, as HTML in reference/html of the build. What a
-# caller can use and no comment describes is an error.
+# Target `docs`: the reference of the public headers, as HTML in reference/html of the build folder.
+# A public name without a comment is an error.
 
 find_package(Doxygen 1.9.2 QUIET)
 if(NOT DOXYGEN_FOUND)
@@ -17,12 +17,12 @@ set(DOXYGEN_EXTRACT_ALL NO)
 set(DOXYGEN_EXTRACT_PRIVATE NO)
 set(DOXYGEN_WARN_IF_UNDOCUMENTED YES)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
-# What the compiler needs and a reader does not.
+# Removes macros and attributes that readers do not need.
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED __cplusplus TQLIB_API= TQ_PLATFORM_API= "__attribute__(x)=")
 
-# Of the host's interfaces those that callers get to see.
+# Of the platform interfaces, only those that callers see.
 doxygen_add_docs(docs
   include/TqLibEmulator.h include/TqLibEmlFile.h
   platform/TqPlatform/MMDebug.h platform/TqPlatform/MMError.h
