@@ -31,7 +31,7 @@
 /// pass through MMS2BaseError::ConvertToMMError().
 ///
 /// Threads: one thread at a time may use an object. No lock is taken: objects for the same volume
-/// meet in the file system only. pthread_cancel() acts after a call has returned.
+/// share its files without synchronisation. pthread_cancel() acts after a call has returned.
 ///
 /// Exceptions: every member may throw std::bad_alloc.
 class TQLIB_API TqLibEmlFile : public MMS2BaseError {
@@ -72,8 +72,8 @@ public:
   bool EraseVolume();
 
   /// Puts the number of the next filemark to write into `lastFileMark`: one more than the highest
-  /// numeric file name (that itself at the end of int), 0 for an empty volume. Gaps are not
-  /// noticed.
+  /// numeric file name (not increased if it is the largest int), 0 for an empty volume. Gaps are
+  /// ignored.
   ///
   /// Returns false, with 0, only when the folder cannot be created. A folder that cannot be listed
   /// counts as empty. When the listing breaks off, the result is true, the code is set, and
@@ -92,7 +92,7 @@ public:
   /// `bytesRead` is what was read: fewer than `length` near the end of the file, 0 at or past it.
   /// A filemark that has no file gets an empty one. A transfer must stay below 2 GiB.
   ///
-  /// Returns false with code 993 (volume name), 764 (cannot be opened, or is no regular file), 979
+  /// Returns false with code 993 (volume name), 764 (cannot be opened, or not a regular file), 979
   /// (read failed, `bytesRead` 0), 786 (seek stopped short) or the seek's own error; `bytesRead` is
   /// unchanged unless said.
   bool ReadDataForDrive(int fileMark, unsigned long long offset, unsigned char* buffer,

@@ -55,8 +55,8 @@ struct TQLIB_API SCSIUnitFields {
 
 /// A device with its drive identifier map, as the catalogue holds it in memory.
 struct TQLIB_API SCSIUnit : SCSIUnitFields {
-  // Not defaulted, so that this is no aggregate. For an aggregate, SCSIUnit{flat} would initialise
-  // the base alone from a SCSIUnitNoMap and lose the map.
+  // Not defaulted: SCSIUnit must not be an aggregate. For an aggregate, SCSIUnit{flat} would only
+  // initialise the base from a SCSIUnitNoMap and lose the map.
   SCSIUnit() {}
 
   std::map<int, std::string> DriveIdentifierMap;  ///< library: drive number to serial number
