@@ -280,7 +280,7 @@ _tqlib tqlib && echo "${COMPREPLY[*]}"
 
 TEST_F(ToolCompletion, ErrorsShowCodeTextAndNextStep) {
   const std::string command = "element move LIB001 slot:1001 drive:500";
-  expectRefused(1, command, "error 40018, the source is empty");
+  expectRefused(1, command, "the source is empty (error 40018)");
   expectRefused(1, command, "\nnext: \"tqlib element list LIBRARY\"");
   expectRefused(1, "--json " + command, R"("code": 40018,)");
   expectRefused(1, "--json " + command, R"("next": "\"tqlib element list LIBRARY\" shows)");

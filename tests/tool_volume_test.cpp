@@ -57,7 +57,7 @@ protected:
     mkfifo(path("fifo").c_str(), 0600);
     const pid_t child = fork();
     if (child == 0) {
-      std::signal(SIGINT, SIG_DFL);  // a background job would be deaf to it
+      std::signal(SIGINT, SIG_DFL);  // a background job ignores it
       const std::string command = "cd '" + m_folder.path().string() +
                                   "' && TQ_PLATFORM_CONFIG=store/tqlib.ini exec '" TQLIB_BINARY
                                   "' " +
@@ -76,7 +76,7 @@ protected:
   }
 };
 
-TEST_F(ToolVolume, AChecksumStandsAsLongAsTheDataItIsOf) {
+TEST_F(ToolVolume, AChecksumIsKeptAsLongAsItsData) {
   const std::string check =
       "cd '" + path("store/tapes").string() + "' && sha256sum --strict --status -c A.sha256";
   EXPECT_EQ(std::system(check.c_str()), 0);
@@ -100,7 +100,7 @@ TEST_F(ToolVolume, AChecksumStandsAsLongAsTheDataItIsOf) {
   expectRefused(1, "volume verify A", "--checksum");
 }
 
-TEST_F(ToolVolume, VerifyTellsEveryMarkThatIsNotWhatItWas) {
+TEST_F(ToolVolume, VerifyReportsEveryMarkThatChanged) {
   expectDone("volume write A data --mark 2");
   const fs::path folder = path("store/tapes/A");
   const auto calculated = fs::last_write_time(path("store/tapes/A.sha256"));
@@ -115,7 +115,7 @@ TEST_F(ToolVolume, VerifyTellsEveryMarkThatIsNotWhatItWas) {
   EXPECT_EQ(verdict(), "ok, missing, no checksum, ");
   EXPECT_EQ(tqlib("volume verify A").exitCode, 1);
   EXPECT_EQ(ask("volume info A")["gaps"], json::parse(R"([{"first":1,"last":1}])"));
-  // Nobody can read the memory at 0, not even root.
+  // Not even root can read the memory at 0.
   fs::create_symlink("/proc/self/mem", folder / "00000001");
   EXPECT_EQ(verdict(), "ok, unreadable!, no checksum, ");
   EXPECT_EQ(tqlib("volume verify A").exitCode, 1);
@@ -126,7 +126,7 @@ TEST_F(ToolVolume, VerifyTellsEveryMarkThatIsNotWhatItWas) {
             std::string::npos);
 }
 
-TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrNotThere) {
+TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrLeavesNothing) {
   expectDone("volume write A --mark 2 </dev/null");
   const fs::path from = path("store/tapes/A");
   const fs::path to = path("store/tapes/B");
@@ -176,7 +176,7 @@ TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
   EXPECT_EQ(tapes(), before);
 }
 
-TEST_F(ToolVolume, RefusesWhatMakesNoSenseAndTellsWhatStaysOfAWriteBeyondTheLimit) {
+TEST_F(ToolVolume, RefusesWrongUsageAndReportsHowMuchAWriteBeyondTheLimitWrote) {
   expectRefused(2, "volume copy A A", "itself");
   expectRefused(2, "volume write A --mark 1 store/tapes/A/00000001", "itself");
   expectRefused(2, "volume write .tqlib-x data --mark 0", ".tqlib-");
@@ -195,16 +195,16 @@ TEST_F(ToolVolume, AnInterruptedWriteLeavesWhatArrivedAndNoChecksum) {
   EXPECT_EQ(marks(), "0:4* 1:2500 ");
 }
 
-TEST_F(ToolVolume, AReadNeedsNoRightToWriteAndAReaderThatEndsEarlyIsTold) {
-  // The system lets nobody write to a program that runs, not even root.
+TEST_F(ToolVolume, AReadNeedsNoRightToWriteAndReportsAReaderThatEndsEarly) {
+  // Not even root can write to a program that runs.
   fs::create_symlink("/proc/self/exe", path("store/tapes/A/00000002"));
   expectDone("volume read A copy --mark 2");
   EXPECT_EQ(fs::file_size(path("copy")), fs::file_size(TQLIB_BINARY));
-  tqlib("volume read A --mark 2 2>told | head -c 1");
-  EXPECT_NE(readFile(path("told")).find("what reads it has ended"), std::string::npos);
+  tqlib("volume read A --mark 2 2>err2 | head -c 1");
+  EXPECT_NE(readFile(path("err2")).find("its reader has ended"), std::string::npos);
 }
 
-TEST_F(ToolVolume, TheListTellsOfAVolumeThatCannotBeReadAndOfAllOthers) {
+TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {
   fs::create_directory(path("store/tapes/B"));
   fs::create_symlink("nothing", path("store/tapes/B/00000000"));
   writeFile(path("big"), std::string(1 << 19, 'x'));

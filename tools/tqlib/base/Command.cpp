@@ -1,52 +1,40 @@
+// The texts that operands accept, and the operands that many commands share.
 #include "base/Command.h"
 
 #include <climits>
 #include <stdexcept>
 
-#include "TqLibEmulator.h"
 #include "files/Names.h"
+#include "files/XmlText.h"
 
 namespace {
 
-bool isUtf8(const std::string& text) {
-  try {
-    MyTranscode(text.c_str());
-    return true;
-  } catch (const std::range_error&) {
-    return false;
-  }
+// Terminals also obey the control characters beyond ASCII.
+bool isControl(wchar_t character) {
+  return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
-// Those beyond ASCII take two bytes; terminals obey them too.
-bool hasControl(const std::string& text) {
-  unsigned char before = 0;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) return true;
-    before = byte;
-  }
-  return false;
-}
-
-// An empty result is how CLI11 is told that a text is good.
+// CLI11 takes an empty result for a good text.
 std::string complaintAboutText(const std::string& text) {
   if (text.empty()) return "the text is empty";
-  if (!isUtf8(text)) return "the text is not valid UTF-8";
-  if (hasControl(text)) return "the text has a control character";
-  return {};
+  try {
+    const std::wstring wide = toWide(text);
+    const bool hasControl = std::any_of(wide.begin(), wide.end(), isControl);
+    return hasControl ? "the text has a control character" : "";
+  } catch (const std::range_error&) {
+    return "the text is not valid UTF-8";
+  }
 }
 
 std::string complaintAboutName(const std::string& name) {
   if (std::string complaint = complaintAboutText(name); !complaint.empty()) return complaint;
-  if (name == "." || name == ".." || name.find('/') != std::string::npos ||
-      names::fileOf(name).size() > NAME_MAX) {
-    return "the name cannot be a file name: " + name;
-  }
-  return {};
+  const bool isFileName = name != "." && name != ".." && name.find('/') == std::string::npos &&
+                          names::fileOf(name).size() <= NAME_MAX;
+  return isFileName ? "" : "the name cannot be a file name: " + name;
 }
 
 std::string complaintAboutVolume(const std::string& name) {
-  if (!name.starts_with(".tqlib-")) return {};
+  if (!name.starts_with(names::temporaryPrefix)) return {};
   return "a name that begins with .tqlib- is for the tool's own folders: " + name;
 }
 

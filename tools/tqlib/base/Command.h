@@ -12,13 +12,16 @@ struct Session {
   bool json = false;
   std::string config;
   const CLI::App* app = nullptr;  // all commands, for the manual and the completion
-  /// Set by the chosen command. Runs once the whole command line has been found good, so that a
-  /// wrong option never leaves a command half done.
+  /// Set by the chosen command. Runs after the whole command line was parsed, so that a wrong
+  /// option never leaves a command half done.
   std::function<void()> action;
 };
 
 /// Ends a command that has printed everything itself: the exit code is 1.
 struct SilentFailure {};
+
+/// The options of a command that has none.
+struct NoOptions {};
 
 template <typename Options>
 struct Command {
@@ -26,14 +29,14 @@ struct Command {
   Options& options;
 };
 
-/// The example is a whole command line, and works on the libraries that the tests make for it.
+/// The example is a whole command line. It works on the libraries that the tests make for it.
 struct CommandTexts {
   const char* name;
   const char* help;
   const char* example;
 };
 
-/// Adds a command that runs `run` once it is chosen. Its options live as long as it.
+/// Adds a command that runs `run` when it is chosen. Its options live as long as it.
 template <typename Options>
 Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTexts& texts,
                             void (*run)(const Options&, const Session&)) {
@@ -46,7 +49,7 @@ Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTex
   return {*app, *options};
 }
 
-/// Text that the catalogue can carry: not empty, UTF-8, no control character.
+/// Text that the catalogue can hold: not empty, UTF-8, no control character.
 CLI::Validator catalogueText();
 
 /// Text that can name a library or a volume: catalogue text that is one path component.
@@ -63,4 +66,4 @@ CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
 
 /// An operand that names a volume.
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name = "NAME",
-                              const char* help = "The volume, as a rule a barcode");
+                              const char* help = "The volume, usually a barcode");

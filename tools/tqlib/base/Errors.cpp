@@ -1,21 +1,33 @@
+// Failures get their text, and the next step for the operator, from a table of the API's codes.
+// Signals are recorded by a handler that also wakes up a wait for input.
 #include "base/Errors.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <system_error>
-#include <vector>
+
+#include <fmt/format.h>
 
 namespace {
 
-// The library's transfers leave a code without a text, so the words are ours.
 struct Meaning {
   int code;
-  const char* text;
-  const char* next = "";
+  std::string text;
+  std::string next{};
 };
 
-constexpr char kCheck[] = "\"tqlib check\" tells which file, and what is wrong in it";
+constexpr char kCheck[] = "\"tqlib check\" shows which file, and what is wrong in it";
 constexpr char kLocked[] = "fuser(1) on the folder names the process";
 constexpr char kElements[] = "\"tqlib element list LIBRARY\" shows what is where";
 
+// The API leaves a text with some of its codes only.
 const Meaning kMeanings[] = {
     {764, "the file cannot be opened"},
     {767, "the write failed"},
@@ -27,35 +39,51 @@ const Meaning kMeanings[] = {
     {993, "the volume name cannot be used"},
     {40006, "the destination is occupied", kElements},
     {40018, "the source is empty", kElements},
-    {50001, "how a host addresses a device cannot be read", kCheck},
+    {50001, "a device's address cannot be read", kCheck},
     {50002, "a drive's element address cannot be read", kCheck},
     {50003, "a device's identity cannot be read", kCheck},
     {50004, "the counts and addresses of a library cannot be read", kCheck},
     {50005, "a catalogue file cannot be parsed", kCheck},
-    {50006, "there is no memory for a parser"},
+    {50006, "no memory for a parser"},
     {50007, "the catalogue folder cannot be made, or a file has no root"},
-    {50008, "the catalogue file does not hold this one library", kCheck},
-    {50009, "there is no such element", kElements},
+    {50008, "the catalogue file does not hold exactly this library", kCheck},
+    {50009, "no such element", kElements},
 };
 
-const Meaning* find(int code) {
-  for (const Meaning& known : kMeanings) {
-    if (known.code == code) return &known;
-  }
-  return nullptr;
+Meaning meaningOf(int code) {
+  const auto* const known = std::find_if(std::begin(kMeanings), std::end(kMeanings),
+                                         [=](const Meaning& each) { return each.code == code; });
+  if (known != std::end(kMeanings)) return *known;
+  return {code, std::generic_category().message(code)};
 }
 
-std::string meaning(int code) {
-  const Meaning* known = find(code);
-  return known ? known->text : std::generic_category().message(code);
+volatile std::sig_atomic_t recordedSignal = 0;
+
+// A signal that arrives just before a wait begins would not end it; a byte in this pipe does.
+int wakeUp[2] = {-1, -1};
+
+void record(int signal) {
+  const int error = errno;
+  recordedSignal = signal;
+  [[maybe_unused]] const ssize_t ignored = write(wakeUp[1], "", 1);
+  errno = error;
 }
 
-std::string nextStep(int code) {
-  const Meaning* known = find(code);
-  return known ? known->next : "";
+// A signal that this process was started to ignore stays ignored (nohup, a job in the background).
+void recordUnlessIgnored(int signal) {
+  struct sigaction action {};
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = record;  // without SA_RESTART: a blocked write is to end
+  sigaction(signal, &action, nullptr);
 }
 
 }  // namespace
+
+std::string seeLog() {
+  const char* const log = std::getenv("TQ_PLATFORM_LOG");
+  return log != nullptr && *log != '\0' ? fmt::format("see the log, {}", log) : "see the log";
+}
 
 Failure systemFailure(const std::string& what, int code) {
   return Failure(what + ": " + std::generic_category().message(code));
@@ -63,19 +91,45 @@ Failure systemFailure(const std::string& what, int code) {
 
 Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
                        const std::string& otherwise) {
-  std::vector<char> buffer(16384);
+  std::array<char, 16384> buffer{};
   error.getLastError(buffer.data(), static_cast<int>(buffer.size()));
   const std::string text = buffer.data();
   const int code = error.getErrorCode();
+  if (code == 0 && text.empty()) return Failure(what + ": " + otherwise);
 
-  std::string reason;
-  if (code != 0) reason = "error " + std::to_string(code) + ", " + meaning(code);
-  if (!text.empty()) reason += (reason.empty() ? "" : ": ") + text;
+  const Meaning meaning = code == 0 ? Meaning{} : meaningOf(code);
+  std::string reason = code == 0 ? text : fmt::format("{} (error {})", meaning.text, code);
+  if (code != 0 && !text.empty()) reason += ": " + text;
   const bool isLocked = text.find("another process keeps it locked") != std::string::npos;
-  return Failure(what + ": " + (reason.empty() ? otherwise : reason),
-                 isLocked ? kLocked : nextStep(code), code);
+  return Failure(what + ": " + reason, isLocked ? kLocked : meaning.next, code);
 }
 
 Failure notSaved(const std::string& what) {
-  return Failure(what + " was not saved", kSeeLog);
+  return Failure(what + " was not saved", seeLog());
+}
+
+void watchForInterruption() {
+  if (pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0) throw systemFailure("cannot make a pipe", errno);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) recordUnlessIgnored(signal);
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+int interruption() {
+  return recordedSignal;
+}
+
+void waitForInput(int descriptor) {
+  pollfd either[] = {{descriptor, POLLIN, 0}, {wakeUp[0], POLLIN, 0}};
+  while (interruption() == 0 && poll(either, 2, -1) < 0 && errno == EINTR) {
+  }
+}
+
+void stopIfInterrupted(const std::string& left) {
+  if (interruption() != 0) throw Interrupted(left);
+}
+
+void endBySignal(int signal) {
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+  _exit(128 + signal);  // the signal is blocked
 }

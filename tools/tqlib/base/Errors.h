@@ -1,4 +1,4 @@
-// The two ways a command ends badly.
+// How a command ends badly: wrong usage, a failure, or a signal.
 #pragma once
 
 #include <stdexcept>
@@ -7,17 +7,17 @@
 
 #include "TqLibEmlFile.h"
 
-inline constexpr char kSeeLog[] = "see the log";
+/// "see the log", with its path when it is a file.
+std::string seeLog();
 
-/// The command line asks for something that makes no sense (exit code 2).
+/// The command line makes no sense (exit code 2).
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 /// The command was refused or failed (exit code 1).
 struct Failure : std::runtime_error {
-  /// `nextStep` is what the operator can do about it, empty when there is nothing to say;
-  /// `errorCode` that of the library, 0 when it gave none.
+  /// `nextStep` is what the operator can do about it, or empty; `errorCode` is the API's, or 0.
   explicit Failure(const std::string& text, std::string nextStep = "", int errorCode = 0)
       : std::runtime_error(text), next(std::move(nextStep)), code(errorCode) {}
 
@@ -28,11 +28,34 @@ struct Failure : std::runtime_error {
 /// A failure of the operating system: `what`, then the text of `code`, an errno value.
 Failure systemFailure(const std::string& what, int code);
 
-/// A failure that the library reported: `what`, then code and text of `error`; `otherwise` when it
-/// left neither. The code tells what to do next, where there is anything.
+/// A failure that the API reported: `what`, then code and text of `error`, or `otherwise` when it
+/// has neither.
 Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
-                       const std::string& otherwise = kSeeLog);
+                       const std::string& otherwise = seeLog());
 
-/// The failure of a change, named by `what`, that the library took for a success although the
-/// catalogue does not hold it.
+/// The API reported success for a change, named by `what`, that the catalogue does not hold.
 Failure notSaved(const std::string& what);
+
+/// From now on SIGINT, SIGTERM and SIGHUP are only recorded, so that a transfer can stop between
+/// two blocks; and a write to a pipe without a reader is an error like others. Throws Failure.
+void watchForInterruption();
+
+/// The signal that was recorded, or 0.
+int interruption();
+
+/// Waits until `descriptor` has data or has ended. Returns early when a signal is recorded.
+void waitForInput(int descriptor);
+
+/// The command stopped because of a signal; `left` says what it leaves.
+struct Interrupted : Failure {
+  explicit Interrupted(const std::string& left)
+      : Failure("interrupted: " + left), signal(interruption()) {}
+
+  int signal;
+};
+
+/// Throws Interrupted when a signal was recorded.
+void stopIfInterrupted(const std::string& left);
+
+/// Ends the process as `signal` would have, so that a shell sees the reason.
+[[noreturn]] void endBySignal(int signal);

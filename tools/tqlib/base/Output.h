@@ -1,15 +1,13 @@
-// What the commands print: sentences and tables for people, JSON for programs.
+// What commands print: sentences and tables for people, JSON for programs.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
-using Json = nlohmann::ordered_json;
+#include "base/Json.h"
 
 /// Prints `sentence`, or `values` as one JSON object when `json` is true.
-/// Throws Failure when standard output cannot take it.
+/// Throws Failure when standard output cannot be written.
 void printResult(bool json, const Json& values, const std::string& sentence);
 
 /// The same on standard error, for a command whose data goes to standard output.
@@ -20,7 +18,7 @@ void printErrorJson(const Json& values);
 
 using Row = std::vector<std::string>;
 
-/// Rows in columns; what is no plain sign is shown as a question mark. No newline at the end.
+/// Rows in columns; a character that cannot be shown is a question mark. No newline at the end.
 std::string tableText(const std::vector<Row>& rows);
 
 /// "1234 bytes in 0.5 s (2.5 MB/s)"; a megabyte is 1,000,000 bytes.

@@ -1,41 +1,31 @@
-// A progress bar on a terminal's standard error; silent anywhere else.
+// A progress bar on standard error, if that is a terminal.
 #pragma once
 
 #include <chrono>
-#include <cstddef>
-#include <deque>
 #include <optional>
-#include <string>
 
 class Progress {
 public:
-  /// `total` in bytes; nothing when it is not known beforehand.
+  /// `total` in bytes, if it is known.
   explicit Progress(std::optional<unsigned long long> total);
-  ~Progress();
+  ~Progress() { finish(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
   void advance(unsigned long long bytes);
-  /// Takes the bar off the terminal and returns the seconds since the start.
+  /// Removes the bar and returns the seconds since the start.
   double finish();
 
 private:
   using Clock = std::chrono::steady_clock;
 
-  struct Sample {
-    Clock::time_point time;
-    unsigned long long done;
-  };
+  void draw(double seconds);
 
-  void draw(Clock::time_point now);
-  double rate(Clock::time_point now);
-  std::string leftText(double bytesPerSecond) const;
-  std::string text(double bytesPerSecond, std::size_t width) const;
-
-  const std::optional<unsigned long long> m_total;
-  bool m_visible;
-  const Clock::time_point m_start;
-  Clock::time_point m_nextDraw;
-  unsigned long long m_done = 0;
-  std::deque<Sample> m_recent;
+  const double m_total;  ///< bytes; 0: not known
+  bool m_isVisible;
+  const Clock::time_point m_start = Clock::now();
+  Clock::time_point m_drawn = m_start;
+  double m_done = 0;
+  double m_drawnDone = 0;
+  double m_rate = 0;  ///< bytes a second, smoothed over some seconds
 };

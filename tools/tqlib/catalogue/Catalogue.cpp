@@ -40,7 +40,7 @@ void asOneStep(const std::function<void()>& steps) {
     steps();
     return true;
   });
-  if (!isBegun) throw libraryFailure("the catalogue cannot be changed", emulator, kSeeLog);
+  if (!isBegun) throw libraryFailure("the catalogue cannot be changed", emulator);
 }
 
 void requireSaved(const TqLibEmulator& emulator, const std::string& what) {

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "catalogue/TargetFile.h"
+#include "common/FileDescriptor.h"
 
 /// Holds the lock of the folder as long as it lives. The library takes it too, in each of its
 /// calls that change something, and would wait for this one in vain: let go of it before.
@@ -17,6 +17,6 @@ public:
   bool isHeld() const { return m_isHeld; }
 
 private:
-  Descriptor m_folder;
+  FileDescriptor m_folder;
   bool m_isHeld;
 };

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <map>
 
-#include "base/Terminal.h"
+#include "base/Screen.h"
 
 namespace {
 

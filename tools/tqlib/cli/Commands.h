@@ -5,3 +5,6 @@
 
 void addManualCommand(CLI::App& app, Session& session);
 void addCompletionCommands(CLI::App& app, Session& session);
+
+/// The commands of a group in their order, without hidden ones.
+std::vector<const CLI::App*> commandsOf(const CLI::App& group);

@@ -1,14 +1,16 @@
-// tqlib completion: what may stand next on a command line that is being typed in bash.
+// tqlib completion: what can come next on a command line in bash.
 //
-// The shell asks the hidden command "complete", which walks the commands themselves and looks into
-// the catalogue for libraries, elements, drives and hosts.
+// The shell calls the hidden command "complete", which walks CLI11's tree of commands with the
+// words typed so far, and looks into the catalogue for libraries, elements, drives, hosts and
+// volumes.
 #include <algorithm>
 #include <iostream>
 #include <set>
 #include <string_view>
 
+#include <fmt/format.h>
+
 #include "TqLibEmulator.h"
-#include "base/Command.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
@@ -37,63 +39,50 @@ complete -o default -F _tqlib tqlib
 
 using Words = std::vector<std::string>;
 
-struct NoOptions {};
-
 struct LineOptions {
   std::string line;
 };
 
-/// How far the words before the last one have come.
+/// What the words before the last one mean.
 struct Position {
+  const CLI::App& root;
   const CLI::App* command;
-  Words operands;
+  Words operands{};
   const CLI::Option* waiting = nullptr;  // an option whose value comes next
-  std::string config;
+  std::string config{};
+
+  const CLI::Option* option(const std::string& name) const {
+    const CLI::Option* own = command->get_option_no_throw(name);
+    return own != nullptr ? own : root.get_option_no_throw(name);
+  }
 };
 
-Words commandNames(const CLI::App& command) {
-  Words names;
-  for (const CLI::App* app : command.get_subcommands([](const CLI::App*) { return true; })) {
-    if (!app->get_group().empty()) names.push_back(app->get_name());
-  }
-  return names;
-}
-
-bool isCommand(const CLI::App& group, const std::string& word) {
-  const Words names = commandNames(group);
-  return std::find(names.begin(), names.end(), word) != names.end();
-}
-
-const CLI::Option* findOption(const CLI::App& root, const CLI::App& command,
-                              const std::string& name) {
-  const CLI::Option* option = command.get_option_no_throw(name);
-  return option ? option : root.get_option_no_throw(name);
-}
-
-void advance(Position& at, const CLI::App& root, const std::string& word) {
+void advance(Position& at, const std::string& word) {
   if (at.waiting != nullptr) {
     if (at.waiting->get_name() == "--config") at.config = word;
     at.waiting = nullptr;
   } else if (word.starts_with("-")) {
-    const CLI::Option* option = findOption(root, *at.command, word);
+    const CLI::Option* option = at.option(word);
     if (option != nullptr && option->get_expected_max() > 0) at.waiting = option;
     if (word.starts_with("--config=")) at.config = word.substr(word.find('=') + 1);
-  } else if (isCommand(*at.command, word)) {
-    at.command = at.command->get_subcommand(word);
   } else {
+    for (const CLI::App* command : commandsOf(*at.command)) {
+      if (command->get_name() != word) continue;
+      at.command = command;
+      return;
+    }
     at.operands.push_back(word);
   }
 }
 
-Words libraries(const Position&) {
-  return storedLibraries();
-}
-
-Words elements(const Position& at, std::function<bool(const LibElement&)> wanted) {
+/// The elements of the library that is the first operand; with `occupied`, those in that state.
+Words elements(const Position& at, std::optional<bool> occupied) {
   Words names;
   if (at.operands.empty()) return names;
   for (const LibElement& element : inventory(at.operands[0])) {
-    if (wanted(element)) names.push_back(elementName(element));
+    if (element.isOccupied == occupied.value_or(element.isOccupied)) {
+      names.push_back(elementName(element));
+    }
   }
   return names;
 }
@@ -109,57 +98,31 @@ Words drives(const Position& at) {
   return serials;
 }
 
-Words hosts(const Position&) {
+Words hosts() {
   Words names;
   for (const std::string& library : storedLibraries()) {
-    const Words some = hostsOf(library);
-    names.insert(names.end(), some.begin(), some.end());
+    for (const std::string& host : hostsOf(library)) names.push_back(host);
   }
   return names;
 }
 
-Words volumes(const Position&) {
-  return volumesIn(volumeRoot());
-}
-
-bool any(const LibElement&) {
-  return true;
-}
-bool isFull(const LibElement& element) {
-  return element.isOccupied;
-}
-bool isFree(const LibElement& element) {
-  return !element.isOccupied;
-}
-
-const struct {
-  const char* value;
-  std::function<Words(const Position&)> candidates;
-} kValues[] = {
-    {"LIBRARY", libraries},
-    {"ELEMENT", [](const Position& at) { return elements(at, any); }},
-    {"FROM", [](const Position& at) { return elements(at, isFull); }},
-    {"TO", [](const Position& at) { return elements(at, isFree); }},
-    {"NAME", volumes},
-    {"SERIAL", drives},
-    {"HOST", hosts},
-    {"--host", hosts},
-};
-
+/// What an option or operand of that name takes; empty for all others: the shell offers files.
 Words valuesOf(const CLI::Option& option, const Position& at) {
-  for (const auto& known : kValues) {
-    if (option.get_positional() ? option.get_single_name() == known.value
-                                : option.get_name() == known.value) {
-      useConfiguration(at.config);
-      return known.candidates(at);
-    }
-  }
-  return {};  // the shell offers files
+  const std::string name = option.get_positional() ? option.get_single_name() : option.get_name();
+  useConfiguration(at.config);
+  if (name == "LIBRARY") return storedLibraries();
+  if (name == "ELEMENT") return elements(at, std::nullopt);
+  if (name == "FROM") return elements(at, true);
+  if (name == "TO") return elements(at, false);
+  if (name == "NAME") return volumesIn(volumeRoot());
+  if (name == "SERIAL") return drives(at);
+  if (name == "HOST" || name == "--host") return hosts();
+  return {};
 }
 
-Words optionNames(const CLI::App& root, const CLI::App& command) {
+Words optionNames(const Position& at) {
   Words names;
-  for (const CLI::App* app : {&command, &root}) {
+  for (const CLI::App* app : {at.command, &at.root}) {
     for (const CLI::Option* option : app->get_options()) {
       for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     }
@@ -167,36 +130,34 @@ Words optionNames(const CLI::App& root, const CLI::App& command) {
   return names;
 }
 
-Words operandValues(const Position& at) {
+Words candidates(const Position& at, const std::string& last) {
+  if (at.waiting != nullptr) return valuesOf(*at.waiting, at);
+  if (last.starts_with("-")) return optionNames(at);
+  Words names;
+  for (const CLI::App* command : commandsOf(*at.command)) names.push_back(command->get_name());
+  if (!names.empty()) return names;
   std::size_t number = 0;
   for (const CLI::Option* option : at.command->get_options()) {
-    if (!option->get_positional()) continue;
-    if (number++ == at.operands.size()) return valuesOf(*option, at);
+    if (option->get_positional() && number++ == at.operands.size()) return valuesOf(*option, at);
   }
   return {};
 }
 
-Words candidates(const CLI::App& root, const Position& at, const std::string& last) {
-  if (at.waiting != nullptr) return valuesOf(*at.waiting, at);
-  if (last.starts_with("-")) return optionNames(root, *at.command);
-  const Words commands = commandNames(*at.command);
-  return commands.empty() ? operandValues(at) : commands;
-}
-
-/// The words of the command that is being typed, the last one as far as it has come: quotes and
-/// backslashes taken away, and what stands before a pipe or another command left out.
+/// The words of the command that is being typed, up to where it has come: without quotes and
+/// backslashes, and without the commands before a pipe or the like.
 Words wordsOf(const std::string& line) {
   Words words{""};
-  char quote = 0;  // that has begun; 0: none
+  char quote = '\0';  // the open one, if any
   for (std::size_t i = 0; i < line.size(); ++i) {
     const char character = line[i];
-    if (quote != 0 ? character == quote : character == '"' || character == '\'') {
-      quote = quote != 0 ? '\0' : character;
+    if (quote != '\0' ? character == quote : character == '"' || character == '\'') {
+      quote = quote != '\0' ? '\0' : character;
     } else if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
       words.back() += line[++i];
-    } else if (quote == 0 && std::string_view("|&;(").find(character) != std::string_view::npos) {
+    } else if (quote == '\0' &&
+               std::string_view("|&;(").find(character) != std::string_view::npos) {
       words = {""};
-    } else if (quote == 0 && character == ' ') {
+    } else if (quote == '\0' && character == ' ') {
       if (!words.back().empty()) words.emplace_back();
     } else {
       words.back() += character;
@@ -205,17 +166,17 @@ Words wordsOf(const std::string& line) {
   return words;
 }
 
-// The first word is the tool. What stands behind a "=" is a word of its own to the shell.
+// The first word is the tool. To the shell, the value behind a "=" is a word of its own.
 void complete(const LineOptions& options, const Session& session) {
   const Words words = wordsOf(options.line);
   std::string last = words.back();
-  Position at{session.app, {}, nullptr, session.config};
-  for (std::size_t i = 1; i + 1 < words.size(); ++i) advance(at, *session.app, words[i]);
+  Position at{.root = *session.app, .command = session.app, .config = session.config};
+  for (std::size_t i = 1; i + 1 < words.size(); ++i) advance(at, words[i]);
   if (const auto equals = last.find('='); last.starts_with("--") && equals != std::string::npos) {
-    at.waiting = findOption(*session.app, *at.command, last.substr(0, equals));
+    at.waiting = at.option(last.substr(0, equals));
     last.erase(0, equals + 1);
   }
-  const Words all = candidates(*session.app, at, last);
+  const Words all = candidates(at, last);
   for (const std::string& word : std::set<std::string>(all.begin(), all.end())) {
     if (word.starts_with(last)) std::cout << word << '\n';
   }
@@ -228,6 +189,11 @@ void printScript(const NoOptions&, const Session&) {
 
 }  // namespace
 
+std::vector<const CLI::App*> commandsOf(const CLI::App& group) {
+  return group.get_subcommands(
+      [](const CLI::App* command) { return !command->get_group().empty(); });
+}
+
 void addCompletionCommands(CLI::App& app, Session& session) {
   CLI::App* group =
       app.add_subcommand("completion", "Completion of command lines")->require_subcommand(1);
@@ -235,8 +201,8 @@ void addCompletionCommands(CLI::App& app, Session& session) {
              {"bash", "Print the completion for bash", "source <(tqlib completion bash)"},
              printScript);
   const auto [command, options] = addCommand(
-      app, session, {"complete", "Print what may stand next", "tqlib complete \"tqlib library s\""},
+      app, session, {"complete", "Print what can come next", "tqlib complete \"tqlib library s\""},
       complete);
-  command.group("");  // the shell's own business
+  command.group("");  // hidden: only the shell calls it
   command.add_option("LINE", options.line)->required();
 }

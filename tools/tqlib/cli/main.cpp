@@ -1,7 +1,6 @@
-// tqlib: the operator's tool for virtual tape libraries and their volumes.
-//
-// Exit codes: 0 done, 1 refused or failed, 2 wrong usage. A transfer that a signal stops ends by
-// it.
+// tqlib: the operator's tool for virtual tape libraries and their volumes. Declares all commands,
+// runs the chosen one, and turns exceptions into messages and exit codes: 0 done, 1 refused or
+// failed, 2 wrong usage. A transfer that a signal stops ends by that signal.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,12 +9,12 @@
 #include <new>
 #include <string_view>
 
+#include <fmt/format.h>
 #include <xercesc/util/PlatformUtils.hpp>
 
 #include "base/Errors.h"
-#include "base/Interruption.h"
 #include "base/Output.h"
-#include "base/Terminal.h"
+#include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
 #include "check/CheckCommand.h"
 #include "cli/Commands.h"
@@ -32,7 +31,7 @@ constexpr int kWrongUsage = 2;
 void declare(CLI::App& app, Session& session) {
   session.app = &app;
   app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
-  app.fallthrough();  // so that --json and --config may also stand after the command
+  app.fallthrough();  // --json and --config may also follow the command
   app.add_flag("--json", session.json, "Print JSON");
   app.add_option("--config", session.config,
                  "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
@@ -53,44 +52,33 @@ void declare(CLI::App& app, Session& session) {
   addCompletionCommands(app, session);
 }
 
-void complain(const std::string& text) {
+int complain(const std::string& text, const std::string& next, int exitCode) {
   std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << text << std::endl;
-}
-
-void suggest(const std::string& next) {
-  std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
-}
-
-// A program that asked for JSON reads what went wrong as well as what came of it.
-int complain(const Failure& failure, bool json) {
-  if (json) {
-    printErrorJson(
-        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
-    return kFailed;
+  if (!next.empty()) {
+    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
   }
-  complain(failure.what());
-  if (!failure.next.empty()) suggest(failure.next);
+  return exitCode;
+}
+
+int complain(const Failure& failure, bool json) {
+  if (!json) return complain(failure.what(), failure.next, kFailed);
+  printErrorJson(
+      {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
   return kFailed;
 }
 
-/// The words that lead to the command, as far as they were understood.
-std::string chosenCommand(const CLI::App& app) {
-  std::string words = app.get_name();
+/// Wrong usage: names the command, as far as its words were understood.
+int refuse(const CLI::App& app, const std::string& text) {
+  std::string command = app.get_name();
   for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
     at = at->get_subcommands().front();
-    words += ' ' + at->get_name();
+    command += ' ' + at->get_name();
   }
-  return words;
+  return complain(text, fmt::format("\"{} --help\" shows what it takes", command), kWrongUsage);
 }
 
-int refuse(const CLI::App& app, const std::string& text) {
-  complain(text);
-  suggest('"' + chosenCommand(app) + " --help\" tells what it takes");
-  return kWrongUsage;
-}
-
-// What is asked for, as help is, comes as an error without an exit code. A word that is no command
-// leaves the command missing, and that alone is what the parser tells.
+// Help is an error without an exit code. After a word that is no command, the parser only reports
+// that the command is missing.
 int explain(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) {
     app.exit(error);
@@ -111,7 +99,7 @@ void takeHelpForAnOption(int argc, char** argv) {
   argv[argc - 1] = help;
 }
 
-/// The tool reads catalogue files itself, too.
+/// For the catalogue files that the tool reads itself.
 struct XmlRuntime {
   XmlRuntime() { xercesc::XMLPlatformUtils::Initialize(); }
   ~XmlRuntime() { xercesc::XMLPlatformUtils::Terminate(); }
@@ -145,8 +133,8 @@ int run(int argc, char** argv) {
   }
 }
 
-// The next file that is opened would get the number of a standard stream that is closed, and be
-// read or written as that. In the wrong direction, the stream fails as a closed one does.
+// A file that is opened later would get the number of a closed standard stream, and be used as
+// that. A placeholder opened for the wrong direction fails as a closed stream does.
 void occupyClosedStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) < 0) {
@@ -162,6 +150,6 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (...) {
-    return kFailed;  // not even the complaint could be made
+    return kFailed;  // not even a message could be printed
   }
 }

@@ -1,13 +1,20 @@
+// Reading, checking and replacing the checksum file of a volume.
 #include "volume/Checksums.h"
+
+#include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
 #include <optional>
-#include <vector>
 
-#include "base/Errors.h"
-#include "catalogue/TargetFile.h"
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "TqLibEmlFile.h"
+#include "base/Streams.h"
+#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
+#include "common/FolderSync.h"
 
 namespace fs = std::filesystem;
 
@@ -15,34 +22,53 @@ namespace {
 
 constexpr std::size_t kDigits = 64;
 
-// sha256sum(1) marks a line whose path has a backslash by another one, and doubles those in it.
-std::string escaped(const std::string& volume) {
-  std::string text;
-  for (const char character : volume) text.append(character == '\\' ? 2 : 1, character);
-  return text;
+void require(int result) {
+  if (result != 1) throw Failure("the checksum cannot be calculated");
 }
 
+// sha256sum(1) doubles each backslash of a path, and puts one in front of such a line.
 std::string lineOf(const std::string& volume, int mark, const std::string& digits) {
-  const std::string name = escaped(volume);
-  return (name == volume ? "" : "\\") + digits + "  " + name + "/" + markName(mark) + "\n";
+  std::string name;
+  for (const char character : volume) name.append(character == '\\' ? 2 : 1, character);
+  return fmt::format("{}{}  {}/{}", name == volume ? "" : "\\", digits, name, markName(mark));
 }
 
-bool isDigits(const std::string& text) {
-  return text.size() == kDigits && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
-/// The number of the mark that the line is on, and its digits; nothing when it is no such line.
+/// Empty when the line is no checksum of the volume.
 std::optional<Checksums::value_type> parsed(const std::string& line, const std::string& volume) {
-  const std::size_t start = line.starts_with('\\') ? 1 : 0;
-  const std::string digits = line.substr(start, kDigits);
-  const std::size_t slash = line.rfind('/');
-  if (!isDigits(digits) || slash == std::string::npos) return std::nullopt;
-  const auto mark = markNumber(line.substr(slash + 1));
-  if (!mark || line + "\n" != lineOf(volume, *mark, digits)) return std::nullopt;
+  const std::string digits = line.substr(line.starts_with('\\') ? 1 : 0, kDigits);
+  const bool isHex = digits.find_first_not_of("0123456789abcdef") == std::string::npos;
+  const auto mark = markNumber(line.substr(line.rfind('/') + 1));
+  if (!mark || !isHex || digits.size() != kDigits || line != lineOf(volume, *mark, digits)) {
+    return std::nullopt;
+  }
   return Checksums::value_type(*mark, digits);
 }
 
+std::string madeFolder(const std::string& name) {
+  TqLibEmlFile volume(name);
+  std::string folder;
+  if (!volume.GetVolumeFolder(folder)) {
+    throw libraryFailure("cannot make the volume's folder " + folder, volume);
+  }
+  return folder;
+}
+
 }  // namespace
+
+Sha256::Sha256() : m_context(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
+  require(m_context ? EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) : 0);
+}
+
+void Sha256::update(std::span<const char> block) {
+  require(EVP_DigestUpdate(m_context.get(), block.data(), block.size()));
+}
+
+std::string Sha256::hex() {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  require(EVP_DigestFinal_ex(m_context.get(), digest, &length));
+  return fmt::format("{:02x}", fmt::join(digest, digest + length, ""));
+}
 
 fs::path checksumFile(const fs::path& root, const std::string& volume) {
   return root / (volume + ".sha256");
@@ -59,9 +85,9 @@ Checksums loadChecksums(const fs::path& root, const std::string& volume) {
     ++number;
     const auto checksum = parsed(line, volume);
     if (!checksum) {
-      throw Failure(path.string() + ", line " + std::to_string(number) +
-                        ": no checksum of a file mark of the volume",
-                    "mend the line, or delete the file");
+      throw Failure(fmt::format("{}, line {}: not a checksum of a file mark of the volume",
+                                path.string(), number),
+                    "fix the line, or delete the file");
     }
     checksums.insert_or_assign(checksum->first, checksum->second);
   }
@@ -72,24 +98,21 @@ Checksums loadChecksums(const fs::path& root, const std::string& volume) {
 void requirePlaceForChecksums(const fs::path& root, const std::string& volume) {
   const fs::path path = checksumFile(root, volume);
   if (fs::exists(path) && !fs::is_regular_file(path)) {
-    throw Failure(path.string() + ": no file that checksums can be kept in");
+    throw Failure(path.string() + ": not a file that can hold checksums");
   }
-  const TargetFile trial(path.string());  // which its end removes
+  const OutputFile trial(path.string());
 }
 
 void saveChecksums(const fs::path& root, const std::string& volume, const Checksums& checksums) {
   const fs::path path = checksumFile(root, volume);
   if (checksums.empty()) {
     if (fs::is_regular_file(path)) fs::remove(path);
-  } else {
-    std::string text;
-    for (const auto& [mark, digits] : checksums) text += lineOf(volume, mark, digits);
-    TargetFile file(path.string());
-    const std::vector<unsigned char> bytes(text.begin(), text.end());
-    file.write(bytes);
-    file.commit();
+    syncFolder(root);
+    return;
   }
-  syncFolder(root);
+  std::string text;
+  for (const auto& [mark, digits] : checksums) text += lineOf(volume, mark, digits) + "\n";
+  writeFile(path.string(), text);
 }
 
 void dropChecksums(const fs::path& root, const std::string& volume, int mark) {
@@ -100,4 +123,15 @@ void dropChecksums(const fs::path& root, const std::string& volume, int mark) {
     if (left.erase(mark) == 0) return;
   }
   saveChecksums(root, volume, left);
+}
+
+VolumeLock::VolumeLock(const std::string& volume)
+    : m_isMade(fs::symlink_status(volumeRoot() / volume).type() == fs::file_type::not_found),
+      m_path(madeFolder(volume)),
+      m_lock(m_path, std::chrono::milliseconds(0)) {
+  if (!m_lock.isHeld()) throw Failure("volume " + volume + " is in use by another tqlib");
+}
+
+VolumeLock::~VolumeLock() {
+  if (m_isMade) rmdir(m_path.c_str());  // refuses a folder that holds anything
 }

@@ -1,21 +1,27 @@
-// tqlib volume write, read and erase: data into and out of tape volumes.
-#include <sys/stat.h>
+// tqlib volume write, read and erase. Data goes through the API block by block, or straight from
+// the file of a file mark. A signal stops a transfer between two blocks.
+#include "volume/VolumeCommands.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <optional>
+#include <vector>
 
-#include "volume/VolumeCommands.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "base/Interruption.h"
+#include <fmt/format.h>
+
+#include "TqLibEmlFile.h"
 #include "base/Output.h"
+#include "base/Progress.h"
+#include "base/Streams.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "volume/Checksums.h"
-#include "volume/VolumeLock.h"
-#include "volume/VolumeTransfer.h"
 
 namespace fs = std::filesystem;
 
@@ -26,10 +32,23 @@ struct Options {
   std::string file;
   int mark = 0;
   bool checksum = false;
-  // The library opens the file and measures the volume for each block, so small ones are slow; one
-  // of a MiB was measured slower than this as well.
+  // The API opens the file and measures the volume for each block, so small blocks are slow; blocks
+  // of a MiB were measured slower as well.
   std::size_t blockSize = std::size_t{256} << 10;
 };
+
+struct Result {
+  Json values;
+  std::string sentence;
+};
+
+Result resultOf(const Options& options, const char* verb, unsigned long long bytes,
+                double seconds) {
+  return {
+      {{"volume", options.volume}, {"mark", options.mark}, {"bytes", bytes}, {"seconds", seconds}},
+      fmt::format("volume {}, mark {}: {} {}", options.volume, options.mark, verb,
+                  transferText(bytes, seconds))};
+}
 
 std::optional<unsigned long long> sizeOf(int descriptor) {
   struct stat record {};
@@ -37,15 +56,10 @@ std::optional<unsigned long long> sizeOf(int descriptor) {
   return static_cast<unsigned long long>(record.st_size);
 }
 
-Json transferJson(const Options& options, unsigned long long bytes, double seconds) {
-  return {
-      {"volume", options.volume}, {"mark", options.mark}, {"bytes", bytes}, {"seconds", seconds}};
-}
-
-std::string transferSentence(const Options& options, const char* done, unsigned long long bytes,
-                             double seconds) {
-  return "volume " + options.volume + ", mark " + std::to_string(options.mark) + ": " + done + " " +
-         transferText(bytes, seconds);
+// The larger a pipe is, the less often the two programs at its ends wait for each other.
+void widenPipe(int descriptor) {
+  constexpr int kMostForAnyUser = 1 << 20;
+  fcntl(descriptor, F_SETPIPE_SZ, kMostForAnyUser);
 }
 
 void refuseOwnFile(const std::string& file, const fs::path& markFile) {
@@ -55,24 +69,70 @@ void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   }
 }
 
-// A program before the pipe that the same Ctrl-C ended looks like the end of the data, so the
-// signal decides whether the file mark is whole.
-void refuseInterrupted(const Options& options, unsigned long long bytes) {
-  stopIfInterrupted("volume " + options.volume + ", mark " + std::to_string(options.mark) +
-                    " is incomplete and holds " + std::to_string(bytes) + " bytes");
+std::string markPath(TqLibEmlFile& volume, int mark) {
+  std::string path;
+  if (!volume.GetVolumeFilename(mark, path)) {
+    throw libraryFailure("cannot make the volume's folder " + path, volume);
+  }
+  return path;
 }
 
-void keepChecksum(const fs::path& root, const Options& options, const std::string& checksum) {
-  Checksums checksums = loadChecksums(root, options.volume);
-  checksums[options.mark] = checksum;
-  saveChecksums(root, options.volume, checksums);
+// The API returns the result of measuring the volume after the write: only count and code show
+// whether the write itself succeeded.
+void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
+                std::span<const char> block) {
+  while (!block.empty()) {
+    unsigned long written = 0;
+    const bool isMeasured = volume.WriteDataForDrive(
+        mark, offset, reinterpret_cast<const unsigned char*>(block.data()), block.size(), written);
+    offset += written;  // these bytes stay, even if they made the volume too large
+    if (!isMeasured || volume.getErrorCode() != 0 || written == 0) {
+      throw libraryFailure(fmt::format("the transfer stopped at byte {}", offset), volume);
+    }
+    block = block.subspan(written);
+  }
+}
+
+// The API takes a write of no bytes for a failed one, but a read makes a missing file.
+void storeNothing(TqLibEmlFile& volume, int mark) {
+  unsigned char byte = 0;
+  unsigned long count = 0;
+  if ((mark == 0 && !volume.EraseVolume()) || !volume.ReadDataForDrive(mark, 0, &byte, 1, count)) {
+    throw libraryFailure("cannot make the file mark", volume);
+  }
+}
+
+/// Fills the file mark from `input` until that ends or a signal is recorded, and returns the bytes
+/// written.
+unsigned long long fillMark(const Options& options, const fs::path& root, int input,
+                            Progress& progress, Sha256* checksum) {
+  TqLibEmlFile volume(options.volume);
+  std::vector<char> buffer(options.blockSize);
+  // The input must be readable before the old data is deleted.
+  std::size_t filled = readBlock(input, buffer);
+  if (filled == 0) stopIfInterrupted("nothing was written");
+  dropChecksums(root, options.volume, options.mark);
+  // The API keeps the bytes beyond those it writes. Emptying the file mark first, rather than
+  // cutting it at the end, also keeps a broken transfer from leaving a mixture.
+  const std::string path = markPath(volume, options.mark);
+  if (TqLibEmlFile::IsFilePresent(path)) fs::resize_file(path, 0);
+  if (filled == 0) storeNothing(volume, options.mark);
+
+  unsigned long long offset = 0;
+  while (filled > 0) {
+    const auto block = std::span(buffer).first(filled);
+    storeBlock(volume, options.mark, offset, block);
+    if (checksum != nullptr) checksum->update(block);
+    progress.advance(filled);
+    filled = readBlock(input, buffer);
+  }
+  return offset;
 }
 
 void writeVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  const Descriptor input(openForReading(options.file));
+  const FileDescriptor input = openForReading(options.file);
   const fs::path root = volumeRoot();
-  TqLibEmlFile volume(options.volume);
   refuseOwnFile(options.file, root / options.volume / markName(options.mark));
   const VolumeLock lock(options.volume);
   if (options.checksum) requirePlaceForChecksums(root, options.volume);
@@ -81,46 +141,52 @@ void writeVolume(const Options& options, const Session& session) {
   widenPipe(input.get());
   Sha256 checksum;
   Progress progress(sizeOf(input.get()));
-  const auto bytes = writeMark(volume,
-                               {options.mark, input.get(), options.blockSize,
-                                [&] { dropChecksums(root, options.volume, options.mark); },
-                                options.checksum ? &checksum : nullptr},
-                               progress);
+  const auto bytes =
+      fillMark(options, root, input.get(), progress, options.checksum ? &checksum : nullptr);
   const double seconds = progress.finish();
-  refuseInterrupted(options, bytes);
-  Json values = transferJson(options, bytes, seconds);
-  values["sha256"] = nullptr;
-  std::string sentence = transferSentence(options, "wrote", bytes, seconds);
+  // A program before the pipe that the same Ctrl-C ended looks like the end of the data.
+  stopIfInterrupted(fmt::format("volume {}, mark {} is incomplete and holds {} bytes",
+                                options.volume, options.mark, bytes));
+  Result result = resultOf(options, "wrote", bytes, seconds);
+  result.values["sha256"] = nullptr;
   if (options.checksum) {
-    const std::string digits = checksum.hex();
-    keepChecksum(root, options, digits);
-    values["sha256"] = digits;
-    sentence += "\nSHA-256: " + digits;
+    Checksums checksums = loadChecksums(root, options.volume);
+    const std::string digits = checksums[options.mark] = checksum.hex();
+    saveChecksums(root, options.volume, checksums);
+    result.values["sha256"] = digits;
+    result.sentence += "\nSHA-256: " + digits;
   }
-  printResult(session.json, values, sentence);
+  printResult(session.json, result.values, result.sentence);
 }
 
+// The API would open the file mark for writing, which a read-only folder or file system refuses,
+// and make a missing one.
 void readVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
   TqLibEmlFile volume(options.volume);
   const std::string path = markPath(volume, options.mark);
-  // The library would answer for a missing file mark with an empty one that it makes.
   if (!TqLibEmlFile::IsFilePresent(path)) {
-    throw Failure("volume " + options.volume + " has no file mark " + std::to_string(options.mark));
+    throw Failure(fmt::format("volume {} has no file mark {}", options.volume, options.mark));
   }
   refuseOwnFile(options.file, path);
 
   watchForInterruption();
-  TargetFile target(options.file);
+  OutputFile output(options.file);
   if (isStandardStream(options.file)) widenPipe(STDOUT_FILENO);
-  Progress progress(fs::file_size(path));
-  const auto bytes = readMark(path, target, options.blockSize, progress);
-  target.commit();
-  const double seconds = progress.finish();
+  const FileDescriptor input = openForReading(path);
+  std::vector<char> buffer(options.blockSize);
+  Progress progress(sizeOf(input.get()));
+  unsigned long long bytes = 0;
+  while (const std::size_t filled = readBlock(input.get(), buffer)) {
+    output.write({buffer.data(), filled});
+    bytes += filled;
+    progress.advance(filled);
+  }
+  output.commit();
+  const Result result = resultOf(options, "read", bytes, progress.finish());
   const auto print = isStandardStream(options.file) ? printResultBesideData : printResult;
-  print(session.json, transferJson(options, bytes, seconds),
-        transferSentence(options, "read", bytes, seconds));
+  print(session.json, result.values, result.sentence);
 }
 
 void eraseVolume(const Options& options, const Session& session) {
@@ -128,20 +194,16 @@ void eraseVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
   const VolumeLock lock(options.volume);
   TqLibEmlFile volume(options.volume);
-  std::string folder;
   dropChecksums(volumeRoot(), options.volume, 0);
-  if (!volume.GetVolumeFolder(folder) || !volume.EraseVolume()) {
-    throw libraryFailure("volume " + options.volume + " cannot be erased", volume);
-  }
-  // A file that cannot be deleted is no failure to the library; to an operator it is.
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    if (entry.is_regular_file() && !entry.is_symlink()) {
-      throw Failure("volume " + options.volume + " is not empty: " + entry.path().string() +
-                    " cannot be deleted");
-    }
+  if (!volume.EraseVolume()) throw libraryFailure("cannot erase volume " + options.volume, volume);
+  // The API reports success even if a file could not be deleted.
+  for (const fs::directory_entry& entry : fs::directory_iterator(volumeRoot() / options.volume)) {
+    if (!entry.is_regular_file() || entry.is_symlink()) continue;
+    throw Failure(fmt::format("volume {} is not empty: cannot delete {}", options.volume,
+                              entry.path().string()));
   }
   printResult(session.json, {{"volume", options.volume}, {"erased", true}},
-              "volume " + options.volume + " erased");
+              fmt::format("volume {} erased", options.volume));
 }
 
 Command<Options> addVolumeCommand(CLI::App& group, Session& session, const CommandTexts& texts,
@@ -157,7 +219,7 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
   app.add_option("--mark", options.mark, "Number of the file mark, from 0")
       ->required()
       ->check(CLI::Range(std::numeric_limits<int>::max()));
-  // The library's transfers must stay below 2 GiB.
+  // A transfer of the API must stay below 2 GiB.
   app.add_option("--block-size", options.blockSize, "Bytes a transfer; 64K, 1M, ...")
       ->transform(CLI::AsSizeValue(false))
       ->check(CLI::Range(1UL, (1UL << 31) - 1))
@@ -174,7 +236,7 @@ void addVolumeCommands(CLI::App& app, Session& session) {
       {"write",
        "Write a file mark from its beginning, in place of what it held.\n"
        "Writing mark 0 erases the whole volume first. A program before a pipe that\n"
-       "fails looks like the end of its data: ask for its exit code (pipefail).",
+       "fails looks like the end of its data: check its exit code (pipefail).",
        "tar -cf - . | tqlib volume write A00001 --mark 1"},
       writeVolume);
   addTransfer(write, "The data; standard input when not given or -");

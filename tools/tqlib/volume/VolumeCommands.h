@@ -5,7 +5,7 @@
 
 void addVolumeCommands(CLI::App& app, Session& session);
 
-/// Commands of the group "volume".
-void addVolumeReports(CLI::App& group, Session& session);
+// Commands of the group.
+void addVolumeReports(CLI::App& group, Session& session);  ///< list, info
 void addVolumeCopy(CLI::App& group, Session& session);
 void addVolumeVerify(CLI::App& group, Session& session);

@@ -1,11 +1,13 @@
-// tqlib volume list and info: the volumes of the tape folder, and one of them in full.
+// tqlib volume list, info and verify: the volumes of the tape folder, one of them in full, and its
+// file marks compared with their checksums. What cannot be read is reported and hides nothing else.
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "base/Command.h"
-#include "base/Errors.h"
+#include <fmt/format.h>
+
 #include "base/Output.h"
+#include "base/Progress.h"
+#include "base/Streams.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/ConfiguredPlaces.h"
 #include "catalogue/TapeFolder.h"
@@ -21,18 +23,16 @@ struct Options {
   std::string volume;
 };
 
-/// What is known of a volume; only the reason when it cannot be examined.
 struct Entry {
   std::string volume;
-  VolumeContents contents;
-  Checksums checksums;
-  std::string checksumProblem;  ///< why the checksums cannot be read
-  std::string reason;
+  VolumeContents contents{};
+  Checksums checksums{};
+  std::string checksumProblem{};  ///< why the checksums cannot be read
+  std::string reason{};           ///< why the volume cannot be examined
 };
 
-// The checksums lie beside the volume: it can be told of without them.
 Entry examine(const fs::path& root, const std::string& volume) {
-  Entry entry{volume, examineVolume(volume), {}, "", ""};
+  Entry entry{volume, examineVolume(volume)};
   try {
     entry.checksums = loadChecksums(root, volume);
   } catch (const std::exception& failure) {
@@ -41,12 +41,11 @@ Entry examine(const fs::path& root, const std::string& volume) {
   return entry;
 }
 
-// One volume that cannot be read is told of like the others and hides none of them.
 Entry examineIfReadable(const fs::path& root, const std::string& volume) {
   try {
     return examine(root, volume);
   } catch (const std::exception& failure) {
-    return {volume, {}, {}, "", failure.what()};
+    return {.volume = volume, .reason = failure.what()};
   }
 }
 
@@ -55,20 +54,20 @@ double shareOf(unsigned long long bytes) {
   return std::round(share * 1e4) / 1e4;
 }
 
-std::string percent(unsigned long long bytes) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f %%", shareOf(bytes) * 100);
-  return text;
-}
-
 std::string checksumText(const Entry& entry) {
   if (!entry.checksumProblem.empty()) return entry.checksumProblem;
   return entry.checksums.empty() ? "no" : "yes";
 }
 
-/// Whether there are checksums, or there is one of the mark; null when that cannot be known.
+/// Whether there are checksums, or one of a mark; null when they cannot be read.
 Json knownOrNull(const Entry& entry, bool value) {
   return entry.checksumProblem.empty() ? Json(value) : Json(nullptr);
+}
+
+/// What list and info report alike.
+void addTotals(Json& values, const Entry& entry) {
+  values["share"] = shareOf(entry.contents.bytes);
+  values["checksums"] = knownOrNull(entry, !entry.checksums.empty());
 }
 
 void addProblem(Json& values, const Entry& entry) {
@@ -82,20 +81,20 @@ Json entryJson(const Entry& entry) {
   Json values{{"volume", entry.volume},
               {"state", "ok"},
               {"marks", entry.contents.marks.size()},
-              {"bytes", entry.contents.bytes},
-              {"share", shareOf(entry.contents.bytes)},
-              {"checksums", knownOrNull(entry, !entry.checksums.empty())}};
+              {"bytes", entry.contents.bytes}};
+  addTotals(values, entry);
   addProblem(values, entry);
   return values;
 }
 
 Row entryRow(const Entry& entry) {
   if (!entry.reason.empty()) return {entry.volume, "-", "-", "-", "-", entry.reason};
-  return {entry.volume, std::to_string(entry.contents.marks.size()),
-          std::to_string(entry.contents.bytes), percent(entry.contents.bytes), checksumText(entry)};
+  const unsigned long long bytes = entry.contents.bytes;
+  return {entry.volume, std::to_string(entry.contents.marks.size()), std::to_string(bytes),
+          fmt::format("{:.1f} %", shareOf(bytes) * 100), checksumText(entry)};
 }
 
-void listVolumes(const Options&, const Session& session) {
+void listVolumes(const NoOptions&, const Session& session) {
   useConfiguration(session.config);
   const fs::path root = volumeRoot();
   Json list = Json::array();
@@ -105,70 +104,136 @@ void listVolumes(const Options&, const Session& session) {
     list.push_back(entryJson(entry));
     rows.push_back(entryRow(entry));
   }
-  const std::string sentence = list.empty() ? "no volumes" : tableText(rows);
   printResult(
       session.json,
       {{"folder", root.string()}, {"limit", configuredVolumeLimit()}, {"volumes", std::move(list)}},
-      sentence);
-}
-
-std::vector<Gap> gapsOf(const VolumeContents& contents) {
-  std::vector<int> numbers;
-  for (const FileMark& mark : contents.marks) numbers.push_back(mark.number);
-  return gapsIn(numbers);
-}
-
-Json infoJson(const Entry& entry) {
-  const VolumeContents& contents = entry.contents;
-  Json marks = Json::array();
-  for (const FileMark& mark : contents.marks) {
-    marks.push_back({{"mark", mark.number},
-                     {"bytes", mark.bytes},
-                     {"checksum", knownOrNull(entry, entry.checksums.contains(mark.number))}});
-  }
-  Json gaps = Json::array();
-  for (const Gap& gap : gapsOf(contents)) {
-    gaps.push_back({{"first", gap.first}, {"last", gap.last}});
-  }
-  Json values{{"volume", entry.volume},
-              {"folder", contents.folder.string()},
-              {"nextMark", contents.nextMark},
-              {"bytes", contents.bytes},
-              {"limit", configuredVolumeLimit()},
-              {"share", shareOf(contents.bytes)},
-              {"checksums", knownOrNull(entry, !entry.checksums.empty())},
-              {"marks", std::move(marks)},
-              {"gaps", std::move(gaps)},
-              {"otherEntries", contents.others}};
-  addProblem(values, entry);
-  return values;
-}
-
-std::string infoText(const Entry& entry) {
-  const VolumeContents& contents = entry.contents;
-  std::vector<Row> rows{{"volume:", entry.volume},
-                        {"folder:", contents.folder.string()},
-                        {"next file mark:", std::to_string(contents.nextMark)},
-                        {"bytes:", std::to_string(contents.bytes) + " (" + percent(contents.bytes) +
-                                       " of " + std::to_string(configuredVolumeLimit()) + ")"},
-                        {"checksums:", checksumText(entry)}};
-  for (const FileMark& mark : contents.marks) {
-    rows.push_back({"mark " + std::to_string(mark.number) + ":",
-                    std::to_string(mark.bytes) + " bytes" +
-                        (entry.checksums.contains(mark.number) ? ", with checksum" : "")});
-  }
-  for (const Gap& gap : gapsOf(contents)) {
-    rows.push_back({"no marks:", gapText(gap)});
-  }
-  for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
-  return tableText(rows);
+      rows.size() == 1 ? "no volumes" : tableText(rows));
 }
 
 void showVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
   const Entry entry = examine(volumeRoot(), options.volume);
-  printResult(session.json, infoJson(entry), infoText(entry));
+  const VolumeContents& contents = entry.contents;
+  const auto limit = configuredVolumeLimit();
+  std::vector<Row> rows{{"volume:", entry.volume},
+                        {"folder:", contents.folder.string()},
+                        {"next file mark:", std::to_string(contents.nextMark)},
+                        {"bytes:", fmt::format("{} ({:.1f} % of {})", contents.bytes,
+                                               shareOf(contents.bytes) * 100, limit)},
+                        {"checksums:", checksumText(entry)}};
+  Json marks = Json::array();
+  std::vector<int> numbers;
+  for (const FileMark& mark : contents.marks) {
+    const bool hasChecksum = entry.checksums.contains(mark.number);
+    numbers.push_back(mark.number);
+    marks.push_back({{"mark", mark.number},
+                     {"bytes", mark.bytes},
+                     {"checksum", knownOrNull(entry, hasChecksum)}});
+    rows.push_back({fmt::format("mark {}:", mark.number),
+                    fmt::format("{} bytes{}", mark.bytes, hasChecksum ? ", with checksum" : "")});
+  }
+  Json gaps = Json::array();
+  for (const Gap& gap : gapsIn(numbers)) {
+    gaps.push_back({{"first", gap.first}, {"last", gap.last}});
+    rows.push_back({"no marks:", gapText(gap)});
+  }
+  for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
+
+  Json values{{"volume", entry.volume},
+              {"folder", contents.folder.string()},
+              {"nextMark", contents.nextMark},
+              {"bytes", contents.bytes},
+              {"limit", limit}};
+  addTotals(values, entry);
+  values["marks"] = std::move(marks);
+  values["gaps"] = std::move(gaps);
+  values["otherEntries"] = contents.others;
+  addProblem(values, entry);
+  printResult(session.json, values, tableText(rows));
+}
+
+/// What verify says of a file mark.
+struct Verdict {
+  int mark;
+  std::string result;
+  bool isNewer = false;  ///< than the checksum file
+  std::string reason{};  ///< why the mark cannot be read
+
+  bool isFault() const { return result != "ok" && result != "no checksum"; }
+};
+
+std::string checksumOf(const fs::path& path, Progress& progress) {
+  const FileDescriptor input = openForReading(path.string());
+  std::vector<char> buffer(std::size_t{1} << 20);
+  Sha256 checksum;
+  while (const std::size_t filled = readBlock(input.get(), buffer)) {
+    checksum.update(std::span(buffer).first(filled));
+    progress.advance(filled);
+  }
+  stopIfInterrupted("the volume is not verified");
+  return checksum.hex();
+}
+
+Verdict verdictOn(const FileMark& mark, const std::string& known, Progress& progress) {
+  try {
+    return {mark.number, checksumOf(mark.path, progress) == known ? "ok" : "differs"};
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const Failure& failure) {
+    return {.mark = mark.number, .result = "unreadable", .reason = failure.what()};
+  }
+}
+
+std::vector<Verdict> compare(const std::vector<FileMark>& marks, Checksums checksums,
+                             fs::file_time_type calculated) {
+  unsigned long long bytes = 0;
+  for (const FileMark& mark : marks) bytes += checksums.contains(mark.number) ? mark.bytes : 0;
+  Progress progress(bytes);
+  std::vector<Verdict> verdicts;
+  for (const FileMark& mark : marks) {
+    const auto known = checksums.extract(mark.number);
+    verdicts.push_back(known ? verdictOn(mark, known.mapped(), progress)
+                             : Verdict{mark.number, "no checksum"});
+    verdicts.back().isNewer = fs::last_write_time(mark.path) > calculated;
+  }
+  for (const auto& [mark, digits] : checksums) verdicts.push_back({mark, "missing"});
+  std::ranges::sort(verdicts, {}, &Verdict::mark);
+  return verdicts;
+}
+
+void verifyVolume(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  requireVolume(options.volume);
+  const fs::path root = volumeRoot();
+  const Checksums checksums = loadChecksums(root, options.volume);
+  if (checksums.empty()) {
+    throw Failure(
+        fmt::format("volume {} has no checksums", options.volume),
+        fmt::format("write with --checksum: \"tqlib volume write {} --mark N --checksum\"",
+                    options.volume));
+  }
+  watchForInterruption();
+  const auto calculated = fs::last_write_time(checksumFile(root, options.volume));
+  const auto verdicts = compare(examineVolume(options.volume).marks, checksums, calculated);
+  Json list = Json::array();
+  std::vector<Row> rows{{"MARK", "RESULT"}};
+  for (const Verdict& verdict : verdicts) {
+    Json values{{"mark", verdict.mark}, {"result", verdict.result}, {"newer", verdict.isNewer}};
+    if (!verdict.reason.empty()) values["reason"] = verdict.reason;
+    list.push_back(std::move(values));
+    const std::string remark = verdict.isNewer ? "written after the checksums" : "";
+    rows.push_back({std::to_string(verdict.mark), verdict.result,
+                    verdict.reason.empty() ? remark : verdict.reason});
+  }
+  printResult(session.json, {{"volume", options.volume}, {"marks", std::move(list)}},
+              tableText(rows));
+  if (const auto faults = std::ranges::count_if(verdicts, &Verdict::isFault); faults > 0) {
+    throw Failure(
+        fmt::format("volume {}: file marks that differ, are missing or cannot be read: {}",
+                    options.volume, faults),
+        "one written after the checksums may be good: write it again with --checksum");
+  }
 }
 
 }  // namespace
@@ -180,4 +245,13 @@ void addVolumeReports(CLI::App& group, Session& session) {
       {"info", "Show folder, size, file marks and gaps of a volume", "tqlib volume info A00001"},
       showVolume);
   addVolumeOperand(info, options.volume);
+}
+
+void addVolumeVerify(CLI::App& group, Session& session) {
+  const auto [verify, options] = addCommand(
+      group, session,
+      {"verify", "Compare all file marks of a volume with their checksums",
+       "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"},
+      verifyVolume);
+  addVolumeOperand(verify, options.volume);
 }

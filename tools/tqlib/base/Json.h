@@ -1,13 +1,21 @@
-// One object of a JSON text, read key by key; what does not fit is told with its path.
+// JSON of the operator, read so that no mistake in it is overlooked. A value that does not fit is
+// reported with its path.
 #pragma once
 
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
-#include "base/Output.h"
+#include <nlohmann/json.hpp>
 
-/// A value of the text, and its path there.
+using Json = nlohmann::ordered_json;
+
+/// Throws Failure for what is no JSON, with line and column in `source`; and, with its path, for a
+/// key that appears twice in one object, too many keys, or too deep nesting.
+Json parseStrictly(const std::string& text, const std::string& source);
+
+/// A value of the text, and its path there. Everything throws Failure when the value does not fit.
 struct JsonPlace {
   const Json& value;
   std::string path;
@@ -15,17 +23,15 @@ struct JsonPlace {
   /// Throws Failure, with the path.
   [[noreturn]] void refuse(const std::string& why) const;
 
-  /// Throws Failure unless it is a whole number from `least` to `most`.
   int number(int least, int most) const;
   std::string text() const;
-
-  /// The items of a list. Throws Failure unless it is one.
   std::vector<JsonPlace> items() const;
 };
 
-/// Throws Failure when it is made of something else than an object.
+/// An object that is read key by key.
 class JsonObject {
 public:
+  /// Throws Failure when the value is no object.
   explicit JsonObject(const JsonPlace& place);
 
   std::optional<JsonPlace> find(const std::string& key);
@@ -35,7 +41,7 @@ public:
   void read(const std::string& key, int& value, int least, int most);
   void read(const std::string& key, std::optional<bool>& value);
 
-  /// Throws Failure when there is a key that nobody asked for.
+  /// Throws Failure when there is a key that was not read.
   void refuseOtherKeys() const;
 
 private:

@@ -1,11 +1,11 @@
-// The signs that a map in a terminal is made of.
+// The parts of a picture in the terminal.
 #pragma once
 
 #include <array>
+#include <string>
+#include <vector>
 
-#include "base/ScreenText.h"
-#include "base/Terminal.h"
-#include "map/LibraryMap.h"
+#include "map/Map.h"
 
 struct BoxGlyphs {
   const char* topLeft;
@@ -30,7 +30,7 @@ struct MapGlyphs {
 
 const MapGlyphs& glyphsOf(Charset charset);
 
-/// How a map is painted: the room there is, and the signs.
+/// The room for a picture, and its signs.
 struct MapStyle {
   int width;
   Charset charset;
@@ -39,8 +39,19 @@ struct MapStyle {
 
 using Lines = std::vector<std::string>;
 
-/// Each kind of element has a colour of its own; full and empty never differ by colour alone.
-Colour colourOf(const MapSection& section);
-
 /// `sign` that many times.
 std::string repeated(const char* sign, int times);
+
+/// A box for each element, side by side: with a heavy border if it is full, else a dashed one.
+Lines mapBoxes(const MapSection& section, const MapStyle& style);
+
+/// A line of text for each element, side by side.
+Lines mapLabels(const MapSection& section, const MapStyle& style);
+
+struct MarkGrid {
+  long long perMark;  ///< addresses of a mark
+  Lines lines;
+};
+
+/// Rows of marks, a character for one or several addresses, in few enough lines for one look.
+MarkGrid markGrid(const MapSection& section, const MapStyle& style);

@@ -1,0 +1,101 @@
+// Reading and writing stops between two system calls when a signal was recorded.
+#include "base/Streams.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include <fmt/format.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+FileDescriptor duplicate(int stream) {
+  return FileDescriptor(fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+}  // namespace
+
+bool isStandardStream(const std::string& file) {
+  return file.empty() || file == "-";
+}
+
+FileDescriptor openForReading(const std::string& file) {
+  // A folder can be opened too, but not read.
+  if (fs::is_directory(file)) throw systemFailure("cannot open " + file, EISDIR);
+  FileDescriptor input = isStandardStream(file) ? duplicate(STDIN_FILENO)
+                                                : FileDescriptor(openFile(file.c_str(), O_RDONLY));
+  if (!input) throw systemFailure("cannot open " + file, errno);
+  return input;
+}
+
+std::size_t readBlock(int descriptor, std::span<char> block) {
+  std::size_t filled = 0;
+  while (filled < block.size()) {
+    waitForInput(descriptor);
+    if (interruption() != 0) break;
+    const ssize_t count = read(descriptor, block.data() + filled, block.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw systemFailure("cannot read the input", errno);
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  return filled;
+}
+
+OutputFile::OutputFile(const std::string& file) {
+  if (isStandardStream(file)) {
+    m_stream = duplicate(STDOUT_FILENO);
+  } else if (fs::exists(file) && !fs::is_regular_file(file)) {
+    m_stream = FileDescriptor(openFile(file.c_str(), O_WRONLY));
+  } else {
+    m_replaced.emplace(file);
+    if (!m_replaced->begin()) throw replaceFailure();
+    if (m_replaced->aside().empty()) {
+      throw Failure(fmt::format("cannot write {}: its folder admits no new file", file));
+    }
+    return;
+  }
+  if (!m_stream && errno == EINTR) stopIfInterrupted("nothing was written");
+  if (!m_stream) throw systemFailure("cannot write " + file, errno);
+}
+
+void OutputFile::refuseInterrupted() const {
+  stopIfInterrupted(m_replaced ? m_replaced->target() + " was not written"
+                               : "the output is incomplete");
+}
+
+Failure OutputFile::replaceFailure() const {
+  return Failure(fmt::format("cannot write {}: {}", m_replaced->target(), m_replaced->error()));
+}
+
+void OutputFile::write(std::string_view block) {
+  while (!block.empty()) {
+    refuseInterrupted();
+    if (m_replaced) {
+      if (!m_replaced->append(block)) throw replaceFailure();
+      return;
+    }
+    const ssize_t count = ::write(m_stream.get(), block.data(), block.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EPIPE) {
+      throw Failure("the output is incomplete: its reader has ended");
+    }
+    if (count < 0) throw systemFailure("cannot write the output", errno);
+    block.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void OutputFile::commit() {
+  refuseInterrupted();  // the data may end where the signal came
+  if (m_replaced && !(m_replaced->finish() && m_replaced->commit())) throw replaceFailure();
+}
+
+void writeFile(const std::string& file, std::string_view content) {
+  OutputFile output(file);
+  output.write(content);
+  output.commit();
+}

@@ -1,0 +1,42 @@
+// Files and standard streams that commands read from and write to.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/Errors.h"
+#include "common/FileDescriptor.h"
+#include "files/ReplacedFile.h"
+
+/// Whether a FILE argument means standard input or output.
+bool isStandardStream(const std::string& file);
+
+/// Opens a file, or a duplicate of standard input. Throws Failure.
+FileDescriptor openForReading(const std::string& file);
+
+/// Reads until `block` is full, the input ends or a signal is recorded, and returns the bytes read.
+/// Throws Failure.
+std::size_t readBlock(int descriptor, std::span<char> block);
+
+/// Where data goes: a regular file is replaced by commit(), so that a failure leaves the old one;
+/// standard output, a pipe or a device is written to directly.
+class OutputFile {
+public:
+  /// Everything throws Failure, and Interrupted when a signal was recorded.
+  explicit OutputFile(const std::string& file);
+
+  void write(std::string_view block);
+  void commit();
+
+private:
+  void refuseInterrupted() const;
+  Failure replaceFailure() const;
+
+  std::optional<ReplacedFile> m_replaced;
+  FileDescriptor m_stream{-1};  ///< when no file is replaced
+};
+
+/// Writes all of a file. Throws as OutputFile does.
+void writeFile(const std::string& file, std::string_view content);

@@ -1,0 +1,167 @@
+// tqlib map: reads what a picture shows, and prints or writes it.
+#include "map/Map.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+
+#include <fmt/format.h>
+
+#include "TqLibEmulator.h"
+#include "base/Output.h"
+#include "base/Streams.h"
+#include "catalogue/Catalogue.h"
+#include "catalogue/Configuration.h"
+#include "map/MapCommand.h"
+
+namespace {
+
+constexpr int kWidestMap = 1000;
+
+const MapSection kSections[] = {
+    {LIB_ELEM_DRIVE, "drives", "Drives", "drive", "drives", "loaded", Colour::Green, "#0b6e4f"},
+    {LIB_ELEM_MAIL_SLOT, "mailSlots", "Mail slots", "mail slot", "mail slots", "full",
+     Colour::Yellow, "#9a4f00"},
+    {LIB_ELEM_SLOT, "slots", "Slots", "slot", "slots", "full", Colour::Cyan, "#0a5394"},
+    {LIB_ELEM_SHELF, "shelves", "Shelves", "shelf", "shelves", "full", Colour::Magenta, "#6f42a0"}};
+
+struct Options {
+  std::string library;
+  std::string svg;
+  int width = 0;
+};
+
+Json mapJson(const LibraryMap& map) {
+  Json values{{"library", map.library}, {"status", statusJson(map.status)}};
+  Json summary;
+  for (const MapSection& section : map.sections) {
+    Json cells = Json::array();
+    for (const MapCell& cell : section.cells) {
+      Json& value = cells.emplace_back(Json{{"address", cell.address}});
+      if (section.type == LIB_ELEM_DRIVE) value["serial"] = cell.serial;
+      value["barcode"] = cell.barcode;
+      value["occupied"] = cell.isFull;
+    }
+    values[section.key] = std::move(cells);
+    summary[section.key] = {{"count", section.cells.size()}, {"full", section.fullCells()}};
+  }
+  values["summary"] = std::move(summary);
+  return values;
+}
+
+void showMap(const Options& options, const Session& session) {
+  useConfiguration(session.config);
+  const LibraryMap map = readMap(options.library);
+  if (options.svg.empty()) {
+    const int width = options.width > 0 ? options.width : terminalWidth(STDOUT_FILENO);
+    printResult(session.json, mapJson(map),
+                session.json ? "" : mapText(map, width, screenCharset()));
+    return;
+  }
+  writeFile(options.svg, mapSvg(map));
+  const auto print = isStandardStream(options.svg) ? printResultBesideData : printResult;
+  print(session.json, mapJson(map),
+        fmt::format("library {} drawn to {}", map.library, options.svg));
+}
+
+long long dividedDown(long long value, long long divisor) {
+  return value >= 0 ? value / divisor : -((divisor - 1 - value) / divisor);
+}
+
+}  // namespace
+
+std::size_t MapSection::fullCells() const {
+  return static_cast<std::size_t>(std::ranges::count_if(cells, &MapCell::isFull));
+}
+
+int MapSection::firstAddress() const {
+  const auto placed =
+      std::ranges::find_if(cells, [](const auto& cell) { return cell.address >= 0; });
+  return placed == cells.end() ? 0 : placed->address;
+}
+
+std::string MapSection::range(const char* dash) const {
+  const int last = cells.back().address;
+  if (last < 0) return "";
+  const int first = firstAddress();
+  return first == last ? std::to_string(first) : fmt::format("{}{}{}", first, dash, last);
+}
+
+std::vector<const MapCell*> MapSection::cellsAndGaps() const {
+  std::vector<const MapCell*> items;
+  for (const MapCell& cell : cells) {
+    const MapCell* const before = items.empty() ? nullptr : items.back();
+    if (before != nullptr && before->address >= 0 && cell.address - before->address > 1) {
+      items.push_back(nullptr);
+    }
+    items.push_back(&cell);
+  }
+  return items;
+}
+
+bool MapSection::hasGap() const {
+  return cellsAndGaps().size() > cells.size();
+}
+
+LibraryMap readMap(const std::string& library) {
+  LibraryMap map{library, "", {}, {std::begin(kSections), std::end(kSections)}};
+  const std::vector<LibElement> elements = inventory(library);
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
+  if (const SCSIUnitNoMap* record = findLibrary(devices)) {
+    map.identity = record->Manufacturer + " " + record->Model;
+  }
+  std::map<int, std::string> serials;
+  for (const SCSIUnitNoMap& device : devices) {
+    if (!isLibrary(device)) serials[device.DriveBaseAddress] = device.SerialNumber;
+  }
+  for (MapSection& section : map.sections) {
+    for (const LibElement& element : elements) {
+      if (element.elementType != section.type) continue;
+      const int address = element.elementAddress;
+      section.cells.push_back({address, element.isOccupied,
+                               element.isOccupied ? element.barCode : "",
+                               section.type == LIB_ELEM_DRIVE ? serials[address] : ""});
+    }
+    std::ranges::stable_sort(section.cells, {}, &MapCell::address);
+  }
+  map.status = readStatus(library, true);
+  return map;
+}
+
+std::vector<std::string> LibraryMap::summaries() const {
+  std::vector<std::string> texts;
+  for (const MapSection& section : sections) {
+    const std::size_t count = section.cells.size();
+    if (count == 0) continue;
+    texts.push_back(fmt::format("{} of {} {} {}", section.fullCells(), count,
+                                count == 1 ? section.element : section.elements, section.filled));
+  }
+  return texts.empty() ? std::vector<std::string>{"no elements"} : texts;
+}
+
+std::vector<MapRow> mapRows(const MapSection& section, int perRow, long long perPlace) {
+  const long long base = section.firstAddress();
+  const long long length = perRow * perPlace;
+  std::vector<MapRow> rows;
+  for (const MapCell& cell : section.cells) {
+    const long long address = base + dividedDown(cell.address - base, length) * length;
+    if (rows.empty() || rows.back().address != address) {
+      rows.push_back({address, !rows.empty() && address - rows.back().address > length});
+    }
+    rows.back().cells.push_back({&cell, static_cast<int>((cell.address - address) / perPlace)});
+  }
+  return rows;
+}
+
+void addMapCommand(CLI::App& app, Session& session) {
+  const auto [map, options] = addCommand(
+      app, session,
+      {"map", "Show a library as a picture: what is where, full or empty", "tqlib map LIB001"},
+      showMap);
+  addLibraryOperand(map, options.library);
+  map.add_option("--svg", options.svg,
+                 "Draw it as SVG into this file instead; - is standard output");
+  map.add_option("--width", options.width, "Columns of the picture (else those of the terminal)")
+      ->check(CLI::Range(kNarrowestMap, kWidestMap));
+}

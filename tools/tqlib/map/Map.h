@@ -1,0 +1,79 @@
+// A library as a picture: what it shows, and the two ways to draw it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/Screen.h"
+#include "catalogue/Status.h"
+
+struct MapCell {
+  int address = 0;
+  bool isFull = false;
+  std::string barcode{};
+  std::string serial{};  ///< of a drive that a host sees
+
+  /// "1000", or a dash for a drive that its library has not placed.
+  std::string number() const { return address < 0 ? "-" : std::to_string(address); }
+  /// The barcode of a full cell; empty for an empty one.
+  std::string label() const { return isFull && barcode.empty() ? "(none)" : barcode; }
+};
+
+/// The elements of one kind, by address.
+struct MapSection {
+  int type;               ///< a code of LibElemType
+  const char* key;        ///< in JSON
+  const char* title;      ///< for people
+  const char* element;    ///< what it counts
+  const char* elements;   ///< several of them
+  const char* filled;     ///< what an element with a medium is called
+  Colour colour;          ///< in the terminal; full and empty never differ by colour alone
+  const char* svgColour;  ///< dark enough for white text, and easy to distinguish
+  std::vector<MapCell> cells{};
+
+  std::size_t fullCells() const;
+  /// The first address that is placed, or 0.
+  int firstAddress() const;
+  /// "1000-1047"; one address alone, or empty when none is placed.
+  std::string range(const char* dash) const;
+  /// The cells in their order, with null where addresses are missing between two of them.
+  std::vector<const MapCell*> cellsAndGaps() const;
+  bool hasGap() const;
+};
+
+struct LibraryMap {
+  std::string library;
+  std::string identity;  ///< vendor and model, empty when no host sees the library
+  Status status;
+  std::vector<MapSection> sections;  ///< all kinds, also those without elements
+
+  /// "37 of 48 slots full" for each kind with elements, or "no elements".
+  std::vector<std::string> summaries() const;
+};
+
+/// Throws Failure when there is no such library, or it cannot be read.
+LibraryMap readMap(const std::string& library);
+
+/// Many elements by address: a row with places for equally many addresses each.
+struct MapRow {
+  struct Placed {
+    const MapCell* cell;
+    int place;  ///< from 0
+  };
+
+  long long address;  ///< of its first place, which may have no element
+  bool isAfterGap;    ///< rows without elements before it are left out
+  std::vector<Placed> cells{};
+};
+
+/// Rows that begin with the first address, of `perRow` places with `perPlace` addresses each.
+std::vector<MapRow> mapRows(const MapSection& section, int perRow, long long perPlace);
+
+/// The narrowest picture: an address and some marks beside it.
+inline constexpr int kNarrowestMap = 20;
+
+/// The picture for a terminal. No line takes more than `width` columns; no newline at the end.
+std::string mapText(const LibraryMap& map, int width, Charset charset);
+
+/// The picture as an SVG document, newline at the end.
+std::string mapSvg(const LibraryMap& map);
