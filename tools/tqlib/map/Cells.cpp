@@ -113,8 +113,8 @@ std::string lineOf(const MapSection& section, const std::vector<Mark>& marks, bo
   for (const Mark& mark : marks) {
     const bool isFull = mark.full > 0;
     const bool isGroup = place++ % kGroup == 0;
-    if (isColoured != isFull || (isColoured && isGroup)) flush();
-    if (isGroup) (isColoured ? line : run) += ' ';
+    if (isGroup || isColoured != isFull) flush();
+    if (isGroup) line += ' ';
     isColoured = isFull;
     run += mark.sign(isSingle, glyphs);
   }

@@ -100,63 +100,49 @@ Lines header(const LibraryMap& map, const MapStyle& style) {
 }
 
 /// What the signs of a picture mean. In ASCII several mean the same: each sign is explained once.
-class Legend {
-public:
-  explicit Legend(const MapStyle& style) : m_style(style) {}
-
-  void add(const MapSection& section, const Painted& painted) {
-    m_used.insert(painted.detail);
-    if (painted.perMark > 1) m_steps.push_back(stepText(section, painted.perMark));
-    // Between marks a gap is as wide as what is missing.
-    m_hasGaps |= painted.detail <= Detail::Labels && section.hasGap();
+Lines legend(const std::set<Detail>& used, const Lines& steps, bool hasGaps,
+             const MapStyle& style) {
+  const MapGlyphs& glyphs = style.glyphs;
+  Lines pieces;
+  std::set<std::string> explained;
+  const auto explain = [&](const std::string& sign, const char* meaning) {
+    if (explained.insert(sign).second) pieces.push_back(sign + ' ' + meaning);
+  };
+  if (used.contains(Detail::Labels) || used.contains(Detail::Singles)) {
+    explain(glyphs.full, "full");
+    explain(glyphs.empty, "empty");
+  } else if (used.contains(Detail::Boxes)) {
+    explain(glyphs.fullBox.across, "full");
+    explain(glyphs.emptyBox.across, "empty");
   }
-
-  Lines lines() {
-    const MapGlyphs& glyphs = m_style.glyphs;
-    if (m_used.contains(Detail::Labels) || m_used.contains(Detail::Singles)) {
-      explain(glyphs.full, "full");
-      explain(glyphs.empty, "empty");
-    } else if (m_used.contains(Detail::Boxes)) {
-      explain(glyphs.fullBox.across, "full");
-      explain(glyphs.emptyBox.across, "empty");
-    }
-    if (m_used.contains(Detail::Densities)) {
-      constexpr const char* kShares[] = {"none full", "up to 1/3", "up to 2/3", "more", "all full"};
-      for (std::size_t i = 0; i < glyphs.density.size(); ++i)
-        explain(glyphs.density[i], kShares[i]);
-    }
-    append(m_pieces, m_steps);  // a narrow heading may have no room for them
-    if (m_hasGaps) explain(glyphs.gap, "no such address");
-    return wrapped(m_pieces, m_style);
+  if (used.contains(Detail::Densities)) {
+    constexpr const char* kShares[] = {"none full", "up to 1/3", "up to 2/3", "more", "all full"};
+    for (std::size_t i = 0; i < glyphs.density.size(); ++i) explain(glyphs.density[i], kShares[i]);
   }
-
-private:
-  void explain(const std::string& sign, const char* meaning) {
-    if (m_explained.insert(sign).second) m_pieces.push_back(sign + ' ' + meaning);
-  }
-
-  const MapStyle& m_style;
-  std::set<Detail> m_used;
-  std::set<std::string> m_explained;
-  Lines m_pieces;
-  Lines m_steps;
-  bool m_hasGaps = false;
-};
+  append(pieces, steps);  // a narrow heading may have no room for them
+  if (hasGaps) explain(glyphs.gap, "no such address");
+  return wrapped(pieces, style);
+}
 
 }  // namespace
 
 std::string mapText(const LibraryMap& map, int width, Charset charset) {
   const MapStyle style{std::max(width, kNarrowestMap), charset, glyphsOf(charset)};
   Lines lines = header(map, style);
-  Legend legend(style);
+  std::set<Detail> used;
+  Lines steps;
+  bool hasGaps = false;
   for (const MapSection& section : map.sections) {
     if (section.cells.empty()) continue;
     const Painted painted = paint(section, style);
-    legend.add(section, painted);
+    used.insert(painted.detail);
+    if (painted.perMark > 1) steps.push_back(stepText(section, painted.perMark));
+    // Between marks a gap is as wide as what is missing.
+    hasGaps |= painted.detail <= Detail::Labels && section.hasGap();
     append(lines, {"", heading(section, painted.perMark, style)});
     append(lines, painted.lines);
   }
-  if (const Lines meanings = legend.lines(); !meanings.empty()) {
+  if (const Lines meanings = legend(used, steps, hasGaps, style); !meanings.empty()) {
     lines.push_back("");
     append(lines, meanings);
   }

@@ -28,7 +28,6 @@ struct Entry {
   VolumeContents contents{};
   Checksums checksums{};
   std::string checksumProblem{};  ///< why the checksums cannot be read
-  std::string reason{};           ///< why the volume cannot be examined
 };
 
 Entry examine(const fs::path& root, const std::string& volume) {
@@ -39,14 +38,6 @@ Entry examine(const fs::path& root, const std::string& volume) {
     entry.checksumProblem = failure.what();
   }
   return entry;
-}
-
-Entry examineIfReadable(const fs::path& root, const std::string& volume) {
-  try {
-    return examine(root, volume);
-  } catch (const std::exception& failure) {
-    return {.volume = volume, .reason = failure.what()};
-  }
 }
 
 double shareOf(unsigned long long bytes) {
@@ -68,30 +59,7 @@ Json knownOrNull(const Entry& entry, bool value) {
 void addTotals(Json& values, const Entry& entry) {
   values["share"] = shareOf(entry.contents.bytes);
   values["checksums"] = knownOrNull(entry, !entry.checksums.empty());
-}
-
-void addProblem(Json& values, const Entry& entry) {
   if (!entry.checksumProblem.empty()) values["checksumProblem"] = entry.checksumProblem;
-}
-
-Json entryJson(const Entry& entry) {
-  if (!entry.reason.empty()) {
-    return {{"volume", entry.volume}, {"state", "unreadable"}, {"reason", entry.reason}};
-  }
-  Json values{{"volume", entry.volume},
-              {"state", "ok"},
-              {"marks", entry.contents.marks.size()},
-              {"bytes", entry.contents.bytes}};
-  addTotals(values, entry);
-  addProblem(values, entry);
-  return values;
-}
-
-Row entryRow(const Entry& entry) {
-  if (!entry.reason.empty()) return {entry.volume, "-", "-", "-", "-", entry.reason};
-  const unsigned long long bytes = entry.contents.bytes;
-  return {entry.volume, std::to_string(entry.contents.marks.size()), std::to_string(bytes),
-          fmt::format("{:.1f} %", shareOf(bytes) * 100), checksumText(entry)};
 }
 
 void listVolumes(const NoOptions&, const Session& session) {
@@ -100,9 +68,19 @@ void listVolumes(const NoOptions&, const Session& session) {
   Json list = Json::array();
   std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
   for (const std::string& volume : volumesIn(root)) {
-    const Entry entry = examineIfReadable(root, volume);
-    list.push_back(entryJson(entry));
-    rows.push_back(entryRow(entry));
+    try {
+      const Entry entry = examine(root, volume);
+      const std::size_t marks = entry.contents.marks.size();
+      const unsigned long long bytes = entry.contents.bytes;
+      Json values{{"volume", volume}, {"state", "ok"}, {"marks", marks}, {"bytes", bytes}};
+      addTotals(values, entry);
+      list.push_back(std::move(values));
+      rows.push_back({volume, std::to_string(marks), std::to_string(bytes),
+                      fmt::format("{:.1f} %", shareOf(bytes) * 100), checksumText(entry)});
+    } catch (const std::exception& failure) {
+      list.push_back({{"volume", volume}, {"state", "unreadable"}, {"reason", failure.what()}});
+      rows.push_back({volume, "-", "-", "-", "-", failure.what()});
+    }
   }
   printResult(
       session.json,
@@ -149,7 +127,6 @@ void showVolume(const Options& options, const Session& session) {
   values["marks"] = std::move(marks);
   values["gaps"] = std::move(gaps);
   values["otherEntries"] = contents.others;
-  addProblem(values, entry);
   printResult(session.json, values, tableText(rows));
 }
 
