@@ -202,6 +202,11 @@ TEST_F(ToolVolume, AReadNeedsNoRightToWriteAndReportsAReaderThatEndsEarly) {
   EXPECT_EQ(fs::file_size(path("copy")), fs::file_size(TQLIB_BINARY));
   tqlib("volume read A --mark 2 2>err2 | head -c 1");
   EXPECT_NE(readFile(path("err2")).find("its reader has ended"), std::string::npos);
+  writeFile(path("mounted"), "old");  // a mount point cannot be replaced
+  tqlib(
+      "--version; TQ_PLATFORM_CONFIG=store/tqlib.ini unshare -rm sh -c \"mount --bind mounted "
+      "mounted && '" TQLIB_BINARY "' volume read A mounted --mark 0\"");
+  EXPECT_EQ(readFile(path("mounted")), "old");
 }
 
 TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {
