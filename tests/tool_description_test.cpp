@@ -97,8 +97,7 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
       {R"("format": 2)", "format: 2 is not supported"},
       {R"("drives": [{}, {"serail": "X"}])", "drives[1].serail: unknown key"},
       {R"("drives": [{"serial": 7}])", "drives[0].serial: expected a string"},
-      {R"("drives": [{"hosts": [{"lun": 1.5}]}])",
-       "drives[0].hosts[0].lun: expected an integer"},
+      {R"("drives": [{"hosts": [{"lun": 1.5}]}])", "drives[0].hosts[0].lun: expected an integer"},
       {R"("drives": [{"hosts": [{"path": "x"}]}])", "drives[0].hosts[0].name: the text is empty"},
       {R"("drives": [{"hosts": ["H", "h"]}])", "drives[0].hosts[1].name: host h appears twice"},
       {R"("drives": [{"serial": "ab"}, {"serial": "AB"}])", "drives[1].serial: two drives"},
@@ -130,7 +129,8 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
        "elements: barcode A is in slot:1 and in shelf:1"},
       {R"("elements": [{"element": "slot:1", "barcode": "A", "occupied": false}])",
        "elements[0].barcode: the element is not occupied"},
-      {R"("elements": [{"element": "slot:1", "occupied": "yes"}])", "elements[0].occupied: "},
+      {R"("elements": [{"element": "slot:1", "occupied": "yes"}])",
+       "elements[0].occupied: expected true"},
       {R"("elements": [{"element": "slot:1", "barcode": "a\u007f"}])", "the barcode of slot:1"},
       // The API refuses this one when the rest exists already.
       {R"("elements": [{"element": "shelf:1", "barcode": "a\uFFFF"}])", "cannot set the elements"},
@@ -141,7 +141,7 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
     expectRefused(1, "library create --from in.json", one.reason);
   }
   for (const auto& [text, reason] :
-       {std::pair("[]", "object"), std::pair("{}", "serial: it is missing"),
+       {std::pair("[]", "expected an object"), std::pair("{}", "serial: it is missing"),
         std::pair(R"({"serial": "L"})", "hosts: expected at least one"),
         std::pair(R"({"serial": "a/b"})", "serial: the name cannot")}) {
     writeFile(path("in.json"), text);

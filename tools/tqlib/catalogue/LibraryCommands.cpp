@@ -179,7 +179,7 @@ void dropLibrary(const std::string& host, const std::string& library) {
   if (!emulator.RemoveVirtualDevice(host, library, library)) {
     throw libraryFailure(
         "cannot remove library " + library, emulator,
-        isListed(library) ? kSeeLog : "it is not listed; --purge deletes its file");
+        isListed(library) ? seeLog() : "it is not listed; --purge deletes its file");
   }
   requireSaved(emulator, "the removal of library " + library);
 }

@@ -28,7 +28,7 @@ void changeList(const std::function<bool(DOMDocument&)>& change) {
     const std::string folder = catalogueFolder();
     // Completing that save would replace this list by an older one.
     if (PairedSave::isPending(folder)) {
-      throw Failure("an earlier save of the library list is incomplete", kSeeLog);
+      throw Failure("an earlier save of the library list is incomplete", seeLog());
     }
     const std::string path = folder + names::listFile;
     const bool isNew = !TqLibEmlFile::IsFilePresent(path);

@@ -11,8 +11,8 @@
 #include <fmt/format.h>
 
 #include "base/Errors.h"
-#include "base/JsonObject.h"
-#include "base/StrictJson.h"
+#include "base/Json.h"
+#include "base/Json.h"
 #include "description/LibraryDescription.h"
 
 namespace {
