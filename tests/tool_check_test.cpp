@@ -1,4 +1,4 @@
-// What "tqlib check" finds, and what it mends.
+// What "tqlib check" finds, and what it fixes.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -20,14 +20,15 @@ using tests::writeFile;
 const std::string kLibrary = "LibEmulator/Lib_LIB1.xml";
 const std::string kOther = "LibEmulator/Lib_X.xml";
 const std::string kList = "LibEmulator/LibraryList.xml";
-const std::string kNote = "LibEmulator/.tqlib-pending";
-const std::string kPrepared = ".tqlib-0123456789abcdef.new";
-const std::string kAside = "LibEmulator/" + kPrepared;
+const std::string kJournal = "LibEmulator/.tqlib-pending";
+const std::string kTemporaryName = ".tqlib-0123456789abcdef.new";
+const std::string kTemporary = "LibEmulator/" + kTemporaryName;
+const std::string kVolumesTemporary = "tapes/" + kTemporaryName;
 const std::string kDead = "2147483646";  // more than any process is numbered
 const std::string kStandIn = "LibEmulator/Lib_.tqlib-stand-in-" + kDead + ".xml";
 const std::string kHalfCopy = "LibEmulator/LibraryList.xml.before-fix-1.tqlib-" + kDead;
 const std::string kVolumeCopy = "tapes/.tqlib-copy-" + kDead;
-const std::string kHalfSums = "tapes/A1.sha256.tqlib-" + kDead;
+const std::string kHalfChecksums = "tapes/A1.sha256.tqlib-" + kDead;
 
 std::string write(const std::string& file, const std::string& text) {
   return "printf '" + text + "' >" + file;
@@ -38,8 +39,8 @@ std::string inLibrary(const std::string& from, const std::string& to) {
 std::string inList(const std::string& added) {
   return "sed -i 's|</LibraryList>|" + added + "&|' " + kList;
 }
-// A prepared file may be all that is left of what a note names.
-const std::string kPrepare = "touch " + kAside + " && ";
+// A temporary file may be all that is left of what a journal names.
+const std::string kPrepare = "touch " + kTemporary + " && ";
 const std::string kEmptied = inLibrary("IsOccupied=\"true\"", "IsOccupied=\"0\"");
 
 class ToolCheck : public tests::ToolRun {
@@ -88,7 +89,7 @@ struct Fault {
   const char* element = "";
 };
 
-const Fault kMended[] = {
+const Fault kFixed[] = {
     {"entry-without-file", inList("<Library Id=\"LIB2\"/>"), kList, "LIB2"},
     {"file-without-entry", write(kList, "<LibraryList/>")},
     {"file-without-entry", "rm " + kList},
@@ -96,21 +97,22 @@ const Fault kMended[] = {
     {"occupancy", inLibrary("IsOccupied=\"true\"", "IsOccupied=\"fALSE\""), kLibrary, "slot:1000"},
     {"occupancy", inLibrary("\"false\" Name=\"Slot_1002", "\"no\" Name=\"Slot_1002"), kLibrary,
      "slot:1002"},
-    {"half-saved", write(kNote, kPrepared + "\\0LibraryList.xml\\0"), kNote},
-    {"left-over", write(kAside, ""), kAside},
+    {"half-saved", write(kJournal, kTemporaryName + "\\0LibraryList.xml\\0"), kJournal},
+    {"left-over", write(kTemporary, ""), kTemporary},
     {"left-over", write(kStandIn, "<Devices/>"), kStandIn},
     {"left-over", write(kHalfCopy, ""), kHalfCopy},
     {"left-over", "mkdir -p " + kVolumeCopy + "/x", kVolumeCopy},
-    {"left-over", write(kHalfSums, ""), kHalfSums},
+    {"left-over", write(kHalfChecksums, ""), kHalfChecksums},
+    {"left-over", write(kVolumesTemporary, ""), kVolumesTemporary},
 };
 
-const Fault kNotMended[] = {
+const Fault kNotFixed[] = {
     {"unparsable-file", write(kLibrary, "<Devices><Library>")},
     {"unparsable-file", "ln -sf gone " + kLibrary},
     {"unparsable-file", write(kList, "<LibraryList>"), kList},
     {"unparsable-file", "mkdir " + kOther, kOther},
     {"unparsable-file", "mkfifo " + kOther, kOther},
-    {"unparsable-file", kPrepare + "mkdir " + kNote, kNote},
+    {"unparsable-file", kPrepare + "mkdir " + kJournal, kJournal},
     {"unparsable-file", "sed -i s,/tapes,/gone, tqlib.ini", "gone"},
     {"entry-without-file", inList("<Library Id=\"LIB2\"><x/></Library>"), kList, "LIB2"},
     {"doubled-entry", inList("<Library Id=\"LIB1\"><x/></Library>"), kList, "LIB1"},
@@ -141,8 +143,9 @@ const Fault kNotMended[] = {
     {"volume-without-medium", "mkdir tapes/B1", "tapes/B1"},
     {"volume-over-limit", "truncate -s 1048577 tapes/A1/00000000", "tapes/A1"},
     {"mark-gap", write("tapes/A1/00000002", ""), "tapes/A1"},
-    {"half-saved", kPrepare + write(kNote, kPrepared + "\\0../LibraryList.xml\\0"), kNote},
-    {"half-saved", kPrepare + write(kNote, ""), kNote},
+    {"half-saved", kPrepare + write(kJournal, kTemporaryName + "\\0../LibraryList.xml\\0"),
+     kJournal},
+    {"half-saved", kPrepare + write(kJournal, ""), kJournal},
 };
 
 class ToolCheckOf : public ToolCheck, public testing::WithParamInterface<Fault> {
@@ -165,10 +168,10 @@ protected:
     return {};
   }
 };
-class ToolCheckMends : public ToolCheckOf {};
+class ToolCheckFixes : public ToolCheckOf {};
 class ToolCheckLeaves : public ToolCheckOf {};
 
-TEST_P(ToolCheckMends, WhatHasOneRightAnswer) {
+TEST_P(ToolCheckFixes, WhatHasOneRightAnswer) {
   EXPECT_EQ(foundFault()["fixable"], true);
   expectDone("check --fix");
   expectClean();
@@ -186,16 +189,16 @@ std::string nameOf(const testing::TestParamInfo<Fault>& test) {
   std::ranges::replace(name, '-', '_');
   return name + "_" + std::to_string(test.index);
 }
-INSTANTIATE_TEST_SUITE_P(Faults, ToolCheckMends, testing::ValuesIn(kMended), nameOf);
-INSTANTIATE_TEST_SUITE_P(Faults, ToolCheckLeaves, testing::ValuesIn(kNotMended), nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, ToolCheckFixes, testing::ValuesIn(kFixed), nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, ToolCheckLeaves, testing::ValuesIn(kNotFixed), nameOf);
 
-TEST_F(ToolCheck, MakesNoCatalogueWhereThereIsNone) {
+TEST_F(ToolCheck, CreatesNoCatalogue) {
   fs::remove_all(stored("LibEmulator"));
   expectRefused(1, "check", "no catalogue");
   EXPECT_FALSE(fs::exists(stored("LibEmulator")));
 }
 
-TEST_F(ToolCheck, MendingKeepsACopyAndWhatItDoesNotKnow) {
+TEST_F(ToolCheck, FixKeepsACopyAndWhatItDoesNotKnow) {
   const std::string list = stored(kList);
   sh("sed -i 's|<LibraryList|<!-- mine --><LibraryList owner=\"me\"|' " + kList);
   sh(inList("<Library Id=\"GONE\"/>\\&lt;"));
@@ -210,10 +213,10 @@ TEST_F(ToolCheck, MendingKeepsACopyAndWhatItDoesNotKnow) {
   const std::string copy = finding["copy"];
   EXPECT_TRUE(copy.starts_with(list + ".before-fix-"));
   EXPECT_EQ(readFile(copy), before);
-  const std::string mended = readFile(list);
+  const std::string fixed = readFile(list);
   for (const char* kept : {"<!-- mine -->", "owner=\"me\"", "&lt;", "Id=\"LIB1\""})
-    EXPECT_NE(mended.find(kept), std::string::npos) << mended;
-  EXPECT_EQ(mended.find("GONE"), std::string::npos);
+    EXPECT_NE(fixed.find(kept), std::string::npos) << fixed;
+  EXPECT_EQ(fixed.find("GONE"), std::string::npos);
   EXPECT_TRUE(fs::is_symlink(list));
   for (const std::string& file : {list, copy})
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640)) << file;
@@ -221,7 +224,7 @@ TEST_F(ToolCheck, MendingKeepsACopyAndWhatItDoesNotKnow) {
 }
 
 // A list that was saved once more: its first save has the attributes in another order.
-TEST_F(ToolCheck, WritesFilesAsTheLibraryDoes) {
+TEST_F(ToolCheck, WritesFilesAsTheApiDoes) {
   makeLibrary("LIB2");
   const auto before = everything();
   sh(kEmptied + " && " + inList("<Library Id=\"LIB1\"/>"));
@@ -230,7 +233,7 @@ TEST_F(ToolCheck, WritesFilesAsTheLibraryDoes) {
     EXPECT_EQ(readFile(file), before.at(file));
 }
 
-TEST_F(ToolCheck, DeletesNoVolumeOfALibraryThatItDoesNotKnow) {
+TEST_F(ToolCheck, AdvisesNoDeletionWhileALibraryCannotBeRead) {
   const std::string kUnknown[] = {
       inList("<Library Id=\"GONE\"/>"),  inList("<Library/>"),
       write(kList, "<LibraryList>"),     inLibrary("</Devices>", "<Library/></Devices>"),
@@ -240,7 +243,7 @@ TEST_F(ToolCheck, DeletesNoVolumeOfALibraryThatItDoesNotKnow) {
   for (const std::string& script : kUnknown) {
     sh(script);
     const Result result = tqlib("check");
-    EXPECT_NE(result.out.find("mend the libraries that cannot be read first"), std::string::npos);
+    EXPECT_NE(result.out.find("fix the libraries that cannot be read first"), std::string::npos);
     EXPECT_EQ(result.out.find("delete the volume"), std::string::npos) << result.out;
     for (const std::string& name : {kList, kLibrary})
       writeFile(stored(name), sound.at(stored(name)));
@@ -255,27 +258,29 @@ TEST_F(ToolCheck, CountsTheMediaOnTheShelvesOfARemovedLibrary) {
   EXPECT_EQ(ask("check")["findings"][0]["next"], "move the barcodes elsewhere first, by hand");
 }
 
-TEST_F(ToolCheck, JudgesAndDeletesNothingThatALockHides) {
+TEST_F(ToolCheck, ReportsAndDeletesNothingThatIsLocked) {
   const auto lock = [&](const std::string& name) {
     const int folder = open(stored(name).c_str(), O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(flock(folder, LOCK_EX), 0);
     return folder;
   };
-  writeFile(stored(kAside), "");
+  writeFile(stored(kTemporary), "");
   const int locked = lock("LibEmulator");
   EXPECT_EQ(onlyFinding(), "locked-catalogue");
   close(locked);
-  // Nor what is no plain file, nor a copy that is built.
+  // Nor what is no regular file, nor what another process writes.
   fs::create_directory(stored("LibEmulator/.tqlib-0.new"));
   fs::create_directory(stored(kVolumeCopy));
-  const int built = lock(kVolumeCopy);
+  writeFile(stored(kVolumesTemporary), "");
+  const int locks[] = {lock(kVolumeCopy), lock(kVolumesTemporary)};
   expectDone("check --fix");
-  close(built);
-  EXPECT_FALSE(fs::exists(stored(kAside)));
+  for (const int open : locks) close(open);
+  EXPECT_FALSE(fs::exists(stored(kTemporary)));
   EXPECT_TRUE(fs::exists(stored(kVolumeCopy)));
+  EXPECT_TRUE(fs::exists(stored(kVolumesTemporary)));
 }
 
-TEST_F(ToolCheck, MendsNothingThatABarcodeInTwoPlacesLeavesOpen) {
+TEST_F(ToolCheck, FixesNothingWhileABarcodeIsInTwoPlaces) {
   sh(kEmptied);
   expectDone("element set LIB1 slot:1001 --barcode A1");
   const auto before = everything();
@@ -283,26 +288,26 @@ TEST_F(ToolCheck, MendsNothingThatABarcodeInTwoPlacesLeavesOpen) {
   EXPECT_EQ(everything(), before);
 }
 
-TEST_F(ToolCheck, AMendingThatFailsIsToldAndLeavesNothingBehind) {
+TEST_F(ToolCheck, ReportsAFailedFixAndLeavesNothingBehind) {
   sh(kEmptied);
   const auto before = everything();
   letSavesFail();
   const Result result = tqlib("check --fix");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.out.find("not mended: occupancy: slot:1000"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("not fixed: occupancy: slot:1000"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("failed: "), std::string::npos) << result.out;
   EXPECT_EQ(everything(), before);
 }
 
-TEST_F(ToolCheck, AsksOnATerminalAndTakesNoForNo) {
-  if (std::system("command -v script >/dev/null") != 0) GTEST_SKIP() << "there is no script(1)";
+TEST_F(ToolCheck, AsksOnATerminalAndFixesNothingAfterNo) {
+  if (std::system("command -v script >/dev/null") != 0) GTEST_SKIP() << "script(1) is missing";
   sh(kEmptied);
   for (const std::string answer : {"n", "y"}) {
     const std::string typed = "cd '" + m_folder.path().string() + "' && echo " + answer +
                               " | TQ_PLATFORM_CONFIG=store/tqlib.ini script -qec '" TQLIB_BINARY
                               " check --fix' typescript >/dev/null";
     EXPECT_EQ(WEXITSTATUS(std::system(typed.c_str())), answer == "y" ? 0 : 1);
-    EXPECT_NE(readFile(path("typescript")).find("Mend 1 of 1 findings?"), std::string::npos);
+    EXPECT_NE(readFile(path("typescript")).find("Fix 1 of 1 findings?"), std::string::npos);
   }
   expectClean();
 }

@@ -1,17 +1,26 @@
+// Most of this is asked of the API. Where no call of it gives an answer, or only for a catalogue
+// without faults, the files are read.
 #include "catalogue/Catalogue.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <set>
 
-#include "files/Names.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/XmlScan.h"
+#include "catalogue/VolumeFiles.h"
+#include "files/Descendants.h"
+#include "files/NewDocument.h"
+#include "files/PairedSave.h"
+#include "files/SavedDocument.h"
+#include "files/XmlText.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+using xercesc::DOMDocument;
 
 constexpr int kOtherLibrary = 50008;
 
@@ -24,13 +33,30 @@ std::vector<std::string> driveNames(const std::string& library) {
   }
 }
 
-template <typename Wanted>
-const SCSIUnitNoMap* find(const std::vector<SCSIUnitNoMap>& devices, Wanted wanted) {
-  const auto found = std::find_if(devices.begin(), devices.end(), wanted);
-  return found == devices.end() ? nullptr : &*found;
+}  // namespace
+
+ParsedFile readDocument(const std::string& path) {
+  ParsedFile file = parseFile(path);
+  const bool isRead = file.document() != nullptr;
+  if (!isRead && file.error.empty()) throw systemFailure(path, ENOENT);
+  if (isRead && rootOf(file.document()) == nullptr) file.error = "it has no root element";
+  if (!file.error.empty()) throw Failure(fmt::format("{} cannot be parsed: {}", path, file.error));
+  return file;
 }
 
-}  // namespace
+std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
+                                         const XMLCh* attribute) {
+  const ParsedFile file = readDocument(path);
+  std::vector<std::string> values;
+  for (const xercesc::DOMElement* found : Descendants(rootOf(file.document()), element)) {
+    values.push_back(toUtf8(found->getAttribute(attribute)));
+  }
+  return values;
+}
+
+std::size_t countElements(const std::string& path, const XMLCh* element) {
+  return attributeValues(path, element, names::name).size();
+}
 
 void asOneStep(const std::function<void()>& steps) {
   TqLibEmulator emulator;
@@ -43,51 +69,71 @@ void asOneStep(const std::function<void()>& steps) {
   if (!isBegun) throw libraryFailure("the catalogue cannot be changed", emulator);
 }
 
-void requireSaved(const TqLibEmulator& emulator, const std::string& what) {
-  const std::string reason = emulator.saveError();
-  if (!reason.empty()) throw Failure(what + " was not saved: " + reason);
+void changeFile(const std::string& path, const XMLCh* newRoot,
+                const std::function<bool(DOMDocument&)>& change) {
+  asOneStep([&] {
+    // Its completion would replace this file by an older one.
+    if (PairedSave::isPending(configuredCatalogue())) {
+      throw Failure("an earlier save of two files is half done");
+    }
+    // Where a broken symbolic link leads, a file may be back tomorrow.
+    const bool isNew =
+        newRoot != nullptr && fs::symlink_status(path).type() == fs::file_type::not_found;
+    const auto created = isNew ? newDocument(newRoot) : XmlOwner<DOMDocument>();
+    const ParsedFile parsed = isNew ? ParsedFile() : readDocument(path);
+    DOMDocument* document = isNew ? created.get() : parsed.document();
+    if (!change(*document)) return;
+    std::string error;
+    SavedDocument{document, path, isNew ? Existing::Kept : Existing::Replaced}.save(error);
+    if (!error.empty()) throw Failure(error);
+  });
 }
 
-// The device query names the listed libraries too, but stops at the first one that is broken, when
-// an operator wants to see the list most.
+void requireSaved(const TqLibEmulator& emulator, const std::string& what) {
+  const std::string reason = emulator.saveError();
+  if (!reason.empty()) throw Failure(fmt::format("{} was not saved: {}", what, reason));
+}
+
+// The device query lists the libraries too, but stops at the first one that is damaged, when an
+// operator needs the list most.
 std::vector<std::string> listedLibraries() {
   const std::string list = catalogueFolder() + names::listFile;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
   try {
     return attributeValues(list, names::library, names::id);
   } catch (const Failure& failure) {
-    throw Failure(failure.what(), "mend the list, or write it anew");
+    throw Failure(failure.what(), "fix the list, or write it anew");
   }
 }
 
 bool isListed(const std::string& library) {
-  const std::vector<std::string> listed = listedLibraries();
-  return std::find(listed.begin(), listed.end(), library) != listed.end();
+  return std::ranges::count(listedLibraries(), library) > 0;
 }
 
 std::vector<std::string> storedLibraries() {
   std::set<std::string> keys;
-  for (const fs::directory_entry& entry : fs::directory_iterator(catalogueFolder())) {
-    const std::string key = names::keyOf(entry.path().filename().string());
+  for (const std::string& name : namesIn(catalogueFolder())) {
+    const std::string key = names::keyOf(name);
     if (!key.empty()) keys.insert(key);
   }
   return {keys.begin(), keys.end()};
 }
 
 RemovedLibrary::RemovedLibrary(const std::string& library)
-    : Failure("library " + library + " was removed, and its file stayed: " + libraryFile(library),
+    : Failure(fmt::format("library {} was removed, and its file stayed: {}", library,
+                          libraryFile(library)),
               purgeCommand(library) + " deletes the file") {}
 
 Failure listedOnly(const std::string& library) {
-  return Failure("library " + library + " is listed without a file",
+  return Failure(fmt::format("library {} is listed without a file", library),
                  purgeCommand(library) + " takes it off the list");
 }
 
 std::string purgeCommand(const std::string& library) {
-  return "\"tqlib library remove " + library + " --purge\"";
+  return fmt::format("\"tqlib library remove {} --purge\"", library);
 }
 
-// The library has no code and one message for a file with none and one with several.
+// The API has no code, and the same message for a file with no library and one with several.
 bool wasRemoved(const std::string& library) {
   TqLibEmulator emulator;
   std::vector<LibElement> ignored;
@@ -95,8 +141,8 @@ bool wasRemoved(const std::string& library) {
          countElements(libraryFile(library), names::library) == 0;
 }
 
-// The status is the one query that tells whether the library in the file has this serial number,
-// whatever hosts see it. Were it another, a removal would be taken for that of a drive.
+// Only the status query shows whether the library in the file has this serial number, whatever
+// hosts see it. With another one, a removal would be taken for that of a drive.
 void requireWholeLibrary(const std::string& library) {
   inventory(library);
   TqLibEmulator emulator;
@@ -105,7 +151,8 @@ void requireWholeLibrary(const std::string& library) {
   int ascq = 0;
   if (!emulator.GetVirtualDeviceStatus(library, status, asc, ascq, true) &&
       emulator.getErrorCode() == kOtherLibrary) {
-    throw libraryFailure("the file of library " + library + " is that of another one", emulator);
+    throw libraryFailure(fmt::format("the file of library {} is that of another one", library),
+                         emulator);
   }
 }
 
@@ -126,14 +173,15 @@ std::vector<LibElement> inventory(const std::string& library) {
   std::vector<LibElement> elements;
   if (emulator.GetVirtualLibraryElements(library, elements)) return elements;
   if (wasRemoved(library)) throw RemovedLibrary(library);
-  throw libraryFailure("library " + library + " cannot be read", emulator);
+  throw libraryFailure(fmt::format("library {} cannot be read", library), emulator);
 }
 
 std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host) {
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
-    throw libraryFailure("the devices of library " + library + " cannot be read", emulator);
+    throw libraryFailure(fmt::format("the devices of library {} cannot be read", library),
+                         emulator);
   }
   return devices;
 }
@@ -144,31 +192,28 @@ bool isLibrary(const SCSIUnitNoMap& device) {
 
 const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
                                const std::string& serial) {
-  return find(devices, [&](const SCSIUnitNoMap& device) {
-    return !isLibrary(device) && device.SerialNumber == serial;
-  });
+  for (const SCSIUnitNoMap& device : devices) {
+    if (!isLibrary(device) && device.SerialNumber == serial) return &device;
+  }
+  return nullptr;
 }
 
 const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices) {
-  return find(devices, isLibrary);
+  const auto found = std::ranges::find_if(devices, isLibrary);
+  return found == devices.end() ? nullptr : &*found;
 }
 
 std::string folded(std::string serial) {
-  std::transform(serial.begin(), serial.end(), serial.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (char& character : serial) {
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  }
   return serial;
 }
 
 void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
                    const std::string& what) {
   TqLibEmulator emulator;
-  bool updated = false;
-  try {
-    updated = emulator.UpdateVirtualDevice(batch, library);
-  } catch (const std::exception& error) {
-    throw Failure(what + ": " + error.what());
-  }
-  if (!updated) throw libraryFailure(what, emulator);
+  if (!emulator.UpdateVirtualDevice(batch, library)) throw libraryFailure(what, emulator);
   requireSaved(emulator, "library " + library);
 }
 
@@ -180,7 +225,7 @@ void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::s
     for (const std::string& name : driveNames(other)) {
       if (!wanted.contains(folded(name))) continue;
       throw Failure("another library has a drive of that serial number: " + other,
-                    "\"tqlib library show " + other + "\" names it");
+                    fmt::format("\"tqlib library show {}\" shows it", other));
     }
   }
 }

@@ -1,6 +1,7 @@
 // What the catalogue holds: its files, its list, and the devices and elements of a library.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -8,9 +9,28 @@
 #include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "files/Names.h"
+#include "files/ParsedFile.h"
+
+/// The document of a catalogue file, which has a root. Throws Failure when the file cannot be read
+/// or parsed.
+ParsedFile readDocument(const std::string& path);
+
+/// The value of `attribute` in every element named `element` of a catalogue file, in the order of
+/// the file; empty text for an element without it. Throws as readDocument() does.
+std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
+                                         const XMLCh* attribute);
+
+/// The number of elements named `element` in a catalogue file. Throws as readDocument() does.
+std::size_t countElements(const std::string& path, const XMLCh* element);
 
 inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
 inline constexpr int kMediumChanger = 8;
+
+/// Passes the document of a catalogue file to `change`, and saves it when that returns true. Both
+/// are one step for other processes. A file that does not exist begins with an empty root of the
+/// name `newRoot`, unless that is null. Throws Failure.
+void changeFile(const std::string& path, const XMLCh* newRoot,
+                const std::function<bool(xercesc::DOMDocument&)>& change);
 
 /// Runs `steps` while no other thread or process changes the catalogue, so that what they looked at
 /// is still true when they save. Completes a save of a library and the list that broke off. Lets

@@ -1,3 +1,4 @@
+// The configuration is read with the functions of the API, so that both always agree.
 #include "catalogue/Configuration.h"
 
 #include <unistd.h>
@@ -7,6 +8,7 @@
 
 #include "TqLibEmlFile.h"
 #include "base/Errors.h"
+#include "files/ConfiguredPlaces.h"
 #include "files/Names.h"
 
 namespace {
@@ -20,9 +22,10 @@ std::string chosenFile(const std::string& config) {
   return fromEnvironment && *fromEnvironment ? fromEnvironment : kSystemFile;
 }
 
-std::string nextStep(int code) {
-  return code == EACCES ? "run it as the user of the emulator" : "\"tqlib init DIR\" writes one";
-}
+/// The configuration as it is now.
+struct Store : TQPlatformInfo {
+  Store() { setFocus(TQPI_Focus::getFocus()); }
+};
 
 }  // namespace
 
@@ -31,16 +34,36 @@ void useConfiguration(const std::string& config) {
   // Without a configuration the calls would fail with a path that means nothing to an operator.
   if (access(file.c_str(), R_OK) != 0) {
     const int code = errno;
-    throw Failure(std::string("no configuration: ") + systemFailure(file, code).what(),
-                  nextStep(code));
+    throw Failure(
+        std::string("no configuration: ") + systemFailure(file, code).what(),
+        code == EACCES ? "run it as the user of the emulator" : "\"tqlib init DIR\" writes one");
   }
   setenv(kVariable, file.c_str(), 1);
+}
+
+std::string configuredCatalogue() {
+  Store store;
+  std::string path;
+  findCatalogueDirectory(store, path);
+  return path;
+}
+
+ConfiguredFolder configuredTapeFolder() {
+  Store store;
+  std::string path;
+  const bool isNamed = findTapeDirectory(store, path) && !path.empty();
+  return {isNamed ? path : configuredCatalogue() + kDataFolder, isNamed};
+}
+
+unsigned long long configuredVolumeLimit() {
+  Store store;
+  return maxVolumeSize(store);
 }
 
 std::string catalogueFolder() {
   std::string directory;
   if (TqLibEmlFile::GetTQLibEMLXMLDir(directory) == 0) {
-    throw Failure("the catalogue folder cannot be made: " + directory,
+    throw Failure("cannot create the catalogue folder: " + directory,
                   "see the log: the folder, or the configuration, cannot be used");
   }
   return directory;
@@ -56,6 +79,6 @@ bool libraryExists(const std::string& library) {
 
 void requireLibrary(const std::string& library) {
   if (!libraryExists(library)) {
-    throw Failure("no such library: " + library, "\"tqlib library list\" names those there are");
+    throw Failure("no such library: " + library, "\"tqlib library list\" lists the libraries");
   }
 }

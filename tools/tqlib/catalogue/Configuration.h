@@ -1,4 +1,4 @@
-// Which configuration the library works with, and where its catalogue lies.
+// The configuration: which file it is, and where it puts the catalogue and the volumes.
 #pragma once
 
 #include <string>
@@ -6,11 +6,29 @@
 /// The file that init writes into its folder.
 inline constexpr char kConfigurationFileName[] = "tqlib.ini";
 
-/// Makes `config`, or else what the environment or the system names, the library's configuration.
+/// Makes `config`, or else what the environment or the system names, the API's configuration.
 /// Throws Failure when that file cannot be read.
 void useConfiguration(const std::string& config);
 
-/// The catalogue folder, with "/" at its end. Throws Failure when it cannot be made.
+// What the configuration says. Nothing is created, while the API creates the folders that it is
+// asked for.
+
+/// The catalogue folder, with "/" at its end, whether it exists or not.
+std::string configuredCatalogue();
+
+struct ConfiguredFolder {
+  std::string path;
+  bool isNamed;  ///< in the configuration; else it is a folder of the catalogue, made when needed
+};
+
+ConfiguredFolder configuredTapeFolder();
+
+/// The most bytes that one volume may hold.
+unsigned long long configuredVolumeLimit();
+
+// The catalogue as the API finds it, with its folder created
+
+/// The catalogue folder, with "/" at its end. Throws Failure when it cannot be created.
 std::string catalogueFolder();
 
 std::string libraryFile(const std::string& library);

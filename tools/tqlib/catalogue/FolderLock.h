@@ -1,22 +1,43 @@
-// The lock of the catalogue, as every process takes it that changes something there.
+// A lock on a folder or a file, as long as the object lives: that of the catalogue, or that of a
+// tqlib which works on a volume.
 #pragma once
 
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
 #include <chrono>
 #include <string>
+#include <thread>
 
+#include "base/Errors.h"
 #include "common/FileDescriptor.h"
 
-/// Holds the lock of the folder as long as it lives. The library takes it too, in each of its
-/// calls that change something, and would wait for this one in vain: let go of it before.
+/// The API takes the lock of the catalogue folder in each call that changes something, and would
+/// wait for this one in vain: do not make such a call while it is held.
 class FolderLock {
 public:
-  FolderLock(const std::string& folder, std::chrono::milliseconds longestWait);
+  /// Throws Failure when `path` cannot be opened.
+  FolderLock(const std::string& path, std::chrono::milliseconds longestWait)
+      : m_file(openFile(path.c_str(), O_RDONLY | O_NONBLOCK)) {
+    if (!m_file) throw systemFailure(path, errno);
+    const auto end = std::chrono::steady_clock::now() + longestWait;
+    while (!tryLock() && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+  }
 
-  /// False when another process kept it. A folder whose file system has no locks is one that
-  /// everybody has to work on without, and counts as locked.
+  /// False when another process keeps it. Where the file system has no locks, true.
   bool isHeld() const { return m_isHeld; }
 
 private:
-  FileDescriptor m_folder;
-  bool m_isHeld;
+  // flock(2) has no timeout.
+  bool tryLock() {
+    m_isHeld = flock(m_file.get(), LOCK_EX | LOCK_NB) == 0 ||
+               (errno != EWOULDBLOCK && errno != EINTR && errno != EACCES);
+    return m_isHeld;
+  }
+
+  FileDescriptor m_file;
+  bool m_isHeld = false;
 };

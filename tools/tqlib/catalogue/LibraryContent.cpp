@@ -1,165 +1,114 @@
+// Two walks over a library file: one for its drives, slots and shelves in their order, one for the
+// values of the library itself.
 #include "catalogue/LibraryContent.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
-#include <limits>
 
 #include "TqLibEmulator.h"
-#include "catalogue/XmlScan.h"
 #include "files/Descendants.h"
+#include "files/DomValues.h"
+#include "files/XmlText.h"
 
 namespace {
 
 using xercesc::DOMElement;
-using xercesc::DOMNode;
+
+/// Where the file has the first address and the number of the elements of a type.
+struct RangeNames {
+  int type;
+  const XMLCh* first;
+  const XMLCh* count;
+};
+
+constexpr RangeNames kRanges[] = {
+    {LIB_ELEM_SLOT, names::slotBaseAddress, names::slotCount},
+    {LIB_ELEM_MAIL_SLOT, names::iePortBaseAddress, names::iePortCount},
+    {LIB_ELEM_DRIVE, names::driveBaseAddress, names::driveCount}};
 
 bool isNamed(const DOMElement& element, const XMLCh* name) {
-  return xercesc::XMLString::equals(element.getTagName(), name);
+  return xercesc::XMLString::equals(element.getNodeName(), name);
 }
 
 std::string attribute(const DOMElement& element, const XMLCh* name) {
-  return MyTranscode(element.getAttribute(name));
+  return toUtf8(element.getAttribute(name));
 }
 
-// The first character alone decides, and a missing attribute is true.
-bool isTrue(const XMLCh* value) {
-  return *value != u'0' && *value != u'f' && *value != u'F';
+/// The text of an element, which may be null.
+std::string textOf(const DOMElement* element) {
+  std::string text;
+  if (element != nullptr) readText(*element, text);
+  return text;
 }
 
-// A value begins with its text; the library reads nothing behind a comment or in a section.
-Value valueOf(const DOMElement& element) {
-  const DOMNode* child = element.getFirstChild();
-  if (child == nullptr) return {Value::State::Read, ""};
-  if (child->getNodeType() != DOMNode::TEXT_NODE) return {Value::State::Unreadable, ""};
-  return {Value::State::Read, MyTranscode(child->getNodeValue())};
-}
-
-void takeFirst(Value& value, const DOMElement& element) {
-  if (value.state == Value::State::Missing) value = valueOf(element);
-}
-
-/// What an XML element belongs to.
-struct Scope {
-  bool isInLibrary = false;
-  ElementContent* element = nullptr;
-  Value* serial = nullptr;  ///< that of the device block
-};
-
-/// One walk over the file, which hands every XML element to what it belongs to.
-class Reader {
-public:
-  explicit Reader(LibraryContent& content) : m_content(content) {}
-
-  void readBelow(const DOMElement& parent, Scope scope) {
-    for (const DOMElement* child = parent.getFirstElementChild(); child != nullptr;
-         child = child->getNextElementSibling()) {
-      Scope below = scope;
-      read(*child, below);
-      readBelow(*child, below);
-    }
-  }
-
-private:
-  void read(const DOMElement& element, Scope& scope) {
-    if (isNamed(element, u"Library")) {
-      ++m_content.libraries;
-      m_content.name = attribute(element, u"Name");
-      scope.isInLibrary = true;
-    } else if (!beginsElement(element, scope) && !isOfElement(element, scope)) {
-      readOther(element, scope);
-    }
-  }
-
-  bool beginsElement(const DOMElement& element, Scope& scope) {
-    if (isNamed(element, u"Slots") && scope.isInLibrary) {
-      const bool isMailSlot = isTrue(element.getAttribute(u"IsMailSlot"));
-      return begin(element, isMailSlot ? LIB_ELEM_MAIL_SLOT : LIB_ELEM_SLOT, scope);
-    }
-    if (isNamed(element, u"Drive")) return begin(element, LIB_ELEM_DRIVE, scope);
-    return isNamed(element, u"Shelf") && begin(element, LIB_ELEM_SHELF, scope);
-  }
-
-  bool begin(const DOMElement& element, int type, Scope& scope) {
-    ElementContent& content = m_content.elements.emplace_back();
-    content.type = type;
-    content.name = attribute(element, u"Name");
-    content.isOccupied = isTrue(element.getAttribute(u"IsOccupied"));
-    scope.element = &content;
-    return true;
-  }
-
-  static bool isOfElement(const DOMElement& element, Scope& scope) {
-    if (scope.element == nullptr) return false;
-    ElementContent& content = *scope.element;
-    if (isNamed(element, u"BaseAddress")) {
-      takeFirst(content.address, element);
-    } else if (isNamed(element, u"BarCode")) {
-      takeFirst(content.barcode, element);
-    } else if (isNamed(element, u"DriveScsiDevice")) {
-      ++content.devices;
-      scope.serial = &content.serial;
-    } else {
-      return false;
-    }
-    return true;
-  }
-
-  void readOther(const DOMElement& element, Scope& scope) {
-    if (isNamed(element, u"SerialNumber")) {
-      if (scope.serial != nullptr) takeFirst(*scope.serial, element);
-    } else if (scope.isInLibrary) {
-      readOfLibrary(element, scope);
-    }
-  }
-
-  void readOfLibrary(const DOMElement& element, Scope& scope) {
-    if (isNamed(element, u"LibraryScsiDevice")) {
-      ++m_content.devices;
-      scope.serial = &m_content.serial;
-    } else if (isNamed(element, u"ScsiStatus")) {
-      m_content.statusExpiry =
-          m_content.statusExpiry.value_or(std::atol(attribute(element, u"ExpireTime").c_str()));
-    } else {
-      readRange(element);
-    }
-  }
-
-  void readRange(const DOMElement& element) {
-    static constexpr struct {
-      const XMLCh* name;
-      int type;
-      Value AddressRange::*value;
-    } kValues[] = {{u"SlotCount", LIB_ELEM_SLOT, &AddressRange::count},
-                   {u"SlotBaseAddress", LIB_ELEM_SLOT, &AddressRange::base},
-                   {u"IEPortCount", LIB_ELEM_MAIL_SLOT, &AddressRange::count},
-                   {u"IEPortBaseAddress", LIB_ELEM_MAIL_SLOT, &AddressRange::base},
-                   {u"DriveCount", LIB_ELEM_DRIVE, &AddressRange::count},
-                   {u"DriveBaseAddress", LIB_ELEM_DRIVE, &AddressRange::base}};
-    for (const auto& known : kValues) {
-      if (isNamed(element, known.name)) {
-        takeFirst(m_content.ranges[known.type].*known.value, element);
-        return;
-      }
-    }
-  }
-
-  LibraryContent& m_content;
-};
-
-}  // namespace
-
-std::optional<int> Value::number() const {
+std::optional<int> numberOf(const DOMElement* element) {
+  const std::string text = textOf(element);
   char* end = nullptr;
   errno = 0;
   const long value = std::strtol(text.c_str(), &end, 10);
-  const bool fits = errno == 0 && value >= std::numeric_limits<int>::min() &&
-                    value <= std::numeric_limits<int>::max();
-  return end != text.c_str() && fits ? std::optional(static_cast<int>(value)) : std::nullopt;
+  const bool isNumber = end != text.c_str() && errno == 0 && value >= INT_MIN && value <= INT_MAX;
+  return isNumber ? std::optional(static_cast<int>(value)) : std::nullopt;
 }
 
-LibraryContent readLibrary(const std::string& path) {
+/// None for anything else than a drive, a shelf, or a slot of a library.
+std::optional<int> typeOf(const DOMElement& element, bool isInLibrary) {
+  if (isNamed(element, names::drive)) return LIB_ELEM_DRIVE;
+  if (isNamed(element, names::shelf)) return LIB_ELEM_SHELF;
+  if (!isInLibrary || !isNamed(element, names::slots)) return std::nullopt;
+  return isTrue(element.getAttribute(names::isMailSlot)) ? LIB_ELEM_MAIL_SLOT : LIB_ELEM_SLOT;
+}
+
+ElementContent readElement(DOMElement& element, int type) {
+  ElementContent content{};
+  content.node = &element;
+  content.type = type;
+  content.name = attribute(element, names::name);
+  content.address = numberOf(Descendants(&element, names::baseAddress).first());
+  content.isOccupied = isTrue(element.getAttribute(names::isOccupied));
+  const DOMElement* barcode = Descendants(&element, names::barCode).first();
+  content.hasBarcode = barcode != nullptr && readText(*barcode, content.barcode);
+  for (const DOMElement* device : Descendants(&element, names::driveScsiDevice)) {
+    if (++content.devices > 1) continue;
+    content.serial = textOf(Descendants(device, names::serialNumber).first());
+  }
+  return content;
+}
+
+void readValues(const DescendantIndex& library, LibraryContent& content) {
+  const auto first = [&](const XMLCh* name) -> const DOMElement* {
+    const auto& found = library.named(name);
+    return found.empty() ? nullptr : found.front();
+  };
+  content.devices = static_cast<int>(library.named(names::libraryScsiDevice).size());
+  content.serial =
+      textOf(Descendants(first(names::libraryScsiDevice), names::serialNumber).first());
+  for (const RangeNames& range : kRanges) {
+    content.ranges[range.type] = {numberOf(first(range.first)).value_or(0),
+                                  numberOf(first(range.count)).value_or(0)};
+  }
+  if (const DOMElement* status = first(names::scsiStatus)) {
+    content.statusExpiry = std::atol(attribute(*status, names::expireTime).c_str());
+  }
+}
+
+}  // namespace
+
+LibraryContent readLibrary(const xercesc::DOMDocument& document) {
   LibraryContent content;
-  const ParsedFile file = readDocument(path);
-  Reader(content).readBelow(*rootOf(file.document()), {});
+  const DOMElement* latest = nullptr;  // library
+  const Descendants all(rootOf(&document));
+  for (auto each = all.begin(); each != all.end(); ++each) {
+    if (isNamed(**each, names::library)) {
+      ++content.libraries;
+      latest = *each;
+    } else if (const auto type = typeOf(**each, latest != nullptr && each.isBelow(latest))) {
+      content.elements.push_back(readElement(**each, *type));
+    }
+  }
+  DOMElement* library = nullptr;
+  const DescendantIndex index(&document, library);
+  if (library != nullptr) content.name = attribute(*library, names::name);
+  readValues(index, content);
   return content;
 }

@@ -1,48 +1,45 @@
-// A library file as it is, with what the library would tolerate or pass over in silence.
+// A library file as it is, with what the API tolerates or passes over in silence.
 #pragma once
 
-#include <deque>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
-/// The value of an XML element.
-struct Value {
-  enum class State { Missing, Unreadable, Read };
-  State state = State::Missing;
-  std::string text;
+#include <xercesc/dom/DOM.hpp>
 
-  bool isUsable() const { return state == State::Read && !text.empty(); }
-  /// Its leading digits, as the library takes a number; nothing when there are none.
-  std::optional<int> number() const;
-};
+// A text is empty where the file has none, or none that the API can read; a number is the leading
+// digits of a text, as the API takes it.
 
 /// A drive, slot or shelf.
 struct ElementContent {
-  int type = -1;  ///< LibElemType
+  xercesc::DOMElement* node;
+  int type;  ///< LibElemType
   std::string name;
-  bool isOccupied = false;
-  Value address;
-  Value barcode;
+  std::optional<int> address;
+  bool isOccupied;
+  std::string barcode;
+  bool hasBarcode;  ///< there is a place for one that the API can read
   int devices = 0;  ///< device blocks; of a drive, and so is the serial number
-  Value serial;
+  std::string serial = {};
 };
 
-/// First address and number of the elements of one type, as hosts are told.
+/// The addresses of the elements of one type, as hosts see them.
 struct AddressRange {
-  Value base;
-  Value count;
+  long first;
+  long count;
 };
 
 struct LibraryContent {
   int libraries = 0;
+  std::vector<ElementContent> elements;  ///< in the order of the file
+  // Of the one library; nothing when there is none, or several
   std::string name;
-  int devices = 0;  ///< device blocks of the library
-  Value serial;
-  std::map<int, AddressRange> ranges;  ///< by LibElemType
+  int devices = 0;  ///< device blocks
+  std::string serial;
+  std::map<int, AddressRange> ranges;  ///< by LibElemType, without shelves
   std::optional<long> statusExpiry;    ///< seconds since 1970; nothing without a status
-  std::deque<ElementContent> elements;
 };
 
-/// Throws Failure when the file cannot be read or parsed.
-LibraryContent readLibrary(const std::string& path);
+/// The nodes in it are those of `document`.
+LibraryContent readLibrary(const xercesc::DOMDocument& document);

@@ -1,17 +1,19 @@
+// Volumes are examined by their files: the API reports only sizes and the next filemark.
 #include "catalogue/VolumeFiles.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 
 #include "TqLibEmlFile.h"
 #include "base/Errors.h"
+#include "catalogue/Configuration.h"
+#include "common/FolderListing.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// A listing that breaks off still counts as a success of the call; the code tells.
+// A listing that breaks off still counts as a success of the call, but leaves an error code.
 VolumeContents measured(const std::string& name) {
   TqLibEmlFile volume(name);
   std::string folder;
@@ -24,28 +26,56 @@ VolumeContents measured(const std::string& name) {
   return contents;
 }
 
-// The tool's own folders of a moment begin so.
-bool isVolume(const fs::directory_entry& entry) {
-  std::error_code failure;
-  const bool folder = entry.is_directory(failure);
-  return (folder || failure) && !entry.path().filename().string().starts_with(".tqlib-");
-}
-
 }  // namespace
 
-std::vector<std::string> volumesIn(const fs::path& root) {
-  std::vector<std::string> volumes;
-  for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
-    if (isVolume(entry)) volumes.push_back(entry.path().filename().string());
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  FolderListing listing;
+  int error = listing.open(folder);
+  if (error == 0) {
+    error = listing.visitNames([&](const char* name) {
+      names.emplace_back(name);
+      return 0;
+    });
   }
-  std::sort(volumes.begin(), volumes.end());
+  if (error != 0) throw systemFailure(folder, error);
+  std::ranges::sort(names);
+  return names;
+}
+
+// The API creates the folder of any volume that it is asked about.
+fs::path volumeRoot() {
+  const ConfiguredFolder root = configuredTapeFolder();
+  if (!root.isNamed) fs::create_directories(root.path);
+  if (!fs::is_directory(root.path)) {
+    throw Failure("the tape folder does not exist: " + root.path,
+                  "sVirtualTapeDirectory in the configuration names it");
+  }
+  return root.path;
+}
+
+void requireVolume(const std::string& volume) {
+  const fs::path folder = volumeRoot() / volume;
+  if (!fs::is_directory(folder)) {
+    throw Failure(fmt::format("no such volume: {} ({})", volume, folder.string()),
+                  "\"tqlib volume list\" lists the volumes");
+  }
+}
+
+std::vector<std::string> volumesIn(const fs::path& root) {
+  std::vector<std::string> volumes = namesIn(root);
+  std::erase_if(volumes, [&](const std::string& name) {
+    std::error_code failure;
+    const bool isFolder = fs::is_directory(root / name, failure);
+    return (!isFolder && !failure) || name.starts_with(".tqlib-");  // the tool's temporary folders
+  });
   return volumes;
 }
 
 VolumeContents examineVolume(const std::string& volume) {
   VolumeContents contents = measured(volume);
-  for (const fs::directory_entry& entry : fs::directory_iterator(contents.folder)) {
-    const std::string name = entry.path().filename().string();
+  for (const std::string& name : namesIn(contents.folder)) {
+    const fs::directory_entry entry(contents.folder / name);
     const auto number = markNumber(name);
     if (number && entry.is_regular_file()) {
       contents.marks.push_back({*number, entry.path(), entry.file_size(), entry.last_write_time()});
@@ -53,16 +83,12 @@ VolumeContents examineVolume(const std::string& volume) {
       contents.others.push_back(name);
     }
   }
-  std::sort(contents.marks.begin(), contents.marks.end(),
-            [](const FileMark& a, const FileMark& b) { return a.number < b.number; });
-  std::sort(contents.others.begin(), contents.others.end());
+  std::ranges::sort(contents.marks, {}, &FileMark::number);
   return contents;
 }
 
 std::string markName(int number) {
-  char name[16];
-  std::snprintf(name, sizeof name, "%08d", number);
-  return name;
+  return fmt::format("{:08}", number);
 }
 
 std::optional<int> markNumber(const std::string& name) {
@@ -83,6 +109,6 @@ std::vector<Gap> gapsIn(const std::vector<int>& marks) {
 }
 
 std::string gapText(const Gap& gap) {
-  const std::string first = std::to_string(gap.first);
-  return gap.first == gap.last ? first : first + " to " + std::to_string(gap.last);
+  return gap.first == gap.last ? fmt::format("{}", gap.first)
+                               : fmt::format("{} to {}", gap.first, gap.last);
 }

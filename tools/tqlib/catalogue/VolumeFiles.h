@@ -1,10 +1,20 @@
-// What a volume holds on the disk.
+// Where the volumes are, and what they hold on the disk.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
+
+/// The names in a folder, sorted. Throws Failure when it cannot be read.
+std::vector<std::string> namesIn(const std::string& folder);
+
+/// The folder that holds a folder for each volume. Throws Failure when the configuration names one
+/// that does not exist.
+std::filesystem::path volumeRoot();
+
+/// Throws Failure when there is no such volume.
+void requireVolume(const std::string& volume);
 
 struct FileMark {
   int number;
@@ -18,30 +28,30 @@ struct FileMark {
 struct VolumeContents {
   std::filesystem::path folder;
   std::vector<FileMark> marks;      ///< by number
-  std::vector<std::string> others;  ///< names of entries that are no file marks
-  int nextMark;                     ///< this and the bytes as the library counts them
+  std::vector<std::string> others;  ///< names of entries that are no filemarks
+  int nextMark;                     ///< this and the bytes as the API counts them
   unsigned long long bytes;
 };
 
-/// The names of the volumes in their folder, in order.
+/// The names of the volumes in their folder, sorted.
 std::vector<std::string> volumesIn(const std::filesystem::path& root);
 
 /// Examines a volume, which must exist. Throws Failure, or what the file system throws.
 VolumeContents examineVolume(const std::string& volume);
 
-/// The name of a file mark's file in the folder of the volume.
+/// The name of a filemark's file in the folder of the volume.
 std::string markName(int number);
 
-/// The file mark that a file of that name holds; nothing when it is another file.
+/// The filemark that a file of that name holds; nothing when it is another file.
 std::optional<int> markNumber(const std::string& name);
 
-/// File marks that a volume lacks, though it has later ones.
+/// Filemarks that a volume lacks, though it has later ones.
 struct Gap {
   long long first;
   long long last;
 };
 
-/// The gaps before and between file marks, whose numbers ascend.
+/// The gaps before and between filemarks, whose numbers ascend.
 std::vector<Gap> gapsIn(const std::vector<int>& marks);
 
 /// "3", or "3 to 7".

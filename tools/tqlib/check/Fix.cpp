@@ -1,0 +1,238 @@
+// The fix of what has one right answer.
+//
+// An emulator may go on meanwhile, so each change is made with the catalogue locked, and only as
+// far as what is there now is still wrong. The API enters and removes a library only together with
+// its file, and sets an occupancy only together with the barcode as it was read before; so the
+// documents are changed here, and saved as the API does it.
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <set>
+
+#include <fmt/chrono.h>
+
+#include "base/Errors.h"
+#include "catalogue/Catalogue.h"
+#include "catalogue/Configuration.h"
+#include "catalogue/FolderLock.h"
+#include "check/Checkup.h"
+#include "common/FileContent.h"
+#include "files/Documents.h"
+#include "files/DomValues.h"
+#include "files/PairedSave.h"
+#include "files/ReplacedFile.h"
+#include "files/XmlText.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
+
+// Whoever still writes a temporary file or folder holds its lock.
+void deleteStale(const std::string& path) {
+  if (isAbsent(path)) return;
+  const FolderLock lock(path, std::chrono::milliseconds(0));
+  std::error_code error;
+  if (lock.isHeld()) fs::remove_all(path, error);
+  if (error) throw systemFailure("cannot delete " + path, error.value());
+}
+
+std::string nameOfCopy(const std::string& file) {
+  const std::string name =
+      fmt::format("{}{}{:%Y%m%d-%H%M%S}", file, kBeforeFix, fmt::localtime(std::time(nullptr)));
+  std::string unused = name;
+  for (int number = 2; !isAbsent(unused); ++number) unused = fmt::format("{}-{}", name, number);
+  return unused;
+}
+
+void addEntry(DOMDocument& list, const std::string& key) {
+  DOMElement* entry = newElement(&list, names::library, toXml(names::fileOf(key)).c_str());
+  entry->setAttribute(names::id, toXml(key).c_str());
+  list.getDocumentElement()->appendChild(entry);
+}
+
+/// Corrects the elements, by name, that still have the barcode that was found.
+bool setOccupancies(const DOMDocument& document,
+                    const std::map<std::string, std::string>& barcodes) {
+  bool isChanged = false;
+  for (const ElementContent& element : readLibrary(document).elements) {
+    const auto found = barcodes.find(nameOf(element));
+    const bool isSame = found != barcodes.end() && found->second == element.barcode;
+    if (!isSame || !hasWrongOccupancy(element)) continue;
+    setOccupied(*element.node, !element.barcode.empty());
+    isChanged = true;
+  }
+  return isChanged;
+}
+
+class Fix {
+public:
+  explicit Fix(const std::vector<Finding>& findings) : m_findings(findings) {}
+
+  FixResult run() {
+    if (!fixable(faults::kHalfSaved).empty()) attempt([&] { completeSave(); });
+    if (!fixable(faults::kStaleFile).empty()) attempt([&] { deleteStaleFiles(); });
+    for (const Finding* finding : fixable(faults::kStaleVolume)) {
+      attempt([&] { deleteStale(finding->place.file); });
+    }
+    attempt([&] { fixList(); });
+    fixOccupancies();
+    deleteNeedlessCopies();
+    return std::move(m_result);
+  }
+
+private:
+  std::vector<const Finding*> fixable(const Fault& fault) const {
+    std::vector<const Finding*> found;
+    for (const Finding& finding : m_findings) {
+      if (finding.isFixable && finding.is(fault)) found.push_back(&finding);
+    }
+    return found;
+  }
+
+  void attempt(const std::function<void()>& step) {
+    try {
+      step();
+    } catch (const std::exception& failure) {
+      m_result.failures.emplace_back(failure.what());
+    }
+  }
+
+  /// Copies a file beside itself before its first change. Throws Failure when that cannot be done:
+  /// the file must then stay as it is.
+  void keepCopy(const std::string& file) {
+    if (m_result.copies.contains(file) || isAbsent(file)) return;
+    const auto content = contentOf(file);
+    if (!content) throw systemFailure(file, errno);
+    const std::string copy = nameOfCopy(file);
+    ReplacedFile kept(copy, Existing::Kept);
+    kept.copyAccessOf(file);
+    if (!kept.prepare(*content) || !kept.commit()) {
+      throw Failure(fmt::format("{}: {}", copy, kept.error()));
+    }
+    m_result.copies.emplace(file, copy);
+  }
+
+  /// Deletes the copies of files that were not changed.
+  void deleteNeedlessCopies() {
+    std::erase_if(m_result.copies, [](const auto& each) {
+      const auto& [file, copy] = each;
+      const auto content = contentOf(file);
+      return content && content == contentOf(copy) && unlink(copy.c_str()) == 0;
+    });
+  }
+
+  // A save that is completed replaces files; a damaged journal is deleted then, and has to be
+  // looked at first.
+  SaveJournal journal() const {
+    SaveJournal journal = PairedSave::readJournal(m_folder);
+    if (journal.mayNeed("")) throw Failure("the journal of a save is damaged");
+    return journal;
+  }
+
+  void completeSave() {
+    const std::vector<std::string> names = journal().names;
+    for (std::size_t i = 1; i < names.size(); i += 2) keepCopy(m_folder + names[i]);
+    asOneStep([] {});  // completes it first
+  }
+
+  // Without the lock they may belong to a save in progress.
+  void deleteStaleFiles() {
+    journal();
+    asOneStep([&] {
+      const SaveJournal pending = PairedSave::readJournal(m_folder);
+      for (const Finding* finding : fixable(faults::kStaleFile)) {
+        const std::string& path = finding->place.file;
+        const std::string name = path.substr(m_folder.size());
+        if (names::isTemporary(name) && pending.mayNeed(name)) continue;
+        attempt([&] { deleteStale(path); });
+      }
+    });
+  }
+
+  void fixFile(const std::string& file, const XMLCh* newRoot,
+               const std::function<bool(DOMDocument&)>& change) {
+    journal();
+    changeFile(file, newRoot, [&](DOMDocument& document) {
+      const bool isChanged = change(document);
+      if (isChanged) keepCopy(file);
+      return isChanged;
+    });
+  }
+
+  /// The keys of the libraries with that finding.
+  std::set<std::string> keysOf(const Fault& fault) const {
+    std::set<std::string> keys;
+    for (const Finding* finding : fixable(fault)) {
+      const Place& place = finding->place;
+      keys.insert(place.element.empty() ? names::keyOf(place.file.substr(m_folder.size()))
+                                        : place.element);
+    }
+    return keys;
+  }
+
+  void fixList() {
+    const std::set<std::string> withoutFile = keysOf(faults::kEntryWithoutFile);
+    const std::set<std::string> doubled = keysOf(faults::kDoubledEntry);
+    const std::set<std::string> unlisted = keysOf(faults::kFileWithoutEntry);
+    if (withoutFile.empty() && doubled.empty() && unlisted.empty()) return;
+    fixFile(m_folder + names::listFile, names::libraryList, [&](DOMDocument& list) {
+      std::set<std::string> listed;
+      std::vector<DOMElement*> leaving;
+      for (DOMElement* entry : Descendants(rootOf(&list), names::library)) {
+        const std::string key = toUtf8(entry->getAttribute(names::id));
+        const bool isTwin = !listed.insert(key).second && doubled.contains(key);
+        const bool isEmpty = entry->getFirstElementChild() == nullptr;
+        if (isEmpty && (isTwin || (withoutFile.contains(key) && !hasFile(key)))) {
+          leaving.push_back(entry);
+        }
+      }
+      for (DOMElement* entry : leaving) removeFrom(*entry->getParentNode(), entry);
+      bool isChanged = !leaving.empty();
+      for (const std::string& key : unlisted) {
+        if (listed.contains(key) || !isStillThere(key)) continue;
+        addEntry(list, key);
+        isChanged = true;
+      }
+      return isChanged;
+    });
+  }
+
+  bool hasFile(const std::string& key) const { return !isAbsent(m_folder + names::fileOf(key)); }
+
+  bool isStillThere(const std::string& key) const {
+    if (!hasFile(key)) return false;
+    const ParsedFile file = readDocument(m_folder + names::fileOf(key));
+    return isLibraryOfKey(readLibrary(*file.document()), key);
+  }
+
+  void fixOccupancies() {
+    std::map<std::string, std::map<std::string, std::string>> files;  // element and its barcode
+    for (const Fault* fault : {&faults::kWronglyEmpty, &faults::kWronglyFull}) {
+      for (const Finding* finding : fixable(*fault)) {
+        files[finding->place.file][finding->place.element] = finding->barcode;
+      }
+    }
+    for (const auto& each : files) {
+      attempt([&] {
+        fixFile(each.first, nullptr,
+                [&](const DOMDocument& document) { return setOccupancies(document, each.second); });
+      });
+    }
+  }
+
+  const std::vector<Finding>& m_findings;
+  const std::string m_folder = configuredCatalogue();
+  FixResult m_result;
+};
+
+}  // namespace
+
+FixResult fixFindings(const std::vector<Finding>& findings) {
+  return Fix(findings).run();
+}
