@@ -121,13 +121,8 @@ private:
     }
     const int sharers = sharersOf(element, address);
     if (sharers > 1) add(faults::kDoubledAddress, name, sharers, address);
-    if (element.type != LIB_ELEM_SHELF && m_content.libraries > 0) {
-      checkRange(element.type, address, name);
-    }
-  }
-
-  void checkRange(int type, int address, const std::string& name) {
-    const auto& [first, count] = m_content.ranges.at(type);
+    if (element.type == LIB_ELEM_SHELF || m_content.libraries == 0) return;
+    const auto& [first, count] = m_content.ranges.at(element.type);
     if (address < first || address >= first + count) add(faults::kOutOfRange, name, count, first);
   }
 
