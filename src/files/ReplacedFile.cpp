@@ -133,6 +133,7 @@ bool ReplacedFile::fail(const char* what, int code) {
 
 bool ReplacedFile::prepare(std::string_view content) {
   m_content = content;
+  m_isWhole = true;
   return begin() && (m_aside.empty() || (append(content) && finish()));
 }
 
@@ -187,7 +188,7 @@ bool ReplacedFile::place() {
   if (!rename()) {
     const int code = errno;
     m_isTargetInTheWay = code == EEXIST;
-    return m_existing == Existing::Replaced && admitsNoNewFile(code)
+    return m_isWhole && m_existing == Existing::Replaced && admitsNoNewFile(code)
                ? overwrite()
                : fail("cannot rename the temporary file", code);
   }
@@ -237,6 +238,7 @@ bool ReplacedFile::adopt(const std::string& aside) {
   }
   m_adopted = std::move(*content);
   m_content = m_adopted;
+  m_isWhole = true;
   m_aside = aside;
   m_isLeft = true;
   m_existing = aside.ends_with(names::temporaryFirstSuffix) ? Existing::Kept : Existing::Replaced;

@@ -90,6 +90,7 @@ private:
   std::string m_aside;
   std::string m_accessModel;   // empty: the target
   std::string m_adopted;       // content of an adopted file; m_content refers to it
+  bool m_isWhole = false;      // m_content is all there is; it was not appended in pieces
   std::string_view m_content;  // borrowed
   FileDescriptor m_file{-1};   // the temporary file; locked while it is open
   Existing m_existing;

@@ -10,7 +10,6 @@
 
 #include <fmt/format.h>
 
-#include "common/FolderSync.h"
 
 namespace fs = std::filesystem;
 
@@ -92,17 +91,9 @@ void OutputFile::write(std::string_view block) {
   }
 }
 
-// ReplacedFile::commit() may overwrite the file in place, with content that it keeps: that is not
-// there for a stream, and the file would become empty.
 void OutputFile::commit() {
   refuseInterrupted();  // the data may end where the signal came
-  if (!m_replaced) return;
-  if (!m_replaced->finish()) throw replaceFailure();
-  if (std::rename(m_replaced->aside().c_str(), m_replaced->target().c_str()) != 0) {
-    throw systemFailure("cannot write " + m_replaced->target(), errno);
-  }
-  m_replaced->leave();
-  syncFolder(m_replaced->folder());
+  if (m_replaced && (!m_replaced->finish() || !m_replaced->commit())) throw replaceFailure();
 }
 
 void writeFile(const std::string& file, std::string_view content) {

@@ -15,7 +15,6 @@
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
-#include "catalogue/XmlScan.h"
 #include "files/Names.h"
 
 namespace {

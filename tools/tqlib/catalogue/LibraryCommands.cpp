@@ -16,7 +16,6 @@
 #include "catalogue/ElementName.h"
 #include "catalogue/LibraryList.h"
 #include "catalogue/Status.h"
-#include "catalogue/XmlScan.h"
 #include "files/Names.h"
 
 namespace {
@@ -213,7 +212,9 @@ bool removeUnit(const std::string& library, const std::string& host, bool purge)
 }
 
 void removeLibrary(const Options& options, const Session& session) {
-  const auto& [library, host, purge] = options;
+  const std::string& library = options.library;
+  const std::string& host = options.host;
+  const bool purge = options.purge;
   useConfiguration(session.config);
   bool isRemoved = true;
   asOneStep([&] {

@@ -7,40 +7,16 @@
 #include <filesystem>
 #include <vector>
 
-#include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/XmlScan.h"
 #include "files/Descendants.h"
 #include "files/DomValues.h"
 #include "files/Names.h"
-#include "files/NewDocument.h"
-#include "files/PairedSave.h"
-#include "files/SavedDocument.h"
 #include "files/XmlText.h"
 
 using xercesc::DOMDocument;
 using xercesc::DOMElement;
-
-void changeList(const std::function<bool(DOMDocument&)>& change) {
-  asOneStep([&] {
-    const std::string folder = catalogueFolder();
-    // Completing that save would replace this list by an older one.
-    if (PairedSave::isPending(folder)) {
-      throw Failure("an earlier save of the library list is incomplete", seeLog());
-    }
-    const std::string path = folder + names::listFile;
-    const bool isNew = !TqLibEmlFile::IsFilePresent(path);
-    const XmlOwner<DOMDocument> created(isNew ? newDocument(names::libraryList) : nullptr);
-    const ParsedFile parsed = isNew ? ParsedFile() : readDocument(path);
-    DOMDocument* list = isNew ? created.get() : parsed.document();
-    if (!change(*list)) return;
-    std::string error;
-    SavedDocument{list, path, isNew ? Existing::Kept : Existing::Replaced}.save(error);
-    if (!error.empty()) throw Failure("the library list was not saved: " + error);
-  });
-}
 
 void addEntry(DOMDocument& list, const std::string& key) {
   DOMElement* entry = newElement(&list, names::library, toXml(names::fileOf(key)).c_str());
@@ -59,7 +35,7 @@ bool removeEntries(DOMDocument& list, const std::function<bool(const std::string
 }
 
 void takeOffList(const std::string& library) {
-  changeList([&](DOMDocument& list) {
+  changeFile(catalogueFolder() + names::listFile, names::libraryList, [&](DOMDocument& list) {
     return removeEntries(list, [&](const std::string& key) { return key == library; });
   });
   if (isListed(library)) {

@@ -6,10 +6,6 @@
 
 #include <xercesc/dom/DOM.hpp>
 
-/// Passes the list, an empty one when it has no file, to `change`, and saves it when that returns
-/// true. Both are one step for other processes. Throws Failure.
-void changeList(const std::function<bool(xercesc::DOMDocument&)>& change);
-
 /// Appends an entry for the library of that key.
 void addEntry(xercesc::DOMDocument& list, const std::string& key);
 

@@ -18,6 +18,7 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/FolderLock.h"
+#include "catalogue/LibraryList.h"
 #include "check/Checkup.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"
@@ -48,12 +49,6 @@ std::string nameOfCopy(const std::string& file) {
   std::string unused = name;
   for (int number = 2; !isAbsent(unused); ++number) unused = fmt::format("{}-{}", name, number);
   return unused;
-}
-
-void addEntry(DOMDocument& list, const std::string& key) {
-  DOMElement* entry = newElement(&list, names::library, toXml(names::fileOf(key)).c_str());
-  entry->setAttribute(names::id, toXml(key).c_str());
-  list.getDocumentElement()->appendChild(entry);
 }
 
 /// Corrects the elements, by name, that still have the barcode that was found.
@@ -183,17 +178,10 @@ private:
     if (withoutFile.empty() && doubled.empty() && unlisted.empty()) return;
     fixFile(m_folder + names::listFile, names::libraryList, [&](DOMDocument& list) {
       std::set<std::string> listed;
-      std::vector<DOMElement*> leaving;
-      for (DOMElement* entry : Descendants(rootOf(&list), names::library)) {
-        const std::string key = toUtf8(entry->getAttribute(names::id));
+      bool isChanged = removeEntries(list, [&](const std::string& key) {
         const bool isTwin = !listed.insert(key).second && doubled.contains(key);
-        const bool isEmpty = entry->getFirstElementChild() == nullptr;
-        if (isEmpty && (isTwin || (withoutFile.contains(key) && !hasFile(key)))) {
-          leaving.push_back(entry);
-        }
-      }
-      for (DOMElement* entry : leaving) removeFrom(*entry->getParentNode(), entry);
-      bool isChanged = !leaving.empty();
+        return isTwin || (withoutFile.contains(key) && !hasFile(key));
+      });
       for (const std::string& key : unlisted) {
         if (listed.contains(key) || !isStillThere(key)) continue;
         addEntry(list, key);

@@ -15,7 +15,6 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
-#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "cli/Commands.h"
 

@@ -21,7 +21,6 @@
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/LibraryList.h"
-#include "catalogue/XmlScan.h"
 #include "description/DescriptionCommands.h"
 #include "description/LibraryDescription.h"
 #include "files/Descendants.h"

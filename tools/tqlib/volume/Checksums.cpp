@@ -12,7 +12,6 @@
 
 #include "TqLibEmlFile.h"
 #include "base/Streams.h"
-#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 

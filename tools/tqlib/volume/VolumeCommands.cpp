@@ -19,7 +19,6 @@
 #include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "volume/Checksums.h"
 

@@ -16,7 +16,6 @@
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/FolderLock.h"
-#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 #include "volume/Checksums.h"

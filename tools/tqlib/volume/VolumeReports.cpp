@@ -9,8 +9,6 @@
 #include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/ConfiguredPlaces.h"
-#include "catalogue/TapeFolder.h"
 #include "catalogue/VolumeFiles.h"
 #include "volume/Checksums.h"
 #include "volume/VolumeCommands.h"
