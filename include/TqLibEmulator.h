@@ -163,7 +163,9 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 
 // ---- The catalogue ----
 
-struct TqEdit { int a; };
+struct TqEdit {
+  int a;
+};
 /// The catalogue of virtual libraries.
 ///
 /// Files: one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()) holds a file "Lib_<key>.xml" for
@@ -171,17 +173,17 @@ struct TqEdit { int a; };
 /// A public operation reads the files that it needs, changes and saves them, and frees them.
 /// Nothing is kept between calls.
 ///
-/// Saving: a new file is written to the disk and then replaces the old one as a whole; so do the
-/// two files of an operation that changes a library and the list. Where the directory admits no new
-/// file, the old one is overwritten. If a save fails, the old files stay and the failure is logged.
-/// The return value does not show it; see saveError().
+/// Saving: a new file is written to the disk and then replaces the old one as a whole. If an
+/// operation changes a library and the list, both files are replaced together. If no new file can
+/// be created in the directory, the old one is overwritten. If a save fails, the old files stay and
+/// the failure is logged. The return value does not show it; see saveError().
 ///
 /// Processes: an operation that changes something holds an advisory lock (flock) on the directory,
 /// and on a file system that is not known to be local also on the file ".tqlib-lock" in it, until
 /// it returns. If it does not get the lock within 30 s it returns false, with text, and changes
-/// nothing. It does not hold gCriticalSection while it waits. Queries need no lock, nor does a
-/// status read of a library without a record. If locking is not supported, operations run without
-/// it, which is logged once.
+/// nothing. It does not hold gCriticalSection while it waits. Queries, and status reads that change
+/// nothing, need no lock. If locking is not supported, operations run without it, which is logged
+/// once.
 ///
 /// Names and text: a library name must be one path component. One that holds "/" or a zero byte, is
 /// "." or "..", or gives a file name of more than 255 bytes is refused, with text. Text is UTF-8.

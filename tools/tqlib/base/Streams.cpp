@@ -10,7 +10,6 @@
 
 #include <fmt/format.h>
 
-
 namespace fs = std::filesystem;
 
 namespace {
