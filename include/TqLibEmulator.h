@@ -170,8 +170,7 @@ struct TqEdit {
 ///
 /// Files: one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()) holds a file "Lib_<key>.xml" for
 /// each library, whose key is its serial number, and "LibraryList.xml", which lists the libraries.
-/// A public operation reads the files that it needs, changes and saves them, and frees them.
-/// Nothing is kept between calls.
+/// A public operation loads, changes, saves and frees files. Nothing is kept between calls.
 ///
 /// Saving: a new file is written to the disk and then replaces the old one as a whole. If an
 /// operation changes a library and the list, both files are replaced together. If no new file can
@@ -181,9 +180,9 @@ struct TqEdit {
 /// Processes: an operation that changes something holds an advisory lock (flock) on the directory,
 /// and on a file system that is not known to be local also on the file ".tqlib-lock" in it, until
 /// it returns. If it does not get the lock within 30 s it returns false, with text, and changes
-/// nothing. It does not hold gCriticalSection while it waits. Queries, and status reads that change
-/// nothing, need no lock. If locking is not supported, operations run without it, which is logged
-/// once.
+/// nothing. It does not hold gCriticalSection while it waits. Queries, and status reads of a
+/// library without a record, need no lock. If locking is not supported, operations run without it,
+/// which is logged once.
 ///
 /// Names and text: a library name must be one path component. One that holds "/" or a zero byte, is
 /// "." or "..", or gives a file name of more than 255 bytes is refused, with text. Text is UTF-8.

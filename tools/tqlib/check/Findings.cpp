@@ -7,8 +7,7 @@
 #include <climits>
 #include <map>
 
-#include "base/ScreenText.h"
-#include "base/Terminal.h"
+#include "base/Screen.h"
 
 namespace {
 
