@@ -12,6 +12,7 @@
 
 #include "TempCatalogue.h"
 #include "TqLibEmlFile.h"
+#include "TqLibEmulator.h"
 #include "TqPlatform/NuUtils.h"
 #include "common/FileContent.h"
 #include "common/FileDescriptor.h"
