@@ -23,9 +23,9 @@ constexpr int kReadFailed = 979;
 constexpr char kReadOrigin[] = "TqLibEmlFile::ReadDataForDrive";
 constexpr char kWriteOrigin[] = "TqLibEmlFile::WriteDataForDrive";
 
-enum class Seek { reached, failed, fellShort, wentBeyond };
+enum class Seek { Reached, Failed, FellShort, WentBeyond };
 
-/// Seeks to `offset`. `osError` is the errno value when the result is `failed`.
+/// Seeks to `offset`. `osError` is the errno value when the result is Failed.
 Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* origin,
             int& osError) {
   const off64_t position = ::lseek64(file.get(), static_cast<off64_t>(offset), SEEK_SET);
@@ -33,16 +33,16 @@ Seek seekTo(const FileDescriptor& file, unsigned long long offset, const char* o
   if (position == -1) {
     osError = errno;
     logError(origin, origin + ("() _lseek() failed with error " + std::to_string(osError)));
-    return Seek::failed;
+    return Seek::Failed;
   }
   const auto reached = static_cast<unsigned long long>(position);
   if (reached < offset) {
     logError(origin, origin + ("() failed to seek file offset " +
                                std::to_string(static_cast<long long>(offset)) + ", seek to " +
                                std::to_string(position)));
-    return Seek::fellShort;
+    return Seek::FellShort;
   }
-  return reached == offset ? Seek::reached : Seek::wentBeyond;
+  return reached == offset ? Seek::Reached : Seek::WentBeyond;
 }
 
 int codeOf(int osError) {
@@ -59,7 +59,7 @@ bool Volume::read(int fileMark, unsigned long long offset, unsigned char* buffer
   }
   int osError = 0;
   const Seek seek = seekTo(file, offset, kReadOrigin, osError);
-  if (seek == Seek::reached) {
+  if (seek == Seek::Reached) {
     const ssize_t count = ::read(file.get(), buffer, length);
     bytesRead = count < 0 ? 0 : static_cast<unsigned long>(count);
     if (count < 0) {
@@ -67,14 +67,14 @@ bool Volume::read(int fileMark, unsigned long long offset, unsigned char* buffer
     }
     return count >= 0;
   }
-  if (seek == Seek::failed) {
+  if (seek == Seek::Failed) {
     m_errorCode = codeOf(osError);
-  } else if (seek == Seek::fellShort) {
+  } else if (seek == Seek::FellShort) {
     m_errorCode = kReadSeekShort;
   }
   // A position beyond the offset counts as success without data, here and in writeBlock(). It does
   // not occur on Linux.
-  return seek == Seek::wentBeyond;
+  return seek == Seek::WentBeyond;
 }
 
 bool Volume::write(int fileMark, unsigned long long offset, const unsigned char* buffer,
@@ -126,15 +126,15 @@ bool Volume::writeBlock(int fileMark, unsigned long long offset, const unsigned 
   }
   int osError = 0;
   const Seek seek = seekTo(file, offset, kWriteOrigin, osError);
-  if (seek == Seek::reached) {
+  if (seek == Seek::Reached) {
     const ssize_t count = ::write(file.get(), buffer, length);
     bytesWritten = count < 0 ? 0 : static_cast<unsigned long>(count);
     if (count <= 0) {
       m_errorCode = kWriteFailed;
     }
-  } else if (seek == Seek::failed) {
+  } else if (seek == Seek::Failed) {
     m_errorCode = codeOf(osError);
-  } else if (seek == Seek::fellShort) {
+  } else if (seek == Seek::FellShort) {
     m_errorCode = kWriteSeekShort;
   }
   return true;
