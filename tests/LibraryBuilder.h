@@ -1,7 +1,6 @@
-// Libraries for tests, registered the way an emulator registers them.
+// Libraries for tests, registered as an emulator registers them, and their elements as short text.
 #pragma once
 
-#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -92,14 +91,14 @@ inline std::string describe(const LibElement& e) {
          (e.isOccupied ? ":" + e.barCode : "");
 }
 
-/// The elements that `text` describes, with blanks between them.
+/// The elements that `text` describes, with white space between them.
 inline std::vector<LibElement> described(const std::string& text) {
   std::vector<LibElement> all;
   std::istringstream words(text);
   for (std::string word; words >> word;) {
-    const std::string barCode = word.substr(std::min(word.find(':'), word.size()));
-    all.push_back(element(word[0] - '0', std::stoi(word.substr(2)),
-                          barCode.empty() ? "" : barCode.substr(1)));
+    const std::size_t colon = word.find(':');
+    const std::string barCode = colon == word.npos ? "" : word.substr(colon + 1);
+    all.push_back(element(word[0] - '0', std::stoi(word.substr(2)), barCode));
   }
   return all;
 }
@@ -111,6 +110,11 @@ inline std::vector<std::string> elements(const std::string& key) {
   std::vector<std::string> all;
   for (const LibElement& e : found) all.push_back(describe(e));
   return all;
+}
+
+/// Sets the one element that `text` describes.
+inline bool setElement(const std::string& key, const std::string& text) {
+  return TqLibEmulator().SetVirtualLibraryElement(key, described(text)[0], false);
 }
 
 inline std::string lastError(const MMS2BaseError& object) {

@@ -1,4 +1,4 @@
-// A catalogue of its own for one test: folder, configuration and log, gone at its end.
+// A catalogue for one test: folder, configuration and log. They are removed at its end.
 #pragma once
 
 #include <stdlib.h>
@@ -27,7 +27,7 @@ inline void writeFile(const std::filesystem::path& path, const std::string& byte
 /// Names a parameterised test after its parameter.
 inline constexpr auto nameOfParam = [](const auto& test) { return std::string(test.param.name); };
 
-/// A new folder under the system's temporary one, removed with all it holds. Not to be copied.
+/// A new folder under the system's temporary one, removed with its content.
 class TempFolder {
 public:
   TempFolder() {
@@ -47,8 +47,8 @@ private:
   std::filesystem::path m_path;
 };
 
-/// The log of the process. A log may open its file once for good, so all catalogues share this one
-/// and each reads what was written since its own beginning.
+/// The log of the process. A log may keep its file open, so all catalogues share this one, and each
+/// reads what was written since it was made.
 inline const std::filesystem::path& processLog() {
   static const TempFolder folder;
   static const std::filesystem::path path = folder.path() / "tqlib.log";
@@ -86,9 +86,16 @@ public:
     writeFile(path() / "tqlib.ini", text);
   }
 
-  /// What was logged since this catalogue began.
-  std::string log() const { return readFile(processLog()).substr(m_logStart); }
-  bool logged(const std::string& text) const { return log().find(text) != std::string::npos; }
+  /// `text` with "CATALOGUE/" in place of the catalogue directory.
+  std::string shortened(std::string text) const {
+    for (std::size_t at = 0; (at = text.find(catalogue(), at)) != text.npos;)
+      text.replace(at, catalogue().size(), "CATALOGUE/");
+    return text;
+  }
+
+  /// What was logged since this catalogue was made, shortened.
+  std::string log() const { return shortened(readFile(processLog()).substr(m_logStart)); }
+  bool logged(const std::string& text) const { return log().find(text) != text.npos; }
 
   /// Every file and folder in the catalogue directory, by name, with its bytes.
   std::map<std::string, std::string> files() const {

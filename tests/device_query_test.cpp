@@ -1,3 +1,4 @@
+// Queries of devices, and of the volume in a drive, on library files that can and cannot be read.
 #include <gtest/gtest.h>
 
 #include "SmallLibrary.h"
@@ -12,70 +13,82 @@ Seen seen(bool isDone) {
   std::vector<SCSIUnitNoMap> devices(1);
   EXPECT_EQ(TqLibEmulator().GetVirtualDeviceInfo("h", devices), isDone);
   Seen all;
-  for (const SCSIUnitNoMap& d : devices)
-    all.push_back(d.MAName + ":" + d.SerialNumber + "@" + std::to_string(d.DriveBaseAddress) +
-                  (d.DriveIdentifierMap == "Map|0|EOM" ? "" : d.DriveIdentifierMap));
-  EXPECT_EQ(all.front(), ":@-1");  // what was there before stays
+  for (const SCSIUnitNoMap& d : devices) {
+    all.push_back(d.MAName + ":" + d.SerialNumber + "@" + std::to_string(d.DriveBaseAddress));
+    if (d.DriveIdentifierMap != "Map|0|EOM") all.back() += d.DriveIdentifierMap;
+  }
+  EXPECT_EQ(all.front(), ":@-1");  // the vector's former content stays
   return {all.begin() + 1, all.end()};
 }
 
-TEST(DeviceQuery, TheFileOfOneLibraryIsReadOrPassedOverOrEndsTheQuery) {
-  const std::string h = unitXml("Library", "h"), drive = unitXml("Drive", "h");
-  const std::string other = unitXml("Drive", "other");
-  const auto x = [&](const std::string& more) { return fileXml(libraryXml("X", h + more)); };
-  const std::string slots = x("<SlotCount><x/></SlotCount>");
-  const std::string unit = x("<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>");
-  const std::string place = x("<Drive>" + other + "<BaseAddress><x/></BaseAddress></Drive>");
-  const std::string port = "<IEPortBaseAddress><x/></IEPortBaseAddress>";
-  const std::string twoUnits = driveXml("D1", 500, drive + unitXml("Drive", "H"));
-  const std::string bus = x("<Drive><DriveScsiUnit><Bus><x/></Bus></DriveScsiUnit></Drive>");
-  const std::string several = "More than one library node in XML Files %";
+const std::string kLibraryUnit = unitXml("Library", "h");
+const std::string kDriveUnit = unitXml("Drive", "h");
+const std::string kOtherUnit = unitXml("Drive", "other");
+
+/// The file of library X, which host h sees.
+std::string fileOfX(const std::string& more) {
+  return fileXml(libraryXml("X", kLibraryUnit + more));
+}
+
+// Three libraries are listed: A, X and C.
+TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
+  const std::string otherDrives = driveXml("D1", 501, kOtherUnit) +
+                                  driveXml("D2", 501, kDriveUnit) + driveXml("D3", 499, kOtherUnit);
+  const std::string twoUnits = driveXml("D1", 500, kDriveUnit + unitXml("Drive", "H"));
+  const std::string place = "<Drive>" + kOtherUnit + "<BaseAddress><x/></BaseAddress></Drive>";
+  const std::string several = "More than one library node in XML Files CATALOGUE/Lib_X.xml";
+  const std::string unloaded = "Failed to Load XML Document CATALOGUE/Lib_X.xml for Library X";
   const std::string unread = "Failed to read value for Element ";
-  const std::string unloaded = "Failed to Load XML Document % for Library X";
-  const std::string drives =
-      driveXml("D1", 501, other) + driveXml("D2", 501, drive) + driveXml("D3", 499, other);
   const struct {
-    std::string file, text;  // no file when empty; % is its path
-    int code;
+    std::string file;  // empty: none
+    int code = 0;
+    std::string error = "";
     bool isDone = false;
     Seen seen = {};
-  } cases[] = {{fileXml(libraryXml("X", h + drives) + driveXml("D4", 500, drive)),
-                "",
-                0,
-                true,
-                {"h:D2@501", "h:D4@500", "h:X@500Map|2|0|D3|2|D1|EOM"}},
-               {x(port + twoUnits), "", 0, true, {"H:D1@500", "h:X@500Map|1|1|D1|EOM"}},
-               {"<D/>", several, 0, true},
-               {"<D><Library/><Library/></D>", several, 0, true},
-               {"", unloaded, 0},
-               {"<D>", unloaded, 50005},
-               {unit, unread + "Lun", 50001},
-               {bus, unread + "Bus", 50001},
-               {place, "Element address not found for drive", 50002},
-               {x("<Drive>" + drive + "</Drive>"), "", 50003},
-               {slots, unread + "SlotCount", 50004}};
-  for (auto c : cases) {
+  } cases[] = {
+      {.file =
+           fileXml(libraryXml("X", kLibraryUnit + otherDrives) + driveXml("D4", 500, kDriveUnit)),
+       .isDone = true,
+       .seen = {"h:D2@501", "h:D4@500", "h:X@500Map|2|0|D3|2|D1|EOM"}},
+      {.file = fileOfX("<IEPortBaseAddress><x/></IEPortBaseAddress>" + twoUnits),
+       .isDone = true,
+       .seen = {"H:D1@500", "h:X@500Map|1|1|D1|EOM"}},
+      {.file = "<D/>", .error = several, .isDone = true},
+      {.file = "<D><Library/><Library/></D>", .error = several, .isDone = true},
+      {.file = "", .error = unloaded},
+      {.file = "<D>", .code = 50005, .error = unloaded},
+      {.file = fileOfX("<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>"),
+       .code = 50001,
+       .error = unread + "Lun"},
+      {.file = fileOfX("<Drive><DriveScsiUnit><Bus><x/></Bus></DriveScsiUnit></Drive>"),
+       .code = 50001,
+       .error = unread + "Bus"},
+      {.file = fileOfX(place), .code = 50002, .error = "Element address not found for drive"},
+      {.file = fileOfX("<Drive>" + kDriveUnit + "</Drive>"), .code = 50003},
+      {.file = fileOfX("<SlotCount><x/></SlotCount>"),
+       .code = 50004,
+       .error = unread + "SlotCount"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
     TempCatalogue catalogue;
     writeFile(catalogue.listFile(), listXml({"A", "X", "C"}));
     for (const std::string key : {"A", "C"})
-      writeFile(catalogue.libraryFile(key), fileXml(libraryXml(key, h)));
+      writeFile(catalogue.libraryFile(key), fileXml(libraryXml(key, kLibraryUnit)));
     if (!c.file.empty()) writeFile(catalogue.libraryFile("X"), c.file);
-    const auto path = c.text.find('%');
-    if (path != std::string::npos) c.text.replace(path, 1, catalogue.libraryFile("X"));
-    c.seen.insert(c.seen.begin(), "h:A@500");
-    if (c.isDone) c.seen.push_back("h:C@500");
-    EXPECT_EQ(seen(c.isDone), c.seen) << c.file;
+    Seen expected = c.seen;
+    expected.insert(expected.begin(), "h:A@500");
+    if (c.isDone) expected.push_back("h:C@500");
+    EXPECT_EQ(seen(c.isDone), expected);
     TqLibEmulator emulator;
     std::vector<SCSIUnitNoMap> devices;
     EXPECT_EQ(emulator.GetVirtualDeviceInfo("h", devices, "X"), c.isDone);
-    EXPECT_EQ(emulator.getErrorCode(), c.code) << c.file;
-    EXPECT_EQ(lastError(emulator), c.text);
-    EXPECT_TRUE(catalogue.logged(c.text)) << catalogue.log();
+    EXPECT_EQ(emulator.getErrorCode(), c.code);
+    EXPECT_EQ(catalogue.shortened(lastError(emulator)), c.error);
+    EXPECT_TRUE(catalogue.logged(c.error)) << catalogue.log();
   }
 }
 
-// A caller may pass a text that lies in the output.
-TEST(DeviceQuery, NamesThatLieInTheOutputWork) {
+TEST(DeviceQuery, TakesNamesThatLieInItsOutput) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).drives(500, 40).build();
   TqLibEmulator emulator;
@@ -88,39 +101,50 @@ TEST(DeviceQuery, NamesThatLieInTheOutputWork) {
   devices.shrink_to_fit();
   EXPECT_TRUE(emulator.GetVirtualDeviceInfo(devices[0].MAName, devices));
   EXPECT_EQ(devices.size(), 42U);
-  std::vector<LibElement> found{element(2, 1, "A")};
+  std::vector<LibElement> found = described("2@1:A");
   EXPECT_TRUE(emulator.GetVirtualLibraryElements(found[0].barCode, found));
   EXPECT_EQ(found.size(), 42U);
-  EXPECT_TRUE(emulator.SetVirtualLibraryElement("A", element(4, 507, "T1"), false));
+  EXPECT_TRUE(setElement("A", "4@507:T1"));
   std::string text = "DRV0008";
   EXPECT_TRUE(emulator.GetCurrentVolume(text, text));
   EXPECT_EQ(text, "T1");
 }
 
-TEST(DeviceQuery, AFaultyListIsLoggedOnceByEachOperationThatReadsIt) {
-  for (const std::string& list : {listXml({"a/b"}), std::string("<LibraryList>")}) {
+TEST(DeviceQuery, LogsAFaultyListInEachOperationThatReadsIt) {
+  std::vector<SCSIUnitNoMap> devices;
+  std::string barCode = "old";
+  const std::function<bool(TqLibEmulator&)> removal = [](auto& e) {
+    return e.RemoveVirtualDevice("", "D1");
+  };
+  const std::function<bool(TqLibEmulator&)> devicesOfAll = [&](auto& e) {
+    return e.GetVirtualDeviceInfo("", devices);
+  };
+  const std::function<bool(TqLibEmulator&)> volume = [&](auto& e) {
+    return e.GetCurrentVolume("D1", barCode);
+  };
+  const std::string named = listXml({"a/b"});
+  const std::string broken = "<LibraryList>";  // a query also logs the position
+  const struct {
+    const std::string& list;
+    const std::function<bool(TqLibEmulator&)>& run;
+    int lines;
+  } cases[] = {{.list = named, .run = removal, .lines = 1},
+               {.list = named, .run = devicesOfAll, .lines = 1},
+               {.list = named, .run = volume, .lines = 1},
+               {.list = broken, .run = removal, .lines = 1},
+               {.list = broken, .run = devicesOfAll, .lines = 2},
+               {.list = broken, .run = volume, .lines = 2}};
+  for (const auto& c : cases) {
     TempCatalogue catalogue;
-    writeFile(catalogue.listFile(), list);
-    const bool isParsable = list.ends_with("</LibraryList>");
-    std::vector<SCSIUnitNoMap> devices;
-    std::string barCode = "old";
-    const std::function<bool(TqLibEmulator&)> operations[] = {
-        [&](TqLibEmulator& e) { return e.RemoveVirtualDevice("", "D1"); },
-        [&](TqLibEmulator& e) { return e.GetVirtualDeviceInfo("", devices); },
-        [&](TqLibEmulator& e) { return e.GetCurrentVolume("D1", barCode); }};
-    for (const auto& operation : operations) {
-      TqLibEmulator emulator;
-      const std::size_t before = catalogue.log().size();
-      EXPECT_FALSE(operation(emulator));
-      const std::string log = catalogue.log().substr(before);
-      const bool isQuery = &operation != &operations[0];
-      EXPECT_EQ(std::ranges::count(log, '\n'), isQuery && !isParsable ? 2 : 1) << log;  // the place
-      EXPECT_EQ(emulator.getErrorCode(), isParsable ? 0 : 50005);
-      EXPECT_NE(log.find(isParsable ? "a/b" : catalogue.listFile()), std::string::npos);
-      EXPECT_NE(lastError(emulator), "");
-    }
-    EXPECT_EQ(barCode, "");
+    writeFile(catalogue.listFile(), c.list);
+    TqLibEmulator emulator;
+    EXPECT_FALSE(c.run(emulator));
+    EXPECT_EQ(std::ranges::count(catalogue.log(), '\n'), c.lines) << catalogue.log();
+    EXPECT_TRUE(catalogue.logged(c.list == named ? "a/b" : "CATALOGUE/LibraryList.xml"));
+    EXPECT_EQ(emulator.getErrorCode(), c.list == named ? 0 : 50005);
+    EXPECT_NE(lastError(emulator), "");
   }
+  EXPECT_EQ(barCode, "");
 }
 
 std::string drive(const std::string& serial, const std::string& barCode) {
@@ -134,24 +158,30 @@ TEST(CurrentVolume, IsTheBarCodeOfTheFirstDriveOfThatSerialNumberInAnyListedLibr
   writeFile(catalogue.libraryFile("A"),
             fileXml(libraryXml("A", drive("D1", "<BarCode>T1</BarCode>") + drive("D4", ""))));
   writeFile(catalogue.libraryFile("Unlisted"), fileXml(drive("D8", "<BarCode>T8</BarCode>")));
-  std::string second = drive("D1", "<BarCode>T9</BarCode>") + drive("D2", "<BarCode>T2</BarCode>") +
-                       drive("D3", "<BarCode><x/></BarCode>");
-  for (std::size_t at = 0; (at = second.find("<Drive>", at)) != std::string::npos; ++at)
-    second.insert(at + 6, " IsOccupied='false'");
+  const std::string second = drive("D1", "<BarCode>T9</BarCode>") +
+                             drive("D2", "<BarCode>T2</BarCode>") +
+                             drive("D3", "<BarCode><x/></BarCode>");
+  const std::string empty = "<Drive IsOccupied='false'>";
   writeFile(catalogue.libraryFile("B"),
-            fileXml(libraryXml("B", second) + drive("D5", "<BarCode>T5</BarCode>")));
+            fileXml(libraryXml("B", std::regex_replace(second, std::regex("<Drive>"), empty)) +
+                    drive("D5", "<BarCode>T5</BarCode>")));
   const struct {
-    const char *serial, *barCode;
+    const char* serial;
     bool isFound = true;
-  } cases[] = {{"D1", "T1"}, {"D2", "T2"},      {"D3", ""},       {"D4", ""},
-               {"D5", "T5"}, {"D8", "", false}, {"d1", "", false}};
+    const char* barCode = "";
+    bool isUnreadable = false;
+  } cases[] = {{.serial = "D1", .barCode = "T1"},      {.serial = "D2", .barCode = "T2"},
+               {.serial = "D3", .isUnreadable = true}, {.serial = "D4"},
+               {.serial = "D5", .barCode = "T5"},      {.serial = "D8", .isFound = false},
+               {.serial = "d1", .isFound = false}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.serial);
     TqLibEmulator emulator;
     std::string barCode = "old";
-    EXPECT_EQ(emulator.GetCurrentVolume(c.serial, barCode), c.isFound) << c.serial;
-    EXPECT_EQ(barCode, c.barCode) << c.serial;
+    EXPECT_EQ(emulator.GetCurrentVolume(c.serial, barCode), c.isFound);
+    EXPECT_EQ(barCode, c.barCode);
     EXPECT_EQ(lastError(emulator) == "Failed to read value for Source Element BarCode",
-              c.serial == std::string("D3"));
+              c.isUnreadable);
     EXPECT_FALSE(catalogue.logged("Source Element"));
   }
 }

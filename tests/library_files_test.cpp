@@ -1,3 +1,5 @@
+// Library files and lists on disk: text that stays, permissions, links, and what is no regular
+// file.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -11,28 +13,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool setOneSlot(const std::string& key, const std::string& barCode) {
-  return TqLibEmulator().SetVirtualLibraryElement(key, element(LIB_ELEM_SLOT, 1000, barCode),
-                                                  false);
-}
-
-TEST(LibraryFiles, WithoutAFileAChangeFailsInSilenceAndWithoutADirectoryEveryOperationFails) {
+TEST(LibraryFiles, RefuseChangesWithoutAFileAndEveryOperationWithoutADirectory) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;
   EXPECT_FALSE(emulator.SetVirtualLibraryElement("A", element(2, 1, "T1"), false));
-  EXPECT_EQ(std::to_string(emulator.getErrorCode()) + catalogue.log(), "0");
+  EXPECT_EQ(emulator.getErrorCode(), 0);
+  EXPECT_EQ(catalogue.log(), "");
   fs::remove_all(catalogue.catalogue());
   writeFile(catalogue.path() / "LibEmulator", "a file in the directory's place");
-  EXPECT_FALSE(setOneSlot("A", "T1"));
+  EXPECT_FALSE(setElement("A", "2@1000:T1"));
   EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").library(), ""));
   EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("A").batch(), "A"));
   std::string path;
   EXPECT_FALSE(emulator.GetLibListFile(path));
   EXPECT_EQ(emulator.getErrorCode(), 50007);
-  EXPECT_TRUE(catalogue.logged("Failed to create directory " + catalogue.catalogue()));
+  EXPECT_TRUE(catalogue.logged("Failed to create directory CATALOGUE/"));
 }
 
-TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
+TEST(LibraryFiles, KeepTextBetweenElementsAndReplaceOnlyIndentation) {
   TempCatalogue catalogue;
   const std::string declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
   writeFile(catalogue.listFile(),
@@ -48,7 +46,7 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
  <Shelf/></Devices>
 )";
   writeFile(catalogue.libraryFile("A"), file);
-  ASSERT_TRUE(setOneSlot("A", "T1"));
+  ASSERT_TRUE(setElement("A", "2@1000:T1"));
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + R"(<Devices>
 
   <Library Name="Lib_A">
@@ -68,14 +66,14 @@ TEST(LibraryFiles, TextBetweenElementsStaysAndOnlyIndentationIsMadeAnew) {
 
 </Devices>
 )");
-  // Nothing is left of an element's content but its indentation, which is no text of its own.
+  // Of an emptied element only its indentation is left.
   writeFile(catalogue.libraryFile("A"), file);
   ASSERT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "A"));
   EXPECT_EQ(readFile(catalogue.libraryFile("A")), declaration + "<Devices>\n </Devices>\n");
   EXPECT_EQ(readFile(catalogue.listFile()), declaration + "<LibraryList>\n  </LibraryList>\n");
 }
 
-TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFileBesideALinkOrItsTarget) {
+TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFiles) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   const fs::path link = catalogue.libraryFile("A");
@@ -89,12 +87,12 @@ TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFileBesideALinkOrIt
   ASSERT_TRUE(living.prepare("of a process that is at work"));
   for (const fs::path& folder : {elsewhere, fs::path(catalogue.catalogue())})
     writeFile(folder / ".tqlib-0123456789abcdef.new", "of a dead process");
-  ASSERT_TRUE(setOneSlot("A", "T1"));
+  ASSERT_TRUE(setElement("A", "2@1000:T1"));
   EXPECT_TRUE(living.commit());
   EXPECT_TRUE(fs::is_symlink(link));
   const std::string once = readFile(target);
   EXPECT_NE(once.find("T1"), std::string::npos);
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(setOneSlot("A", "T1"));
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(setElement("A", "2@1000:T1"));
   EXPECT_EQ(readFile(target), once);
   struct stat record {};
   ASSERT_EQ(stat(target.c_str(), &record), 0);
@@ -103,17 +101,18 @@ TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFileBesideALinkOrIt
   EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), fs::directory_iterator()), 2);
   fs::create_symlink("../b", catalogue.libraryFile("B"));
   LibraryBuilder("B").build();
-  EXPECT_TRUE(fs::is_symlink(catalogue.libraryFile("B")) && fs::exists(catalogue.path() / "b"));
+  EXPECT_TRUE(fs::is_symlink(catalogue.libraryFile("B")));
+  EXPECT_TRUE(fs::exists(catalogue.path() / "b"));
 }
 
-// Where a file cannot be examined it is taken for absent, but the new one does not replace it.
-TEST(LibraryFiles, AFileThatWasTakenForAbsentIsNeverReplaced) {
+// A file that cannot be examined is taken for absent, but the new one does not replace it.
+TEST(LibraryFiles, AreNeverReplacedWhenTheyWereTakenForAbsent) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   fs::create_symlink("Lib_C.xml", catalogue.libraryFile("C"));  // which leads nowhere
   TqLibEmulator emulator;
   EXPECT_TRUE(emulator.UpdateVirtualDevice(LibraryBuilder("C").library(), ""));
-  EXPECT_TRUE(catalogue.logged("Failed to save document " + catalogue.libraryFile("C")));
+  EXPECT_TRUE(catalogue.logged("Failed to save document CATALOGUE/Lib_C.xml"));
   EXPECT_NE(emulator.saveError().find(catalogue.libraryFile("C")), std::string::npos);
   EXPECT_EQ(readFile(catalogue.listFile()).find("Lib_C"), std::string::npos);
   fs::remove(catalogue.libraryFile("C"));
@@ -130,7 +129,7 @@ TEST(LibraryFiles, AFileThatWasTakenForAbsentIsNeverReplaced) {
     EXPECT_NE(late.saveError().find("taken for absent: File exists"), std::string::npos);
     EXPECT_EQ(catalogue.files(), before);
   }
-  // The same once more behind the look at the file, which is what counts.
+  // The commit decides, even if the file appears after it was examined.
   ReplacedFile late(catalogue.libraryFile("L"), Existing::Kept);
   ASSERT_TRUE(late.prepare("new"));
   writeFile(catalogue.libraryFile("L"), "old");
@@ -138,45 +137,51 @@ TEST(LibraryFiles, AFileThatWasTakenForAbsentIsNeverReplaced) {
   EXPECT_EQ(readFile(catalogue.libraryFile("L")), "old");
 }
 
-TEST(LibraryFiles, WhatIsNoRegularFileIsRefusedAtOnce) {
+TEST(LibraryFiles, AreRefusedAtOnceWhenTheyAreFoldersOrPipes) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   const fs::path kept = catalogue.path() / "kept";
-  for (const std::string& path : {catalogue.libraryFile("A"), catalogue.listFile(),
-                                  catalogue.catalogue() + ".tqlib-pending"}) {
-    const bool wasThere = fs::exists(path);
-    if (wasThere) fs::rename(path, kept);
+  const struct {
+    std::string path;
+    bool isQueried = false;
+    bool isChanged = true;
+    bool isCreated = false;
+  } cases[] = {{.path = catalogue.libraryFile("A"), .isChanged = false, .isCreated = true},
+               {.path = catalogue.listFile()},
+               {.path = catalogue.catalogue() + ".tqlib-pending", .isQueried = true}};
+  for (const auto& c : cases) {
+    const bool wasThere = fs::exists(c.path);
+    if (wasThere) fs::rename(c.path, kept);
     for (const bool isFolder : {true, false}) {
-      SCOPED_TRACE(path + (isFolder ? " is a folder" : " is a pipe"));
-      ASSERT_EQ(isFolder ? mkdir(path.c_str(), 0777) : mkfifo(path.c_str(), 0666), 0);
+      SCOPED_TRACE(c.path + (isFolder ? " is a folder" : " is a pipe"));
+      ASSERT_EQ(isFolder ? mkdir(c.path.c_str(), 0777) : mkfifo(c.path.c_str(), 0666), 0);
       TqLibEmulator emulator;
       std::vector<SCSIUnitNoMap> devices;
-      EXPECT_EQ(emulator.GetVirtualDeviceInfo("", devices), !wasThere);
-      const bool isLibrary = path == catalogue.libraryFile("A");
-      EXPECT_EQ(setOneSlot("A", "T1"), !isLibrary);
-      EXPECT_EQ(emulator.UpdateVirtualDevice(LibraryBuilder("N").library(), "") &&
-                    emulator.saveError().empty(),
-                isLibrary);
-      EXPECT_EQ(emulator.RemoveVirtualDevice("", "N", "N"), isLibrary);
+      EXPECT_EQ(emulator.GetVirtualDeviceInfo("", devices), c.isQueried);
+      EXPECT_EQ(setElement("A", "2@1000:T1"), c.isChanged);
+      const bool isDone = emulator.UpdateVirtualDevice(LibraryBuilder("N").library(), "");
+      EXPECT_EQ(isDone && emulator.saveError().empty(), c.isCreated);
+      EXPECT_EQ(emulator.RemoveVirtualDevice("", "N", "N"), c.isCreated);
       fs::remove(catalogue.libraryFile("N"));
-      fs::remove(path);
+      fs::remove(c.path);
     }
-    if (wasThere) fs::rename(kept, path);
+    if (wasThere) fs::rename(kept, c.path);
   }
 }
 
-TEST(LibraryFiles, AWriteProtectedFileIsNotReplacedInItsOwnersFolder) {
+TEST(LibraryFiles, AreNotReplacedWhenWriteProtectedInTheFolderOfAnotherUser) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   ASSERT_EQ(chmod(catalogue.libraryFile("A").c_str(), 0444), 0);
-  // Nothing is protected from root, so the folder goes to somebody else.
-  const uid_t own = getuid(), owner = own == 0 ? 65534 : own;
+  // Root may write anything, so the folder is given to another user.
+  const uid_t own = getuid();
+  const uid_t owner = own == 0 ? 65534 : own;
   for (const std::string& folder : {catalogue.path().string(), catalogue.catalogue()})
     ASSERT_EQ(chown(folder.c_str(), owner, static_cast<gid_t>(-1)), 0);
   testing::internal::CaptureStderr();
   setenv("TQ_PLATFORM_LOG", "", 1);
   ASSERT_EQ(setresuid(owner, owner, own), 0);
-  EXPECT_TRUE(setOneSlot("A", "T1"));
+  EXPECT_TRUE(setElement("A", "2@1000:T1"));
   ASSERT_EQ(setresuid(own, own, own), 0);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("Lib_A.xml"), std::string::npos);
   EXPECT_EQ(elements("A"), std::vector<std::string>{"2@1000"});

@@ -1,4 +1,5 @@
-// Several threads and processes on one catalogue: an emulator, and operators with their tool.
+// Several threads and processes on one catalogue: no change is lost, locks are kept, and a save
+// that another process left half done is completed.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -7,6 +8,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -14,6 +16,7 @@
 #include <thread>
 
 #include "ChangingOperations.h"
+#include "SmallLibrary.h"
 #include "files/CatalogueLock.h"
 
 namespace tests {
@@ -24,16 +27,21 @@ using namespace std::string_literals;
 using Texts = std::vector<std::string>;
 using Work = std::function<int(int worker)>;
 
-constexpr int kWorkers = 4, kMoves = 501, kSlots = 10, kMedia = 3, kReads = 110, kFailed = 255;
+constexpr int kWorkers = 4;
+constexpr int kMoves = 501;  // of each worker
+constexpr int kSlots = 10;   // of each worker
+constexpr int kMedia = 3;    // of each worker
+constexpr int kReads = 110;
+constexpr int kFailed = 255;  // exit status
 
-/// The sum of what `work` gives, which is less than 255, in as many processes as there are workers.
+/// Runs `work` in a process for each worker. Returns the sum of its results, each below 255.
 int inProcesses(const Work& work) {
   std::vector<pid_t> children;
   for (int worker = 0; worker < kWorkers; ++worker) {
     const pid_t child = fork();
     if (child == 0) {
-      const int given = work(worker);
-      _exit(testing::Test::HasFailure() ? kFailed : given);
+      const int result = work(worker);
+      _exit(testing::Test::HasFailure() ? kFailed : result);
     }
     children.push_back(child);
   }
@@ -56,14 +64,12 @@ int inThreads(const Work& work) {
   return sum;
 }
 
-const char kKey[] = "A";
-
 LibraryBuilder libraryOf(int worker) {
   const std::string host = "host" + std::to_string(worker);
-  return LibraryBuilder(kKey).host(host).slots(1000, kSlots * kWorkers).drives(500, 1);
+  return LibraryBuilder("A").host(host).slots(1000, kSlots * kWorkers).drives(500, 1);
 }
 
-/// A medium of the worker after so many moves, each to the next slot.
+/// A medium of the worker after this many moves, each to the next slot.
 LibElement mediumAfter(int worker, int medium, int moves) {
   const int slot = kSlots * worker + (medium * kSlots / kMedia + moves) % kSlots;
   const std::string barCode = "W" + std::to_string(worker) + "M" + std::to_string(medium);
@@ -71,25 +77,27 @@ LibElement mediumAfter(int worker, int medium, int moves) {
 }
 
 bool readStatus(TqLibEmulator& emulator) {
-  int status = -1, asc = -1, ascq = -1;
-  EXPECT_TRUE(emulator.GetVirtualDeviceStatus(kKey, status, asc, ascq, false));
-  EXPECT_TRUE((status == 2 && asc == 4 && ascq == 1) || (status == 0 && asc == 0 && ascq == 0));
-  return status == 2;
+  std::array<int, 3> status{-1, -1, -1};
+  EXPECT_TRUE(emulator.GetVirtualDeviceStatus("A", status[0], status[1], status[2], false));
+  const bool isRead = status == std::array{2, 4, 1};
+  EXPECT_TRUE(isRead || status == (std::array{0, 0, 0}));
+  return isRead;
 }
 
-/// Moves media, reads status and tells of its host; how many reads gave a status.
+/// Moves media, reads the status and updates devices. Returns how many reads gave a status.
 int workOn(TqLibEmulator& emulator, int worker) {
   int reads = 0;
   for (int i = 0; i < kMoves; ++i) {
     const int from = mediumAfter(worker, i % kMedia, i / kMedia).elementAddress;
     const int to = mediumAfter(worker, i % kMedia, i / kMedia + 1).elementAddress;
-    EXPECT_TRUE(emulator.MoveVirtualLibraryElement(kKey, 2, from, 2, to));
+    EXPECT_TRUE(emulator.MoveVirtualLibraryElement("A", 2, from, 2, to));
     if (i % 20 != 0) continue;
     reads += readStatus(emulator);
-    const SCSIUnit told = i % 40 == 0 ? libraryOf(worker).library() : libraryOf(worker).drive(1);
-    EXPECT_TRUE(emulator.UpdateVirtualDevice(told, kKey));
+    const LibraryBuilder builder = libraryOf(worker);
+    const SCSIUnit device = i % 40 == 0 ? builder.library() : builder.drive(1);
+    EXPECT_TRUE(emulator.UpdateVirtualDevice(device, "A"));
     std::vector<SCSIUnitNoMap> devices;
-    EXPECT_TRUE(emulator.GetVirtualDeviceInfo(told.MAName, devices));
+    EXPECT_TRUE(emulator.GetVirtualDeviceInfo(device.MAName, devices));
   }
   return reads;
 }
@@ -99,38 +107,40 @@ int workAlone(int worker) {
   return workOn(emulator, worker);
 }
 
+int inThreadsWithOneObject() {
+  TqLibEmulator shared;
+  return inThreads([&](int worker) { return workOn(shared, worker); });
+}
+
 struct Kind {
   const char* name;
   int (*run)();
 };
 
-const Kind kKinds[] = {{"OwnObjects", [] { return inThreads(workAlone); }},
-                       {"SharedObject",
-                        [] {
-                          TqLibEmulator shared;
-                          return inThreads([&](int worker) { return workOn(shared, worker); });
-                        }},
-                       {"Processes", [] { return inProcesses(workAlone); }}};
+const Kind kKinds[] = {{.name = "OwnObjects", .run = [] { return inThreads(workAlone); }},
+                       {.name = "SharedObject", .run = inThreadsWithOneObject},
+                       {.name = "Processes", .run = [] { return inProcesses(workAlone); }}};
 
 class ThreadsAndProcesses : public testing::TestWithParam<Kind> {};
 
 TEST_P(ThreadsAndProcesses, LoseNoMediumNoReadAndNoHost) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;
-  Texts expected, found;
+  Texts expected;
+  Texts found;
   libraryOf(0).build();
-  EXPECT_TRUE(emulator.SetVirtualDeviceStatus(kKey, 2, 4, 1, 3600, kReads));
+  EXPECT_TRUE(emulator.SetVirtualDeviceStatus("A", 2, 4, 1, 3600, kReads));
   for (int worker = 0; worker < kWorkers; ++worker)
     for (int medium = 0; medium < kMedia; ++medium) {
       const LibElement start = mediumAfter(worker, medium, 0);
-      EXPECT_TRUE(emulator.SetVirtualLibraryElement(kKey, start, false));
+      EXPECT_TRUE(emulator.SetVirtualLibraryElement("A", start, false));
       expected.push_back(describe(mediumAfter(worker, medium, kMoves / kMedia)));
     }
 
   int reads = GetParam().run();
 
   for (int i = 0; i < kReads && readStatus(emulator); ++i) ++reads;
-  for (const std::string& text : elements(kKey))
+  for (const std::string& text : elements("A"))
     if (text.find(':') != text.npos) found.push_back(text);
   EXPECT_EQ(reads, kReads);
   std::sort(expected.begin(), expected.end());
@@ -146,12 +156,6 @@ TEST_P(ThreadsAndProcesses, LoseNoMediumNoReadAndNoHost) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, ThreadsAndProcesses, testing::ValuesIn(kKinds), nameOfParam);
-
-/// Puts a medium into the one slot of L1, or of another library.
-bool put(const std::string& barCode, const std::string& key = "L1") {
-  return TqLibEmulator().SetVirtualLibraryElement(key, element(LIB_ELEM_SLOT, 1000, barCode),
-                                                  false);
-}
 
 class Processes : public testing::Test {
 protected:
@@ -189,7 +193,7 @@ private:
   FileDescriptor m_file;
 };
 
-TEST_F(Processes, KeepOutEachOthersChangesAndNotQueries) {
+TEST_F(Processes, KeepOutChangesOfOthersButNotQueries) {
   const std::string catalogue = m_catalogue.catalogue();
   const std::string lockFile = catalogue + ".tqlib-lock";
   const fs::path standalone = m_catalogue.path() / "Library1.xml";
@@ -197,18 +201,19 @@ TEST_F(Processes, KeepOutEachOthersChangesAndNotQueries) {
   writeFile(lockFile, "");
   const auto before = m_catalogue.files();
   const auto set = [](TqLibEmulator& emulator) {
-    return emulator.SetVirtualLibraryElement("L1", element(LIB_ELEM_SLOT, 1000, "T1"), false);
+    return emulator.SetVirtualLibraryElement("L1", described("2@1000:T1")[0], false);
   };
   const auto removeStandalone = [](TqLibEmulator& emulator) {
     return emulator.RemoveVirtualDevice("", "L1", "");
   };
   const struct {
-    std::string locked, named;
+    std::string locked;
+    std::string reported;
     std::function<bool(TqLibEmulator&)> change;
-  } cases[] = {{catalogue, catalogue, set},
-               {lockFile, catalogue, set},
-               {catalogue, catalogue, removeStandalone},
-               {".", ".", removeStandalone}};
+  } cases[] = {{.locked = catalogue, .reported = "CATALOGUE/", .change = set},
+               {.locked = lockFile, .reported = "CATALOGUE/", .change = set},
+               {.locked = catalogue, .reported = "CATALOGUE/", .change = removeStandalone},
+               {.locked = ".", .reported = ".", .change = removeStandalone}};
   const fs::path outside = fs::current_path();
   fs::current_path(m_catalogue.path());
   CatalogueLock::longestWait = 20ms;
@@ -217,27 +222,29 @@ TEST_F(Processes, KeepOutEachOthersChangesAndNotQueries) {
     TqLibEmulator emulator;
     EXPECT_FALSE(c.change(emulator));
     EXPECT_EQ(elements("L1"), Texts{"2@1000"});
-    EXPECT_EQ(lastError(emulator),
-              "Cannot lock directory " + c.named + ": another process keeps it locked");
+    const std::string error =
+        "Cannot lock directory " + c.reported + ": another process keeps it locked";
+    EXPECT_EQ(m_catalogue.shortened(lastError(emulator)), error);
     EXPECT_EQ(emulator.getErrorCode(), 0);
-    EXPECT_TRUE(m_catalogue.logged(lastError(emulator)));
-    EXPECT_TRUE(m_catalogue.files() == before && fs::exists(standalone));
+    EXPECT_TRUE(m_catalogue.logged(error));
+    EXPECT_EQ(m_catalogue.files(), before);
+    EXPECT_TRUE(fs::exists(standalone));
   }
   fs::current_path(outside);
   fs::remove(lockFile);
   ASSERT_EQ(mkfifo(lockFile.c_str(), 0666), 0);
-  EXPECT_FALSE(put("T1"));
+  EXPECT_FALSE(setElement("L1", "2@1000:T1"));
 }
 
 TEST_F(Processes, DoNotDelayAQueryOrAStatusReadWhileAChangeWaits) {
   std::atomic<bool> isDone = false;
   std::optional<ForeignLock> others(m_catalogue.catalogue());
-  std::thread change([&] { isDone = put("T1"); });
+  std::thread change([&] { isDone = setElement("L1", "2@1000:T1"); });
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   int status = -1;
   for (int i = 0; i < 20; ++i) {
-    std::this_thread::sleep_for(1ms);  // the change has long begun to wait before the last of them
+    std::this_thread::sleep_for(1ms);  // so that the change waits before the last of them
     EXPECT_EQ(elements("L1"), Texts{"2@1000"});
     EXPECT_TRUE(emulator.GetVirtualDeviceInfo("hosta", devices));
     EXPECT_TRUE(emulator.GetVirtualDeviceStatus("L1", status, status, status, false));
@@ -248,7 +255,7 @@ TEST_F(Processes, DoNotDelayAQueryOrAStatusReadWhileAChangeWaits) {
   EXPECT_TRUE(isDone);
 }
 
-// One changes the catalogue from the other one's directory, and the other way round.
+// Each of two catalogues is changed from the directory of the other one.
 TEST_F(Processes, DoNotDeadlockOverTwoDirectories) {
   const TempCatalogue second;
   writeFile(second.listFile(), readFile(m_catalogue.listFile()));
@@ -276,7 +283,7 @@ TEST_F(Processes, DoNotDeadlockOverTwoDirectories) {
   });
 }
 
-TEST_F(Processes, CallersThatHoldTheLockOfTheThreadsGoOn) {
+TEST_F(Processes, CallersThatHoldTheLockOfTheProcessDoNotDeadlock) {
   CatalogueLock::longestWait = 20s;  // more than all the work takes on a slow disk
   inProcesses([](int) {
     return inThreads([](int worker) {
@@ -284,7 +291,7 @@ TEST_F(Processes, CallersThatHoldTheLockOfTheThreadsGoOn) {
       for (int i = 0; i < 10; ++i) {
         const TqCriticalSectionLock held(worker % 2 == 0 ? &gCriticalSection : nullptr);
         for (TqLibEmulator* emulator : {&one, &other})
-          EXPECT_TRUE(emulator->SetVirtualLibraryElement("L1", element(2, 1000, "T1"), false));
+          EXPECT_TRUE(emulator->SetVirtualLibraryElement("L1", described("2@1000:T1")[0], false));
       }
       return 0;
     });
@@ -292,13 +299,13 @@ TEST_F(Processes, CallersThatHoldTheLockOfTheThreadsGoOn) {
 }
 
 TEST_F(Processes, TakeSeveralStepsAsOne) {
-  EXPECT_TRUE(put("0"));
+  EXPECT_TRUE(setElement("L1", "2@1000:0"));
   const int sum = inProcesses([](int) {
     int done = 0;
     for (int i = 0; i < 25; ++i)
       done += TqLibEmulator().ChangeCatalogue([] {
         const int count = std::stoi(elements("L1")[0].substr(7));
-        return put(std::to_string(count + 1));
+        return setElement("L1", "2@1000:" + std::to_string(count + 1));
       });
     return done;
   });
@@ -306,9 +313,10 @@ TEST_F(Processes, TakeSeveralStepsAsOne) {
   EXPECT_EQ(elements("L1")[0], "2@1000:" + std::to_string(sum));
 }
 
-TEST_F(Processes, LeaveAHalfDoneSaveToAChangeAndKeepItToItsOwnFiles) {
+TEST_F(Processes, CompleteAHalfDoneSaveOnAChangeOfItsFilesOnly) {
   LibraryBuilder("L2").slots(1000, 1).build();
-  const std::string file = m_catalogue.libraryFile("L2"), list = m_catalogue.listFile();
+  const std::string file = m_catalogue.libraryFile("L2");
+  const std::string list = m_catalogue.listFile();
   const std::string catalogue = m_catalogue.catalogue();
   writeFile(catalogue + ".tqlib-1.new", readFile(file));
   writeFile(catalogue + ".tqlib-2.new", readFile(list));
@@ -322,7 +330,7 @@ TEST_F(Processes, LeaveAHalfDoneSaveToAChangeAndKeepItToItsOwnFiles) {
   EXPECT_EQ(m_catalogue.files(), before);
 
   TqLibEmulator emulator;
-  EXPECT_TRUE(put("T1"));
+  EXPECT_TRUE(setElement("L1", "2@1000:T1"));
   EXPECT_EQ(elements("L1"), Texts{"2@1000:T1"});
   EXPECT_FALSE(emulator.UpdateVirtualDevice(LibraryBuilder("L3").library(), ""));
   EXPECT_FALSE(emulator.SetVirtualLibraryElement("L2", element(2, 1000, "T1"), false));
@@ -330,18 +338,18 @@ TEST_F(Processes, LeaveAHalfDoneSaveToAChangeAndKeepItToItsOwnFiles) {
   EXPECT_EQ(m_catalogue.files().size(), before.size());
 
   fs::remove(file);
-  EXPECT_TRUE(put("T1", "L2"));
+  EXPECT_TRUE(setElement("L2", "2@1000:T1"));
   EXPECT_EQ(elements("L2"), Texts{"2@1000:T1"});
   EXPECT_EQ(m_catalogue.files().size(), 3U);
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
-constexpr std::size_t kStack = 8 << 20;  // an instrumented build takes more
+constexpr std::size_t kStack = 8 << 20;  // an instrumented build needs more
 #else
 constexpr std::size_t kStack = 64 << 10;
 #endif
 
-/// Does the work in a thread that is cancelled: it ends behind the work.
+/// Does the work in a thread that is cancelled. It must end only after the work.
 void expectDoneOnSmallStack(std::function<void()> work) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -366,7 +374,8 @@ void expectDoneOnSmallStack(std::function<void()> work) {
   EXPECT_EQ(result, PTHREAD_CANCELED);
 }
 
-// What is cancelled unwinds through code that must not be unwound, so it waits for the call's end.
+// Cancellation unwinds the stack, and not all code here can be unwound: it must wait for the end of
+// the call.
 TEST(EveryOperation, IsDoneOnASmallStackAndByAThreadThatIsCancelled) {
   for (const ChangingOperation& operation : changingOperations()) {
     SCOPED_TRACE(operation.name);
@@ -380,38 +389,38 @@ TEST(EveryOperation, IsDoneOnASmallStackAndByAThreadThatIsCancelled) {
     expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result) << operation.name; });
   std::string deep = "<Note/>";
   for (int i = 0; i < 96; ++i) deep = "<Note>" + deep + "</Note>";
-  writeFile(catalogue.libraryFile("A"),
-            "<Devices><Library Name='Lib_A'>" + deep + "</Library></Devices>");
+  writeFile(catalogue.libraryFile("A"), documentOf("[" + deep + "]"));
   expectDoneOnSmallStack([] {
     TqLibEmulator emulator;
     std::vector<SCSIUnitNoMap> devices;
     std::string text;
-    EXPECT_TRUE(emulator.SetVirtualLibraryElement("A", element(2, 1, "T1"), false));
+    EXPECT_TRUE(setElement("A", "2@1:T1"));
     EXPECT_EQ(elements("A"), Texts{"2@1:T1"});
     EXPECT_TRUE(emulator.GetVirtualDeviceInfo("", devices));
     EXPECT_TRUE(emulator.GetCurrentVolume("", text));
-    EXPECT_FALSE(emulator.MoveVirtualLibraryElement("A", 2, 9, 2, 1));  // and a log line
+    EXPECT_FALSE(emulator.MoveVirtualLibraryElement("A", 2, 9, 2, 1));  // also logs
     TqLibEmlFile volume("V1");
     unsigned long long size = 0;
     int mark = 0;
-    EXPECT_TRUE(volume.GetVolumeSize(size) && volume.GetLastFileMark(mark));
+    EXPECT_TRUE(volume.GetVolumeSize(size));
+    EXPECT_TRUE(volume.GetLastFileMark(mark));
     EXPECT_EQ(TqLibEmlFile::GetTQLibEMLXMLDir(text), 1);
     EXPECT_FALSE(TqLibEmlFile("..").EraseVolume());
   });
 }
 
-TEST_F(Processes, PutNothingInPlaceThatAForeignNoteNames) {
-  const std::string note = m_catalogue.catalogue() + ".tqlib-pending";
+TEST_F(Processes, IgnoreAndRemoveAForeignJournal) {
+  const std::string journal = m_catalogue.catalogue() + ".tqlib-pending";
   const std::string outside = (m_catalogue.path() / "outside").string();
   for (const std::string& text :
        {""s, "junk"s, "x\0../outside\0"s, "../tqlib.ini\0x\0"s, "x\0"s, "\0\0"s,
         "absent\0Lib_L1.xml\0"s, "Lib_L1.xml\0Lib_L2.xml\0"s, ".tqlib-1.new\0x\0"s,
         ".tqlib-/../../tqlib.ini.new\0Lib_x.xml\0"s}) {
     writeFile(m_catalogue.catalogue() + "x", "foreign");
-    writeFile(note, text);
+    writeFile(journal, text);
     FaultyCatalogue::completeHalfDone();
     EXPECT_EQ(elements("L1"), Texts{"2@1000"}) << text;
-    EXPECT_FALSE(fs::exists(note)) << text;
+    EXPECT_FALSE(fs::exists(journal)) << text;
     EXPECT_FALSE(fs::exists(outside)) << text;
     EXPECT_TRUE(fs::exists(m_catalogue.path() / "tqlib.ini")) << text;
   }
