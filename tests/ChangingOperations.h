@@ -1,5 +1,5 @@
-// Every operation that changes the catalogue, and the states before and after it, for tests of what
-// a fault in its middle leaves behind. The same for volumes.
+// Every operation that changes the catalogue or a volume, with the states before and after it, for
+// tests of what a fault in its middle leaves behind.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,20 +16,22 @@ namespace fs = std::filesystem;
 /// Files and folders by path with their bytes; a folder's path ends in "/".
 using State = std::map<std::string, std::string>;
 
-/// Before an operation and after it. It begins with `begun`, which is the old state or, after a
-/// crash, what becomes that at the first look.
+/// The states before and after an operation. It starts from `begun`, which is the old state, or a
+/// crashed one that the next change completes to the old state.
 struct States {
-  State begun, old, renewed;
+  State begun;
+  State old;
+  State renewed;
 };
 
-/// A folder in memory where there is one: thousands of states are written and read.
+/// Keeps temporary files in memory if possible: thousands of states are written and read.
 struct InMemory {
   InMemory() {
     if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
   }
 };
 
-/// A catalogue whose states are kept, restored and looked at.
+/// A catalogue whose states are saved, restored and compared.
 class FaultyCatalogue : private InMemory, public TempCatalogue {
 public:
   FaultyCatalogue() { fs::create_directory(path() / "work"); }
@@ -42,7 +44,7 @@ public:
     return all;
   }
 
-  /// Also empties the log. The configuration is written anew, so that each run reads it.
+  /// Also empties the log. The configuration is written again, so each run reads it.
   void become(const State& state) const {
     for (const auto& entry : fs::directory_iterator(path())) fs::remove_all(entry);
     for (const auto& [path, bytes] : state) {
@@ -52,7 +54,7 @@ public:
     writeFile(processLog(), "");
   }
 
-  /// What a new look shows, after the next change: "old", "new", or what is wrong.
+  /// The state after the next change: "old", "new", or what is wrong with it.
   std::string look(const States& states) const {
     completeHalfDone();
     std::vector<SCSIUnitNoMap> devices;
@@ -65,12 +67,12 @@ public:
     return odd;
   }
 
-  /// What each operation that changes something does first.
+  /// The first step of each operation that changes something.
   static void completeHalfDone() {
     EXPECT_TRUE(TqLibEmulator().ChangeCatalogue([] { return true; }));
   }
 
-  /// What is wrong with one more save, and with what it leaves.
+  /// What is wrong with one more save and the files that it leaves.
   std::string nextSave() const {
     TqLibEmulator().UpdateVirtualDevice(LibraryBuilder("Z").slots(1000, 1).library(), "");
     std::string wrong = fs::exists(libraryFile("Z")) ? "" : "not saved";
@@ -79,18 +81,20 @@ public:
     return wrong;
   }
 
-  /// Two volumes, in a folder that the configuration names. Gives its path.
+  /// Makes two volumes and returns the path of their folder.
   std::string makeTapes() {
     const std::string tapes = path().string() + "/tapes/";
     config("MediaManager", "sVirtualTapeDirectory", tapes);
-    for (const char* const name : {"V1", "V2"}) fs::create_directories(tapes + name);
-    for (const char* const name : {"V1/00000000", "V1/00000001", "V2/00000000"})
-      writeFile(tapes + name, std::string("old") + name[10]);
+    for (const char* const name : {"V1/", "V2/"}) {
+      fs::create_directories(tapes + name);
+      writeFile(tapes + name + "00000000", "old0");
+    }
+    writeFile(tapes + "V1/00000001", "old1");
     return tapes;
   }
 
 private:
-  /// The files that are not aside, without the points in time that hang on the clock.
+  /// The files that are not temporary, without times.
   static State visible(const State& state) {
     State files;
     for (auto [path, bytes] : state) {
@@ -140,7 +144,7 @@ struct ChangingOperation {
   }
 
 private:
-  /// Dies when it has noted which files are to take their places.
+  /// Dies when it has written the journal of the files that are to be replaced.
   static void saveHalf(const FaultyCatalogue& catalogue) {
     const State whole = catalogue.state();
     const std::string root = catalogue.path().string();
@@ -149,13 +153,14 @@ private:
     };
     std::vector<SystemCall> calls;
     runInChild(root, save, {}, &calls);
-    const auto noted = std::find_if(calls.begin(), calls.end(), [](const SystemCall& call) {
+    const auto journal = std::find_if(calls.begin(), calls.end(), [](const SystemCall& call) {
       return std::string(call.secondPath).ends_with("/.tqlib-pending");
     });
     catalogue.become(whole);
-    runInChild(root, save, {Fault::Death, 0, static_cast<int>(noted - calls.begin()) + 2});
+    runInChild(root, save, {Fault::Death, 0, static_cast<int>(journal - calls.begin()) + 2});
   }
 };
+
 inline LibraryBuilder otherHost() {
   return LibraryBuilder("B").slots(1000, 3).drives(500, 3).host("hostb");
 }
@@ -205,12 +210,12 @@ inline const std::vector<ChangingOperation>& changingOperations() {
 }
 
 struct VolumeOperation {
-  /// What a call that goes well leaves.
+  /// What a successful call leaves.
   struct Good {
-    std::string path;  // under the folder of the tapes
+    std::string path;  // under the folder of the tapes; begins with the volume's name
     std::string content = "";
     unsigned long count = 99;   // as the call found it
-    bool mayFallShort = false;  // the count alone tells of a failure
+    bool mayFallShort = false;  // only the count shows a failure
   };
   const char* name;
   Good good;
@@ -218,7 +223,7 @@ struct VolumeOperation {
 
   Outcome operator()() const {
     TqLibEmlFile object(good.path.substr(0, 2));
-    Outcome o{false, 99};
+    Outcome o{.count = 99};
     o.result = call(object, o);
     if (o.code == 0) o.code = object.getErrorCode();
     return o;
@@ -232,16 +237,16 @@ inline const std::vector<VolumeOperation>& volumeOperations() {
   static unsigned char data[] = {'d', 'a', 't', 'a'};
   static std::string folder;
   static const std::vector<VolumeOperation> all = {
-      {"NewFolder", {"V3/"}, [](V& v, O&) { return v.GetVolumeFolder(folder); }},
-      {"Erasure", {"V1/"}, [](V& v, O&) { return v.EraseVolume(); }},
+      {"NewFolder", {.path = "V3/"}, [](V& v, O&) { return v.GetVolumeFolder(folder); }},
+      {"Erasure", {.path = "V1/"}, [](V& v, O&) { return v.EraseVolume(); }},
       {"FirstBlock",
-       {"V1/00000000", "data", 4, true},
+       {.path = "V1/00000000", .content = "data", .count = 4, .mayFallShort = true},
        [](V& v, O& o) { return v.WriteDataForDrive(0, 0, data, 4, o.count); }},
       {"LaterBlock",
-       {"V1/00000001", "old1data", 4, true},
+       {.path = "V1/00000001", .content = "old1data", .count = 4, .mayFallShort = true},
        [](V& v, O& o) { return v.WriteDataForDrive(1, 4, data, 4, o.count); }},
       {"NextMark",
-       {"V1/", "", 2, true},
+       {.path = "V1/", .count = 2, .mayFallShort = true},
        [](V& v, O& o) {
          int mark = 0;
          const bool isDone = v.GetLastFileMark(mark);
@@ -249,7 +254,7 @@ inline const std::vector<VolumeOperation>& volumeOperations() {
          return isDone;
        }},
       {"Size",
-       {"V1/", "", 8, true},
+       {.path = "V1/", .count = 8, .mayFallShort = true},
        [](V& v, O& o) {
          unsigned long long size = 0;
          const bool isDone = v.GetVolumeSize(size);
@@ -257,17 +262,17 @@ inline const std::vector<VolumeOperation>& volumeOperations() {
          return isDone;
        }},
       {"Read",
-       {"V1/00000001", "old1", 4},
+       {.path = "V1/00000001", .content = "old1", .count = 4},
        [](V& v, O& o) { return v.ReadDataForDrive(1, 0, bytes(o), 8, o.count); }},
       {"ReadOfNothing",
-       {"V1/00000007", "", 0},
+       {.path = "V1/00000007", .count = 0},
        [](V& v, O& o) { return v.ReadDataForDrive(7, 0, bytes(o), 8, o.count); }},
       {"DirectWrite",
-       {"V1/00000001", "old1data", 4, true},
+       {.path = "V1/00000001", .content = "old1data", .count = 4, .mayFallShort = true},
        [](V&, O& o) {
          return DirectWriteDataForDrive("V1", 1, 4, data, 4, &o.count, &o.code, nullptr, 0) == 1;
        }},
-      {"DirectRead", {"V1/00000001", "old1", 4}, [](V&, O& o) {
+      {"DirectRead", {.path = "V1/00000001", .content = "old1", .count = 4}, [](V&, O& o) {
          return DirectReadDataForDrive("V1", 1, 0, bytes(o), 8, &o.count, &o.code, nullptr, 0) == 1;
        }}};
   return all;

@@ -1,3 +1,4 @@
+// The seccomp filter, its handler, and the memory that child and parent share.
 #include "SystemCalls.h"
 
 #ifdef __x86_64__
@@ -19,19 +20,22 @@
 #include <fstream>
 #include <stdexcept>
 
-// There under AddressSanitizer.
+// Defined under AddressSanitizer.
 [[gnu::weak]] int findLeaks() asm("__lsan_do_recoverable_leak_check");
 
 namespace tests {
 namespace {
 
-constexpr int kSecondsToLive = 60, kDescriptors = 256, kRecords = 512;
+constexpr int kSecondsToLive = 60;
+constexpr int kDescriptors = 256;
+constexpr int kRecords = 512;
 
-/// Where a call names what it works on: by the descriptor in argument 0, by paths, or by paths with
-/// the descriptor of a folder before each.
+/// How a call names its object: by the descriptor in argument 0, by paths, or by paths that follow
+/// the descriptor of a folder.
 struct Rule {
   long number;
-  int path, secondPath;  // index of the argument, -1: none
+  int path;        // index of the argument; -1: none
+  int secondPath;  // the same
   bool isCounted(const long* arguments) const;
   bool isCountedPath(const long* arguments, int index) const;
 };
@@ -60,7 +64,7 @@ std::vector<Rule> rules() {
 
 const std::vector<Rule> allRules = rules();
 
-/// What child and parent share. The handler may not allocate, so all room is there from the start.
+/// What child and parent share. Of fixed size, because the handler may not allocate.
 struct Exchange {
   ChildRun run;
   Fault fault;
@@ -72,7 +76,7 @@ struct Exchange {
 
 Exchange* exchange = nullptr;
 
-/// The call itself, from a place that the filter lets pass.
+/// Makes the call from code that the filter lets pass.
 long systemCall(long number, const long* a) {
   register long fourth asm("r10") = a[3];
   register long fifth asm("r8") = a[4];
@@ -127,13 +131,14 @@ void record(SystemCall& call, const Rule& rule, const long* arguments, long resu
 long countedCall(const Rule& rule, const long* arguments) {
   const Fault& fault = exchange->fault;
   const int count = ++exchange->run.calls;
-  const bool isHit = fault.kind == Fault::ForGood ? count >= fault.at
-                                                  : fault.kind != Fault::None && count == fault.at;
+  const bool isHit = fault.kind == Fault::Permanent
+                         ? count >= fault.at
+                         : fault.kind != Fault::None && count == fault.at;
   if ((isHit && fault.kind == Fault::Death) || count > kRecords) {
     const long death[6] = {systemCall(SYS_getpid, arguments), SIGKILL};
     systemCall(SYS_kill, death);
   }
-  const bool isClose = rule.number == SYS_close;  // closes whatever it says
+  const bool isClose = rule.number == SYS_close;  // closes even if it fails
   const long made = isHit && !isClose ? -fault.error : systemCall(rule.number, arguments);
   const bool isOpen =
       rule.number == SYS_open || rule.number == SYS_openat || rule.number == SYS_creat;
@@ -154,8 +159,8 @@ void onTrap(int, siginfo_t*, void* context) {
       rule->isCounted(arguments) ? countedCall(*rule, arguments) : systemCall(number, arguments);
 }
 
-/// Where the code of the C library lies. Calls from elsewhere pass: those of the handler, and those
-/// that a sanitizer makes where it cannot take a signal.
+/// The addresses of the C library's code. Calls from elsewhere pass: those of the handler, and
+/// those of a sanitizer, which cannot handle the signal everywhere.
 std::pair<uint64_t, uint64_t> libraryCode() {
   std::ifstream map("/proc/self/maps");
   for (std::string range, rights, line; map >> range >> rights && std::getline(map, line);)
@@ -169,7 +174,7 @@ sock_filter load(size_t offset) {
   return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<uint32_t>(offset));
 }
 
-/// Steps over `yes` instructions when the comparison holds, else over `no`.
+/// Skips `yes` instructions if the comparison holds, else `no`.
 sock_filter jump(int comparison, uint64_t value, size_t yes, size_t no) {
   return BPF_JUMP(static_cast<uint16_t>(BPF_JMP | comparison | BPF_K), static_cast<uint32_t>(value),
                   static_cast<uint8_t>(yes), static_cast<uint8_t>(no));
@@ -206,7 +211,7 @@ bool installFilter() {
   run.outcome = operation();
   exchange->isWatching = false;
   run.descriptors = openDescriptors() - before;
-  // What fails once runs through every way out, and looking for leaks takes its time.
+  // One failure reaches every way out, and a search for leaks is slow.
   const bool isTried = exchange->fault.kind == Fault::Once && exchange->fault.error == EIO;
   if (isTried && findLeaks != nullptr) run.hasLeaks = findLeaks() != 0;
   run.isDone = true;

@@ -1,7 +1,7 @@
-// Operations in a child process whose system calls on one folder are counted, recorded, refused.
+// Runs an operation in a child process and counts, records or fails its system calls on one folder.
 //
-// The kernel hands every call that the C library makes to a signal handler of the child, so that
-// those from inside the C++ library and the XML library are met as well.
+// A seccomp filter sends every call of the C library to a signal handler of the child. So the calls
+// inside the C++ library and the XML library are included.
 #pragma once
 
 #include <fcntl.h>
@@ -12,14 +12,20 @@
 
 namespace tests {
 
-/// What befalls the `at`-th call, counted from 1.
+/// What happens to the `at`-th call, counted from 1.
 struct Fault {
-  enum Kind { None, Once, ForGood, Death } kind = None;
-  int error = 0;  ///< what a refused call gives
+  enum Kind {
+    None,
+    Once,
+    Permanent,  ///< it and all later calls fail
+    Death       ///< the process is killed
+  };
+  Kind kind = None;
+  int error = 0;  ///< of a call that fails
   int at = 0;
 };
 
-/// What an operation gave. Plain bytes, for it crosses from one process to another.
+/// The result of an operation. Plain bytes, because it crosses from one process to another.
 struct Outcome {
   bool result = false;
   unsigned long count = 0;
@@ -29,15 +35,18 @@ struct Outcome {
 
 /// A counted call as it was made.
 struct SystemCall {
-  long number, result, arguments[6];
-  char path[200], secondPath[200];
+  long number;
+  long result;
+  long arguments[6];
+  char path[200];
+  char secondPath[200];
   char data[16384];  ///< of a write
 };
 
 struct ChildRun {
   int status;       ///< of the process, as wait() gives it
   bool isDone;      ///< the operation returned
-  bool hasLeaks;    ///< told under AddressSanitizer, for EIO once
+  bool hasLeaks;    ///< set under AddressSanitizer, when one call fails with EIO
   int descriptors;  ///< open after the operation and not before
   int calls;
   Outcome outcome;
@@ -51,8 +60,8 @@ inline int openDescriptors() {
 
 bool canInterceptSystemCalls();
 
-/// Runs `operation` in a child with the working directory `root`/work. Counted are calls on paths
-/// under `root`, relative ones, and calls on what was opened by such a path.
+/// Runs `operation` in a child with the working directory `root`/work. Counts calls on paths under
+/// `root`, on relative paths, and on descriptors that were opened by such a path.
 ChildRun runInChild(const std::string& root, const std::function<Outcome()>& operation,
                     const Fault& fault = {}, std::vector<SystemCall>* record = nullptr);
 

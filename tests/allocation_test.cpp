@@ -1,4 +1,5 @@
-// Each allocation of each operation fails, alone or with all behind it.
+// Each allocation of each operation fails, alone or with all later ones. The operation runs in a
+// child process, whose allocation functions replace those of the C library.
 #include <sys/mman.h>
 #include <sys/wait.h>
 
@@ -13,21 +14,21 @@
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TQ_OTHER_ALLOCATOR  // whose own allocations must not fail
+#define TQ_OTHER_ALLOCATOR  // its own allocations must not fail
 #endif
 #endif
 
 namespace {
 
 std::atomic<bool> isCounting = false;
-std::atomic<bool> isForGood = false;
+std::atomic<bool> isPermanent = false;
 std::atomic<long> failing = 0;  // counted from 1; 0: none
 std::atomic<long> count = 0;
 
 [[maybe_unused]] bool isRefused() {
   if (!isCounting) return false;
   const long number = ++count;
-  const bool isHit = number == failing || (isForGood && failing != 0 && number > failing);
+  const bool isHit = number == failing || (isPermanent && failing != 0 && number > failing);
   if (isHit) errno = ENOMEM;
   return isHit;
 }
@@ -35,8 +36,8 @@ std::atomic<long> count = 0;
 }  // namespace
 
 #ifndef TQ_OTHER_ALLOCATOR
-// Whoever asks: this code, the XML library, the C++ library, the C library. What is taken here goes
-// back by the C library's own free().
+// For all callers: this code, the XML library, the C++ library, the C library. The C library's own
+// free() releases what these return.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -67,7 +68,7 @@ namespace {
 constexpr unsigned kSecondsToLive = 10;
 constexpr long kMost = 60;  // cases of each kind, spread evenly; all when TQ_ALL_FAULTS is set
 
-/// What a child leaves for its parent.
+/// What a child reports to its parent.
 struct Verdict {
   long allocations;
   char wrong[1000];
@@ -83,35 +84,36 @@ protected:
 
   void runAll(const State& old, const std::function<void()>& operation,
               const std::function<std::string()>& check) {
-    catalogue.become(old);
+    m_catalogue.become(old);
     ASSERT_EQ(runInChild(0, false, operation, check), "");
-    const long allocations = verdict.allocations;
+    const long allocations = m_verdict.allocations;
     ASSERT_GT(allocations, 0);
     const long step = getenv("TQ_ALL_FAULTS") != nullptr ? 1 : allocations / kMost + 1;
-    for (const bool forGood : {false, true})
+    for (const bool permanently : {false, true})
       for (long at = 1; at <= allocations; at += step) {
-        catalogue.become(old);
-        EXPECT_EQ(runInChild(at, forGood, operation, check), "")
-            << "allocation " << at << " of " << allocations << (forGood ? " and those behind" : "");
+        m_catalogue.become(old);
+        EXPECT_EQ(runInChild(at, permanently, operation, check), "")
+            << "allocation " << at << " of " << allocations
+            << (permanently ? " and later ones" : "");
       }
     std::cout << allocations << " allocations, every " << step << ". failed\n";
   }
 
-  FaultyCatalogue catalogue;
+  FaultyCatalogue m_catalogue;
 
 private:
-  /// What is wrong with the end of the operation, and what `check` says behind it, with memory, on
-  /// another thread: a lock that is still held stops it.
-  std::string runInChild(long at, bool forGood, const std::function<void()>& operation,
+  /// What is wrong after the operation. `check` runs with memory and on another thread, so a lock
+  /// that is still held would stop it.
+  std::string runInChild(long at, bool permanently, const std::function<void()>& operation,
                          const std::function<std::string()>& check) {
-    verdict = {};
+    m_verdict = {};
     const pid_t child = fork();
     if (child == 0) {
       alarm(kSecondsToLive);
       const int descriptors = openDescriptors();
       bool isForeign = false;
       failing = at;
-      isForGood = forGood;
+      isPermanent = permanently;
       isCounting = true;
       try {
         operation();
@@ -120,20 +122,20 @@ private:
         isForeign = true;
       }
       isCounting = false;
-      verdict.allocations = count;
+      m_verdict.allocations = count;
       std::string wrong = isForeign ? "foreign exception " : "";
       if (openDescriptors() != descriptors) wrong += "open descriptor ";
       std::thread([&] { wrong += check(); }).join();
-      std::strncpy(verdict.wrong, wrong.c_str(), sizeof verdict.wrong - 1);
+      std::strncpy(m_verdict.wrong, wrong.c_str(), sizeof m_verdict.wrong - 1);
       _exit(0);
     }
     int status = -1;
     if (waitpid(child, &status, 0) != child) return "no child";
     if (WIFSIGNALED(status)) return strsignal(WTERMSIG(status));
-    return status == 0 ? verdict.wrong : "exit " + std::to_string(WEXITSTATUS(status));
+    return status == 0 ? m_verdict.wrong : "exit " + std::to_string(WEXITSTATUS(status));
   }
 
-  Verdict& verdict = *static_cast<Verdict*>(
+  Verdict& m_verdict = *static_cast<Verdict*>(
       mmap(nullptr, sizeof(Verdict), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 };
 
@@ -151,14 +153,14 @@ class Allocations : public AllocationMatrix,
                     public testing::WithParamInterface<ChangingOperation> {};
 
 TEST_P(Allocations, ThatFailLeaveTheOldCatalogueOrTheNewOne) {
-  const States states = GetParam().states(catalogue);
+  const States states = GetParam().states(m_catalogue);
   const bool isQuery = states.old == states.renewed;
   bool result = false;
   const auto operation = [&] { result = GetParam()().result; };
   runAll(states.begun, operation, [&] {
-    const std::string seen = catalogue.look(states);
+    const std::string seen = m_catalogue.look(states);
     const bool isRight = seen == "old" || (seen == "new" && (result || isQuery));
-    return (isRight ? "" : seen + ' ') + catalogue.nextSave();
+    return (isRight ? "" : seen + ' ') + m_catalogue.nextSave();
   });
 }
 
@@ -169,18 +171,18 @@ INSTANTIATE_TEST_SUITE_P(Queries, Allocations, testing::ValuesIn(kQueries), name
 class VolumeAllocations : public AllocationMatrix,
                           public testing::WithParamInterface<VolumeOperation> {};
 
-TEST_P(VolumeAllocations, ThatFailLeaveTheNextOperationAsItIs) {
-  catalogue.makeTapes();
-  runAll(catalogue.state(), GetParam(), [&] { return catalogue.nextSave(); });
+TEST_P(VolumeAllocations, ThatFailDoNotAffectTheNextOperation) {
+  m_catalogue.makeTapes();
+  runAll(m_catalogue.state(), GetParam(), [&] { return m_catalogue.nextSave(); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Volumes, VolumeAllocations, testing::ValuesIn(volumeOperations()),
                          nameOfParam);
 
-TEST_F(AllocationMatrix, OfTheFirstStartLetsItBeRepeated) {
+TEST_F(AllocationMatrix, AFailedFirstStartCanBeRepeated) {
   if (XercesObject::instance().m_bInitialized) GTEST_SKIP() << "started by an earlier test";
   const auto operation = [] { TqLibEmulator().UpdateVirtualDevice(newLibrary().library(), ""); };
-  runAll(catalogue.state(), operation, [&] { return catalogue.nextSave(); });
+  runAll(m_catalogue.state(), operation, [&] { return m_catalogue.nextSave(); });
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Each call that an operation makes on its folder fails once, fails for good, or is the last.
+// Each system call that an operation makes on its folder fails once, fails permanently, or is its
+// last. Then the catalogue must be the old one or the new one, and a volume as it was reported.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -14,13 +15,15 @@
 namespace tests {
 namespace {
 
-constexpr Fault kFaults[] = {
-    {Fault::Once, EIO}, {Fault::Once, ENOSPC}, {Fault::ForGood, EIO}, {Fault::Death}};
+constexpr Fault kFaults[] = {{.kind = Fault::Once, .error = EIO},
+                             {.kind = Fault::Once, .error = ENOSPC},
+                             {.kind = Fault::Permanent, .error = EIO},
+                             {.kind = Fault::Death}};
 
-/// `call` is the one that the fault hits.
+/// `call` is the one that fails.
 std::string describe(const Fault& fault, const SystemCall& call) {
   const std::string kind = fault.kind == Fault::Death ? "death" : std::strerror(fault.error);
-  return kind + (fault.kind == Fault::ForGood ? " for good" : "") + " at call " +
+  return kind + (fault.kind == Fault::Permanent ? " permanently" : "") + " at call " +
          std::to_string(fault.at) + ", number " + std::to_string(call.number) + ' ' + call.path;
 }
 
@@ -30,22 +33,22 @@ protected:
     if (!canInterceptSystemCalls()) GTEST_SKIP() << "calls cannot be intercepted here";
   }
 
-  /// Runs the operation from `old` with every fault, and `check` after each.
+  /// Runs the operation on `old` with each fault at each call, and `check` after each run.
   void runAll(const std::function<Outcome()>& operation, const State& old,
               const std::function<void(const ChildRun&)>& check) {
-    const std::string root = catalogue.path().string();
+    const std::string root = m_catalogue.path().string();
     std::vector<SystemCall> calls;
-    catalogue.become(old);
+    m_catalogue.become(old);
     runInChild(root, operation, {}, &calls);
     EXPECT_GT(calls.size(), 3U);
     int cases = 0;
     for (Fault fault : kFaults)
       for (fault.at = 1; fault.at <= std::ssize(calls); ++fault.at) {
-        catalogue.become(old);
+        m_catalogue.become(old);
         const ChildRun run = runInChild(root, operation, fault);
         SCOPED_TRACE(describe(fault, calls[static_cast<size_t>(fault.at) - 1]));
         const bool isDead = WIFSIGNALED(run.status) && WTERMSIG(run.status) == SIGKILL;
-        // A configuration that was written seconds ago is not read again: fewer calls then.
+        // There may be fewer calls: a configuration that has just been written is not read again.
         const bool isLast = fault.kind == Fault::Death && run.calls >= fault.at;
         EXPECT_TRUE(isLast ? isDead : run.isDone) << "status " << run.status;
         EXPECT_EQ(run.descriptors, 0);
@@ -57,20 +60,20 @@ protected:
     RecordProperty("cases", cases);
   }
 
-  FaultyCatalogue catalogue;
+  FaultyCatalogue m_catalogue;
 };
 
 bool isLogged(const char* text) {
   return readFile(processLog()).find(text) != std::string::npos;
 }
 
-/// Whether a file could not be read, so that an update came to nothing.
+/// Whether an update did nothing because a file could not be read.
 bool isNothingToSave() {
   return isLogged("An error occurred during parsing document") || isLogged("Failed to load ");
 }
 
 /// Whether the log says that nothing was saved, or why there was nothing to save.
-bool isFailureTold() {
+bool isFailureReported() {
   return isLogged("Failed to save document") || isLogged("Failed to create directory") ||
          isLogged("[TQPlatformInfo] Failed") || isNothingToSave();
 }
@@ -78,47 +81,48 @@ bool isFailureTold() {
 class Catalogue : public FaultMatrix, public testing::WithParamInterface<ChangingOperation> {};
 
 TEST_P(Catalogue, IsTheOldOneOrTheNewOne) {
-  const States states = GetParam().states(catalogue);
+  const States states = GetParam().states(m_catalogue);
   runAll(GetParam(), states.begun, [&](const ChildRun& run) {
-    const std::string seen = catalogue.look(states);
+    const std::string seen = m_catalogue.look(states);
     EXPECT_TRUE(seen == "old" || seen == "new") << seen;
     if (run.isDone) {
       EXPECT_TRUE(run.outcome.result || seen == "old");
-      EXPECT_TRUE(!run.outcome.result || seen != "old" || isFailureTold());
+      EXPECT_TRUE(!run.outcome.result || seen != "old" || isFailureReported());
       const std::string saveError = run.outcome.data;
       EXPECT_TRUE(saveError.empty() || run.outcome.result) << saveError;
       EXPECT_TRUE(!saveError.empty() || !run.outcome.result || seen != "old" || isNothingToSave());
     }
-    EXPECT_EQ(catalogue.nextSave(), "");
+    EXPECT_EQ(m_catalogue.nextSave(), "");
   });
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, Catalogue, testing::ValuesIn(changingOperations()),
                          nameOfParam);
 
-TEST_F(FaultMatrix, OfALockThatIsNotToBeHadLetsTheOperationGoOn) {
+TEST_F(FaultMatrix, AnOperationGoesOnIfLockingIsNotSupported) {
   const auto& move = *std::ranges::find(changingOperations(), std::string("Move"),
                                         [](const auto& operation) { return operation.name; });
-  const States states = move.states(catalogue);
-  catalogue.become(states.old);
+  const States states = move.states(m_catalogue);
+  m_catalogue.become(states.old);
   std::vector<SystemCall> calls;
-  runInChild(catalogue.path().string(), move, {}, &calls);
+  runInChild(m_catalogue.path().string(), move, {}, &calls);
   const auto lock = std::ranges::find(calls, SYS_flock, &SystemCall::number);
   ASSERT_NE(lock, calls.end());
   const int at = static_cast<int>(lock - calls.begin()) + 1;
-  catalogue.become(states.old);
-  runInChild(catalogue.path().string(), move, {Fault::Once, ENOLCK, at});
-  EXPECT_EQ(catalogue.look(states), "new");
+  m_catalogue.become(states.old);
+  runInChild(m_catalogue.path().string(), move, {Fault::Once, ENOLCK, at});
+  EXPECT_EQ(m_catalogue.look(states), "new");
   EXPECT_TRUE(isLogged("No lock on directory"));
 }
 
-// Another machine replaces the file between the look at its name and the last byte that is read.
-TEST_F(FaultMatrix, OfAStaleFileIsAReasonToReadItAgain) {
+// On a network file system another machine may replace the file between its opening and the last
+// byte that is read.
+TEST_F(FaultMatrix, AStaleFileIsReadAgain) {
   LibraryBuilder("A").slots(1000, 2).build();
-  const State state = catalogue.state();
-  const std::string root = catalogue.path().string();
+  const State state = m_catalogue.state();
+  const std::string root = m_catalogue.path().string();
   const auto query = [] { return Outcome{elements("A").size() == 2, 0, 0, {}}; };
-  const auto read = [&] { return Outcome{contentOf(catalogue.libraryFile("A")).has_value()}; };
+  const auto read = [&] { return Outcome{contentOf(m_catalogue.libraryFile("A")).has_value()}; };
   for (const std::function<Outcome()>& reader :
        std::vector<std::function<Outcome()>>{query, read}) {
     std::vector<SystemCall> calls;
@@ -129,8 +133,8 @@ TEST_F(FaultMatrix, OfAStaleFileIsAReasonToReadItAgain) {
     ASSERT_NE(opened, calls.end());
     const int first = static_cast<int>(opened - calls.begin()) + 1;
     for (const int at : {first, first + 1, first + 2})  // the open, the examination, a read
-      for (const Fault::Kind kind : {Fault::Once, Fault::ForGood}) {
-        catalogue.become(state);
+      for (const Fault::Kind kind : {Fault::Once, Fault::Permanent}) {
+        m_catalogue.become(state);
         const ChildRun run = runInChild(root, reader, {kind, ESTALE, at});
         EXPECT_EQ(run.outcome.result, kind == Fault::Once) << at;
       }
@@ -139,10 +143,10 @@ TEST_F(FaultMatrix, OfAStaleFileIsAReasonToReadItAgain) {
 
 class Volumes : public FaultMatrix, public testing::WithParamInterface<VolumeOperation> {};
 
-TEST_P(Volumes, TellTheTruthAndLeaveTheOthersAlone) {
-  const std::string tapes = catalogue.makeTapes();
+TEST_P(Volumes, ReportWhatWasDoneAndLeaveTheOtherVolumesUntouched) {
+  const std::string tapes = m_catalogue.makeTapes();
   const VolumeOperation::Good& good = GetParam().good;
-  const State old = catalogue.state();
+  const State old = m_catalogue.state();
   const auto others = [&](State state) {
     std::erase_if(state, [&](const auto& entry) {
       return entry.first.starts_with(tapes + good.path.substr(0, 3));
@@ -150,15 +154,16 @@ TEST_P(Volumes, TellTheTruthAndLeaveTheOthersAlone) {
     return state;
   };
   runAll(GetParam(), old, [&](const ChildRun& child) {
-    State state = catalogue.state();
+    State state = m_catalogue.state();
     EXPECT_EQ(others(state), others(old));
     const Outcome& o = child.outcome;
     if (!child.isDone) return;
-    const bool isTold = o.code != 0 || !readFile(processLog()).empty();
-    EXPECT_TRUE(o.result || isTold);
-    EXPECT_TRUE(!o.result || o.count == good.count || good.mayFallShort) << o.count;
-    EXPECT_TRUE(!o.result || o.count <= good.count || isTold) << o.count;
-    if (!o.result || o.count != good.count) return;
+    const bool isReported = o.code != 0 || !readFile(processLog()).empty();
+    EXPECT_TRUE(o.result || isReported);
+    if (!o.result) return;
+    EXPECT_TRUE(o.count == good.count || good.mayFallShort) << o.count;
+    EXPECT_TRUE(o.count <= good.count || isReported) << o.count;
+    if (o.count != good.count) return;
     EXPECT_TRUE(state.contains(tapes + good.path));
     EXPECT_EQ(state[tapes + good.path], good.content);
     EXPECT_TRUE(o.data[0] == '\0' || o.data == good.content) << o.data;

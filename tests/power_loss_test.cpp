@@ -1,5 +1,5 @@
-// The power fails after each call of an operation: what the disk then holds is worked out from the
-// record of the calls, and the catalogue is looked at on each such disk.
+// The power fails after each system call of an operation. A model of the disk derives from the
+// recorded calls what may be on it then; the catalogue must be the old one or the new one.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -12,8 +12,8 @@
 namespace tests {
 namespace {
 
-/// A disk that keeps no more than it must: the bytes of a file with its sync, a name with the sync
-/// of its folder.
+/// A disk that keeps no more than it must: a file's bytes once the file is synced, a name once its
+/// folder is synced.
 class Disk {
 public:
   Disk(const fs::path& root, const State& state) : m_root(root.string() + "/") {
@@ -53,12 +53,13 @@ public:
     }
   }
 
-  /// What may be there after the power failed: nothing that is not synced; all names, but no
-  /// bytes; one changed name alone; all but one.
+  /// What may be there after the power failed: only what is synced; all names, but only synced
+  /// bytes; one changed name alone; all changed names but one.
   std::vector<State> images() const {
     std::vector<State> all{image(m_durable), image(m_names)};
     for (const Change& one : m_pending) {
-      Names alone = m_durable, others = m_durable;
+      Names alone = m_durable;
+      Names others = m_durable;
       for (const Change& change : m_pending) change.apply(&change == &one ? alone : others);
       all.push_back(image(alone));
       all.push_back(image(others));
@@ -69,7 +70,8 @@ public:
 private:
   using Names = std::map<std::string, size_t>;
   struct File {
-    std::string bytes, durable;
+    std::string bytes;
+    std::string durable;
   };
   struct Open {
     std::string path;
@@ -77,7 +79,8 @@ private:
   };
   /// A name that is made (`from` is empty), changed, or removed (`to` is empty).
   struct Change {
-    std::string from, to;
+    std::string from;
+    std::string to;
     size_t file;
 
     void apply(Names& names) const {
@@ -92,7 +95,7 @@ private:
   static std::string folderOf(const std::string& path) {
     return path.substr(0, path.rfind('/', path.size() - 2) + 1);
   }
-  /// A folder's as well without "/" at its end.
+  /// Without "/" at its end, also for a folder.
   std::string pathAt(int folder, const char* name) const {
     const fs::path base = folder == AT_FDCWD ? m_root + "work" : m_open.at(folder).path;
     const std::string path = (base / name).lexically_normal().string();
@@ -137,7 +140,8 @@ private:
 
   std::string m_root;
   std::vector<File> m_files;
-  Names m_names, m_durable;  // to indices of m_files
+  Names m_names;  // to indices of m_files
+  Names m_durable;
   std::vector<Change> m_pending;
   std::map<int, Open> m_open;
 };
@@ -166,7 +170,7 @@ TEST_P(PowerLoss, LeavesTheOldCatalogueOrTheNewOne) {
     }
   }
   catalogue.become(disk.images()[0]);
-  EXPECT_EQ(catalogue.look(states), "new") << "what is told as done is not durable";
+  EXPECT_EQ(catalogue.look(states), "new") << "what is reported as done is not durable";
   std::cout << seen.size() << " images\n";
   RecordProperty("images", static_cast<int>(seen.size()));
 }
