@@ -1,3 +1,4 @@
+// The embedded platform: configuration, log and last error.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,25 +17,27 @@ using tests::writeFile;
 
 class Configuration : public testing::Test {
 protected:
-  void write(const std::string& text) { writeFile(catalogue.path() / "tqlib.ini", text); }
+  void write(const std::string& text) { writeFile(m_catalogue.path() / "tqlib.ini", text); }
 
   static std::string text(const char* section, const char* key, int room = 64) {
     char buffer[64] = "unchanged";
     int length = room;
     const int found = TQPlatformInfo().getString(section, key, buffer, &length);
-    EXPECT_EQ(length, found != 0 ? static_cast<int>(std::string(buffer).size()) : room);
-    return buffer;
+    const std::string value = buffer;
+    EXPECT_EQ(length, found == 0 ? room : static_cast<int>(value.size()));
+    return value;
   }
   static std::string number(const char* key, TQPlatformInfo&& info = TQPlatformInfo()) {
     unsigned long value = 4711;
-    const int found = info.getNumber("Base", key, &value);
-    return found != 0 ? std::to_string(value) : value == 4711 ? "none" : "spoilt";
+    if (info.getNumber("Base", key, &value) != 0) return std::to_string(value);
+    EXPECT_EQ(value, 4711U) << "changed, though not found";
+    return "none";
   }
 
-  TempCatalogue catalogue;
+  TempCatalogue m_catalogue;
 };
 
-TEST_F(Configuration, TakesNamesAndValuesAsTheyStand) {
+TEST_F(Configuration, TakesNamesAndValuesAsTheyAre) {
   write("; comment\n[a.b]\nc.d = D:\\Lib\\\nlong=12345678\nempty=\n[Base]\nc.d=x = y ; z\n");
   EXPECT_EQ(text("a.b", "c.d"), "D:\\Lib\\");
   EXPECT_EQ(text("Base", "c.d"), "x = y ; z");
@@ -42,9 +45,9 @@ TEST_F(Configuration, TakesNamesAndValuesAsTheyStand) {
   for (const auto& [section, key] : {std::pair{"a", "b"}, {"a", "b.c.d"}, {"a.b", "C.D"}})
     EXPECT_EQ(text(section, key), "unchanged") << section << key;
   EXPECT_EQ(text("a.b", "long", 9), "12345678");
-  EXPECT_EQ(catalogue.log(), "");
+  EXPECT_EQ(m_catalogue.log(), "");
   EXPECT_EQ(text("a.b", "long", 8), "unchanged");
-  EXPECT_TRUE(catalogue.logged("Value of long in section a.b is longer than 7 bytes"));
+  EXPECT_TRUE(m_catalogue.logged("Value of long in section a.b is longer than 7 bytes"));
   write("[a.b]\nlong=" + std::string(64, 'd') + "\n");
   EXPECT_EQ(text("a.b", "long"), "/dev/null/unreadable-configuration");
 }
@@ -53,15 +56,15 @@ TEST_F(Configuration, ReadsOnlyUnsignedDecimalNumbers) {
   write("[Base]\nmost=18446744073709551615\nover=18446744073709551616\nminus=-1\nhex=0x10\nno=\n");
   EXPECT_EQ(number("most"), "18446744073709551615");
   EXPECT_EQ(number("missing"), "none");
-  EXPECT_EQ(catalogue.log(), "");
+  EXPECT_EQ(m_catalogue.log(), "");
   for (const char* const key : {"over", "minus", "hex", "no"}) {
     EXPECT_EQ(number(key), "none") << key;
-    EXPECT_TRUE(catalogue.logged("Value of " + std::string(key) + " in section Base is not a"));
+    EXPECT_TRUE(m_catalogue.logged("Value of " + std::string(key) + " in section Base is not a"));
   }
 }
 
-TEST_F(Configuration, AChangeIsSeenByTheNextObjectOnlyAndAnUnusableFileChangesNothing) {
-  const std::string file = (catalogue.path() / "tqlib.ini").string();
+TEST_F(Configuration, ShowsAChangeToTheNextObjectOnlyAndIgnoresAnUnusableFile) {
+  const std::string file = (m_catalogue.path() / "tqlib.ini").string();
   write("[Base]\nn=1\n");
   TQPlatformInfo before;
   write("[Base]\nn=9\n");
@@ -69,17 +72,17 @@ TEST_F(Configuration, AChangeIsSeenByTheNextObjectOnlyAndAnUnusableFileChangesNo
   EXPECT_EQ(number("n"), "9");
   fs::remove(file);
   EXPECT_EQ(number("n"), "none");
-  EXPECT_EQ(catalogue.log(), "");
+  EXPECT_EQ(m_catalogue.log(), "");
   write("[Base]\nn=1\nno assignment\n");
   EXPECT_EQ(number("n"), "9");
-  EXPECT_TRUE(catalogue.logged("Failed to parse " + file + ", line 3, error: "));
+  EXPECT_TRUE(m_catalogue.logged("Failed to parse " + file + ", line 3, error: "));
   fs::remove(file);
   fs::create_directory(file);
   EXPECT_EQ(number("n"), "9");
-  EXPECT_TRUE(catalogue.logged("Failed to read " + file + ", error: Is a directory"));
+  EXPECT_TRUE(m_catalogue.logged("Failed to read " + file + ", error: Is a directory"));
 }
 
-TEST(Log, KeepsEachErrorOnOneLineInItsFileOrElseOnStandardErrorAndLeavesErrnoAlone) {
+TEST(Log, HasALineForEachErrorInItsFileOrElseOnStandardErrorAndLeavesErrnoUnchanged) {
   const TempCatalogue catalogue;
   EvDebug::Error(debugHandler, "here", "%s {} %d", "D:\\a\nb\x01\xc3\xa4", 42);
   EvDebug::Error(debugHandler, "there", "%s", std::string(20000, 'x').c_str());
