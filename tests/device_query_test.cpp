@@ -123,25 +123,28 @@ TEST(DeviceQuery, LogsAFaultyListInEachOperationThatReadsIt) {
     return e.GetCurrentVolume("D1", barCode);
   };
   const std::string named = listXml({"a/b"});
+  const std::string file = "CATALOGUE/LibraryList.xml";
   const std::string broken = "<LibraryList>";  // a query also logs the position
   const struct {
     const std::string& list;
     const std::function<bool(TqLibEmulator&)>& run;
+    int code = 0;
     int lines;
-  } cases[] = {{.list = named, .run = removal, .lines = 1},
-               {.list = named, .run = devicesOfAll, .lines = 1},
-               {.list = named, .run = volume, .lines = 1},
-               {.list = broken, .run = removal, .lines = 1},
-               {.list = broken, .run = devicesOfAll, .lines = 2},
-               {.list = broken, .run = volume, .lines = 2}};
+    std::string logged;
+  } cases[] = {{.list = named, .run = removal, .lines = 1, .logged = "a/b"},
+               {.list = named, .run = devicesOfAll, .lines = 1, .logged = "a/b"},
+               {.list = named, .run = volume, .lines = 1, .logged = "a/b"},
+               {.list = broken, .run = removal, .code = 50005, .lines = 1, .logged = file},
+               {.list = broken, .run = devicesOfAll, .code = 50005, .lines = 2, .logged = file},
+               {.list = broken, .run = volume, .code = 50005, .lines = 2, .logged = file}};
   for (const auto& c : cases) {
     TempCatalogue catalogue;
     writeFile(catalogue.listFile(), c.list);
     TqLibEmulator emulator;
     EXPECT_FALSE(c.run(emulator));
+    EXPECT_EQ(emulator.getErrorCode(), c.code);
     EXPECT_EQ(std::ranges::count(catalogue.log(), '\n'), c.lines) << catalogue.log();
-    EXPECT_TRUE(catalogue.logged(c.list == named ? "a/b" : "CATALOGUE/LibraryList.xml"));
-    EXPECT_EQ(emulator.getErrorCode(), c.list == named ? 0 : 50005);
+    EXPECT_TRUE(catalogue.logged(c.logged));
     EXPECT_NE(lastError(emulator), "");
   }
   EXPECT_EQ(barCode, "");

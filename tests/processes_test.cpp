@@ -389,12 +389,12 @@ TEST(EveryOperation, IsDoneOnASmallStackAndByAThreadThatIsCancelled) {
     expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result) << operation.name; });
   std::string deep = "<Note/>";
   for (int i = 0; i < 96; ++i) deep = "<Note>" + deep + "</Note>";
-  writeFile(catalogue.libraryFile("A"), documentOf("[" + deep + "]"));
+  writeFile(catalogue.libraryFile("A"), fileXml("<Library Name='Lib_A'>" + deep + "</Library>"));
   expectDoneOnSmallStack([] {
     TqLibEmulator emulator;
     std::vector<SCSIUnitNoMap> devices;
     std::string text;
-    EXPECT_TRUE(setElement("A", "2@1:T1"));
+    EXPECT_TRUE(emulator.SetVirtualLibraryElement("A", element(2, 1, "T1"), false));
     EXPECT_EQ(elements("A"), Texts{"2@1:T1"});
     EXPECT_TRUE(emulator.GetVirtualDeviceInfo("", devices));
     EXPECT_TRUE(emulator.GetCurrentVolume("", text));
