@@ -40,29 +40,30 @@ struct Rule {
   bool isCountedPath(const long* arguments, int index) const;
 };
 
-constexpr int kDescriptorCalls[] = {
-    SYS_read,  SYS_pread64,   SYS_readv,      SYS_write,  SYS_pwrite64, SYS_writev,
-    SYS_lseek, SYS_fsync,     SYS_fdatasync,  SYS_fchmod, SYS_fchown,   SYS_ftruncate,
-    SYS_flock, SYS_fallocate, SYS_getdents64, SYS_fstat,  SYS_close};
-constexpr int kPathCalls[] = {SYS_open,     SYS_creat,    SYS_mkdir, SYS_unlink, SYS_rmdir,
-                              SYS_truncate, SYS_chmod,    SYS_chown, SYS_access, SYS_stat,
-                              SYS_lstat,    SYS_readlink, SYS_statfs};
-constexpr int kFolderPathCalls[] = {SYS_openat, SYS_mkdirat,   SYS_unlinkat,   SYS_newfstatat,
-                                    SYS_statx,  SYS_faccessat, SYS_faccessat2, SYS_readlinkat};
-constexpr int kTwoPathCalls[] = {SYS_rename, SYS_link};
-constexpr int kTwoFolderPathCalls[] = {SYS_renameat, SYS_renameat2, SYS_linkat};
-
 std::vector<Rule> rules() {
+  const struct {
+    std::vector<int> calls;
+    int path = -1;
+    int secondPath = -1;
+  } groups[] = {
+      {.calls = {SYS_read, SYS_pread64, SYS_readv, SYS_write, SYS_pwrite64, SYS_writev, SYS_lseek,
+                 SYS_fsync, SYS_fdatasync, SYS_fchmod, SYS_fchown, SYS_ftruncate, SYS_flock,
+                 SYS_fallocate, SYS_getdents64, SYS_fstat, SYS_close}},
+      {.calls = {SYS_open, SYS_creat, SYS_mkdir, SYS_unlink, SYS_rmdir, SYS_truncate, SYS_chmod,
+                 SYS_chown, SYS_access, SYS_stat, SYS_lstat, SYS_readlink, SYS_statfs},
+       .path = 0},
+      {.calls = {SYS_openat, SYS_mkdirat, SYS_unlinkat, SYS_newfstatat, SYS_statx, SYS_faccessat,
+                 SYS_faccessat2, SYS_readlinkat},
+       .path = 1},
+      {.calls = {SYS_rename, SYS_link}, .path = 0, .secondPath = 1},
+      {.calls = {SYS_renameat, SYS_renameat2, SYS_linkat}, .path = 1, .secondPath = 3}};
   std::vector<Rule> all;
-  for (const int number : kDescriptorCalls) all.push_back({number, -1, -1});
-  for (const int number : kPathCalls) all.push_back({number, 0, -1});
-  for (const int number : kFolderPathCalls) all.push_back({number, 1, -1});
-  for (const int number : kTwoPathCalls) all.push_back({number, 0, 1});
-  for (const int number : kTwoFolderPathCalls) all.push_back({number, 1, 3});
+  for (const auto& group : groups)
+    for (const int number : group.calls) all.push_back({number, group.path, group.secondPath});
   return all;
 }
 
-const std::vector<Rule> allRules = rules();
+const std::vector<Rule> kRules = rules();
 
 /// What child and parent share. Of fixed size, because the handler may not allocate.
 struct Exchange {
@@ -153,8 +154,8 @@ void onTrap(int, siginfo_t*, void* context) {
   const long arguments[6] = {registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
                              registers[REG_R10], registers[REG_R8],  registers[REG_R9]};
   const long number = registers[REG_RAX];
-  const auto rule = std::find_if(allRules.begin(), allRules.end(),
-                                 [=](const Rule& r) { return r.number == number; });
+  const auto rule =
+      std::find_if(kRules.begin(), kRules.end(), [=](const Rule& r) { return r.number == number; });
   registers[REG_RAX] =
       rule->isCounted(arguments) ? countedCall(*rule, arguments) : systemCall(number, arguments);
 }
@@ -183,7 +184,7 @@ sock_filter jump(int comparison, uint64_t value, size_t yes, size_t no) {
 bool installFilter() {
   const auto [first, last] = libraryCode();
   constexpr size_t pointer = offsetof(seccomp_data, instruction_pointer);
-  const size_t count = allRules.size();
+  const size_t count = kRules.size();
   std::vector<sock_filter> program{load(pointer + 4),
                                    jump(BPF_JEQ, first >> 32, 0, count + 4),
                                    load(pointer),
@@ -191,7 +192,7 @@ bool installFilter() {
                                    jump(BPF_JGE, last, count + 1, 0),
                                    load(offsetof(seccomp_data, nr))};
   for (size_t i = 0; i < count; ++i)
-    program.push_back(jump(BPF_JEQ, static_cast<uint64_t>(allRules[i].number), count - i, 0));
+    program.push_back(jump(BPF_JEQ, static_cast<uint64_t>(kRules[i].number), count - i, 0));
   program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
   program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP));
   const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
