@@ -225,7 +225,7 @@ TEST_F(Hostile, ExtremeNumbersAreReturnedOrRefused) {
     EXPECT_FALSE(isBatchDone({huge.library()}, "N"));
     EXPECT_TRUE(isUnchanged());
   }
-  const std::string refusal = "A library of 2147483647 slots of one kind is refused";
+  const std::string refusal = "A new library has 2147483647 slots of one kind";
   EXPECT_TRUE(m_catalogue.logged(refusal));
   EXPECT_TRUE(lastError(m_emulator).starts_with(refusal));
 }
