@@ -163,9 +163,6 @@ TQLIB_API char* itoa(long value, char* buffer, int radix);
 
 // ---- The catalogue ----
 
-struct TqEdit {
-  int a;
-};
 /// The catalogue of virtual libraries.
 ///
 /// Files: one directory (see TqLibEmlFile::GetTQLibEMLXMLDir()) holds a file "Lib_<key>.xml" for
