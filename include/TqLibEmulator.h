@@ -155,6 +155,7 @@ TQLIB_API std::wstring MyTranscode(const char* text);
 /// Wide text as XML text of at most 1023 units, in a static buffer that the next call overwrites.
 /// Each of the two functions has its own buffer. Hold gCriticalSection.
 TQLIB_API const XMLCh* GetConstXMLCh(const wchar_t* text);
+/// Does what GetConstXMLCh() does, in its own buffer.
 TQLIB_API const XMLCh* GetConstXMLCh1(const wchar_t* text);
 
 /// Writes `value` in decimal into `buffer` (21 bytes suffice for any value) and returns `buffer`.
