@@ -30,10 +30,10 @@ namespace {
 constexpr std::chrono::seconds kLongestWait{5};
 constexpr char kTemporary[] = ".tqlib-";  // of earlier versions: behind a file, then a process
 
-/// An entry of the list.
-struct Entry {
-  std::string key;
-  bool holdsOthers;  ///< elements, which would go with it
+/// The entries of the list with one key.
+struct Entries {
+  int count = 0;
+  bool holdOthers = false;  ///< elements, which would go with them
 };
 
 /// The folder and the list at one moment.
@@ -41,17 +41,18 @@ struct Look {
   bool hasLock;  ///< no other process was changing anything
   std::vector<std::string> names;
   SaveJournal journal;
-  std::optional<std::vector<Entry>> listed = {};
+  std::optional<std::map<std::string, Entries>> listed = {};  ///< by key
   std::string listError = {};
 };
 
-std::vector<Entry> entriesOf(const std::string& list) {
-  std::vector<Entry> entries;
+std::map<std::string, Entries> entriesOf(const std::string& list) {
+  std::map<std::string, Entries> entries;
   if (isAbsent(list)) return entries;
   const ParsedFile file = readDocument(list);
   for (const xercesc::DOMElement* entry : Descendants(rootOf(file.document()), names::library)) {
-    entries.push_back(
-        {toUtf8(entry->getAttribute(names::id)), entry->getFirstElementChild() != nullptr});
+    Entries& same = entries[toUtf8(entry->getAttribute(names::id))];
+    ++same.count;
+    same.holdOthers |= entry->getFirstElementChild() != nullptr;
   }
   return entries;
 }
@@ -68,11 +69,6 @@ Look lookAt(const std::string& folder) {
   return look;
 }
 
-bool isRegularFile(const fs::path& path) {
-  std::error_code ignored;
-  return fs::is_regular_file(fs::symlink_status(path, ignored));
-}
-
 bool isLeftByTool(const std::string& name) {
   const std::string file = name.substr(0, name.rfind(kTemporary));
   const std::string original = file.substr(0, file.find(kBeforeFix));
@@ -81,11 +77,7 @@ bool isLeftByTool(const std::string& name) {
          (isOfCatalogue && isOfEndedProcess(name, file + kTemporary, ""));
 }
 
-class FolderCheck {
-public:
-  FolderCheck(const std::string& folder, Checkup& checkup)
-      : m_folder(folder), m_look(lookAt(folder)), m_checkup(checkup) {}
-
+struct FolderCheck {
   void run() {
     checkJournal();
     if (m_look.hasLock) {
@@ -99,22 +91,16 @@ public:
       m_checkup.knowsAll = false;
       m_checkup.add(faults::kUnreadableList, {m_folder + names::listFile}, m_look.listError);
     }
-    for (const std::string& key : m_listed) checkFile(key, true);
-    const std::set<std::string> listed(m_listed.begin(), m_listed.end());
     for (const std::string& name : m_look.names) {
       const std::string key = names::keyOf(name);
-      const bool isLibrary = !key.empty() && !name.starts_with(kStandIn);
-      if (isLibrary && !listed.contains(key)) checkFile(key, false);
+      if (!key.empty() && !name.starts_with(kStandIn)) checkFile(key);
     }
   }
 
-private:
   template <typename... Values>
   void addEntry(const Fault& fault, const std::string& key, const Values&... values) {
     Finding& finding = m_checkup.add(fault, {m_folder + names::listFile, key}, values...);
-    const bool holdsOthers = std::ranges::any_of(
-        *m_look.listed, [&](const Entry& entry) { return entry.key == key && entry.holdsOthers; });
-    if (finding.isFixable && holdsOthers) {
+    if (finding.isFixable && m_look.listed->at(key).holdOthers) {
       finding.leaveToOperator("fix the list by hand: an entry of that Id holds others");
     }
   }
@@ -134,42 +120,33 @@ private:
   void checkStaleFiles() {
     for (const std::string& name : m_look.names) {
       const bool isTemporary = names::isTemporary(name) && !m_look.journal.mayNeed(name);
-      if ((isTemporary || isLeftByTool(name)) && isRegularFile(m_folder + name)) {
+      std::error_code ignored;
+      if ((isTemporary || isLeftByTool(name)) &&
+          fs::is_regular_file(fs::symlink_status(m_folder + name, ignored))) {
         m_checkup.add(faults::kStaleFile, {m_folder + name});
       }
     }
   }
 
   void checkEntries() {
-    std::map<std::string, int> counts;
-    for (const Entry& entry : *m_look.listed) {
-      if (++counts[entry.key] == 1) checkEntry(entry.key);
-    }
-    for (const auto& [key, count] : counts) {
-      if (count > 1 && !key.empty()) addEntry(faults::kDoubledEntry, key, count);
+    for (const auto& [key, entries] : *m_look.listed) {
+      const std::string file = names::fileOf(key);
+      const bool isBad = names::keyOf(file) != key || key.empty() || file.size() > NAME_MAX;
+      const bool hasFile = !isBad && std::ranges::binary_search(m_look.names, file);
+      m_checkup.knowsAll &= hasFile;
+      if (isBad) addEntry(faults::kBadId, key);
+      if (!isBad && !hasFile) addEntry(faults::kEntryWithoutFile, key, file);
+      if (entries.count > 1 && !key.empty()) addEntry(faults::kDoubledEntry, key, entries.count);
     }
   }
 
-  void checkEntry(const std::string& key) {
-    const std::string file = names::fileOf(key);
-    if (names::keyOf(file) != key || key.empty() || file.size() > NAME_MAX) {
-      addEntry(faults::kBadId, key);
-    } else if (!std::ranges::binary_search(m_look.names, file)) {
-      addEntry(faults::kEntryWithoutFile, key, file);
-    } else {
-      m_listed.push_back(key);
-      return;
-    }
-    m_checkup.knowsAll = false;
-  }
-
-  void checkFile(const std::string& key, bool isListed) {
+  void checkFile(const std::string& key) {
     const std::string path = m_folder + names::fileOf(key);
     try {
       const ParsedFile file = readDocument(path);
       const LibraryContent content = readLibrary(*file.document());
       // A copy of a library under another name does not belong in the list.
-      if (!isListed && m_look.listed && isLibraryOfKey(content, key)) {
+      if (m_look.listed && !m_look.listed->contains(key) && isLibraryOfKey(content, key)) {
         m_checkup.add(faults::kFileWithoutEntry, {path});
       }
       checkLibrary(key, path, content, m_checkup);
@@ -181,9 +158,8 @@ private:
   }
 
   const std::string& m_folder;
-  const Look m_look;
   Checkup& m_checkup;
-  std::vector<std::string> m_listed;  // the keys of the listed libraries that have a file
+  const Look m_look = lookAt(m_folder);
 };
 
 /// The files in the order of their first findings.
@@ -204,7 +180,7 @@ Checkup checkCatalogue() {
   }
   Checkup checkup;
   try {
-    FolderCheck(folder, checkup).run();
+    FolderCheck{folder, checkup}.run();
   } catch (const Failure& failure) {
     checkup.add(faults::kUnreadable, {folder}, failure.what());
     checkup.knowsAll = false;

@@ -13,17 +13,17 @@ namespace {
 
 constexpr std::size_t kMostOfAKind = 50;  // are shown to people
 
-struct SeverityTexts {
+struct SeverityWords {
   const char* one;
   const char* many;
   Colour colour;
 };
 
-constexpr SeverityTexts kSeverities[] = {{"error", "errors", Colour::Red},
+constexpr SeverityWords kSeverities[] = {{"error", "errors", Colour::Red},
                                          {"warning", "warnings", Colour::Yellow},
                                          {"note", "notes", Colour::Cyan}};
 
-const SeverityTexts& textsOf(Severity severity) {
+const SeverityWords& wordsOf(Severity severity) {
   return kSeverities[static_cast<std::size_t>(severity)];
 }
 
@@ -37,27 +37,24 @@ std::string line(const char* word, Colour colour, const std::string& text) {
                      fitted(text, INT_MAX, Charset::Utf8));
 }
 
-/// Passes the first findings of each kind and counts the others.
-class Sieve {
-public:
-  bool passes(const Finding& finding) { return ++m_counts[finding.fault->kind] <= kMostOfAKind; }
-
-  std::string restText() const {
-    std::string text;
-    for (const auto& [kind, count] : m_counts) {
-      if (count <= kMostOfAKind) continue;
-      text +=
-          fmt::format("and {} more of the kind {}; --json lists all\n", count - kMostOfAKind, kind);
-    }
-    return text;
+/// What `textOf` makes of the first findings of each kind, and how many others there are.
+template <typename TextOf>
+std::string textsOf(const std::vector<Finding>& findings, TextOf textOf) {
+  std::string text;
+  std::map<std::string, std::size_t> counts;
+  for (const Finding& finding : findings) {
+    if (++counts[finding.fault->kind] <= kMostOfAKind) text += textOf(finding);
   }
-
-private:
-  std::map<std::string, std::size_t> m_counts;
-};
+  for (const auto& [kind, count] : counts) {
+    if (count <= kMostOfAKind) continue;
+    text +=
+        fmt::format("and {} more of the kind {}; --json lists all\n", count - kMostOfAKind, kind);
+  }
+  return text;
+}
 
 Json findingJson(const Finding& finding) {
-  Json json{{"kind", finding.fault->kind}, {"severity", textsOf(finding.fault->severity).one},
+  Json json{{"kind", finding.fault->kind}, {"severity", wordsOf(finding.fault->severity).one},
             {"file", finding.place.file},  {"element", finding.place.element},
             {"text", finding.text},        {"next", finding.next},
             {"fixable", finding.isFixable}};
@@ -79,20 +76,17 @@ Json findingsJson(const std::vector<Finding>& findings, const Scope& scope) {
 }
 
 std::string findingsText(const std::vector<Finding>& findings) {
-  std::string text;
-  Sieve sieve;
   const std::string* file = nullptr;
-  for (const Finding& finding : findings) {
-    if (!sieve.passes(finding)) continue;
+  return textsOf(findings, [&](const Finding& finding) {
     const auto& [path, element] = finding.place;
-    if (file == nullptr || *file != path) text += fitted(path, INT_MAX, Charset::Utf8) + "\n";
+    const bool isSameFile = file != nullptr && *file == path;
     file = &path;
-    const SeverityTexts& severity = textsOf(finding.fault->severity);
-    text += "  " + line(severity.one, severity.colour,
-                        fmt::format("{}: {}{}{}; next: {}", finding.fault->kind, element,
-                                    element.empty() ? "" : ": ", finding.text, finding.next));
-  }
-  return text + sieve.restText();
+    const SeverityWords& severity = wordsOf(finding.fault->severity);
+    return (isSameFile ? "  " : fitted(path, INT_MAX, Charset::Utf8) + "\n  ") +
+           line(severity.one, severity.colour,
+                fmt::format("{}: {}{}{}; next: {}", finding.fault->kind, element,
+                            element.empty() ? "" : ": ", finding.text, finding.next));
+  });
 }
 
 std::string summaryText(const std::vector<Finding>& findings, const Scope& scope) {
@@ -104,7 +98,7 @@ std::string summaryText(const std::vector<Finding>& findings, const Scope& scope
   for (const Finding& finding : findings) ++counts[finding.fault->severity];
   std::vector<std::string> severities;
   for (const auto& [severity, count] : counts) {
-    severities.push_back(counted(count, textsOf(severity).one, textsOf(severity).many));
+    severities.push_back(counted(count, wordsOf(severity).one, wordsOf(severity).many));
   }
   const std::size_t fixable = countFixable(findings);
   return fmt::format("{} ({}); {}{}", counted(findings.size(), "finding", "findings"),
@@ -112,18 +106,17 @@ std::string summaryText(const std::vector<Finding>& findings, const Scope& scope
                      fixable == 0 ? "" : fmt::format("; \"tqlib check --fix\" fixes {}", fixable));
 }
 
-std::string outcomesText(const std::vector<Finding>& findings, const FixResult& result) {
-  std::string text;
-  Sieve sieve;
-  for (const Finding& finding : findings) {
-    const bool isFixed = finding.isFixed.value_or(false);
-    if ((!isFixed && !finding.isFixable) || !sieve.passes(finding)) continue;
+std::string outcomesText(std::vector<Finding> findings, const FixResult& result) {
+  std::erase_if(findings, [](const Finding& finding) {
+    return !finding.isFixed.value_or(false) && !finding.isFixable;
+  });
+  std::string text = textsOf(findings, [](const Finding& finding) {
     const auto& [path, element] = finding.place;
-    text += line(isFixed ? "fixed" : "not fixed", isFixed ? Colour::Green : Colour::Red,
-                 fmt::format("{}: {}{}{}", finding.fault->kind, element,
-                             element.empty() ? "" : " of ", path));
-  }
-  text += sieve.restText();
+    const bool isFixed = finding.isFixed.value_or(false);
+    return line(isFixed ? "fixed" : "not fixed", isFixed ? Colour::Green : Colour::Red,
+                fmt::format("{}: {}{}{}", finding.fault->kind, element,
+                            element.empty() ? "" : " of ", path));
+  });
   for (const auto& copy : result.copies) text += line("kept copy", Colour::Blue, copy.second);
   for (const std::string& failure : result.failures) text += line("failed", Colour::Red, failure);
   return text;

@@ -172,6 +172,6 @@ struct FixResult {
 
 /// The findings that were fixed, or not fixed although they are fixable, and the result of the fix,
 /// each on a line.
-std::string outcomesText(const std::vector<Finding>& findings, const FixResult& result);
+std::string outcomesText(std::vector<Finding> findings, const FixResult& result);
 
 std::size_t countFixable(const std::vector<Finding>& findings);

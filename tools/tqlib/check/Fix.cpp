@@ -43,14 +43,6 @@ void deleteStale(const std::string& path) {
   if (error) throw systemFailure("cannot delete " + path, error.value());
 }
 
-std::string nameOfCopy(const std::string& file) {
-  const std::string name =
-      fmt::format("{}{}{:%Y%m%d-%H%M%S}", file, kBeforeFix, fmt::localtime(std::time(nullptr)));
-  std::string unused = name;
-  for (int number = 2; !isAbsent(unused); ++number) unused = fmt::format("{}-{}", name, number);
-  return unused;
-}
-
 /// Corrects the elements, by name, that still have the barcode that was found.
 bool setOccupancies(const DOMDocument& document,
                     const std::map<std::string, std::string>& barcodes) {
@@ -65,10 +57,7 @@ bool setOccupancies(const DOMDocument& document,
   return isChanged;
 }
 
-class Fix {
-public:
-  explicit Fix(const std::vector<Finding>& findings) : m_findings(findings) {}
-
+struct Fix {
   FixResult run() {
     if (!fixable(faults::kHalfSaved).empty()) attempt([&] { completeSave(); });
     if (!fixable(faults::kStaleFile).empty()) attempt([&] { deleteStaleFiles(); });
@@ -81,7 +70,6 @@ public:
     return std::move(m_result);
   }
 
-private:
   std::vector<const Finding*> fixable(const Fault& fault) const {
     std::vector<const Finding*> found;
     for (const Finding& finding : m_findings) {
@@ -104,7 +92,8 @@ private:
     if (m_result.copies.contains(file) || isAbsent(file)) return;
     const auto content = contentOf(file);
     if (!content) throw systemFailure(file, errno);
-    const std::string copy = nameOfCopy(file);
+    const std::string copy =
+        fmt::format("{}{}{:%Y%m%d-%H%M%S}", file, kBeforeFix, fmt::localtime(std::time(nullptr)));
     ReplacedFile kept(copy, Existing::Kept);
     kept.copyAccessOf(file);
     if (!kept.prepare(*content) || !kept.commit()) {
@@ -216,11 +205,11 @@ private:
 
   const std::vector<Finding>& m_findings;
   const std::string m_folder = configuredCatalogue();
-  FixResult m_result;
+  FixResult m_result = {};
 };
 
 }  // namespace
 
 FixResult fixFindings(const std::vector<Finding>& findings) {
-  return Fix(findings).run();
+  return Fix{findings}.run();
 }

@@ -1,7 +1,6 @@
 // The check of one library file, and of what no two libraries may have.
 #include <algorithm>
 #include <ctime>
-#include <unordered_map>
 
 #include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
@@ -23,12 +22,7 @@ bool isRemovedLibrary(const LibraryContent& content) {
          });
 }
 
-class LibraryCheck {
-public:
-  LibraryCheck(const std::string& key, const std::string& file, const LibraryContent& content,
-               Checkup& checkup)
-      : m_key(key), m_file(file), m_content(content), m_checkup(checkup) {}
-
+struct LibraryCheck {
   void run() {
     ++m_checkup.scope.libraries;
     m_checkup.scope.elements += m_content.elements.size();
@@ -41,7 +35,7 @@ public:
     if (!isStandalone && m_content.libraries != 1) m_checkup.knowsAll = false;
     if (m_content.libraries > 1) return;  // no call of the API changes its elements
     for (const ElementContent& element : m_content.elements) {
-      if (element.address) ++sharersOf(element, *element.address);
+      if (element.address) ++sharersOf(element);
     }
     for (const ElementContent& element : m_content.elements) checkElement(element);
     if (m_content.statusExpiry && *m_content.statusExpiry <= std::time(nullptr)) {
@@ -49,7 +43,6 @@ public:
     }
   }
 
-private:
   template <typename... Values>
   Finding& add(const Fault& fault, const std::string& element, const Values&... values) {
     return m_checkup.add(fault, {m_file, element}, values...);
@@ -83,9 +76,9 @@ private:
     if (m_content.name != name) add(faults::kOtherName, "", m_content.name, name);
   }
 
-  /// How many elements have that address. Hosts do not see shelves, whose addresses are separate.
-  int& sharersOf(const ElementContent& element, int address) {
-    return (element.type == LIB_ELEM_SHELF ? m_shelfAddresses : m_addresses)[address];
+  /// How many elements have its address. Hosts do not see shelves, whose addresses are separate.
+  int& sharersOf(const ElementContent& element) {
+    return m_sharers[{element.type == LIB_ELEM_SHELF, *element.address}];
   }
 
   void checkElement(const ElementContent& element) {
@@ -119,7 +112,7 @@ private:
       add(faults::kUnplacedDrive, name);
       return;
     }
-    const int sharers = sharersOf(element, address);
+    const int sharers = sharersOf(element);
     if (sharers > 1) add(faults::kDoubledAddress, name, sharers, address);
     if (element.type == LIB_ELEM_SHELF || m_content.libraries == 0) return;
     const auto& [first, count] = m_content.ranges.at(element.type);
@@ -130,7 +123,7 @@ private:
     Finding& finding = add(element.isOccupied ? faults::kWronglyFull : faults::kWronglyEmpty, name,
                            element.barcode);
     finding.barcode = element.barcode;
-    const bool isUnique = element.address && sharersOf(element, *element.address) == 1;
+    const bool isUnique = element.address && sharersOf(element) == 1;
     if (!isUnique || !element.hasBarcode) finding.leaveToOperator(faults::kByHand);
   }
 
@@ -138,15 +131,14 @@ private:
   const std::string& m_file;
   const LibraryContent& m_content;
   Checkup& m_checkup;
-  std::unordered_map<int, int> m_addresses;  // how many elements have them
-  std::unordered_map<int, int> m_shelfAddresses;
+  std::map<std::pair<bool, int>, int> m_sharers = {};  // of an address, which may be a shelf's
 };
 
 }  // namespace
 
 void checkLibrary(const std::string& key, const std::string& file, const LibraryContent& content,
                   Checkup& checkup) {
-  LibraryCheck(key, file, content, checkup).run();
+  LibraryCheck{key, file, content, checkup}.run();
 }
 
 void checkDoubledMedia(Checkup& checkup) {

@@ -35,30 +35,28 @@ bool isStale(const std::string& folder, const std::string& name) {
   }
 }
 
-struct Content {
+/// The bytes of a volume. The API counts those of every file in the folder, filemark or not.
+unsigned long long sizeOf(const std::string& folder) {
   unsigned long long bytes = 0;
-  std::vector<int> marks;
-};
-
-// The API counts the bytes of every file in the folder, filemark or not.
-Content contentOf(const std::string& folder) {
-  Content content;
   for (const std::string& name : namesIn(folder)) {
     struct stat record {};
     const std::string path = folder + "/" + name;
-    if (stat(path.c_str(), &record) != 0) {
-      if (errno == ENOENT) continue;  // erased meanwhile
+    if (stat(path.c_str(), &record) == 0) {
+      bytes += static_cast<unsigned long long>(record.st_size);
+    } else if (errno != ENOENT) {  // else it was erased meanwhile
       throw systemFailure(path, errno);
     }
-    content.bytes += static_cast<unsigned long long>(record.st_size);
-    if (const auto mark = markNumber(name)) content.marks.push_back(*mark);
   }
-  std::ranges::sort(content.marks);
-  return content;
+  return bytes;
 }
 
 /// "1, 3 to 7"; empty when no filemark is missing.
-std::string missingMarks(const std::vector<int>& marks) {
+std::string missingMarks(const std::string& folder) {
+  std::vector<int> marks;
+  for (const std::string& name : namesIn(folder)) {
+    if (const auto mark = markNumber(name)) marks.push_back(*mark);
+  }
+  std::ranges::sort(marks);
   std::vector<std::string> texts;
   for (const Gap& gap : gapsIn(marks)) texts.push_back(gapText(gap));
   if (texts.size() > kMostGaps) {
@@ -70,13 +68,10 @@ std::string missingMarks(const std::vector<int>& marks) {
 
 void checkVolume(const std::string& folder, unsigned long long limit, Checkup& checkup) {
   try {
-    const Content content = contentOf(folder);
-    if (content.bytes > limit) {
-      checkup.add(faults::kVolumeOverLimit, {folder}, content.bytes, limit);
-    }
-    if (const std::string marks = missingMarks(content.marks); !marks.empty()) {
-      checkup.add(faults::kMarkGap, {folder}, marks);
-    }
+    const unsigned long long bytes = sizeOf(folder);
+    if (bytes > limit) checkup.add(faults::kVolumeOverLimit, {folder}, bytes, limit);
+    const std::string marks = missingMarks(folder);
+    if (!marks.empty()) checkup.add(faults::kMarkGap, {folder}, marks);
   } catch (const Failure& failure) {
     checkup.add(faults::kUnreadable, {folder}, failure.what());
   }
