@@ -3,6 +3,9 @@
 
 #include "base/Command.h"
 
+/// Adds all commands of the tool.
+void declareCommands(CLI::App& app, Session& session);
+
 void addManualCommand(CLI::App& app, Session& session);
 void addCompletionCommands(CLI::App& app, Session& session);
 

@@ -1,17 +1,14 @@
 // tqlib completion: what can come next on a command line in bash.
 //
-// The shell calls the hidden command "complete", which walks CLI11's tree of commands with the
-// words typed so far, and looks into the catalogue for libraries, elements, drives, hosts and
-// volumes.
-#include <algorithm>
+// The shell calls the hidden command "complete". CLI11 parses the words typed so far; for
+// libraries, elements, drives, hosts and volumes the catalogue is asked.
+#include <wordexp.h>
+
 #include <iostream>
 #include <set>
-#include <string_view>
-
-#include <fmt/format.h>
 
 #include "TqLibEmulator.h"
-#include "base/Errors.h"
+#include "base/Output.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
@@ -23,73 +20,56 @@ namespace {
 // The colon of an element's name ends a word for readline, which then replaces only what follows.
 constexpr char kScript[] = R"bash(# bash completion for tqlib
 _tqlib() {
-  local line=${COMP_LINE:0:COMP_POINT} word candidate
-  word=${line##* }
+  local line=${COMP_LINE:0:COMP_POINT} kept= names
+  local word=${line##* }
+  [[ $word == *:* && $COMP_WORDBREAKS == *:* ]] && kept=${word%:*}:
+  mapfile -t names < <("$1" complete "$line" 2>/dev/null)
   COMPREPLY=()
-  while IFS= read -r candidate; do
-    if [[ $word == *:* && $COMP_WORDBREAKS == *:* ]]; then
-      candidate=${candidate#"${word%"${word##*:}"}"}
-    fi
-    COMPREPLY+=("$(printf %q "$candidate")")
-  done < <("$1" complete "$line" 2>/dev/null)
+  ((${#names[@]})) && mapfile -t COMPREPLY < <(printf '%q\n' "${names[@]#"$kept"}")
 }
-complete -o default -F _tqlib tqlib
-)bash";
+complete -o default -F _tqlib tqlib)bash";
 
 using Words = std::vector<std::string>;
 
-struct LineOptions {
-  std::string line;
-};
-
-/// What the words before the last one mean.
-struct Position {
-  const CLI::App& root;
-  const CLI::App* command;
-  Words operands{};
-  const CLI::Option* waiting = nullptr;  // an option whose value comes next
-  std::string config{};
-
-  const CLI::Option* option(const std::string& name) const {
-    const CLI::Option* own = command->get_option_no_throw(name);
-    return own != nullptr ? own : root.get_option_no_throw(name);
-  }
-};
-
-void advance(Position& at, const std::string& word) {
-  if (at.waiting != nullptr) {
-    if (at.waiting->get_name() == "--config") at.config = word;
-    at.waiting = nullptr;
-  } else if (word.starts_with("-")) {
-    const CLI::Option* option = at.option(word);
-    if (option != nullptr && option->get_expected_max() > 0) at.waiting = option;
-    if (word.starts_with("--config=")) at.config = word.substr(word.find('=') + 1);
-  } else {
-    for (const CLI::App* command : commandsOf(*at.command)) {
-      if (command->get_name() != word) continue;
-      at.command = command;
-      return;
+/// A command line as far as it is typed.
+struct Typed {
+  /// The words behind the name of the tool.
+  Typed(const Session& outer, const Words& words) : session{.config = outer.config} {
+    declareCommands(app, session);
+    try {
+      app.parse(Words(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError&) {  // something is still missing
     }
-    at.operands.push_back(word);
+    while (!command->get_subcommands().empty()) command = command->get_subcommands().front();
   }
+
+  Session session;
+  CLI::App app{};
+  const CLI::App* command = &app;
+};
+
+/// The library on the command line, else all.
+Words libraries(const Typed& typed) {
+  const CLI::Option* library = typed.command->get_option_no_throw("LIBRARY");
+  return library != nullptr && library->count() > 0 ? library->results() : storedLibraries();
 }
 
-/// The elements of the library that is the first operand; with `occupied`, those in that state.
-Words elements(const Position& at, std::optional<bool> occupied) {
+/// With `occupied`, those in that state.
+Words elements(const Typed& typed, std::optional<bool> occupied = std::nullopt) {
   Words names;
-  if (at.operands.empty()) return names;
-  for (const LibElement& element : inventory(at.operands[0])) {
-    if (element.isOccupied == occupied.value_or(element.isOccupied)) {
-      names.push_back(elementName(element));
+  for (const std::string& library : libraries(typed)) {
+    for (const LibElement& element : inventory(library)) {
+      if (element.isOccupied == occupied.value_or(element.isOccupied)) {
+        names.push_back(elementName(element));
+      }
     }
   }
   return names;
 }
 
-Words drives(const Position& at) {
-  const Words given = at.operands.empty() ? storedLibraries() : Words{at.operands[0]};
+Words drives(const Typed& typed) {
   Words serials;
-  for (const std::string& library : given) {
+  for (const std::string& library : libraries(typed)) {
     for (const SCSIUnitNoMap& device : devicesOf(library, "")) {
       if (!isLibrary(device)) serials.push_back(device.SerialNumber);
     }
@@ -106,84 +86,74 @@ Words hosts() {
 }
 
 /// What an option or operand of that name takes; empty for all others: the shell offers files.
-Words valuesOf(const CLI::Option& option, const Position& at) {
+Words valuesOf(const CLI::Option& option, const Typed& typed) {
   const std::string name = option.get_positional() ? option.get_single_name() : option.get_name();
-  useConfiguration(at.config);
+  // The parser does not get as far as to set the value when the line is not complete.
+  const Words config = typed.app.get_option("--config")->results();
+  useConfiguration(config.empty() ? typed.session.config : config.back());
   if (name == "LIBRARY") return storedLibraries();
-  if (name == "ELEMENT") return elements(at, std::nullopt);
-  if (name == "FROM") return elements(at, true);
-  if (name == "TO") return elements(at, false);
+  if (name == "ELEMENT") return elements(typed);
+  if (name == "FROM") return elements(typed, true);
+  if (name == "TO") return elements(typed, false);
   if (name == "NAME") return volumesIn(volumeRoot());
-  if (name == "SERIAL") return drives(at);
+  if (name == "SERIAL") return drives(typed);
   if (name == "HOST" || name == "--host") return hosts();
   return {};
 }
 
-Words optionNames(const Position& at) {
+/// The words that can follow `before` and begin as `last`, if not all of the latter.
+Words candidates(const Typed& typed, const std::string& before, const std::string& last) {
   Words names;
-  for (const CLI::App* app : {at.command, &at.root}) {
+  for (const CLI::App* app : {typed.command, &typed.app}) {
     for (const CLI::Option* option : app->get_options()) {
+      const bool isNamed = !option->get_positional() && option->check_name(before);
+      if (isNamed && option->get_expected_max() > 0) return valuesOf(*option, typed);
       for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     }
+  }
+  if (last.starts_with("-")) return names;
+  names.clear();
+  for (const CLI::App* command : commandsOf(*typed.command)) names.push_back(command->get_name());
+  for (const CLI::Option* option : typed.command->get_options()) {
+    if (option->get_positional() && option->count() == 0) return valuesOf(*option, typed);
   }
   return names;
 }
 
-Words candidates(const Position& at, const std::string& last) {
-  if (at.waiting != nullptr) return valuesOf(*at.waiting, at);
-  if (last.starts_with("-")) return optionNames(at);
-  Words names;
-  for (const CLI::App* command : commandsOf(*at.command)) names.push_back(command->get_name());
-  if (!names.empty()) return names;
-  std::size_t number = 0;
-  for (const CLI::Option* option : at.command->get_options()) {
-    if (option->get_positional() && number++ == at.operands.size()) return valuesOf(*option, at);
+/// The words of the command that is being typed, the last one perhaps empty; none when a shell
+/// would not take them. The full stop behind the line keeps an empty word, and is removed again.
+Words wordsOf(const std::string& line) {
+  const std::string command = line.substr(line.find_last_of("|&;(") + 1);
+  for (const char* end : {".", ".'", ".\""}) {
+    wordexp_t found{};
+    if (wordexp((command + end).c_str(), &found, WRDE_NOCMD) != 0) continue;
+    Words words(found.we_wordv, found.we_wordv + found.we_wordc);
+    wordfree(&found);
+    words.back().pop_back();
+    return words;
   }
   return {};
 }
 
-/// The words of the command that is being typed, up to where it has come: without quotes and
-/// backslashes, and without the commands before a pipe or the like.
-Words wordsOf(const std::string& line) {
-  Words words{""};
-  char quote = '\0';  // the open one, if any
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const char character = line[i];
-    if (quote != '\0' ? character == quote : character == '"' || character == '\'') {
-      quote = quote != '\0' ? '\0' : character;
-    } else if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
-      words.back() += line[++i];
-    } else if (quote == '\0' &&
-               std::string_view("|&;(").find(character) != std::string_view::npos) {
-      words = {""};
-    } else if (quote == '\0' && character == ' ') {
-      if (!words.back().empty()) words.emplace_back();
-    } else {
-      words.back() += character;
-    }
+void complete(const std::string& line, const Session& session) {
+  Words words = wordsOf(line);
+  if (words.size() < 2) return;
+  const auto equals = words.back().find('=');
+  if (words.back().starts_with("--") && equals != std::string::npos) {
+    words.push_back(words.back().substr(equals + 1));
+    words[words.size() - 2].resize(equals);
   }
-  return words;
-}
-
-// The first word is the tool. To the shell, the value behind a "=" is a word of its own.
-void complete(const LineOptions& options, const Session& session) {
-  const Words words = wordsOf(options.line);
-  std::string last = words.back();
-  Position at{.root = *session.app, .command = session.app, .config = session.config};
-  for (std::size_t i = 1; i + 1 < words.size(); ++i) advance(at, words[i]);
-  if (const auto equals = last.find('='); last.starts_with("--") && equals != std::string::npos) {
-    at.waiting = at.option(last.substr(0, equals));
-    last.erase(0, equals + 1);
-  }
-  const Words all = candidates(at, last);
+  const std::string last = words.back();
+  words.pop_back();
+  const Typed typed(session, Words(words.begin() + 1, words.end()));
+  const Words all = candidates(typed, words.back(), last);
   for (const std::string& word : std::set<std::string>(all.begin(), all.end())) {
     if (word.starts_with(last)) std::cout << word << '\n';
   }
 }
 
 void printScript(const NoOptions&, const Session&) {
-  std::cout << kScript << std::flush;
-  if (!std::cout) throw Failure("standard output cannot be written");
+  printResult(false, {}, kScript);
 }
 
 }  // namespace
@@ -203,5 +173,5 @@ void addCompletionCommands(CLI::App& app, Session& session) {
       app, session, {"complete", "Print what can come next", "tqlib complete \"tqlib library s\""},
       complete);
   command.group("");  // hidden: only the shell calls it
-  command.add_option("LINE", options.line)->required();
+  command.add_option("LINE", options)->required();
 }

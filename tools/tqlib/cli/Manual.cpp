@@ -1,10 +1,10 @@
 // tqlib manual: the manual page tqlib(1), made from CLI11's tree of commands, so that it is never
 // out of date.
-#include <iostream>
+#include <regex>
 
 #include <fmt/format.h>
 
-#include "base/Errors.h"
+#include "base/Output.h"
 #include "cli/Commands.h"
 
 namespace {
@@ -59,66 +59,60 @@ The configuration when neither \fB\-\-config\fR nor the environment names one:
 \fBsVirtualLibXMLDirectory\fR (the catalogue is in its folder LibEmulator),
 \fBsVirtualTapeDirectory\fR and \fBnVirtualTapeSizeMB\fR in the section \fB[MediaManager]\fR.
 .SH SEE ALSO
-.BR tqlib\-catalogue (5)
-)";
+.BR tqlib\-catalogue (5))";
 
 // A backslash, a hyphen and a line that begins like a request mean something to troff.
-std::string escaped(const std::string& text) {
-  std::string result;
-  bool isLineStart = true;
-  for (const char character : text) {
-    if (isLineStart && (character == '.' || character == '\'')) result += "\\&";
-    isLineStart = character == '\n';
-    if (character == '\\' || character == '-') result += '\\';
-    result += character == '\\' ? 'e' : character;
+std::string escaped(std::string text) {
+  for (const auto& [meaningful, literal] : {std::pair(R"(\\)", R"(\e)"), std::pair("-", R"(\-)"),
+                                            std::pair(R"((^|\n)([.']))", R"($1\&$2)")}) {
+    text = std::regex_replace(text, std::regex(meaningful), literal);
   }
-  return result;
+  return text;
 }
 
-void printOptions(const CLI::App& app) {
+std::string optionsText(const CLI::App& app) {
+  std::string text;
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_group().empty() || option->get_name() == "--help") continue;
-    std::cout << ".TP\n\\fB" << escaped(option->get_name(false, true)) << "\\fR";
+    text += fmt::format(".TP\n\\fB{}\\fR", escaped(option->get_name(false, true)));
     if (option->get_expected_max() > 0 && !option->get_positional()) {
       const std::string type = option->get_type_name();
-      std::cout << " \\fI" << escaped(type.substr(0, type.find(':'))) << "\\fR";
+      text += fmt::format(" \\fI{}\\fR", escaped(type.substr(0, type.find(':'))));
     }
-    if (option->get_required() && !option->get_positional()) std::cout << " (required)";
-    std::cout << '\n' << escaped(option->get_description());
-    if (!option->get_default_str().empty()) {
-      std::cout << " (default " << escaped(option->get_default_str()) << ')';
-    }
-    std::cout << '\n';
+    if (option->get_required() && !option->get_positional()) text += " (required)";
+    text += "\n" + escaped(option->get_description());
+    const std::string value = option->get_default_str();
+    text += value.empty() ? "\n" : fmt::format(" (default {})\n", escaped(value));
   }
+  return text;
 }
 
-void printCommands(const CLI::App& group, const std::string& path) {
+std::string commandsText(const CLI::App& group, const std::string& path) {
+  std::string text;
   for (const CLI::App* command : commandsOf(group)) {
     const std::string name = path + " " + command->get_name();
-    if (command->get_require_subcommand_min() > 0) {
-      printCommands(*command, name);
-      continue;
-    }
-    std::cout << ".SS \\fB" << escaped(name) << "\\fR";
+    const std::string below = commandsText(*command, name);
+    text += below;
+    if (!below.empty()) continue;
+    text += fmt::format(".SS \\fB{}\\fR", escaped(name));
     for (const CLI::Option* option : command->get_options()) {
       if (!option->get_positional()) continue;
       const std::string operand = fmt::format("\\fI{}\\fR", escaped(option->get_single_name()));
-      std::cout << (option->get_required() ? " " + operand : " [" + operand + "]");
+      text += option->get_required() ? " " + operand : " [" + operand + "]";
     }
-    std::cout << '\n' << escaped(command->get_description()) << '\n';
-    printOptions(*command);
-    std::cout << ".PP\n.nf\n" << escaped(command->get_footer()) << "\n.fi\n";
+    text += fmt::format("\n{}\n{}.PP\n.nf\n{}\n.fi\n", escaped(command->get_description()),
+                        optionsText(*command), escaped(command->get_footer()));
   }
+  return text;
 }
 
 void printManual(const NoOptions&, const Session& session) {
-  std::cout << ".TH TQLIB 1 \"\" \"tqlib " TQLIB_VERSION "\" \"Virtual tape libraries\"\n" << kHead;
-  std::cout << ".SH OPTIONS\nThey can be anywhere on the command line.\n";
-  printOptions(*session.app);
-  std::cout << ".SH COMMANDS\n";
-  printCommands(*session.app, "tqlib");
-  std::cout << kTail << std::flush;
-  if (!std::cout) throw Failure("standard output cannot be written");
+  printResult(
+      false, {},
+      fmt::format(".TH TQLIB 1 \"\" \"tqlib {}\" \"Virtual tape libraries\"\n{}.SH OPTIONS\n"
+                  "They can be anywhere on the command line.\n{}.SH COMMANDS\n{}{}",
+                  TQLIB_VERSION, kHead, optionsText(*session.app),
+                  commandsText(*session.app, "tqlib"), kTail));
 }
 
 }  // namespace

@@ -28,42 +28,17 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-void declare(CLI::App& app, Session& session) {
-  session.app = &app;
-  app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
-  app.fallthrough();  // --json and --config may also follow the command
-  app.add_flag("--json", session.json, "Print JSON");
-  app.add_option("--config", session.config,
-                 "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
-  app.footer(
-      "Exit codes: 0 done, 1 refused or failed, 2 wrong usage.\n"
-      "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
-  app.require_subcommand(1);
-  addInitCommand(app, session);
-  addLibraryGroup(app, session);
-  addElementCommands(app, session);
-  addDriveCommands(app, session);
-  addDeviceCommands(app, session);
-  addStatusCommands(app, session);
-  addVolumeCommands(app, session);
-  addMapCommand(app, session);
-  addCheckCommand(app, session);
-  addManualCommand(app, session);
-  addCompletionCommands(app, session);
-}
-
-int complain(const std::string& text, const std::string& next, int exitCode) {
-  std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << text << std::endl;
-  if (!next.empty()) {
-    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
-  }
-  return exitCode;
-}
-
 int complain(const Failure& failure, bool json) {
-  if (!json) return complain(failure.what(), failure.next, kFailed);
-  printErrorJson(
-      {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
+  if (json) {
+    printErrorJson(
+        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
+    return kFailed;
+  }
+  std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << failure.what() << std::endl;
+  if (!failure.next.empty()) {
+    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << failure.next
+              << std::endl;
+  }
   return kFailed;
 }
 
@@ -74,7 +49,8 @@ int refuse(const CLI::App& app, const std::string& text) {
     at = at->get_subcommands().front();
     command += ' ' + at->get_name();
   }
-  return complain(text, fmt::format("\"{} --help\" shows what it takes", command), kWrongUsage);
+  complain(Failure(text, fmt::format("\"{} --help\" shows what it takes", command)), false);
+  return kWrongUsage;
 }
 
 // Help is an error without an exit code. After a word that is no command, the parser only reports
@@ -99,18 +75,12 @@ void takeHelpForAnOption(int argc, char** argv) {
   argv[argc - 1] = help;
 }
 
-/// For the catalogue files that the tool reads itself.
-struct XmlRuntime {
-  XmlRuntime() { xercesc::XMLPlatformUtils::Initialize(); }
-  ~XmlRuntime() { xercesc::XMLPlatformUtils::Terminate(); }
-};
-
 int run(int argc, char** argv) {
-  const XmlRuntime runtime;
+  xercesc::XMLPlatformUtils::Initialize();  // for the catalogue files that the tool reads itself
   CLI::App app("Virtual tape libraries: catalogue and volumes", "tqlib");
   Session session;
   try {
-    declare(app, session);
+    declareCommands(app, session);
     takeHelpForAnOption(argc, argv);
     app.parse(argc, argv);
     session.action();
@@ -144,6 +114,30 @@ void occupyClosedStreams() {
 }
 
 }  // namespace
+
+void declareCommands(CLI::App& app, Session& session) {
+  session.app = &app;
+  app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
+  app.fallthrough();  // --json and --config may also follow the command
+  app.add_flag("--json", session.json, "Print JSON");
+  app.add_option("--config", session.config,
+                 "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
+  app.footer(
+      "Exit codes: 0 done, 1 refused or failed, 2 wrong usage.\n"
+      "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
+  app.require_subcommand(1);
+  addInitCommand(app, session);
+  addLibraryGroup(app, session);
+  addElementCommands(app, session);
+  addDriveCommands(app, session);
+  addDeviceCommands(app, session);
+  addStatusCommands(app, session);
+  addVolumeCommands(app, session);
+  addMapCommand(app, session);
+  addCheckCommand(app, session);
+  addManualCommand(app, session);
+  addCompletionCommands(app, session);
+}
 
 int main(int argc, char** argv) {
   occupyClosedStreams();
