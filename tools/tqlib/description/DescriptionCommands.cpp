@@ -6,9 +6,7 @@
 //
 // An export takes the library's record and its elements from the API. Drives and hosts are read
 // from the file, because no call reports the order of a drive's hosts.
-#include <filesystem>
-#include <fstream>
-#include <iostream>
+#include <algorithm>
 #include <limits>
 
 #include <fmt/format.h>
@@ -17,6 +15,7 @@
 #include "base/Command.h"
 #include "base/Errors.h"
 #include "base/Output.h"
+#include "base/Streams.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Configuration.h"
@@ -26,7 +25,6 @@
 #include "files/Descendants.h"
 #include "files/Documents.h"
 #include "files/DomValues.h"
-#include "files/ReplacedFile.h"
 #include "files/XmlText.h"
 
 namespace {
@@ -35,8 +33,7 @@ constexpr std::size_t kLargestDescription = std::size_t{64} << 20;
 
 struct CreateOptions {
   const CLI::App* command = nullptr;
-  LibraryDescription described;  // serial number and ranges
-  SCSIUnitFields device;         // the library as its first host sees it
+  SCSIUnitFields library = LibraryDescription().library;  // as its host sees it
   std::string from;
   std::string driveVendor;
   std::string driveModel;
@@ -48,52 +45,42 @@ struct ExportOptions {
   std::string file;
 };
 
-void addDrives(LibraryDescription& description, const CreateOptions& options) {
-  const auto count = static_cast<std::size_t>(description.library.DriveCount);
-  for (std::size_t i = 0; i < count; ++i) {
-    DescribedDrive& drive = description.drives.emplace_back(usualDrive(description, i));
-    if (!options.driveSerials.empty()) drive.device.SerialNumber = options.driveSerials[i];
-    drive.device.Manufacturer = options.driveVendor;
-    drive.device.Model = options.driveModel;
-    drive.device.DriveBaseAddress = driveAddress(description, static_cast<std::int64_t>(i) + 1);
-  }
-}
-
+/// The description in JSON, so that the rest is as if it came from a file.
 LibraryDescription fromOptions(const CreateOptions& options) {
-  LibraryDescription description = options.described;
-  SCSIUnitFields& library = description.library;
-  if (library.SerialNumber.empty() || options.device.MAName.empty()) {
+  const SCSIUnitFields& library = options.library;
+  const std::vector<std::string>& serials = options.driveSerials;
+  if (library.SerialNumber.empty() || library.MAName.empty()) {
     throw UsageError("give LIBRARY and --host, or --from");
   }
-  const int serials = static_cast<int>(options.driveSerials.size());
-  if (library.DriveCount == 0) library.DriveCount = serials;
-  if (serials != 0 && serials != library.DriveCount) {
+  const int count = library.DriveCount != 0 ? library.DriveCount : static_cast<int>(serials.size());
+  if (!serials.empty() && serials.size() != static_cast<std::size_t>(count)) {
     throw UsageError("give --drive-serial once for each drive, or not at all");
   }
-  copyFields(options.device, library, kIdentity);
-  description.hosts.push_back(options.device);
+  Json host{{"name", library.MAName}};
+  addFields(host, library, kAddressing);
+  Json values{{"serial", library.SerialNumber}, {"hosts", Json::array({host})}};
+  addFields(values, library, kIdentity);
+  for (const ElementRange& range : kRanges) {
+    values[range.described] = {{"count", library.*range.count}, {"base", library.*range.base}};
+  }
+  values["driveRange"]["count"] = count;
+  const Json drive{{"vendor", options.driveVendor}, {"model", options.driveModel}};
+  values["drives"] =
+      std::vector<Json>(static_cast<std::size_t>(std::min(count, kMostElements)), drive);
+  for (std::size_t i = 0; i < serials.size(); ++i) values["drives"][i]["serial"] = serials[i];
   try {
-    checkRanges(description);
-    addDrives(description, options);
-    description.elements = usualElements(description);
-    checkDescription(description);
+    return readDescription(values);
   } catch (const Failure& failure) {
     throw UsageError(failure.what());
   }
-  return description;
 }
 
-std::string contentOf(const std::string& path, bool isStandardInput) {
-  std::ifstream file;
-  if (!isStandardInput) file.open(path);
-  if (!isStandardInput && !file) throw systemFailure("cannot open " + path, errno);
-  std::istream& input = isStandardInput ? std::cin : file;
+std::string contentOf(const std::string& file) {
+  const FileDescriptor input = openForReading(file);
   std::string text(kLargestDescription + 1, '\0');
-  input.read(text.data(), static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<std::size_t>(input.gcount()));
-  if (input.bad()) throw systemFailure("cannot read " + path, errno);
+  text.resize(readBlock(input.get(), text));
   if (text.size() > kLargestDescription) {
-    throw Failure(fmt::format("{} has more than {} MiB", path, kLargestDescription >> 20));
+    throw Failure(fmt::format("{} has more than {} MiB", file, kLargestDescription >> 20));
   }
   return text;
 }
@@ -104,20 +91,11 @@ LibraryDescription fromFile(const CreateOptions& options) {
       throw UsageError(option->get_name() + " excludes --from");
     }
   }
-  const bool isStandardInput = options.from == "-";
-  return readDescription(contentOf(options.from, isStandardInput),
-                         isStandardInput ? "standard input" : options.from,
-                         options.described.library.SerialNumber);
-}
-
-/// Throws Failure when there is a library of that serial number, or something is left of one.
-void refuseTwin(const std::string& library) {
-  const bool exists = libraryExists(library);
-  if (!exists && isListed(library)) throw listedOnly(library);
-  if (exists && wasRemoved(library)) throw RemovedLibrary(library);
-  if (exists) {
-    throw Failure(fmt::format("library {} exists already: {}", library, libraryFile(library)));
-  }
+  Json values = parseStrictly(contentOf(options.from),
+                              isStandardStream(options.from) ? "standard input" : options.from);
+  const std::string& serial = options.library.SerialNumber;
+  if (!serial.empty() && values.is_object()) values["serial"] = serial;
+  return readDescription(values);
 }
 
 /// `device` as `host` sees it.
@@ -125,7 +103,9 @@ SCSIUnit unitOf(const SCSIUnitFields& device, const SCSIUnitFields& host) {
   SCSIUnit record;
   static_cast<SCSIUnitFields&>(record) = device;
   record.MAName = host.MAName;
-  copyFields(host, record, kAddressing);
+  for (const DescribedField& each : kAddressing) {
+    std::visit([&](auto field) { record.*field = host.*field; }, each.field);
+  }
   return record;
 }
 
@@ -156,9 +136,10 @@ std::vector<SCSIUnitNoMap> batchOf(const LibraryDescription& description, bool h
 }
 
 /// Creates and fills the elements that the batch did not.
-void setElements(const LibraryDescription& description, const SlotPlan& plan) {
+void setElements(const LibraryDescription& description, bool hasGaps) {
   const std::string& library = description.library.SerialNumber;
-  const std::size_t created = description.drives.size() + (plan.gaps.empty() ? plan.inPlace : 0);
+  const std::size_t created =
+      hasGaps ? description.drives.size() : usualElements(description).size();
   std::vector<LibElement> elements;
   for (std::size_t i = 0; i < description.elements.size(); ++i) {
     const LibElement& element = description.elements[i];
@@ -174,13 +155,17 @@ void setElements(const LibraryDescription& description, const SlotPlan& plan) {
 
 void create(const LibraryDescription& description, const std::vector<std::string>& serials) {
   const std::string& library = description.library.SerialNumber;
-  refuseTwin(library);
+  const bool exists = libraryExists(library);
+  if (!exists && isListed(library)) throw listedOnly(library);
+  if (exists && wasRemoved(library)) throw RemovedLibrary(library);
+  if (exists) {
+    throw Failure(fmt::format("library {} exists already: {}", library, libraryFile(library)));
+  }
   refuseDrivesElsewhere(serials, library);
-  const SlotPlan plan = planOf(description);
+  const bool hasGaps = !gapsOf(description).empty();
   try {
-    updateDevices(batchOf(description, !plan.gaps.empty()), library,
-                  "cannot create library " + library);
-    setElements(description, plan);
+    updateDevices(batchOf(description, hasGaps), library, "cannot create library " + library);
+    setElements(description, hasGaps);
   } catch (...) {
     if (libraryExists(library)) purgeLibrary(library);
     throw;
@@ -208,16 +193,14 @@ void createLibrary(const CreateOptions& options, const Session& session) {
                   serials.size(), library.SlotCount, library.IEPortCount));
 }
 
-template <typename Value>
-void read(const xercesc::DOMNode* block, const XMLCh* element, Value& value) {
-  if (readValue(block, element, value)) return;
-  throw Failure(fmt::format("the value of an element {} cannot be read", toUtf8(element)));
-}
-
-void readFields(const xercesc::DOMElement* block, SCSIUnitFields& record,
+void readFields(const xercesc::DOMElement* element, SCSIUnitFields& record,
                 std::span<const DescribedField> fields) {
   for (const DescribedField& field : fields) {
-    field.visit(record, [&](auto& value) { read(block, field.element, value); });
+    field.visit(record, [&](auto& value) {
+      if (readValue(element, field.element, value)) return;
+      throw Failure(
+          fmt::format("the value of an element {} cannot be read", toUtf8(field.element)));
+    });
   }
 }
 
@@ -232,12 +215,13 @@ std::vector<SCSIUnitFields> hostsIn(const xercesc::DOMElement* device, const XML
 }
 
 DescribedDrive driveIn(const xercesc::DOMElement* element) {
-  const xercesc::DOMElement* block = Descendants(element, names::driveScsiDevice).first();
+  constexpr DescribedField kOthers[] = {
+      {"serial", names::serialNumber, &SCSIUnitFields::SerialNumber},
+      {"deviceType", names::scsiDeviceType, &SCSIUnitFields::ScsiDeviceType},
+      {"address", names::baseAddress, &SCSIUnitFields::DriveBaseAddress}};
   DescribedDrive drive;
-  read(block, names::serialNumber, drive.device.SerialNumber);
-  readFields(block, drive.device, kIdentity);
-  read(block, names::scsiDeviceType, drive.device.ScsiDeviceType);
-  read(element, names::baseAddress, drive.device.DriveBaseAddress);
+  readFields(element, drive.device, kIdentity);
+  readFields(element, drive.device, kOthers);
   drive.hosts = hostsIn(element, names::driveScsiUnit);
   return drive;
 }
@@ -256,12 +240,10 @@ LibraryDescription describeLibrary(const std::string& library) {
   description.hosts = hostsIn(found, names::libraryScsiUnit);
   for (const xercesc::DOMElement* drive : Descendants(rootOf(file.document()), names::drive)) {
     const std::size_t next = description.drives.size();
-    description.drives.push_back(driveIn(drive));
+    const DescribedDrive& added = description.drives.emplace_back(driveIn(drive));
+    const std::string name = fmt::format("drive:{}", added.device.DriveBaseAddress);
     // Hosts also see a drive beside the library, but it is not an element of the library.
-    if (next >= description.elements.size() ||
-        description.elements[next].elementType != LIB_ELEM_DRIVE ||
-        description.elements[next].elementAddress !=
-            description.drives.back().device.DriveBaseAddress) {
+    if (next >= description.elements.size() || elementName(description.elements[next]) != name) {
       throw Failure(fmt::format("the file of library {} has drives outside the library", library));
     }
   }
@@ -269,28 +251,11 @@ LibraryDescription describeLibrary(const std::string& library) {
   return description;
 }
 
-void writeText(const std::string& path, const std::string& text) {
-  namespace fs = std::filesystem;
-  std::string error;
-  if (!fs::exists(path) || fs::is_regular_file(path)) {
-    ReplacedFile file(path);
-    if (!file.prepare(text) || !file.commit()) error = file.error();
-  } else if (std::ofstream stream(path); !(stream << text << std::flush)) {
-    error = std::generic_category().message(errno);
-  }
-  if (!error.empty()) throw Failure(fmt::format("cannot write {}: {}", path, error));
-}
-
 void exportLibrary(const ExportOptions& options, const Session& session) {
   useConfiguration(session.config);
   const LibraryDescription description = describeLibrary(options.library);
-  const std::string text = descriptionJson(description).dump(2);
-  const bool isToStream = options.file.empty() || options.file == "-";
-  if (isToStream) {
-    printResult(false, {}, text);
-  } else {
-    writeText(options.file, text + "\n");
-  }
+  const bool isToStream = isStandardStream(options.file);
+  writeFile(options.file, descriptionJson(description).dump(2) + "\n");
   const std::size_t drives = description.drives.size();
   const std::size_t elements = description.elements.size();
   const auto print = isToStream ? printResultBesideData : printResult;
@@ -334,13 +299,13 @@ void addLibraryGroup(CLI::App& app, Session& session) {
                  {"create", "Create a library with drives and slots",
                   "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"},
                  createLibrary);
-  SCSIUnitFields& library = options.described.library;
+  SCSIUnitFields& library = options.library;
   options.command = &create;
   addLibraryOperand(create, library.SerialNumber)
       ->required(false)
       ->description("Serial number, which is also the library's name");
-  addText(create, "--host", options.device.MAName, "The host that sees the library");
-  addDeviceOptions(create, options.device, "The library's ");
+  addText(create, "--host", library.MAName, "The host that sees the library");
+  addDeviceOptions(create, library, "The library's ");
   create.get_option("--port")->description("SCSI port of library and drives");
   create.get_option("--bus")->description("SCSI bus of library and drives");
   addText(create, "--drive-vendor", options.driveVendor, "The drives' manufacturer");

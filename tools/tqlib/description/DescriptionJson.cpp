@@ -12,7 +12,7 @@
 
 #include "base/Errors.h"
 #include "base/Json.h"
-#include "base/Json.h"
+#include "catalogue/Catalogue.h"
 #include "description/LibraryDescription.h"
 
 namespace {
@@ -78,76 +78,86 @@ void readRange(JsonObject& description, SCSIUnitFields& library, const ElementRa
   object.refuseOtherKeys();
 }
 
-/// Reads the drives, a count or a list. A drive follows the one before unless it says where it is.
-class DriveReader {
-public:
-  explicit DriveReader(LibraryDescription& description) : m_description(description) {}
-
-  void read(JsonObject& object) {
-    const auto place = object.find("drives");
-    if (!place || place->value.is_number()) {
-      const int count = place ? place->number(0, kMostElements) : m_description.library.DriveCount;
-      for (int i = 0; i < count; ++i) placeNext(addDrive());
-    } else {
-      for (const JsonPlace& item : place->items()) readDrive(item);
-    }
+/// The address of the drive of that number.
+int driveAddress(const LibraryDescription& description, std::int64_t number) {
+  const int base = description.library.DriveBaseAddress;
+  const std::int64_t address = base + number - 1;
+  if (base < 0 || address > std::numeric_limits<int>::max()) {
+    throw Failure(
+        fmt::format("driveRange.base: drive number {} has no address when the drives begin at {}",
+                    number, base));
   }
+  return static_cast<int>(address);
+}
 
-private:
-  // Each drive has a copy of the library's hosts, so a short text could ask for all memory.
-  DescribedDrive& addDrive() {
-    auto& drives = m_description.drives;
-    m_units += std::max<std::size_t>(m_description.hosts.size(), 1);
-    if (m_units > kMostElements) throw Failure("drives: too many for so many hosts");
-    return drives.emplace_back(usualDrive(m_description, drives.size()));
+/// The next drive by default: the hosts of the library see it, at its port and bus. It is not
+/// placed yet.
+DescribedDrive usualDrive(const LibraryDescription& description) {
+  DescribedDrive drive;
+  drive.device.SerialNumber =
+      fmt::format("{}D{}", description.library.SerialNumber, description.drives.size() + 1);
+  drive.device.ScsiDeviceType = kSequentialAccess;
+  drive.device.DriveBaseAddress = kUnplaced;
+  for (const SCSIUnitFields& host : description.hosts) {
+    SCSIUnitFields& unit = drive.hosts.emplace_back();
+    unit.MAName = host.MAName;
+    unit.ScsiPort = host.ScsiPort;
+    unit.Bus = host.Bus;
   }
+  return drive;
+}
 
-  void placeNext(DescribedDrive& drive) {
-    drive.device.DriveBaseAddress = driveAddress(m_description, m_last + 1);
-    m_last = numberOf(m_description, drive);
+/// Number and address mean the same, so one is enough; null is a drive that is not placed. A drive
+/// without either follows the drive of the number `before`.
+int readPlace(JsonObject& object, const LibraryDescription& description, std::int64_t before) {
+  const auto number = object.find("number");
+  const auto address = object.find("address");
+  if (!number && !address) return driveAddress(description, before + 1);
+  int place = kUnplaced;
+  if (number && !number->value.is_null()) {
+    place = driveAddress(description, number->number(1, kMostElements));
   }
+  if (!address) return place;
+  const int given = address->value.is_null() ? kUnplaced : address->number(0, kMost);
+  if (number && given != place) address->refuse("it is not that of the drive's number");
+  return given;
+}
 
-  void readDrive(const JsonPlace& place) {
-    JsonObject object(place);
-    DescribedDrive& drive = addDrive();
-    object.read("serial", drive.device.SerialNumber);
-    readFields(object, drive.device, kIdentity);
-    object.read("deviceType", drive.device.ScsiDeviceType, -1, 255);
-    readHosts(object, drive.hosts);
-    readPlace(object, drive);
-    object.refuseOtherKeys();
-  }
+void readDrive(const JsonPlace& place, LibraryDescription& description, std::int64_t& number) {
+  JsonObject object(place);
+  DescribedDrive drive = usualDrive(description);
+  object.read("serial", drive.device.SerialNumber);
+  readFields(object, drive.device, kIdentity);
+  object.read("deviceType", drive.device.ScsiDeviceType, -1, 255);
+  readHosts(object, drive.hosts);
+  drive.device.DriveBaseAddress = readPlace(object, description, number);
+  object.refuseOtherKeys();
+  if (drive.device.DriveBaseAddress != kUnplaced) number = numberOf(description, drive);
+  description.drives.push_back(std::move(drive));
+}
 
-  // Number and address mean the same, so one is enough; null is a drive that is not placed.
-  void readPlace(JsonObject& object, DescribedDrive& drive) {
-    const auto number = object.find("number");
-    const auto address = object.find("address");
-    if (!number && !address) return placeNext(drive);
-    int& place = drive.device.DriveBaseAddress;
-    if (number && !number->value.is_null()) {
-      place = driveAddress(m_description, number->number(1, kMostElements));
-    }
-    if (address) {
-      const int given = address->value.is_null() ? kUnplaced : address->number(0, kMost);
-      if (number && given != place) address->refuse("it is not that of the drive's number");
-      place = given;
-    }
-    if (place != kUnplaced) m_last = numberOf(m_description, drive);
-  }
-
-  LibraryDescription& m_description;
-  std::int64_t m_last = 0;  ///< number of the drive before
-  std::size_t m_units = 0;  ///< drives, each as often as it has hosts
-};
-
-/// Without a count, the library has as many drives as the highest number.
-void countDrives(LibraryDescription& description) {
+/// Reads the drives, a list or a count, which is that of the range unless it is given. Without
+/// either, the library has as many drives as the highest number.
+void readDrives(JsonObject& object, LibraryDescription& description) {
+  static const Json kUsual = Json::object();
   int& count = description.library.DriveCount;
-  if (count != 0) return;
-  for (const DescribedDrive& drive : description.drives) {
-    if (drive.device.DriveBaseAddress == kUnplaced) continue;
-    count = std::max(count, static_cast<int>(numberOf(description, drive)));
+  const auto place = object.find("drives");
+  const bool isList = place && !place->value.is_number();
+  const int usual = isList ? 0 : place ? place->number(0, kMostElements) : count;
+  const std::vector<JsonPlace> drives =
+      isList ? place->items()
+             : std::vector<JsonPlace>(static_cast<std::size_t>(usual), {kUsual, "drives"});
+  // Each drive has a copy of the library's hosts, so a short text could ask for all memory.
+  if (drives.size() * std::max<std::size_t>(description.hosts.size(), 1) > kMostElements) {
+    throw Failure("drives: too many for so many hosts");
   }
+  std::int64_t number = 0;
+  std::int64_t highest = 0;
+  for (const JsonPlace& drive : drives) {
+    readDrive(drive, description, number);
+    highest = std::max(highest, number);
+  }
+  if (count == 0) count = static_cast<int>(highest);
 }
 
 LibElement readElement(const JsonPlace& place) {
@@ -171,7 +181,7 @@ LibElement readElement(const JsonPlace& place) {
   return element;
 }
 
-/// The usual elements, with those of the list in their places or behind them; shelves come last.
+/// The usual elements, with those of the list in their places or behind them.
 std::vector<LibElement> readElements(JsonObject& object, const LibraryDescription& description,
                                      const std::set<int>& gaps) {
   std::vector<LibElement> elements = usualElements(description);
@@ -180,36 +190,25 @@ std::vector<LibElement> readElements(JsonObject& object, const LibraryDescriptio
   });
   const auto list = object.find("elements");
   if (!list) return elements;
-  const auto keyOf = [](const LibElement& element) {
-    return std::pair(element.elementType, element.elementAddress);
-  };
-  std::map<std::pair<int, int>, std::size_t> usual;
-  for (std::size_t i = 0; i < elements.size(); ++i) usual.emplace(keyOf(elements[i]), i);
-  std::set<std::pair<int, int>> seen;
+  std::map<std::string, std::size_t> usual;
+  for (std::size_t i = 0; i < elements.size(); ++i) usual.emplace(elementName(elements[i]), i);
+  std::set<std::string> seen;
   for (const JsonPlace& item : list->items()) {
     const LibElement element = readElement(item);
-    const auto known = usual.find(keyOf(element));
-    if (!seen.insert(keyOf(element)).second) {
-      throw Failure(fmt::format("{}.element: {} appears twice", item.path, elementName(element)));
+    const std::string name = elementName(element);
+    const auto known = usual.find(name);
+    if (!seen.insert(name).second) {
+      throw Failure(fmt::format("{}.element: {} appears twice", item.path, name));
     }
     if (known != usual.end()) {
       elements[known->second] = element;
     } else if (element.elementType == LIB_ELEM_DRIVE) {
-      throw Failure(fmt::format("{}.element: there is no {}", item.path, elementName(element)));
+      throw Failure(item.path + ".element: there is no " + name);
     } else {
       elements.push_back(element);
     }
   }
-  std::stable_partition(elements.begin(), elements.end(), [](const LibElement& element) {
-    return element.elementType != LIB_ELEM_SHELF;
-  });
   return elements;
-}
-
-void addFields(Json& values, const SCSIUnitFields& record, std::span<const DescribedField> fields) {
-  for (const DescribedField& field : fields) {
-    field.visit(record, [&](const auto& value) { values[field.key] = value; });
-  }
 }
 
 Json hostList(const std::vector<SCSIUnitFields>& hosts) {
@@ -235,20 +234,23 @@ Json driveJson(const LibraryDescription& description, const DescribedDrive& driv
 // A medium whose barcode is not known is still a medium.
 Json elementJson(const LibElement& element) {
   Json values{{"element", elementName(element)}};
-  if (!element.isOccupied) return values;
-  if (element.barCode.empty()) {
-    values["occupied"] = true;
-  } else {
+  if (!element.barCode.empty()) {
     values["barcode"] = element.barCode;
+  } else if (element.isOccupied) {
+    values["occupied"] = true;
   }
   return values;
 }
 
 }  // namespace
 
-LibraryDescription readDescription(const std::string& text, const std::string& source,
-                                   const std::string& serial) {
-  const Json values = parseStrictly(text, source);
+void addFields(Json& values, const SCSIUnitFields& record, std::span<const DescribedField> fields) {
+  for (const DescribedField& field : fields) {
+    field.visit(record, [&](const auto& value) { values[field.key] = value; });
+  }
+}
+
+LibraryDescription readDescription(const Json& values) {
   JsonObject object({values, ""});
   LibraryDescription description;
   SCSIUnitFields& library = description.library;
@@ -258,14 +260,12 @@ LibraryDescription readDescription(const std::string& text, const std::string& s
     throw Failure(fmt::format("format: {} is not supported, only {} is", format, kFormat));
   }
   object.read("serial", library.SerialNumber);
-  if (!serial.empty()) library.SerialNumber = serial;
   readFields(object, library, kIdentity);
   readHosts(object, description.hosts);
   std::set<int> gaps;
   for (const ElementRange& range : kRanges) readRange(object, library, range, gaps);
-  DriveReader(description).read(object);
-  countDrives(description);
   checkRanges(description);
+  readDrives(object, description);
   description.elements = readElements(object, description, gaps);
   object.refuseOtherKeys();
   if (library.SerialNumber.empty()) throw Failure("serial: it is missing");
@@ -275,14 +275,14 @@ LibraryDescription readDescription(const std::string& text, const std::string& s
 
 Json descriptionJson(const LibraryDescription& description) {
   const SCSIUnitFields& library = description.library;
-  const SlotPlan plan = planOf(description);
+  const std::vector<LibElement> gaps = gapsOf(description);
   Json values{{"format", kFormat}, {"serial", library.SerialNumber}};
   addFields(values, library, kIdentity);
   values["hosts"] = hostList(description.hosts);
   for (const ElementRange& range : kRanges) {
     values[range.described] = {{"count", library.*range.count}, {"base", library.*range.base}};
   }
-  for (const LibElement& gap : plan.gaps) {
+  for (const LibElement& gap : gaps) {
     const ElementRange& range = gap.elementType == LIB_ELEM_SLOT ? kSlotRange : kMailRange;
     values[range.described]["without"].push_back(gap.elementAddress);
   }
@@ -291,7 +291,7 @@ Json descriptionJson(const LibraryDescription& description) {
     values["drives"].push_back(driveJson(description, drive));
   }
   // Drives and slots of the ranges exist anyway, so only those that hold a medium are listed.
-  const std::size_t usual = description.drives.size() + plan.inPlace;
+  const std::size_t usual = usualElements(description).size() - gaps.size();
   values["elements"] = Json::array();
   for (std::size_t i = 0; i < description.elements.size(); ++i) {
     const LibElement& element = description.elements[i];

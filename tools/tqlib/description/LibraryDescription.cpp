@@ -45,23 +45,6 @@ void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
   }
 }
 
-void addEmpty(std::vector<LibElement>& elements, int type, int address) {
-  LibElement& element = elements.emplace_back();
-  element.elementType = type;
-  element.elementAddress = address;
-}
-
-/// In the order in which a new file gets them.
-std::vector<LibElement> rangeSlots(const SCSIUnitFields& library) {
-  std::vector<LibElement> slots;
-  for (const ElementRange& range : {kMailRange, kSlotRange}) {
-    for (int i = 0; i < library.*range.count; ++i) {
-      addEmpty(slots, range.type, library.*range.base + i);
-    }
-  }
-  return slots;
-}
-
 void checkText(const CLI::Validator& rule, std::string text, const std::string& place) {
   if (const std::string reason = rule(text); !reason.empty()) throw Failure(place + ": " + reason);
 }
@@ -158,40 +141,8 @@ LibraryDescription::LibraryDescription() {
   library.IEPortBaseAddress = 10;
 }
 
-void copyFields(const SCSIUnitFields& from, SCSIUnitFields& to,
-                std::span<const DescribedField> fields) {
-  for (const DescribedField& each : fields) {
-    std::visit([&](auto field) { to.*field = from.*field; }, each.field);
-  }
-}
-
 std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive) {
   return std::int64_t{drive.device.DriveBaseAddress} - description.library.DriveBaseAddress + 1;
-}
-
-int driveAddress(const LibraryDescription& description, std::int64_t number) {
-  const int base = description.library.DriveBaseAddress;
-  const std::int64_t address = base + number - 1;
-  if (base < 0 || address > std::numeric_limits<int>::max()) {
-    throw Failure(
-        fmt::format("driveRange.base: drive number {} has no address when the drives begin at {}",
-                    number, base));
-  }
-  return static_cast<int>(address);
-}
-
-DescribedDrive usualDrive(const LibraryDescription& description, std::size_t index) {
-  DescribedDrive drive;
-  drive.device.SerialNumber = fmt::format("{}D{}", description.library.SerialNumber, index + 1);
-  drive.device.ScsiDeviceType = kSequentialAccess;
-  drive.device.DriveBaseAddress = kUnplaced;
-  for (const SCSIUnitFields& host : description.hosts) {
-    SCSIUnitFields& unit = drive.hosts.emplace_back();
-    unit.MAName = host.MAName;
-    unit.ScsiPort = host.ScsiPort;
-    unit.Bus = host.Bus;
-  }
-  return drive;
 }
 
 void checkRanges(const LibraryDescription& description) {
@@ -204,29 +155,36 @@ void checkRanges(const LibraryDescription& description) {
 
 std::vector<LibElement> usualElements(const LibraryDescription& description) {
   std::vector<LibElement> elements;
+  const auto add = [&](int type, int address) {
+    LibElement& element = elements.emplace_back();
+    element.elementType = type;
+    element.elementAddress = address;
+  };
   for (const DescribedDrive& drive : description.drives) {
-    addEmpty(elements, LIB_ELEM_DRIVE, drive.device.DriveBaseAddress);
+    add(LIB_ELEM_DRIVE, drive.device.DriveBaseAddress);
   }
-  const std::vector<LibElement> slots = rangeSlots(description.library);
-  elements.insert(elements.end(), slots.begin(), slots.end());
+  for (const ElementRange& range : {kMailRange, kSlotRange}) {  // the order of a new file
+    for (int i = 0; i < description.library.*range.count; ++i) {
+      add(range.type, description.library.*range.base + i);
+    }
+  }
   return elements;
 }
 
 // A slot that was removed and added again is behind all others. Its range does not put it there, so
 // it counts as a gap of the range.
-SlotPlan planOf(const LibraryDescription& description) {
+std::vector<LibElement> gapsOf(const LibraryDescription& description) {
   const std::vector<LibElement>& elements = description.elements;
-  const std::size_t first = description.drives.size();
-  SlotPlan plan;
-  for (const LibElement& slot : rangeSlots(description.library)) {
-    const std::size_t next = first + plan.inPlace;
-    if (next < elements.size() && isSameElement(elements[next], slot)) {
-      ++plan.inPlace;
+  std::vector<LibElement> gaps;
+  std::size_t next = 0;
+  for (const LibElement& usual : usualElements(description)) {
+    if (next < elements.size() && isSameElement(elements[next], usual)) {
+      ++next;
     } else {
-      plan.gaps.push_back(slot);
+      gaps.push_back(usual);
     }
   }
-  return plan;
+  return gaps;
 }
 
 void checkDescription(const LibraryDescription& description) {

@@ -24,7 +24,7 @@ struct LibraryDescription {
   SCSIUnitFields library;  ///< identity, and the ranges as the library announces them
   std::vector<SCSIUnitFields> hosts;
   std::vector<DescribedDrive> drives;
-  std::vector<LibElement> elements;  ///< all: the drives, then the slots, then the shelves
+  std::vector<LibElement> elements;  ///< the drives first, in their order
 };
 
 /// A value of a description: its key in JSON, its element in the catalogue file, and its field in
@@ -53,22 +53,11 @@ inline constexpr DescribedField kAddressing[] = {
     {"target", names::target, &SCSIUnitFields::Target},
     {"lun", names::lun, &SCSIUnitFields::Lun}};
 
-/// Copies these fields.
-void copyFields(const SCSIUnitFields& from, SCSIUnitFields& to,
-                std::span<const DescribedField> fields);
-
 /// Far more than SCSI has element addresses: a larger count is a mistake.
 inline constexpr int kMostElements = 200'000;
 
 /// The drive's number in the library's map, from 1; meaningless for a drive that is not placed.
 std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive);
-
-/// The address of the drive of that number. Throws Failure when it has none.
-int driveAddress(const LibraryDescription& description, std::int64_t number);
-
-/// The defaults of the drive `index` (from 0): the hosts of the library see it, at its port and
-/// bus. It is not placed yet.
-DescribedDrive usualDrive(const LibraryDescription& description, std::size_t index);
 
 /// Throws Failure when a library cannot have such a range, or when two ranges overlap.
 void checkRanges(const LibraryDescription& description);
@@ -76,20 +65,16 @@ void checkRanges(const LibraryDescription& description);
 /// The drives and the slots of the ranges, all empty. Call checkRanges() first.
 std::vector<LibElement> usualElements(const LibraryDescription& description);
 
-/// How the slots differ from those of the ranges.
-struct SlotPlan {
-  std::size_t inPlace = 0;       ///< so many slots, the first ones, follow the ranges
-  std::vector<LibElement> gaps;  ///< slots of the ranges that are not among them
-};
-SlotPlan planOf(const LibraryDescription& description);
+/// The slots of the ranges that the library lacks, or has behind later ones.
+std::vector<LibElement> gapsOf(const LibraryDescription& description);
 
 /// Throws Failure, with the place in the description, when no library can be created from it.
 void checkDescription(const LibraryDescription& description);
 
-/// Reads and checks the description that the JSON `text` holds; `source` names it in messages.
-/// `serial` replaces the serial number unless it is empty. Throws Failure, with the place in the
-/// text.
-LibraryDescription readDescription(const std::string& text, const std::string& source,
-                                   const std::string& serial);
+/// Reads and checks a description. Throws Failure, with the place in it.
+LibraryDescription readDescription(const Json& values);
+
+/// Adds these fields of a record to an object of a description.
+void addFields(Json& values, const SCSIUnitFields& record, std::span<const DescribedField> fields);
 
 Json descriptionJson(const LibraryDescription& description);
