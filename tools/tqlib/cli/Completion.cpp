@@ -34,7 +34,7 @@ using Words = std::vector<std::string>;
 /// A command line as far as it is typed.
 struct Typed {
   /// The words behind the name of the tool.
-  Typed(const Session& outer, const Words& words) : session{.config = outer.config} {
+  Typed(const Session& outer, const Words& words) : session(outer) {
     declareCommands(app, session);
     try {
       app.parse(Words(words.rbegin(), words.rend()));
