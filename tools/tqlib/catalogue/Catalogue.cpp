@@ -9,8 +9,10 @@
 #include <set>
 
 #include "catalogue/Configuration.h"
+#include "catalogue/LibraryList.h"
 #include "catalogue/VolumeFiles.h"
 #include "files/Descendants.h"
+#include "files/DomValues.h"
 #include "files/NewDocument.h"
 #include "files/PairedSave.h"
 #include "files/SavedDocument.h"
@@ -18,11 +20,22 @@
 
 namespace fs = std::filesystem;
 
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
+
 namespace {
 
-using xercesc::DOMDocument;
-
-constexpr int kOtherLibrary = 50008;
+/// The value of `attribute` in every element named `element` of a catalogue file, in the order of
+/// the file; empty text for an element without it. Throws as readDocument() does.
+std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
+                                         const XMLCh* attribute) {
+  const ParsedFile file = readDocument(path);
+  std::vector<std::string> values;
+  for (const DOMElement* found : Descendants(rootOf(file.document()), element)) {
+    values.push_back(toUtf8(found->getAttribute(attribute)));
+  }
+  return values;
+}
 
 /// None when the file cannot be read: nothing in it answers then.
 std::vector<std::string> driveNames(const std::string& library) {
@@ -37,36 +50,18 @@ std::vector<std::string> driveNames(const std::string& library) {
 
 ParsedFile readDocument(const std::string& path) {
   ParsedFile file = parseFile(path);
-  const bool isRead = file.document() != nullptr;
-  if (!isRead && file.error.empty()) throw systemFailure(path, ENOENT);
-  if (isRead && rootOf(file.document()) == nullptr) file.error = "it has no root element";
-  if (!file.error.empty()) throw Failure(fmt::format("{} cannot be parsed: {}", path, file.error));
-  return file;
-}
-
-std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
-                                         const XMLCh* attribute) {
-  const ParsedFile file = readDocument(path);
-  std::vector<std::string> values;
-  for (const xercesc::DOMElement* found : Descendants(rootOf(file.document()), element)) {
-    values.push_back(toUtf8(found->getAttribute(attribute)));
-  }
-  return values;
-}
-
-std::size_t countElements(const std::string& path, const XMLCh* element) {
-  return attributeValues(path, element, names::name).size();
+  if (rootOf(file.document()) != nullptr) return file;
+  if (file.error.empty()) throw systemFailure(path, ENOENT);
+  throw Failure(fmt::format("{} cannot be parsed: {}", path, file.error));
 }
 
 void asOneStep(const std::function<void()>& steps) {
   TqLibEmulator emulator;
-  bool isBegun = false;
-  emulator.ChangeCatalogue([&] {
-    isBegun = true;
+  const bool isDone = emulator.ChangeCatalogue([&] {
     steps();
     return true;
   });
-  if (!isBegun) throw libraryFailure("the catalogue cannot be changed", emulator);
+  if (!isDone) throw libraryFailure("the catalogue cannot be changed", emulator);
 }
 
 void changeFile(const std::string& path, const XMLCh* newRoot,
@@ -110,12 +105,42 @@ bool isListed(const std::string& library) {
   return std::ranges::count(listedLibraries(), library) > 0;
 }
 
+void addEntry(DOMDocument& list, const std::string& key) {
+  DOMElement* entry = newElement(&list, names::library, toXml(names::fileOf(key)).c_str());
+  entry->setAttribute(names::id, toXml(key).c_str());
+  list.getDocumentElement()->appendChild(entry);
+}
+
+bool removeEntries(DOMDocument& list, const std::function<bool(const std::string&)>& isUnwanted) {
+  std::vector<DOMElement*> unwanted;
+  for (DOMElement* entry : Descendants(rootOf(&list), names::library)) {
+    const bool isRemoved = isUnwanted(toUtf8(entry->getAttribute(names::id)));
+    if (isRemoved && entry->getFirstElementChild() == nullptr) unwanted.push_back(entry);
+  }
+  for (DOMElement* entry : unwanted) entry->getParentNode()->removeChild(entry)->release();
+  return !unwanted.empty();
+}
+
+void takeOffList(const std::string& library) {
+  changeFile(catalogueFolder() + names::listFile, names::libraryList, [&](DOMDocument& list) {
+    return removeEntries(list, [&](const std::string& key) { return key == library; });
+  });
+  if (isListed(library)) {
+    throw Failure("the entry of library " + library + " in the list contains other elements",
+                  "edit the list by hand");
+  }
+}
+
+// An entry without a file makes every query over all libraries fail, so the entries go first.
+void purgeLibrary(const std::string& library) {
+  takeOffList(library);
+  fs::remove(libraryFile(library));
+}
+
 std::vector<std::string> storedLibraries() {
   std::set<std::string> keys;
-  for (const std::string& name : namesIn(catalogueFolder())) {
-    const std::string key = names::keyOf(name);
-    if (!key.empty()) keys.insert(key);
-  }
+  for (const std::string& name : namesIn(catalogueFolder())) keys.insert(names::keyOf(name));
+  keys.erase("");
   return {keys.begin(), keys.end()};
 }
 
@@ -133,27 +158,28 @@ std::string purgeCommand(const std::string& library) {
   return fmt::format("\"tqlib library remove {} --purge\"", library);
 }
 
-// The API has no code, and the same message for a file with no library and one with several.
 bool wasRemoved(const std::string& library) {
-  TqLibEmulator emulator;
-  std::vector<LibElement> ignored;
-  return !emulator.GetVirtualLibraryElements(library, ignored) && emulator.getErrorCode() == 0 &&
-         countElements(libraryFile(library), names::library) == 0;
+  const ParsedFile file = parseFile(libraryFile(library));
+  const DOMElement* root = rootOf(file.document());
+  return root != nullptr && Descendants(root, names::library).first() == nullptr;
 }
 
 // Only the status query shows whether the library in the file has this serial number, whatever
 // hosts see it. With another one, a removal would be taken for that of a drive.
 void requireWholeLibrary(const std::string& library) {
+  constexpr int kOtherLibrary = 50008;
   inventory(library);
   TqLibEmulator emulator;
-  int status = 0;
-  int asc = 0;
-  int ascq = 0;
-  if (!emulator.GetVirtualDeviceStatus(library, status, asc, ascq, true) &&
+  int ignored = 0;
+  if (!emulator.GetVirtualDeviceStatus(library, ignored, ignored, ignored, true) &&
       emulator.getErrorCode() == kOtherLibrary) {
     throw libraryFailure(fmt::format("the file of library {} is that of another one", library),
                          emulator);
   }
+}
+
+std::size_t countElements(const std::string& library, const XMLCh* name) {
+  return attributeValues(libraryFile(library), name, names::name).size();
 }
 
 std::vector<std::string> hostsOf(const std::string& library) {
@@ -179,23 +205,16 @@ std::vector<LibElement> inventory(const std::string& library) {
 std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host) {
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
-  if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
-    throw libraryFailure(fmt::format("the devices of library {} cannot be read", library),
-                         emulator);
+  if (library.empty()) {
+    if (emulator.GetVirtualDeviceInfo(host, devices)) return devices;
+    throw libraryFailure("cannot read the devices", emulator);
   }
-  return devices;
+  if (emulator.GetVirtualDeviceInfo(host, devices, library)) return devices;
+  throw libraryFailure(fmt::format("the devices of library {} cannot be read", library), emulator);
 }
 
 bool isLibrary(const SCSIUnitNoMap& device) {
   return device.ScsiDeviceType == kMediumChanger;
-}
-
-const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
-                               const std::string& serial) {
-  for (const SCSIUnitNoMap& device : devices) {
-    if (!isLibrary(device) && device.SerialNumber == serial) return &device;
-  }
-  return nullptr;
 }
 
 const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices) {
@@ -204,9 +223,9 @@ const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices) {
 }
 
 std::string folded(std::string serial) {
-  for (char& character : serial) {
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  }
+  std::ranges::transform(serial, serial.begin(), [](unsigned char character) {
+    return static_cast<char>(std::tolower(character));
+  });
   return serial;
 }
 
@@ -221,9 +240,9 @@ void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::s
   std::set<std::string> wanted;
   for (const std::string& serial : serials) wanted.insert(folded(names::drivePrefix + serial));
   for (const std::string& other : listedLibraries()) {
-    if (other == library) continue;
-    for (const std::string& name : driveNames(other)) {
-      if (!wanted.contains(folded(name))) continue;
+    if (other != library && std::ranges::any_of(driveNames(other), [&](const std::string& name) {
+          return wanted.contains(folded(name));
+        })) {
       throw Failure("another library has a drive of that serial number: " + other,
                     fmt::format("\"tqlib library show {}\" shows it", other));
     }

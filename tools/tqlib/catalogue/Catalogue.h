@@ -1,30 +1,23 @@
 // What the catalogue holds: its files, its list, and the devices and elements of a library.
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "TqLibEmulator.h"
 #include "base/Errors.h"
 #include "files/Names.h"
 #include "files/ParsedFile.h"
 
+inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
+inline constexpr int kMediumChanger = 8;
+
 /// The document of a catalogue file, which has a root. Throws Failure when the file cannot be read
 /// or parsed.
 ParsedFile readDocument(const std::string& path);
-
-/// The value of `attribute` in every element named `element` of a catalogue file, in the order of
-/// the file; empty text for an element without it. Throws as readDocument() does.
-std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
-                                         const XMLCh* attribute);
-
-/// The number of elements named `element` in a catalogue file. Throws as readDocument() does.
-std::size_t countElements(const std::string& path, const XMLCh* element);
-
-inline constexpr int kSequentialAccess = 1;  // SCSI peripheral device types
-inline constexpr int kMediumChanger = 8;
 
 /// Passes the document of a catalogue file to `change`, and saves it when that returns true. Both
 /// are one step for other processes. A file that does not exist begins with an empty root of the
@@ -66,22 +59,24 @@ bool wasRemoved(const std::string& library);
 /// Throws Failure unless there is a file for the library and the library in it.
 void requireWholeLibrary(const std::string& library);
 
+// Each of the following throws Failure when the library cannot be read.
+
+/// The number of elements of that name in the file of a library.
+std::size_t countElements(const std::string& library, const XMLCh* name);
+
 /// The hosts that see the library or one of its drives, in the order of the file.
 std::vector<std::string> hostsOf(const std::string& library);
 
-/// All elements of a library. Throws Failure when there is no such library, or it cannot be read,
-/// and RemovedLibrary when it was removed.
+/// All elements of a library. Throws RemovedLibrary when it was removed.
 std::vector<LibElement> inventory(const std::string& library);
 
-/// What `host`, or any host when it is empty, sees of the library, the library itself last. Throws
-/// Failure when it cannot be read.
+/// What `host`, or any host when it is empty, sees of the library, the library itself last. Without
+/// a library, of all that are listed.
 std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host);
 
 bool isLibrary(const SCSIUnitNoMap& device);
 
-/// The drive, or the library itself, of that serial number; null when `devices` has none.
-const SCSIUnitNoMap* findDrive(const std::vector<SCSIUnitNoMap>& devices,
-                               const std::string& serial);
+/// The library itself; null when `devices` has none.
 const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
 
 /// A serial number as drives are told apart: without regard to case.

@@ -2,11 +2,10 @@
 // them.
 #pragma once
 
-#include <string>
-
-#include "TqLibEmulator.h"
 #include "base/Command.h"
 #include "base/Output.h"
+#include "catalogue/Catalogue.h"
+#include "catalogue/Configuration.h"
 
 void addInitCommand(CLI::App& app, Session& session);
 void addElementCommands(CLI::App& app, Session& session);

@@ -3,9 +3,6 @@
 
 #include <string>
 
-/// The file that init writes into its folder.
-inline constexpr char kConfigurationFileName[] = "tqlib.ini";
-
 /// Makes `config`, or else what the environment or the system names, the API's configuration.
 /// Throws Failure when that file cannot be read.
 void useConfiguration(const std::string& config);
@@ -13,7 +10,7 @@ void useConfiguration(const std::string& config);
 // What the configuration says. Nothing is created, while the API creates the folders that it is
 // asked for.
 
-/// The catalogue folder, with "/" at its end, whether it exists or not.
+/// The catalogue folder, with "/" at its end.
 std::string configuredCatalogue();
 
 struct ConfiguredFolder {

@@ -5,17 +5,8 @@
 #include <limits>
 #include <tuple>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "base/Output.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
-#include "files/Names.h"
 
 namespace {
 
@@ -23,19 +14,21 @@ constexpr int kMost = std::numeric_limits<int>::max();
 
 struct Options {
   std::string library;
-  std::string serial;
-  std::string host;
+  SCSIUnitFields drive;  // and the host that sees it
+  int number = 0;        // 0: the next free one
 };
 
-struct NewDrive {
-  std::string library;
-  SCSIUnitFields drive;
-  int number = 0;  // 0: the next free one
-};
+/// Whether the host sees that drive of the library.
+bool isSeen(const Options& options) {
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, options.drive.MAName);
+  return std::ranges::any_of(devices, [&](const SCSIUnitNoMap& device) {
+    return !isLibrary(device) && device.SerialNumber == options.drive.SerialNumber;
+  });
+}
 
 /// The drive in the library when another host sees it already, else null. Throws Failure when it
 /// cannot be added.
-const SCSIUnitNoMap* knownDrive(const NewDrive& wanted, const std::vector<SCSIUnitNoMap>& devices) {
+const SCSIUnitNoMap* knownDrive(const Options& wanted, const std::vector<SCSIUnitNoMap>& devices) {
   const auto& [library, drive, number] = wanted;
   const SCSIUnitNoMap* known = nullptr;
   for (const SCSIUnitNoMap& device : devices) {
@@ -52,25 +45,25 @@ const SCSIUnitNoMap* knownDrive(const NewDrive& wanted, const std::vector<SCSIUn
   } else if (known->SerialNumber != drive.SerialNumber) {
     throw Failure(fmt::format("library {} has a drive {}, which differs in case only", library,
                               known->SerialNumber));
-  } else if (findDrive(devicesOf(library, drive.MAName), drive.SerialNumber) != nullptr) {
+  } else if (isSeen(wanted)) {
     throw Failure(fmt::format("host {} sees drive {} already", drive.MAName, drive.SerialNumber));
   }
   return known;
 }
 
 /// The drive's number in `map`; a new drive is entered there.
-int numberIn(std::map<int, std::string>& map, const NewDrive& wanted) {
+int numberIn(std::map<int, std::string>& map, const Options& wanted) {
   const std::string& serial = wanted.drive.SerialNumber;
-  const auto placed = std::find_if(map.begin(), map.end(),
-                                   [&](const auto& entry) { return entry.second == serial; });
-  if (placed != map.end()) {
-    if (wanted.number != 0 && wanted.number != placed->first) {
-      throw Failure(fmt::format("drive {} has the number {}", serial, placed->first));
-    }
-    return placed->first;
+  int number = wanted.number;
+  for (const auto& [placed, other] : map) {
+    if (other != serial) continue;
+    if (number == 0 || number == placed) return placed;
+    throw Failure(fmt::format("drive {} has the number {}", serial, placed));
   }
-  int number = wanted.number != 0 ? wanted.number : 1;
-  while (wanted.number == 0 && map.contains(number)) ++number;
+  if (number == 0) {
+    while (map.contains(++number)) {
+    }
+  }
   const auto [entry, isNew] = map.emplace(number, serial);
   if (!isNew) throw Failure(fmt::format("number {} belongs to drive {}", number, entry->second));
   return number;
@@ -79,17 +72,17 @@ int numberIn(std::map<int, std::string>& map, const NewDrive& wanted) {
 /// The address of that drive number. Throws Failure when the drive cannot have it.
 int addressOf(const SCSIUnit& library, int number) {
   const int base = library.DriveBaseAddress;
-  const std::int64_t address = std::int64_t{base} + number - 1;
-  if (base < 0 || address > kMost) {
+  if (base < 0 || number - 1 > kMost - base) {
     throw Failure(fmt::format("drive number {} has no address: drives begin at {}", number, base));
   }
+  const int address = base + number - 1;
   for (const LibElement& element : inventory(library.SerialNumber)) {
     if (isSlot(element) && element.elementAddress == address) {
       throw Failure(fmt::format("cannot add the drive: address {} belongs to {}", address,
                                 elementName(element)));
     }
   }
-  return static_cast<int>(address);
+  return address;
 }
 
 // An update writes the whole identity, so what is not given is taken from the known drive.
@@ -107,7 +100,7 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
 }
 
 /// Returns number and address of the drive.
-std::pair<int, int> addToLibrary(const NewDrive& wanted) {
+std::pair<int, int> addToLibrary(const Options& wanted) {
   requireWholeLibrary(wanted.library);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");
   const SCSIUnitNoMap* known = knownDrive(wanted, devices);
@@ -125,7 +118,7 @@ std::pair<int, int> addToLibrary(const NewDrive& wanted) {
   return {number, address};
 }
 
-void addDrive(const NewDrive& wanted, const Session& session) {
+void addDrive(const Options& wanted, const Session& session) {
   const std::string& serial = wanted.drive.SerialNumber;
   const std::string& host = wanted.drive.MAName;
   if (const std::string problem = driveSerialProblem(serial, wanted.library); !problem.empty()) {
@@ -147,36 +140,39 @@ void addDrive(const NewDrive& wanted, const Session& session) {
 
 /// Whether the drive itself is gone, not only the unit of one of several hosts.
 bool removeFromLibrary(const Options& options) {
-  const auto& [library, serial, host] = options;
+  const std::string& library = options.library;
+  const std::string& serial = options.drive.SerialNumber;
+  const std::string& host = options.drive.MAName;
   requireWholeLibrary(library);
-  if (!host.empty() && findDrive(devicesOf(library, host), serial) == nullptr) {
+  if (!host.empty() && !isSeen(options)) {
     throw Failure(
         fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
   }
-  const std::string file = libraryFile(library);
-  const std::size_t before = countElements(file, names::drive);
+  const std::size_t before = countElements(library, names::drive);
   TqLibEmulator emulator;
   if (!emulator.RemoveVirtualDevice(host, serial, library)) {
     throw libraryFailure("cannot remove drive " + serial, emulator,
                          fmt::format("library {} has no such drive", library));
   }
   requireSaved(emulator, "the removal of drive " + serial);
-  return countElements(file, names::drive) < before;
+  return countElements(library, names::drive) < before;
 }
 
 void removeDrive(const Options& options, const Session& session) {
-  const auto& [library, serial, host] = options;
+  const std::string& serial = options.drive.SerialNumber;
+  const std::string& host = options.drive.MAName;
   // The API takes the library's own serial number for a request to remove the library.
-  if (serial == library) {
+  if (serial == options.library) {
     throw UsageError(serial + " is the library itself; see \"tqlib library remove\"");
   }
   useConfiguration(session.config);
   bool isGone = false;
   asOneStep([&] { isGone = removeFromLibrary(options); });
-  printResult(session.json,
-              {{"library", library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
-              isGone ? fmt::format("drive {} removed", serial)
-                     : fmt::format("host {} no longer sees drive {}", host, serial));
+  printResult(
+      session.json,
+      {{"library", options.library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
+      isGone ? fmt::format("drive {} removed", serial)
+             : fmt::format("host {} no longer sees drive {}", host, serial));
 }
 
 // The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.
@@ -196,47 +192,36 @@ std::string currentVolume(const std::string& serial) {
 
 void showVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
-  const std::string barcode = currentVolume(options.serial);
+  const std::string& serial = options.drive.SerialNumber;
+  const std::string barcode = currentVolume(serial);
   // A script reads the volume's name from standard output, so no other text goes there.
   if (barcode.empty() && !session.json) {
-    std::cerr << "drive " << options.serial << " holds no medium" << std::endl;
+    std::cerr << "drive " << serial << " holds no medium" << std::endl;
   }
-  printResult(session.json, {{"drive", options.serial}, {"barcode", barcode}}, barcode);
-}
-
-std::vector<SCSIUnitNoMap> wantedDevices(const Options& options) {
-  if (!options.library.empty()) {
-    // Without it a file that has no library would look like a host that sees nothing.
-    requireWholeLibrary(options.library);
-    return devicesOf(options.library, options.host);
-  }
-  TqLibEmulator emulator;
-  std::vector<SCSIUnitNoMap> devices;
-  if (!emulator.GetVirtualDeviceInfo(options.host, devices)) {
-    throw libraryFailure("cannot read the devices", emulator);
-  }
-  return devices;
+  printResult(session.json, {{"drive", serial}, {"barcode", barcode}}, barcode);
 }
 
 void listDevices(const Options& options, const Session& session) {
   useConfiguration(session.config);
+  const std::string& host = options.drive.MAName;
+  // Without it a file that has no library would look like a host that sees nothing.
+  if (!options.library.empty()) requireWholeLibrary(options.library);
   Json list = Json::array();
   std::vector<Row> rows{{"TYPE", "SERIAL", "VENDOR", "MODEL", "PORT", "B:T:L", "PATH"}};
-  for (const SCSIUnitNoMap& device : wantedDevices(options)) {
-    list.push_back(deviceJson(device));
-    rows.push_back({isLibrary(device) ? "library" : "drive", device.SerialNumber,
-                    device.Manufacturer, device.Model, device.ScsiPort,
-                    fmt::format("{}:{}:{}", device.Bus, device.Target, device.Lun),
+  for (const SCSIUnitNoMap& device : devicesOf(options.library, host)) {
+    const Json& values = list.emplace_back(deviceJson(device));
+    rows.push_back({values["type"], device.SerialNumber, device.Manufacturer, device.Model,
+                    device.ScsiPort, fmt::format("{}:{}:{}", device.Bus, device.Target, device.Lun),
                     device.AccessPath});
   }
   const std::string text =
-      list.empty() ? fmt::format("host {} sees no device", options.host) : tableText(rows);
-  printResult(session.json, {{"host", options.host}, {"devices", std::move(list)}}, text);
+      list.empty() ? fmt::format("host {} sees no device", host) : tableText(rows);
+  printResult(session.json, {{"host", host}, {"devices", std::move(list)}}, text);
 }
 
 void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts) {
   const auto [command, options] = addCommand(parent, session, texts, listDevices);
-  addText(command, "HOST", options.host, "Name of the host")->required();
+  addText(command, "HOST", options.drive.MAName, "Name of the host")->required();
   addLibraryOperand(command, options.library)
       ->required(false)
       ->description("Only this library's devices");
@@ -248,13 +233,12 @@ void addDriveAddition(CLI::App& group, Session& session) {
                  {"add", "Add a drive to a library, or show one to another host",
                   "tqlib drive add LIB001 LIB001D2 --host host-b"},
                  addDrive);
-  SCSIUnitFields& drive = options.drive;
   addLibraryOperand(command, options.library);
-  addDriveOperand(command, drive.SerialNumber);
-  addText(command, "--host", drive.MAName, "The host that sees the drive")->required();
+  addDriveOperand(command, options.drive.SerialNumber);
+  addText(command, "--host", options.drive.MAName, "The host that sees the drive")->required();
   command.add_option("--number", options.number, "Drive number, from 1 (else the next free one)")
       ->check(CLI::Range(1, kMost));
-  addDeviceOptions(command, drive, "The drive's ");
+  addDeviceOptions(command, options.drive, "The drive's ");
 }
 
 }  // namespace
@@ -274,21 +258,17 @@ Json deviceJson(const SCSIUnitNoMap& device) {
 }
 
 void addDeviceOptions(CLI::App& command, SCSIUnitFields& device, const std::string& whose) {
-  const struct {
-    const char* option;
-    const char* help;
-    std::string& value;
-  } kTexts[] = {{"--vendor", "manufacturer", device.Manufacturer},
-                {"--model", "model", device.Model},
-                {"--firmware", "firmware revision", device.FirmwareRevision},
-                {"--path", "device path on the host", device.AccessPath},
-                {"--port", "SCSI port", device.ScsiPort}};
-  for (const auto& text : kTexts) {
-    addText(command, text.option, text.value, (whose + text.help).c_str());
-  }
-  command.add_option("--bus", device.Bus, whose + "SCSI bus");
-  command.add_option("--target", device.Target, whose + "SCSI target");
-  command.add_option("--lun", device.Lun, whose + "logical unit");
+  const auto add = [&](const char* option, auto& value, const char* help) {
+    return command.add_option(option, value, whose + help);
+  };
+  add("--vendor", device.Manufacturer, "manufacturer")->check(catalogueText());
+  add("--model", device.Model, "model")->check(catalogueText());
+  add("--firmware", device.FirmwareRevision, "firmware revision")->check(catalogueText());
+  add("--path", device.AccessPath, "device path on the host")->check(catalogueText());
+  add("--port", device.ScsiPort, "SCSI port")->check(catalogueText());
+  add("--bus", device.Bus, "SCSI bus");
+  add("--target", device.Target, "SCSI target");
+  add("--lun", device.Lun, "logical unit");
 }
 
 // A removal of a drive that has the library's serial number would remove the library.
@@ -310,15 +290,15 @@ void addDriveCommands(CLI::App& app, Session& session) {
                   "tqlib drive remove LIB001 LIB001D2"},
                  removeDrive);
   addLibraryOperand(remove, removal.library);
-  addDriveOperand(remove, removal.serial);
-  addText(remove, "--host", removal.host,
+  addDriveOperand(remove, removal.drive.SerialNumber);
+  addText(remove, "--host", removal.drive.MAName,
           "Only this host loses the drive; the last host's removal removes the drive");
 
   const auto [volume, query] = addCommand(
       *group, session,
       {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"},
       showVolume);
-  addDriveOperand(volume, query.serial);
+  addDriveOperand(volume, query.drive.SerialNumber);
 }
 
 void addDeviceCommands(CLI::App& app, Session& session) {

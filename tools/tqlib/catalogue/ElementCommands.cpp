@@ -2,35 +2,20 @@
 // moves media.
 //
 // What the API accepts without doing it (a second slot for one address, the removal of nothing) is
-// refused here; the look at the inventory and the change are one step.
+// refused here.
 #include <algorithm>
 #include <charconv>
-#include <string_view>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "base/Output.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
-#include "files/Names.h"
 #include "files/XmlText.h"
 
 namespace {
 
-constexpr struct {
-  std::string_view word;
-  int type;
-} kTypes[] = {
-    {"slot", LIB_ELEM_SLOT},
-    {"mail", LIB_ELEM_MAIL_SLOT},
-    {"drive", LIB_ELEM_DRIVE},
-    {"shelf", LIB_ELEM_SHELF},
-};
+const std::pair<std::string, int> kTypes[] = {{"slot", LIB_ELEM_SLOT},
+                                              {"mail", LIB_ELEM_MAIL_SLOT},
+                                              {"drive", LIB_ELEM_DRIVE},
+                                              {"shelf", LIB_ELEM_SHELF}};
 
 struct Options {
   std::string library;
@@ -118,10 +103,9 @@ void removeElement(const Options& options, const Session& session) {
   useConfiguration(session.config);
   asOneStep([&] {
     const std::vector<LibElement> elements = inventory(options.library);
-    if (std::none_of(elements.begin(), elements.end(),
-                     [&](const LibElement& one) { return isSameElement(one, element); })) {
-      throw Failure("no such element: " + options.element);
-    }
+    const bool exists = std::ranges::any_of(
+        elements, [&](const LibElement& one) { return isSameElement(one, element); });
+    if (!exists) throw Failure("no such element: " + options.element);
     changeElement(options, element, true);
   });
   printResult(session.json, {{"library", options.library}, {"removed", options.element}},
@@ -162,27 +146,22 @@ void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
 }  // namespace
 
 LibElement parseElementName(const std::string& name) {
-  const std::string_view word = std::string_view(name).substr(0, name.find(':'));
   LibElement element;
-  for (const auto& known : kTypes) {
-    if (word == known.word) element.elementType = known.type;
+  for (const auto& [word, type] : kTypes) {
+    if (!name.starts_with(word + ":")) continue;
+    element.elementType = type;
+    const char* end = name.data() + name.size();
+    const auto [last, error] =
+        std::from_chars(name.data() + word.size() + 1, end, element.elementAddress);
+    if (error == std::errc() && last == end && element.elementAddress >= 0) return element;
   }
-  const char* end = name.data() + name.size();
-  const char* address = name.data() + std::min(word.size() + 1, name.size());
-  const auto [last, error] = std::from_chars(address, end, element.elementAddress);
-  if (element.elementType < 0 || error != std::errc() || last != end ||
-      element.elementAddress < 0) {
-    throw UsageError(fmt::format("not an element: \"{}\"; write {} with the element address N",
-                                 name, kElementForms));
-  }
-  return element;
+  throw UsageError(fmt::format("not an element: \"{}\"; write {} with the element address N", name,
+                               kElementForms));
 }
 
 std::string elementTypeWord(int type) {
-  for (const auto& known : kTypes) {
-    if (type == known.type) return std::string(known.word);
-  }
-  return "unknown";
+  const auto* known = std::ranges::find(kTypes, type, &std::pair<std::string, int>::second);
+  return known == std::end(kTypes) ? "unknown" : known->first;
 }
 
 std::string elementName(const LibElement& element) {

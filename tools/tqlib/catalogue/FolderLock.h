@@ -1,5 +1,5 @@
-// A lock on a folder or a file, as long as the object lives: that of the catalogue, or that of a
-// tqlib which works on a volume.
+// A lock on a folder or a file as long as the object lives: the catalogue, or what a tqlib works
+// on.
 #pragma once
 
 #include <fcntl.h>

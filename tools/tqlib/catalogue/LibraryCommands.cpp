@@ -1,22 +1,11 @@
 // tqlib library list, show and remove.
-//
-// Reports are made as JSON first; the tables for people are made of that.
 #include <algorithm>
 #include <optional>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "base/Output.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
 #include "catalogue/ElementName.h"
 #include "catalogue/LibraryList.h"
 #include "catalogue/Status.h"
-#include "files/Names.h"
 
 namespace {
 
@@ -26,25 +15,20 @@ struct Options {
   bool purge = false;
 };
 
-/// The listed libraries, or why the list cannot be read.
-struct List {
-  std::vector<std::string> libraries;
-  std::optional<Failure> failure;
-};
-
-List readList() {
+/// The keys in the list; null when it cannot be read, for the reason in `failure`.
+Json readList(std::optional<Failure>& failure) {
   try {
-    return {listedLibraries(), std::nullopt};
-  } catch (const Failure& failure) {
-    return {{}, failure};
+    return listedLibraries();
+  } catch (const Failure& reason) {
+    failure = reason;
+    return {};
   }
 }
 
 /// Whether a library is in the list; null when the list cannot be read.
-Json isIn(const List& list, const std::string& library) {
-  const auto& libraries = list.libraries;
-  if (list.failure) return {};
-  return std::find(libraries.begin(), libraries.end(), library) != libraries.end();
+Json isIn(const Json& list, const std::string& library) {
+  if (list.is_null()) return {};
+  return std::find(list.begin(), list.end(), library) != list.end();
 }
 
 // A library that cannot be read is an entry like the others and does not hide them.
@@ -58,9 +42,7 @@ Json entryOf(const std::string& library, const Json& isListed) {
   try {
     const std::vector<LibElement> elements = inventory(library);
     for (const ElementRange& range : kRanges) {
-      entry[range.key] = std::count_if(
-          elements.begin(), elements.end(),
-          [&](const LibElement& element) { return element.elementType == range.type; });
+      entry[range.key] = std::ranges::count(elements, range.type, &LibElement::elementType);
     }
   } catch (const RemovedLibrary&) {
     entry["state"] = "removed";
@@ -82,95 +64,82 @@ Row entryRow(const Json& entry) {
 }
 
 /// The listed libraries, then those that only have a file.
-void listLibraries(const Options&, const Session& session) {
+void listLibraries(const NoOptions&, const Session& session) {
   useConfiguration(session.config);
-  const List list = readList();
+  std::optional<Failure> failure;
+  const Json list = readList(failure);
   Json entries = Json::array();
-  for (const std::string& library : list.libraries) entries.push_back(entryOf(library, true));
+  for (const Json& library : list) entries.push_back(entryOf(library, true));
   for (const std::string& library : storedLibraries()) {
-    if (const Json isListed = isIn(list, library); isListed != true) {
-      entries.push_back(entryOf(library, isListed));
-    }
+    const Json isListed = isIn(list, library);
+    if (isListed != true) entries.push_back(entryOf(library, isListed));
   }
   std::vector<Row> rows{{"LIBRARY", "STATE", "DRIVES", "SLOTS", "MAIL"}};
   for (const Json& entry : entries) rows.push_back(entryRow(entry));
   const std::string text = entries.empty() ? "no libraries" : tableText(rows);
   printResult(session.json, {{"libraries", std::move(entries)}}, text);
-  if (list.failure) throw Failure(*list.failure);
+  if (failure) throw Failure(*failure);
 }
 
-Json libraryJson(const std::string& library, const Json& isListed, const Status& status) {
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
-  Json values{{"library", library}, {"file", libraryFile(library)}, {"listed", isListed}};
-  // The query has no record of a library that no host sees.
-  if (const SCSIUnitNoMap* record = findLibrary(devices)) {
-    values["vendor"] = record->Manufacturer;
-    values["model"] = record->Model;
-    values["firmware"] = record->FirmwareRevision;
-    for (const ElementRange& range : kRanges) {
-      values[range.key] = {{"count", record->*range.count}, {"base", record->*range.base}};
-    }
+void addIdentity(const SCSIUnitNoMap& library, Json& values, std::vector<Row>& rows) {
+  values["vendor"] = library.Manufacturer;
+  values["model"] = library.Model;
+  values["firmware"] = library.FirmwareRevision;
+  rows.push_back({"identity:", fmt::format("{} {} {}", library.Manufacturer, library.Model,
+                                           library.FirmwareRevision)});
+  for (const ElementRange& range : kRanges) {
+    const int count = library.*range.count;
+    const int base = library.*range.base;
+    values[range.key] = {{"count", count}, {"base", base}};
+    rows.push_back(
+        {fmt::format("{}:", range.name), fmt::format("{} from address {}", count, base)});
   }
-  values["driveList"] = Json::array();
+}
+
+void addDrives(const std::vector<SCSIUnitNoMap>& devices, Json& values, std::vector<Row>& rows) {
+  Json& list = values["driveList"] = Json::array();
   for (const SCSIUnitNoMap& device : devices) {
     if (isLibrary(device)) continue;
-    values["driveList"].push_back(
-        {{"serial", device.SerialNumber}, {"address", device.DriveBaseAddress}});
+    const int address = device.DriveBaseAddress;
+    list.push_back({{"serial", device.SerialNumber}, {"address", address}});
+    rows.push_back(
+        {"drive:", device.SerialNumber + (address < 0 ? " without an address"
+                                                      : fmt::format(" at address {}", address))});
   }
-  values["units"] = Json::array();
+}
+
+void addUnits(const std::string& library, Json& values, std::vector<Row>& rows) {
+  Json& list = values["units"] = Json::array();
   for (const std::string& host : hostsOf(library)) {
     for (const SCSIUnitNoMap& device : devicesOf(library, host)) {
-      values["units"].push_back(deviceJson(device));
+      list.push_back(deviceJson(device));
+      const std::string& path = device.AccessPath;
+      rows.push_back({"host:", fmt::format("{} sees {}{}", device.MAName, device.SerialNumber,
+                                           path.empty() ? "" : " (" + path + ")")});
     }
   }
-  values["status"] = statusJson(status);
-  return values;
-}
-
-std::string textOf(const Json& values, const char* key) {
-  return values.at(key).get<std::string>();
-}
-
-std::vector<Row> rowsOf(const Json& library, const Status& status) {
-  const bool isUnlisted = library["listed"] == false;
-  std::vector<Row> rows{
-      {"library:", textOf(library, "library") + (isUnlisted ? " (not listed)" : "")},
-      {"file:", textOf(library, "file")}};
-  if (library.contains("vendor")) {
-    rows.push_back(
-        {"identity:", fmt::format("{} {} {}", textOf(library, "vendor"), textOf(library, "model"),
-                                  textOf(library, "firmware"))});
-    for (const ElementRange& range : kRanges) {
-      const Json& values = library[range.key];
-      rows.push_back(
-          {std::string(range.name) + ":",
-           fmt::format("{} from address {}", values["count"].dump(), values["base"].dump())});
-    }
-  }
-  for (const Json& drive : library["driveList"]) {
-    const int address = drive["address"];
-    const std::string place =
-        address < 0 ? "without an address" : fmt::format("at address {}", address);
-    rows.push_back({"drive:", textOf(drive, "serial") + " " + place});
-  }
-  for (const Json& unit : library["units"]) {
-    const std::string path = textOf(unit, "path");
-    rows.push_back(
-        {"host:", fmt::format("{} sees {}{}", textOf(unit, "host"), textOf(unit, "serial"),
-                              path.empty() ? "" : " (" + path + ")")});
-  }
-  rows.push_back({"status:", statusText(status)});
-  return rows;
 }
 
 void showLibrary(const Options& options, const Session& session) {
+  const std::string& library = options.library;
   useConfiguration(session.config);
-  requireWholeLibrary(options.library);
-  const List list = readList();
-  const Status status = readStatus(options.library, true);
-  const Json values = libraryJson(options.library, isIn(list, options.library), status);
-  printResult(session.json, values, tableText(rowsOf(values, status)));
-  if (list.failure) throw Failure(*list.failure);
+  requireWholeLibrary(library);
+  std::optional<Failure> failure;
+  const Json isListed = isIn(readList(failure), library);
+  const Status status = readStatus(library, true);
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
+  const std::string file = libraryFile(library);
+  Json values{{"library", library}, {"file", file}, {"listed", isListed}};
+  std::vector<Row> rows{{"library:", library + (isListed == false ? " (not listed)" : "")},
+                        {"file:", file}};
+  // The query has no record of a library that no host sees.
+  if (const SCSIUnitNoMap* record = findLibrary(devices)) addIdentity(*record, values, rows);
+  addDrives(devices, values, rows);
+  addUnits(library, values, rows);
+  values["status"] = statusJson(status);
+  rows.push_back({"status:", statusText(status)});
+  printResult(session.json, values, tableText(rows));
+  if (failure) throw Failure(*failure);
 }
 
 void dropLibrary(const std::string& host, const std::string& library) {
@@ -202,7 +171,7 @@ bool removeUnit(const std::string& library, const std::string& host, bool purge)
   if (findLibrary(devicesOf(library, host)) == nullptr) {
     throw Failure(fmt::format("host {} does not see library {}", host, library));
   }
-  const bool isLast = countElements(libraryFile(library), names::libraryScsiUnit) == 1;
+  const bool isLast = countElements(library, names::libraryScsiUnit) == 1;
   if (purge && !isLast) {
     throw Failure(fmt::format("cannot delete the file: other hosts see library {} too", library));
   }

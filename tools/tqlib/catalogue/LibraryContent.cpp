@@ -2,9 +2,8 @@
 // values of the library itself.
 #include "catalogue/LibraryContent.h"
 
-#include <cerrno>
-#include <climits>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "TqLibEmulator.h"
 #include "files/Descendants.h"
@@ -15,24 +14,8 @@ namespace {
 
 using xercesc::DOMElement;
 
-/// Where the file has the first address and the number of the elements of a type.
-struct RangeNames {
-  int type;
-  const XMLCh* first;
-  const XMLCh* count;
-};
-
-constexpr RangeNames kRanges[] = {
-    {LIB_ELEM_SLOT, names::slotBaseAddress, names::slotCount},
-    {LIB_ELEM_MAIL_SLOT, names::iePortBaseAddress, names::iePortCount},
-    {LIB_ELEM_DRIVE, names::driveBaseAddress, names::driveCount}};
-
 bool isNamed(const DOMElement& element, const XMLCh* name) {
   return xercesc::XMLString::equals(element.getNodeName(), name);
-}
-
-std::string attribute(const DOMElement& element, const XMLCh* name) {
-  return toUtf8(element.getAttribute(name));
 }
 
 /// The text of an element, which may be null.
@@ -43,12 +26,11 @@ std::string textOf(const DOMElement* element) {
 }
 
 std::optional<int> numberOf(const DOMElement* element) {
-  const std::string text = textOf(element);
-  char* end = nullptr;
-  errno = 0;
-  const long value = std::strtol(text.c_str(), &end, 10);
-  const bool isNumber = end != text.c_str() && errno == 0 && value >= INT_MIN && value <= INT_MAX;
-  return isNumber ? std::optional(static_cast<int>(value)) : std::nullopt;
+  try {
+    return std::stoi(textOf(element));
+  } catch (const std::logic_error&) {  // no number, or one out of range
+    return std::nullopt;
+  }
 }
 
 /// None for anything else than a drive, a shelf, or a slot of a library.
@@ -63,7 +45,7 @@ ElementContent readElement(DOMElement& element, int type) {
   ElementContent content{};
   content.node = &element;
   content.type = type;
-  content.name = attribute(element, names::name);
+  content.name = toUtf8(element.getAttribute(names::name));
   content.address = numberOf(Descendants(&element, names::baseAddress).first());
   content.isOccupied = isTrue(element.getAttribute(names::isOccupied));
   const DOMElement* barcode = Descendants(&element, names::barCode).first();
@@ -83,12 +65,13 @@ void readValues(const DescendantIndex& library, LibraryContent& content) {
   content.devices = static_cast<int>(library.named(names::libraryScsiDevice).size());
   content.serial =
       textOf(Descendants(first(names::libraryScsiDevice), names::serialNumber).first());
-  for (const RangeNames& range : kRanges) {
-    content.ranges[range.type] = {numberOf(first(range.first)).value_or(0),
-                                  numberOf(first(range.count)).value_or(0)};
-  }
+  const auto number = [&](const XMLCh* name) { return numberOf(first(name)).value_or(0); };
+  content.ranges = {
+      {LIB_ELEM_SLOT, {number(names::slotBaseAddress), number(names::slotCount)}},
+      {LIB_ELEM_MAIL_SLOT, {number(names::iePortBaseAddress), number(names::iePortCount)}},
+      {LIB_ELEM_DRIVE, {number(names::driveBaseAddress), number(names::driveCount)}}};
   if (const DOMElement* status = first(names::scsiStatus)) {
-    content.statusExpiry = std::atol(attribute(*status, names::expireTime).c_str());
+    content.statusExpiry = std::atol(toUtf8(status->getAttribute(names::expireTime)).c_str());
   }
 }
 
@@ -108,7 +91,7 @@ LibraryContent readLibrary(const xercesc::DOMDocument& document) {
   }
   DOMElement* library = nullptr;
   const DescendantIndex index(&document, library);
-  if (library != nullptr) content.name = attribute(*library, names::name);
+  if (library != nullptr) content.name = toUtf8(library->getAttribute(names::name));
   readValues(index, content);
   return content;
 }

@@ -1,4 +1,5 @@
-// Changes of the library list that the API does not make.
+// Changes of the library list that the API does not make: it enters or removes an entry only
+// together with a library in its file.
 #pragma once
 
 #include <functional>

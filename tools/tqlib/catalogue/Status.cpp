@@ -2,17 +2,11 @@
 #include "catalogue/Status.h"
 
 #include <charconv>
+#include <cstdint>
 #include <ctime>
 #include <limits>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
 
 namespace {
 
@@ -31,23 +25,13 @@ struct Options {
 // A leading 0 has no meaning: an operator who writes 010 means ten.
 int parseByte(const char* option, const std::string& text) {
   const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-  unsigned value = 0;
+  std::uint8_t value = 0;
   const char* end = text.data() + text.size();
   const auto [last, error] =
       std::from_chars(text.data() + (isHex ? 2 : 0), end, value, isHex ? 16 : 10);
-  if (error != std::errc() || last != end || value > 0xFF) {
-    throw UsageError(
-        fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
-  }
-  return static_cast<int>(value);
-}
-
-void print(const Options& options, const Session& session, const Status& status, const Json& more,
-           const std::string& sentence) {
-  Json values{{"library", options.library}};
-  values.update(statusJson(status));
-  values.update(more);
-  printResult(session.json, values, sentence);
+  if (error == std::errc() && last == end) return value;
+  throw UsageError(
+      fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
 }
 
 void setStatus(const Options& options, const Session& session) {
@@ -69,31 +53,31 @@ void setStatus(const Options& options, const Session& session) {
     }
     requireSaved(emulator, "the status of library " + library);
   });
-  const std::string times = options.count == 0   ? ""
-                            : options.count == 1 ? ", once"
-                                                 : fmt::format(", {} times at most", options.count);
-  print(options, session, wanted, {{"lifetime", options.lifetime}, {"count", options.count}},
-        fmt::format("library {} reports {} for {} s{}", library, statusText(wanted),
-                    options.lifetime, times));
+  Json values{{"library", library}};
+  values.update(statusJson(wanted));
+  values.update({{"lifetime", options.lifetime}, {"count", options.count}});
+  std::string text =
+      fmt::format("library {} reports {} for {} s", library, statusText(wanted), options.lifetime);
+  if (options.count == 1) text += ", once";
+  if (options.count > 1) text += fmt::format(", {} times at most", options.count);
+  printResult(session.json, values, text);
 }
 
 void getStatus(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireWholeLibrary(options.library);
   const Status status = readStatus(options.library, options.peek);
-  print(options, session, status, Json::object(), statusText(status));
+  Json values{{"library", options.library}};
+  values.update(statusJson(status));
+  printResult(session.json, values, statusText(status));
 }
 
 }  // namespace
 
 Status readStatus(const std::string& library, bool peek) {
-  // When the file has no library, the API succeeds and leaves the outputs as they were.
-  constexpr int kNever = std::numeric_limits<int>::min();
-  const Status untouched{kNever, kNever, kNever};
-  Status read = untouched;
+  Status read;
   TqLibEmulator emulator;
-  if (!emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek) ||
-      read == untouched) {
+  if (!emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek)) {
     throw libraryFailure("cannot read the status of library " + library, emulator);
   }
   if (!peek) requireSaved(emulator, "the read of the status of library " + library);

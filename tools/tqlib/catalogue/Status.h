@@ -13,8 +13,8 @@ struct Status {
   bool operator==(const Status&) const = default;
 };
 
-/// The status of a library, all zero when it has none; counted as a report unless `peek`. Throws
-/// Failure when it cannot be read.
+/// The status of a library that is whole, all zero when it has none; counted as a report unless
+/// `peek`. Throws Failure when it cannot be read.
 Status readStatus(const std::string& library, bool peek);
 
 Json statusJson(const Status& status);

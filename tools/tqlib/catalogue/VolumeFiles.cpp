@@ -7,38 +7,16 @@
 #include "TqLibEmlFile.h"
 #include "base/Errors.h"
 #include "catalogue/Configuration.h"
-#include "common/FolderListing.h"
 
 namespace fs = std::filesystem;
 
-namespace {
-
-// A listing that breaks off still counts as a success of the call, but leaves an error code.
-VolumeContents measured(const std::string& name) {
-  TqLibEmlFile volume(name);
-  std::string folder;
-  VolumeContents contents{};
-  if (!volume.GetVolumeFolder(folder) || !volume.GetVolumeSize(contents.bytes) ||
-      !volume.GetLastFileMark(contents.nextMark) || volume.getErrorCode() != 0) {
-    throw libraryFailure("volume " + name + " cannot be examined", volume);
-  }
-  contents.folder = folder;
-  return contents;
-}
-
-}  // namespace
-
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  FolderListing listing;
-  int error = listing.open(folder);
-  if (error == 0) {
-    error = listing.visitNames([&](const char* name) {
-      names.emplace_back(name);
-      return 0;
-    });
+  std::error_code error;
+  for (fs::directory_iterator each(folder, error); each != fs::end(each); each.increment(error)) {
+    names.push_back(each->path().filename());
   }
-  if (error != 0) throw systemFailure(folder, error);
+  if (error) throw systemFailure(folder, error.value());
   std::ranges::sort(names);
   return names;
 }
@@ -73,7 +51,15 @@ std::vector<std::string> volumesIn(const fs::path& root) {
 }
 
 VolumeContents examineVolume(const std::string& volume) {
-  VolumeContents contents = measured(volume);
+  TqLibEmlFile file(volume);
+  std::string folder;
+  VolumeContents contents{};
+  // A listing that breaks off still counts as a success of the call, but leaves an error code.
+  if (!file.GetVolumeFolder(folder) || !file.GetVolumeSize(contents.bytes) ||
+      !file.GetLastFileMark(contents.nextMark) || file.getErrorCode() != 0) {
+    throw libraryFailure("volume " + volume + " cannot be examined", file);
+  }
+  contents.folder = folder;
   for (const std::string& name : namesIn(contents.folder)) {
     const fs::directory_entry entry(contents.folder / name);
     const auto number = markNumber(name);
