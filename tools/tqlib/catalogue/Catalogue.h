@@ -26,8 +26,7 @@ void changeFile(const std::string& path, const XMLCh* newRoot,
                 const std::function<bool(xercesc::DOMDocument&)>& change);
 
 /// Runs `steps` while no other thread or process changes the catalogue, so that what they looked at
-/// is still true when they save. Completes a save of a library and the list that broke off. Lets
-/// exceptions through, and throws Failure when another process keeps the catalogue locked.
+/// is still true when they save. Lets exceptions through; throws Failure when the lock is not free.
 void asOneStep(const std::function<void()>& steps);
 
 /// Throws Failure when the last change by `emulator` did not reach the disk.

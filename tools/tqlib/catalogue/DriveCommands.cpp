@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iostream>
 #include <limits>
-#include <tuple>
+#include <utility>
 
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/ElementName.h"
@@ -18,7 +18,6 @@ struct Options {
   int number = 0;        // 0: the next free one
 };
 
-/// Whether the host sees that drive of the library.
 bool isSeen(const Options& options) {
   const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, options.drive.MAName);
   return std::ranges::any_of(devices, [&](const SCSIUnitNoMap& device) {
@@ -125,9 +124,9 @@ void addDrive(const Options& wanted, const Session& session) {
     throw UsageError(problem);
   }
   useConfiguration(session.config);
-  int number = 0;
-  int address = 0;
-  asOneStep([&] { std::tie(number, address) = addToLibrary(wanted); });
+  std::pair<int, int> place;
+  asOneStep([&] { place = addToLibrary(wanted); });
+  const auto [number, address] = place;
   printResult(
       session.json,
       {{"library", wanted.library},

@@ -47,10 +47,10 @@ void listElements(const Options& options, const Session& session) {
 void requireSettable(const std::vector<LibElement>& elements, const LibElement& wanted) {
   const LibElement* same = nullptr;
   for (const LibElement& element : elements) {
-    if (isSameElement(element, wanted)) {
+    if (element.elementAddress != wanted.elementAddress) continue;
+    if (element.elementType == wanted.elementType) {
       same = &element;
-    } else if (isSlot(element) && isSlot(wanted) &&
-               element.elementAddress == wanted.elementAddress) {
+    } else if (isSlot(element) && isSlot(wanted)) {
       throw Failure(fmt::format("cannot set {}: address {} belongs to {}", elementName(wanted),
                                 wanted.elementAddress, elementName(element)));
     }

@@ -1,12 +1,12 @@
-// Two walks over a library file: one for its drives, slots and shelves in their order, one for the
-// values of the library itself.
+// One walk over a library file for its drives, slots and shelves in their order, then a look for
+// each value of the library itself.
 #include "catalogue/LibraryContent.h"
 
 #include <cstdlib>
 #include <stdexcept>
 
 #include "TqLibEmulator.h"
-#include "files/Descendants.h"
+#include "files/Documents.h"
 #include "files/DomValues.h"
 #include "files/XmlText.h"
 
@@ -18,18 +18,21 @@ bool isNamed(const DOMElement& element, const XMLCh* name) {
   return xercesc::XMLString::equals(element.getNodeName(), name);
 }
 
-/// The text of an element, which may be null.
-std::string textOf(const DOMElement* element) {
+/// The number in the first descendant of that name.
+std::optional<int> numberIn(const DOMElement* node, const XMLCh* name) {
   std::string text;
-  if (element != nullptr) readText(*element, text);
-  return text;
-}
-
-std::optional<int> numberOf(const DOMElement* element) {
+  readValue(node, name, text);
   try {
-    return std::stoi(textOf(element));
+    return std::stoi(text);
   } catch (const std::logic_error&) {  // no number, or one out of range
     return std::nullopt;
+  }
+}
+
+/// Counts the device blocks of a library or drive, and takes the serial number from the first.
+void readDevices(const DOMElement* owner, const XMLCh* block, int& count, std::string& serial) {
+  for (const DOMElement* device : Descendants(owner, block)) {
+    if (++count == 1) readValue(device, names::serialNumber, serial);
   }
 }
 
@@ -46,31 +49,23 @@ ElementContent readElement(DOMElement& element, int type) {
   content.node = &element;
   content.type = type;
   content.name = toUtf8(element.getAttribute(names::name));
-  content.address = numberOf(Descendants(&element, names::baseAddress).first());
+  content.address = numberIn(&element, names::baseAddress);
   content.isOccupied = isTrue(element.getAttribute(names::isOccupied));
   const DOMElement* barcode = Descendants(&element, names::barCode).first();
   content.hasBarcode = barcode != nullptr && readText(*barcode, content.barcode);
-  for (const DOMElement* device : Descendants(&element, names::driveScsiDevice)) {
-    if (++content.devices > 1) continue;
-    content.serial = textOf(Descendants(device, names::serialNumber).first());
-  }
+  readDevices(&element, names::driveScsiDevice, content.devices, content.serial);
   return content;
 }
 
-void readValues(const DescendantIndex& library, LibraryContent& content) {
-  const auto first = [&](const XMLCh* name) -> const DOMElement* {
-    const auto& found = library.named(name);
-    return found.empty() ? nullptr : found.front();
-  };
-  content.devices = static_cast<int>(library.named(names::libraryScsiDevice).size());
-  content.serial =
-      textOf(Descendants(first(names::libraryScsiDevice), names::serialNumber).first());
-  const auto number = [&](const XMLCh* name) { return numberOf(first(name)).value_or(0); };
+void readValues(const DOMElement& library, LibraryContent& content) {
+  content.name = toUtf8(library.getAttribute(names::name));
+  readDevices(&library, names::libraryScsiDevice, content.devices, content.serial);
+  const auto number = [&](const XMLCh* name) { return numberIn(&library, name).value_or(0); };
   content.ranges = {
       {LIB_ELEM_SLOT, {number(names::slotBaseAddress), number(names::slotCount)}},
       {LIB_ELEM_MAIL_SLOT, {number(names::iePortBaseAddress), number(names::iePortCount)}},
       {LIB_ELEM_DRIVE, {number(names::driveBaseAddress), number(names::driveCount)}}};
-  if (const DOMElement* status = first(names::scsiStatus)) {
+  if (const DOMElement* status = Descendants(&library, names::scsiStatus).first()) {
     content.statusExpiry = std::atol(toUtf8(status->getAttribute(names::expireTime)).c_str());
   }
 }
@@ -89,9 +84,6 @@ LibraryContent readLibrary(const xercesc::DOMDocument& document) {
       content.elements.push_back(readElement(**each, *type));
     }
   }
-  DOMElement* library = nullptr;
-  const DescendantIndex index(&document, library);
-  if (library != nullptr) content.name = toUtf8(library->getAttribute(names::name));
-  readValues(index, content);
+  if (const DOMElement* library = singleLibrary(&document)) readValues(*library, content);
   return content;
 }
