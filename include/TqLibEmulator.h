@@ -337,8 +337,8 @@ public:
   /// it could not save; also if it could not update an existing library or drive. Empty when
   /// everything was saved, and after an operation that returned false.
   ///
-  /// A query and a read that changes nothing leave it unchanged. Any thread may call; a shared
-  /// object has one save error, that of its last change. Throws std::bad_alloc.
+  /// Queries leave it unchanged. Any thread may call; a shared object has one save error, that of
+  /// its last change. Throws std::bad_alloc.
   std::string saveError() const;
 
   /// Runs `steps` while no other thread or process can change the catalogue. It may call operations

@@ -249,7 +249,7 @@ bool TqLibEmulator::addDeviceScsiDevice(DOMDocument* doc, DOMElement* element,
 
 bool TqLibEmulator::updateDeviceScsiDevice(DOMDocument*& doc, DOMElement* element,
                                            const SCSIUnit& unit) {
-  return updateDeviceBlock(doc, *element, unit);
+  return element != nullptr && updateDeviceBlock(doc, *element, unit);
 }
 
 bool TqLibEmulator::extractLibSpecificSCSIUnit(DOMNode* library, SCSIUnit& unit) {

@@ -106,11 +106,18 @@ bool TqLibEmulator::GetVirtualDeviceStatus(const std::string& libraryName, int& 
   bool hasRecord = false;
   OperationCycle query(*this, terms);
   const bool isRead = query.inFrame([&] {
-    hasRecord = !peek && query.findFile(libraryName) && namesRecord(query.path());
-    return hasRecord || query.withLibrary(libraryName, [&] {
-      hasRecord = !peek && Descendants(rootOf(m_pLibDoc), names::scsiStatus).first() != nullptr;
-      return hasRecord || read();
-    });
+    if (!query.findFile(libraryName) || !query.isFilePresent()) {
+      return false;
+    }
+    hasRecord = !peek && namesRecord(query.path());
+    if (hasRecord) {
+      return true;
+    }
+    if (!query.ensureLoaded()) {
+      return false;
+    }
+    hasRecord = !peek && Descendants(rootOf(m_pLibDoc), names::scsiStatus).first() != nullptr;
+    return hasRecord || read();
   });
   if (!hasRecord) {
     return isRead;

@@ -4,6 +4,10 @@
 
 #include "TqLibEmulator.h"
 
+void logError(const char* origin, const char* text) {
+  EvDebug::Error(debugHandler, origin, "%s", text);
+}
+
 void logError(const char* origin, const std::string& text) {
-  EvDebug::Error(debugHandler, origin, "%s", text.c_str());
+  logError(origin, text.c_str());
 }

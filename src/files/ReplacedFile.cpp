@@ -170,7 +170,8 @@ bool ReplacedFile::begin() {
 }
 
 bool ReplacedFile::append(std::string_view content) {
-  return writeAll(m_file.get(), content) || fail("cannot write the new content", errno);
+  return (!m_aside.empty() && writeAll(m_file.get(), content)) ||
+         fail("cannot write the new content", errno);
 }
 
 bool ReplacedFile::finish() {
@@ -183,7 +184,7 @@ bool ReplacedFile::place() {
     return fail("the file was taken for absent", EEXIST);
   }
   if (m_aside.empty()) {
-    return overwrite();
+    return m_isWhole ? overwrite() : fail("its folder admits no new file", EACCES);
   }
   if (!rename()) {
     const int code = errno;

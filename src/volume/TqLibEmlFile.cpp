@@ -9,12 +9,18 @@
 
 namespace {
 
+/// Names the folder of a volume. The configuration, of which an embedder's may hold a file or a
+/// lock, is released before anything is opened.
+bool isNamed(Volume& volume, const std::string& base = "") {
+  Configuration configuration;
+  return volume.nameFolder(configuration, base);
+}
+
 /// Runs `work` on a volume whose folder path is set. False when the volume's name is unusable.
 template <typename Work>
 bool onVolume(Volume volume, Work work) {
   const NoCancel untilTheCallReturns;
-  Configuration configuration;
-  return volume.nameFolder(configuration) && work(volume);
+  return isNamed(volume) && work(volume);
 }
 
 }  // namespace
@@ -43,9 +49,8 @@ int TqLibEmlFile::GetTQLibEMLXMLDir(std::string& dir) {
 
 bool TqLibEmlFile::GetVolumeFolder(std::string& folder) {
   const NoCancel untilTheCallReturns;
-  Configuration configuration;
   Volume volume(m_sVolumeName, m_sTapeDirectory, m_nMaxVolumeSize, m_nErrorCode);
-  if (!volume.nameFolder(configuration, folder)) {
+  if (!isNamed(volume, folder)) {
     return false;
   }
   const bool isThere = volume.makeFolder();

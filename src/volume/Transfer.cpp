@@ -110,8 +110,8 @@ FileDescriptor Volume::openFileMark(int fileMark, const char* origin) {
     return code;
   });
   if (error.value_or(0) != 0) {
-    logError(origin, std::string(origin) + "() open file failed");
     m_errorCode = kOpenFailed;
+    logError(origin, std::string(origin) + "() open file failed");
   }
   return FileDescriptor(descriptor);
 }
@@ -155,12 +155,14 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
   const NoCancel untilTheCallReturns;
   try {
     const std::string name = volumeName;
-    Configuration configuration;
+    auto configuration = std::make_optional<Configuration>();
     Volume::Settings settings;
-    settings.read(configuration);
+    settings.read(*configuration);
     CallErrors errors;
     Volume volume(name, settings.tapeDirectory, settings.maxSize, errors.code());
-    if (volume.nameFolder(configuration) && transfer(volume)) {
+    const bool isNamed = volume.nameFolder(*configuration);
+    configuration.reset();  // an embedder's may hold a file or a lock
+    if (isNamed && transfer(volume)) {
       return 1;
     }
     if (errorCode != nullptr) {

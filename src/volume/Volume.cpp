@@ -150,10 +150,10 @@ bool Volume::makeFolder() {
 
 /// Logs that an operation could not list the folder, and sets the code.
 void Volume::failAccess(const std::string& operation, int error) {
+  m_errorCode = static_cast<int>(MMS2BaseError::ConvertToMMError(static_cast<unsigned int>(error)));
   const std::string origin = "TqLibEmlFile::" + operation;
   logError(origin.c_str(), operation + "() failed to access directory " + m_folder +
                                ", error: " + std::generic_category().message(error));
-  m_errorCode = static_cast<int>(MMS2BaseError::ConvertToMMError(static_cast<unsigned int>(error)));
 }
 
 bool Volume::erase() {
