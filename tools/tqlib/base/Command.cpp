@@ -1,6 +1,7 @@
 // The texts that operands accept, and the operands that many commands share.
 #include "base/Command.h"
 
+#include <algorithm>
 #include <climits>
 #include <stdexcept>
 
@@ -9,18 +10,13 @@
 
 namespace {
 
-// Terminals also obey the control characters beyond ASCII.
-bool isControl(wchar_t character) {
-  return character < 0x20 || (character >= 0x7F && character < 0xA0);
-}
-
 // CLI11 takes an empty result for a good text.
 std::string complaintAboutText(const std::string& text) {
   if (text.empty()) return "the text is empty";
+  // Terminals also obey the control characters beyond ASCII.
+  const auto isControl = [](wchar_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); };
   try {
-    const std::wstring wide = toWide(text);
-    const bool hasControl = std::any_of(wide.begin(), wide.end(), isControl);
-    return hasControl ? "the text has a control character" : "";
+    return std::ranges::any_of(toWide(text), isControl) ? "the text has a control character" : "";
   } catch (const std::range_error&) {
     return "the text is not valid UTF-8";
   }
@@ -34,8 +30,8 @@ std::string complaintAboutName(const std::string& name) {
 }
 
 std::string complaintAboutVolume(const std::string& name) {
-  if (!name.starts_with(names::temporaryPrefix)) return {};
-  return "a name that begins with .tqlib- is for the tool's own folders: " + name;
+  const bool isOwn = name.starts_with(names::temporaryPrefix);
+  return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + name : "";
 }
 
 }  // namespace

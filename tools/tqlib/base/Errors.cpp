@@ -1,14 +1,10 @@
 // Failures get their text, and the next step for the operator, from a table of the API's codes.
-// Signals are recorded by a handler that also wakes up a wait for input.
 #include "base/Errors.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
@@ -51,32 +47,12 @@ const Meaning kMeanings[] = {
 };
 
 Meaning meaningOf(int code) {
-  const auto* const known = std::find_if(std::begin(kMeanings), std::end(kMeanings),
-                                         [=](const Meaning& each) { return each.code == code; });
+  const auto* const known = std::ranges::find(kMeanings, code, &Meaning::code);
   if (known != std::end(kMeanings)) return *known;
   return {code, std::generic_category().message(code)};
 }
 
 volatile std::sig_atomic_t recordedSignal = 0;
-
-// A signal that arrives just before a wait begins would not end it; a byte in this pipe does.
-int wakeUp[2] = {-1, -1};
-
-void record(int signal) {
-  const int error = errno;
-  recordedSignal = signal;
-  [[maybe_unused]] const ssize_t ignored = write(wakeUp[1], "", 1);
-  errno = error;
-}
-
-// A signal that this process was started to ignore stays ignored (nohup, a job in the background).
-void recordUnlessIgnored(int signal) {
-  struct sigaction action {};
-  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
-  action = {};
-  action.sa_handler = record;  // without SA_RESTART: a blocked write is to end
-  sigaction(signal, &action, nullptr);
-}
 
 }  // namespace
 
@@ -95,33 +71,29 @@ Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
   error.getLastError(buffer.data(), static_cast<int>(buffer.size()));
   const std::string text = buffer.data();
   const int code = error.getErrorCode();
-  if (code == 0 && text.empty()) return Failure(what + ": " + otherwise);
-
-  const Meaning meaning = code == 0 ? Meaning{} : meaningOf(code);
-  std::string reason = code == 0 ? text : fmt::format("{} (error {})", meaning.text, code);
-  if (code != 0 && !text.empty()) reason += ": " + text;
+  const Meaning meaning = meaningOf(code);
+  std::string reason = text.empty() ? otherwise : text;
+  if (code != 0) {
+    reason = fmt::format("{} (error {}){}{}", meaning.text, code, text.empty() ? "" : ": ", text);
+  }
   const bool isLocked = text.find("another process keeps it locked") != std::string::npos;
   return Failure(what + ": " + reason, isLocked ? kLocked : meaning.next, code);
 }
 
-Failure notSaved(const std::string& what) {
-  return Failure(what + " was not saved", seeLog());
-}
-
 void watchForInterruption() {
-  if (pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0) throw systemFailure("cannot make a pipe", errno);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) recordUnlessIgnored(signal);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;  // it stays ignored: nohup, a background job
+    action = {};                                 // without SA_RESTART: a blocked write is to end
+    action.sa_handler = [](int number) { recordedSignal = number; };
+    sigaction(signal, &action, nullptr);
+  }
   std::signal(SIGPIPE, SIG_IGN);
 }
 
 int interruption() {
   return recordedSignal;
-}
-
-void waitForInput(int descriptor) {
-  pollfd either[] = {{descriptor, POLLIN, 0}, {wakeUp[0], POLLIN, 0}};
-  while (interruption() == 0 && poll(either, 2, -1) < 0 && errno == EINTR) {
-  }
 }
 
 void stopIfInterrupted(const std::string& left) {

@@ -33,18 +33,12 @@ Failure systemFailure(const std::string& what, int code);
 Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
                        const std::string& otherwise = seeLog());
 
-/// The API reported success for a change, named by `what`, that the catalogue does not hold.
-Failure notSaved(const std::string& what);
-
 /// From now on SIGINT, SIGTERM and SIGHUP are only recorded, so that a transfer can stop between
-/// two blocks; and a write to a pipe without a reader is an error like others. Throws Failure.
+/// two blocks; and a write to a pipe without a reader is an error like others.
 void watchForInterruption();
 
 /// The signal that was recorded, or 0.
 int interruption();
-
-/// Waits until `descriptor` has data or has ended. Returns early when a signal is recorded.
-void waitForInput(int descriptor);
 
 /// The command stopped because of a signal; `left` says what it leaves.
 struct Interrupted : Failure {

@@ -2,8 +2,6 @@
 // of the parsed document with their types and ranges checked.
 #include "base/Json.h"
 
-#include <cstdint>
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -14,77 +12,35 @@ namespace {
 constexpr std::size_t kDeepest = 100;
 constexpr std::size_t kMostKeys = 100;  // each new key of an object is compared with all before
 
-/// Where an inspection is: in an array at `index`, or in an object at `key`.
-struct Level {
-  bool isArray;
-  long index = -1;
-  std::string key{};
-  std::set<std::string> keys{};
+// The parser itself keeps the last of two equal keys, so that a first pass keeps all of them. The
+// parser's callback could see both, but makes a long list cost the square of its length.
+template <class Key, class T, class Less, class Allocator>
+struct AllKeys : nlohmann::ordered_map<Key, T, Less, Allocator> {
+  T& operator[](const Key& key) { return this->emplace_back(key, T{}).second; }
 };
+using JsonWithAllKeys = nlohmann::basic_json<AllKeys>;
 
-/// The parser itself keeps the last of two equal keys. Its callback could see both, but makes a
-/// long list cost the square of its length.
-class Inspection {
-public:
-  bool null() { return advance(); }
-  bool boolean(bool) { return advance(); }
-  bool number_integer(Json::number_integer_t) { return advance(); }
-  bool number_unsigned(Json::number_unsigned_t) { return advance(); }
-  bool number_float(Json::number_float_t, const std::string&) { return advance(); }
-  bool string(const std::string&) { return advance(); }
-  bool binary(const Json::binary_t&) { return advance(); }
-  bool start_object(std::size_t) { return open({.isArray = false}); }
-  bool start_array(std::size_t) { return open({.isArray = true}); }
-  bool end_object() { return close(); }
-  bool end_array() { return close(); }
-  bool parse_error(std::size_t, const std::string&, const Json::exception&) {
-    return false;  // the parser reports it
-  }
-
-  bool key(const std::string& key) {
-    Level& level = m_levels.back();
-    level.key = key;
-    if (!level.keys.insert(key).second) throw Failure(path() + ": the key appears twice");
-    if (level.keys.size() > kMostKeys) throw Failure(path() + ": too many keys");
-    return true;
-  }
-
-private:
-  bool advance() {
-    if (!m_levels.empty()) ++m_levels.back().index;
-    return true;
-  }
-
-  bool open(Level level) {
-    advance();
-    if (m_levels.size() == kDeepest) throw Failure(path() + ": nested too deeply");
-    m_levels.push_back(std::move(level));
-    return true;
-  }
-
-  bool close() {
-    m_levels.pop_back();
-    return true;
-  }
-
-  std::string path() const {
-    std::string text;
-    for (const Level& level : m_levels) {
-      text +=
-          level.isArray ? fmt::format("[{}]", level.index) : (text.empty() ? "" : ".") + level.key;
+void inspect(const JsonWithAllKeys& value, const std::string& path, std::size_t depth) {
+  if (!value.is_structured()) return;
+  if (depth == kDeepest) throw Failure(path + ": nested too deeply");
+  std::set<std::string> keys;
+  for (const auto& [key, item] : value.items()) {
+    if (value.is_array()) {
+      inspect(item, fmt::format("{}[{}]", path, key), depth + 1);
+      continue;
     }
-    return text;
+    const std::string place = path.empty() ? key : path + "." + key;
+    if (!keys.insert(key).second) throw Failure(place + ": the key appears twice");
+    if (keys.size() > kMostKeys) throw Failure(place + ": too many keys");
+    inspect(item, place, depth + 1);
   }
-
-  std::vector<Level> m_levels;
-};
+}
 
 }  // namespace
 
 Json parseStrictly(const std::string& text, const std::string& source) {
-  Inspection inspection;
-  Json::sax_parse(text, &inspection);
   try {
+    inspect(JsonWithAllKeys::parse(text), "", 0);
     return Json::parse(text);
   } catch (const Json::exception& error) {
     const std::string message = error.what();
@@ -99,9 +55,8 @@ void JsonPlace::refuse(const std::string& why) const {
 
 int JsonPlace::number(int least, int most) const {
   if (!value.is_number_integer()) refuse("expected an integer");
-  const bool isHuge = value.is_number_unsigned() && value.get<std::uint64_t>() > INT32_MAX;
-  const auto found = value.get<std::int64_t>();
-  if (isHuge || found < least || found > most) {
+  const auto found = value.get<double>();  // every int is exact, and every other integer far off
+  if (found < least || found > most) {
     refuse(fmt::format("{} is not from {} to {}", value.dump(), least, most));
   }
   return static_cast<int>(found);

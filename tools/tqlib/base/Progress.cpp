@@ -30,8 +30,8 @@ std::string sizeText(double bytes) {
 
 }  // namespace
 
-Progress::Progress(std::optional<unsigned long long> total)
-    : m_total(static_cast<double>(total.value_or(0))), m_isVisible(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(unsigned long long total)
+    : m_total(static_cast<double>(total)), m_isVisible(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::advance(unsigned long long bytes) {
   m_done += static_cast<double>(bytes);

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 
 class Progress {
 public:
-  /// `total` in bytes, if it is known.
-  explicit Progress(std::optional<unsigned long long> total);
+  /// `total` in bytes; 0 when it is not known.
+  explicit Progress(unsigned long long total);
   ~Progress() { finish(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -21,7 +20,7 @@ private:
 
   void draw(double seconds);
 
-  const double m_total;  ///< bytes; 0: not known
+  const double m_total;
   bool m_isVisible;
   const Clock::time_point m_start = Clock::now();
   Clock::time_point m_drawn = m_start;

@@ -27,22 +27,18 @@ struct Sign {
   int columns;
 };
 
-constexpr Sign kUnknown{"?", 1};
-
 /// Takes one character off the front of `rest`.
 Sign takeSign(std::string_view& rest, Charset charset) {
   std::mbstate_t state{};
   wchar_t wide = 0;
   const std::size_t size = std::mbrtowc(&wide, rest.data(), rest.size(), &state);
-  if (size == 0 || size > rest.size()) {  // a zero byte, or no UTF-8
-    const bool isContinuation = (static_cast<unsigned char>(rest.front()) & 0xC0) == 0x80;
-    rest.remove_prefix(1);
-    return isContinuation ? Sign{"", 0} : kUnknown;
-  }
-  const Sign sign{rest.substr(0, size), wcwidth(wide)};
-  rest.remove_prefix(size);
-  if (sign.columns == 0) return {"", 0};  // it would change its neighbour, or the direction
-  return sign.columns < 0 || (charset == Charset::Ascii && size > 1) ? kUnknown : sign;
+  const bool isCharacter = size > 0 && size <= rest.size();
+  const std::string_view bytes = rest.substr(0, isCharacter ? size : 1);
+  rest.remove_prefix(bytes.size());
+  const int columns = isCharacter ? wcwidth(wide) : -1;
+  if (columns == 0) return {"", 0};  // it would change its neighbour, or the direction
+  const bool isShown = columns > 0 && (charset == Charset::Utf8 || bytes.size() == 1);
+  return isShown ? Sign{bytes, columns} : Sign{"?", 1};
 }
 
 std::vector<Sign> signsOf(std::string_view text, Charset charset) {

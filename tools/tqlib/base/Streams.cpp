@@ -2,6 +2,7 @@
 #include "base/Streams.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,9 +35,10 @@ FileDescriptor openForReading(const std::string& file) {
 
 std::size_t readBlock(int descriptor, std::span<char> block) {
   std::size_t filled = 0;
-  while (filled < block.size()) {
-    waitForInput(descriptor);
-    if (interruption() != 0) break;
+  while (filled < block.size() && interruption() == 0) {
+    // A signal that arrives just before a read that blocks would not end it.
+    pollfd input{descriptor, POLLIN, 0};
+    if (poll(&input, 1, 100) <= 0) continue;
     const ssize_t count = read(descriptor, block.data() + filled, block.size() - filled);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) throw systemFailure("cannot read the input", errno);
@@ -51,15 +53,12 @@ OutputFile::OutputFile(const std::string& file) {
     m_stream = duplicate(STDOUT_FILENO);
   } else if (fs::exists(file) && !fs::is_regular_file(file)) {
     m_stream = FileDescriptor(openFile(file.c_str(), O_WRONLY));
+    if (!m_stream && errno == EINTR) stopIfInterrupted("nothing was written");
   } else {
     m_replaced.emplace(file);
-    if (!m_replaced->begin()) throw replaceFailure();
-    if (m_replaced->aside().empty()) {
-      throw Failure(fmt::format("cannot write {}: its folder admits no new file", file));
-    }
+    require(m_replaced->begin() && !m_replaced->aside().empty());
     return;
   }
-  if (!m_stream && errno == EINTR) stopIfInterrupted("nothing was written");
   if (!m_stream) throw systemFailure("cannot write " + file, errno);
 }
 
@@ -68,22 +67,22 @@ void OutputFile::refuseInterrupted() const {
                                : "the output is incomplete");
 }
 
-Failure OutputFile::replaceFailure() const {
-  return Failure(fmt::format("cannot write {}: {}", m_replaced->target(), m_replaced->error()));
+void OutputFile::require(bool isDone) const {
+  if (isDone) return;
+  const std::string& error = m_replaced->error();
+  throw Failure(fmt::format("cannot write {}: {}", m_replaced->target(),
+                            error.empty() ? "its folder admits no new file" : error));
 }
 
 void OutputFile::write(std::string_view block) {
+  refuseInterrupted();
+  if (m_replaced) return require(m_replaced->append(block));
   while (!block.empty()) {
     refuseInterrupted();
-    if (m_replaced) {
-      if (!m_replaced->append(block)) throw replaceFailure();
-      return;
-    }
     const ssize_t count = ::write(m_stream.get(), block.data(), block.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && errno == EPIPE) {
+    if (count < 0 && errno == EPIPE)
       throw Failure("the output is incomplete: its reader has ended");
-    }
     if (count < 0) throw systemFailure("cannot write the output", errno);
     block.remove_prefix(static_cast<std::size_t>(count));
   }
@@ -91,7 +90,7 @@ void OutputFile::write(std::string_view block) {
 
 void OutputFile::commit() {
   refuseInterrupted();  // the data may end where the signal came
-  if (m_replaced && (!m_replaced->finish() || !m_replaced->commit())) throw replaceFailure();
+  if (m_replaced) require(m_replaced->finish() && m_replaced->commit());
 }
 
 void writeFile(const std::string& file, std::string_view content) {

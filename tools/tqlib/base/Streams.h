@@ -32,7 +32,7 @@ public:
 
 private:
   void refuseInterrupted() const;
-  Failure replaceFailure() const;
+  void require(bool isDone) const;  ///< of the file that is replaced
 
   std::optional<ReplacedFile> m_replaced;
   FileDescriptor m_stream{-1};  ///< when no file is replaced
