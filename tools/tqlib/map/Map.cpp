@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include <fmt/format.h>
@@ -63,10 +64,6 @@ void showMap(const Options& options, const Session& session) {
   const auto print = isStandardStream(options.svg) ? printResultBesideData : printResult;
   print(session.json, mapJson(map),
         fmt::format("library {} drawn to {}", map.library, options.svg));
-}
-
-long long dividedDown(long long value, long long divisor) {
-  return value >= 0 ? value / divisor : -((divisor - 1 - value) / divisor);
 }
 
 }  // namespace
@@ -145,7 +142,9 @@ std::vector<MapRow> mapRows(const MapSection& section, int perRow, long long per
   const long long length = perRow * perPlace;
   std::vector<MapRow> rows;
   for (const MapCell& cell : section.cells) {
-    const long long address = base + dividedDown(cell.address - base, length) * length;
+    const auto offset = static_cast<double>(cell.address - base);  // negative if it is not placed
+    const auto row = static_cast<long long>(std::floor(offset / static_cast<double>(length)));
+    const long long address = base + row * length;
     if (rows.empty() || rows.back().address != address) {
       rows.push_back({address, !rows.empty() && address - rows.back().address > length});
     }
