@@ -10,7 +10,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "TqLibEmlFile.h"
 #include "base/Streams.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
@@ -41,15 +40,6 @@ std::optional<Checksums::value_type> parsed(const std::string& line, const std::
     return std::nullopt;
   }
   return Checksums::value_type(*mark, digits);
-}
-
-std::string madeFolder(const std::string& name) {
-  TqLibEmlFile volume(name);
-  std::string folder;
-  if (!volume.GetVolumeFolder(folder)) {
-    throw libraryFailure("cannot make the volume's folder " + folder, volume);
-  }
-  return folder;
 }
 
 }  // namespace
@@ -125,8 +115,8 @@ void dropChecksums(const fs::path& root, const std::string& volume, int mark) {
 }
 
 VolumeLock::VolumeLock(const std::string& volume)
-    : m_isMade(fs::symlink_status(volumeRoot() / volume).type() == fs::file_type::not_found),
-      m_path(madeFolder(volume)),
+    : m_path(volumeRoot() / volume),
+      m_isMade(fs::create_directory(m_path)),
       m_lock(m_path, std::chrono::milliseconds(0)) {
   if (!m_lock.isHeld()) throw Failure("volume " + volume + " is in use by another tqlib");
 }

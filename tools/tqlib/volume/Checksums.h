@@ -59,7 +59,7 @@ public:
   void keep() { m_isMade = false; }
 
 private:
+  std::filesystem::path m_path;
   bool m_isMade;
-  std::string m_path;
   FolderLock m_lock;
 };

@@ -6,10 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <limits>
-#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
@@ -36,29 +34,25 @@ struct Options {
   std::size_t blockSize = std::size_t{256} << 10;
 };
 
-struct Result {
-  Json values;
-  std::string sentence;
-};
-
-Result resultOf(const Options& options, const char* verb, unsigned long long bytes,
-                double seconds) {
+/// The result as JSON, and as a sentence.
+std::pair<Json, std::string> resultOf(const Options& options, const char* verb,
+                                      unsigned long long bytes, double seconds) {
   return {
       {{"volume", options.volume}, {"mark", options.mark}, {"bytes", bytes}, {"seconds", seconds}},
       fmt::format("volume {}, mark {}: {} {}", options.volume, options.mark, verb,
                   transferText(bytes, seconds))};
 }
 
-std::optional<unsigned long long> sizeOf(int descriptor) {
+/// The bytes that a file holds; 0 for anything else.
+unsigned long long sizeOf(int descriptor) {
   struct stat record {};
-  if (fstat(descriptor, &record) != 0 || !S_ISREG(record.st_mode)) return std::nullopt;
-  return static_cast<unsigned long long>(record.st_size);
+  const bool isFile = fstat(descriptor, &record) == 0 && S_ISREG(record.st_mode);
+  return isFile ? static_cast<unsigned long long>(record.st_size) : 0;
 }
 
 // The larger a pipe is, the less often the two programs at its ends wait for each other.
 void widenPipe(int descriptor) {
-  constexpr int kMostForAnyUser = 1 << 20;
-  fcntl(descriptor, F_SETPIPE_SZ, kMostForAnyUser);
+  fcntl(descriptor, F_SETPIPE_SZ, 1 << 20);  // the most for any user
 }
 
 void refuseOwnFile(const std::string& file, const fs::path& markFile) {
@@ -66,14 +60,6 @@ void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   if (!isStandardStream(file) && fs::equivalent(file, markFile, ignored)) {
     throw UsageError("the file is the file mark itself: " + file);
   }
-}
-
-std::string markPath(TqLibEmlFile& volume, int mark) {
-  std::string path;
-  if (!volume.GetVolumeFilename(mark, path)) {
-    throw libraryFailure("cannot make the volume's folder " + path, volume);
-  }
-  return path;
 }
 
 // The API returns the result of measuring the volume after the write: only count and code show
@@ -92,36 +78,33 @@ void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
   }
 }
 
-// The API takes a write of no bytes for a failed one, but a read makes a missing file.
-void storeNothing(TqLibEmlFile& volume, int mark) {
-  unsigned char byte = 0;
-  unsigned long count = 0;
-  if ((mark == 0 && !volume.EraseVolume()) || !volume.ReadDataForDrive(mark, 0, &byte, 1, count)) {
-    throw libraryFailure("cannot make the file mark", volume);
-  }
-}
-
 /// Fills the file mark from `input` until that ends or a signal is recorded, and returns the bytes
 /// written.
-unsigned long long fillMark(const Options& options, const fs::path& root, int input,
-                            Progress& progress, Sha256* checksum) {
+unsigned long long fillMark(const Options& options, const fs::path& path, int input,
+                            Progress& progress, Sha256& checksum) {
   TqLibEmlFile volume(options.volume);
   std::vector<char> buffer(options.blockSize);
   // The input must be readable before the old data is deleted.
   std::size_t filled = readBlock(input, buffer);
   if (filled == 0) stopIfInterrupted("nothing was written");
-  dropChecksums(root, options.volume, options.mark);
+  dropChecksums(volumeRoot(), options.volume, options.mark);
   // The API keeps the bytes beyond those it writes. Emptying the file mark first, rather than
   // cutting it at the end, also keeps a broken transfer from leaving a mixture.
-  const std::string path = markPath(volume, options.mark);
-  if (TqLibEmlFile::IsFilePresent(path)) fs::resize_file(path, 0);
-  if (filled == 0) storeNothing(volume, options.mark);
-
+  if (fs::exists(path)) fs::resize_file(path, 0);
+  if (filled == 0) {
+    // The API takes a write of no bytes for a failed one, but a read makes a missing file.
+    unsigned char byte = 0;
+    unsigned long count = 0;
+    const bool isReady = options.mark != 0 || volume.EraseVolume();
+    if (!isReady || !volume.ReadDataForDrive(options.mark, 0, &byte, 1, count)) {
+      throw libraryFailure("cannot make the file mark", volume);
+    }
+  }
   unsigned long long offset = 0;
   while (filled > 0) {
     const auto block = std::span(buffer).first(filled);
     storeBlock(volume, options.mark, offset, block);
-    if (checksum != nullptr) checksum->update(block);
+    if (options.checksum) checksum.update(block);
     progress.advance(filled);
     filled = readBlock(input, buffer);
   }
@@ -132,7 +115,8 @@ void writeVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   const FileDescriptor input = openForReading(options.file);
   const fs::path root = volumeRoot();
-  refuseOwnFile(options.file, root / options.volume / markName(options.mark));
+  const fs::path path = root / options.volume / markName(options.mark);
+  refuseOwnFile(options.file, path);
   const VolumeLock lock(options.volume);
   if (options.checksum) requirePlaceForChecksums(root, options.volume);
 
@@ -140,22 +124,21 @@ void writeVolume(const Options& options, const Session& session) {
   widenPipe(input.get());
   Sha256 checksum;
   Progress progress(sizeOf(input.get()));
-  const auto bytes =
-      fillMark(options, root, input.get(), progress, options.checksum ? &checksum : nullptr);
+  const auto bytes = fillMark(options, path, input.get(), progress, checksum);
   const double seconds = progress.finish();
   // A program before the pipe that the same Ctrl-C ended looks like the end of the data.
   stopIfInterrupted(fmt::format("volume {}, mark {} is incomplete and holds {} bytes",
                                 options.volume, options.mark, bytes));
-  Result result = resultOf(options, "wrote", bytes, seconds);
-  result.values["sha256"] = nullptr;
+  auto [values, sentence] = resultOf(options, "wrote", bytes, seconds);
+  values["sha256"] = nullptr;
   if (options.checksum) {
     Checksums checksums = loadChecksums(root, options.volume);
     const std::string digits = checksums[options.mark] = checksum.hex();
     saveChecksums(root, options.volume, checksums);
-    result.values["sha256"] = digits;
-    result.sentence += "\nSHA-256: " + digits;
+    values["sha256"] = digits;
+    sentence += "\nSHA-256: " + digits;
   }
-  printResult(session.json, result.values, result.sentence);
+  printResult(session.json, values, sentence);
 }
 
 // The API would open the file mark for writing, which a read-only folder or file system refuses,
@@ -163,9 +146,8 @@ void writeVolume(const Options& options, const Session& session) {
 void readVolume(const Options& options, const Session& session) {
   useConfiguration(session.config);
   requireVolume(options.volume);
-  TqLibEmlFile volume(options.volume);
-  const std::string path = markPath(volume, options.mark);
-  if (!TqLibEmlFile::IsFilePresent(path)) {
+  const fs::path path = volumeRoot() / options.volume / markName(options.mark);
+  if (!fs::exists(path)) {
     throw Failure(fmt::format("volume {} has no file mark {}", options.volume, options.mark));
   }
   refuseOwnFile(options.file, path);
@@ -173,7 +155,7 @@ void readVolume(const Options& options, const Session& session) {
   watchForInterruption();
   OutputFile output(options.file);
   if (isStandardStream(options.file)) widenPipe(STDOUT_FILENO);
-  const FileDescriptor input = openForReading(path);
+  const FileDescriptor input = openForReading(path.string());
   std::vector<char> buffer(options.blockSize);
   Progress progress(sizeOf(input.get()));
   unsigned long long bytes = 0;
@@ -183,9 +165,9 @@ void readVolume(const Options& options, const Session& session) {
     progress.advance(filled);
   }
   output.commit();
-  const Result result = resultOf(options, "read", bytes, progress.finish());
+  const auto [values, sentence] = resultOf(options, "read", bytes, progress.finish());
   const auto print = isStandardStream(options.file) ? printResultBesideData : printResult;
-  print(session.json, result.values, result.sentence);
+  print(session.json, values, sentence);
 }
 
 void eraseVolume(const Options& options, const Session& session) {

@@ -1,7 +1,7 @@
 // tqlib volume list, info and verify: the volumes of the tape folder, one of them in full, and its
 // file marks compared with their checksums. What cannot be read is reported and hides nothing else.
-#include <algorithm>
 #include <cmath>
+#include <map>
 
 #include <fmt/format.h>
 
@@ -22,42 +22,29 @@ struct Options {
 };
 
 struct Entry {
-  std::string volume;
-  VolumeContents contents{};
+  VolumeContents contents;
   Checksums checksums{};
-  std::string checksumProblem{};  ///< why the checksums cannot be read
+  Json totals{};  ///< what list and info report alike
+  std::string share{};
+  std::string checksumText{};
 };
 
 Entry examine(const fs::path& root, const std::string& volume) {
-  Entry entry{volume, examineVolume(volume)};
+  Entry entry{examineVolume(volume)};
+  const double limit = static_cast<double>(configuredVolumeLimit());
+  const double share = std::round(static_cast<double>(entry.contents.bytes) / limit * 1e4) / 1e4;
+  entry.totals["share"] = share;
+  entry.share = fmt::format("{:.1f} %", share * 100);
   try {
     entry.checksums = loadChecksums(root, volume);
+    entry.totals["checksums"] = !entry.checksums.empty();
+    entry.checksumText = entry.checksums.empty() ? "no" : "yes";
   } catch (const std::exception& failure) {
-    entry.checksumProblem = failure.what();
+    entry.totals["checksums"] = nullptr;
+    entry.totals["checksumProblem"] = failure.what();
+    entry.checksumText = failure.what();
   }
   return entry;
-}
-
-double shareOf(unsigned long long bytes) {
-  const double share = static_cast<double>(bytes) / static_cast<double>(configuredVolumeLimit());
-  return std::round(share * 1e4) / 1e4;
-}
-
-std::string checksumText(const Entry& entry) {
-  if (!entry.checksumProblem.empty()) return entry.checksumProblem;
-  return entry.checksums.empty() ? "no" : "yes";
-}
-
-/// Whether there are checksums, or one of a mark; null when they cannot be read.
-Json knownOrNull(const Entry& entry, bool value) {
-  return entry.checksumProblem.empty() ? Json(value) : Json(nullptr);
-}
-
-/// What list and info report alike.
-void addTotals(Json& values, const Entry& entry) {
-  values["share"] = shareOf(entry.contents.bytes);
-  values["checksums"] = knownOrNull(entry, !entry.checksums.empty());
-  if (!entry.checksumProblem.empty()) values["checksumProblem"] = entry.checksumProblem;
 }
 
 void listVolumes(const NoOptions&, const Session& session) {
@@ -71,10 +58,10 @@ void listVolumes(const NoOptions&, const Session& session) {
       const std::size_t marks = entry.contents.marks.size();
       const unsigned long long bytes = entry.contents.bytes;
       Json values{{"volume", volume}, {"state", "ok"}, {"marks", marks}, {"bytes", bytes}};
-      addTotals(values, entry);
+      values.update(entry.totals);
       list.push_back(std::move(values));
-      rows.push_back({volume, std::to_string(marks), std::to_string(bytes),
-                      fmt::format("{:.1f} %", shareOf(bytes) * 100), checksumText(entry)});
+      rows.push_back(
+          {volume, std::to_string(marks), std::to_string(bytes), entry.share, entry.checksumText});
     } catch (const std::exception& failure) {
       list.push_back({{"volume", volume}, {"state", "unreadable"}, {"reason", failure.what()}});
       rows.push_back({volume, "-", "-", "-", "-", failure.what()});
@@ -92,12 +79,13 @@ void showVolume(const Options& options, const Session& session) {
   const Entry entry = examine(volumeRoot(), options.volume);
   const VolumeContents& contents = entry.contents;
   const auto limit = configuredVolumeLimit();
-  std::vector<Row> rows{{"volume:", entry.volume},
-                        {"folder:", contents.folder.string()},
-                        {"next file mark:", std::to_string(contents.nextMark)},
-                        {"bytes:", fmt::format("{} ({:.1f} % of {})", contents.bytes,
-                                               shareOf(contents.bytes) * 100, limit)},
-                        {"checksums:", checksumText(entry)}};
+  std::vector<Row> rows{
+      {"volume:", options.volume},
+      {"folder:", contents.folder.string()},
+      {"next file mark:", std::to_string(contents.nextMark)},
+      {"bytes:", fmt::format("{} ({} of {})", contents.bytes, entry.share, limit)},
+      {"checksums:", entry.checksumText}};
+  const bool isKnown = !entry.totals["checksums"].is_null();
   Json marks = Json::array();
   std::vector<int> numbers;
   for (const FileMark& mark : contents.marks) {
@@ -105,7 +93,7 @@ void showVolume(const Options& options, const Session& session) {
     numbers.push_back(mark.number);
     marks.push_back({{"mark", mark.number},
                      {"bytes", mark.bytes},
-                     {"checksum", knownOrNull(entry, hasChecksum)}});
+                     {"checksum", isKnown ? Json(hasChecksum) : Json()}});
     rows.push_back({fmt::format("mark {}:", mark.number),
                     fmt::format("{} bytes{}", mark.bytes, hasChecksum ? ", with checksum" : "")});
   }
@@ -116,30 +104,22 @@ void showVolume(const Options& options, const Session& session) {
   }
   for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
 
-  Json values{{"volume", entry.volume},
+  Json values{{"volume", options.volume},
               {"folder", contents.folder.string()},
               {"nextMark", contents.nextMark},
               {"bytes", contents.bytes},
               {"limit", limit}};
-  addTotals(values, entry);
+  values.update(entry.totals);
   values["marks"] = std::move(marks);
   values["gaps"] = std::move(gaps);
   values["otherEntries"] = contents.others;
   printResult(session.json, values, tableText(rows));
 }
 
-/// What verify says of a file mark.
-struct Verdict {
-  int mark;
-  std::string result;
-  bool isNewer = false;  ///< than the checksum file
-  std::string reason{};  ///< why the mark cannot be read
-
-  bool isFault() const { return result != "ok" && result != "no checksum"; }
-};
-
-std::string checksumOf(const fs::path& path, Progress& progress) {
-  const FileDescriptor input = openForReading(path.string());
+std::string resultOf(const FileMark& mark, const Checksums& checksums, Progress& progress) {
+  const auto known = checksums.find(mark.number);
+  if (known == checksums.end()) return "no checksum";
+  const FileDescriptor input = openForReading(mark.path.string());
   std::vector<char> buffer(std::size_t{1} << 20);
   Sha256 checksum;
   while (const std::size_t filled = readBlock(input.get(), buffer)) {
@@ -147,34 +127,35 @@ std::string checksumOf(const fs::path& path, Progress& progress) {
     progress.advance(filled);
   }
   stopIfInterrupted("the volume is not verified");
-  return checksum.hex();
+  return checksum.hex() == known->second ? "ok" : "differs";
 }
 
-Verdict verdictOn(const FileMark& mark, const std::string& known, Progress& progress) {
-  try {
-    return {mark.number, checksumOf(mark.path, progress) == known ? "ok" : "differs"};
-  } catch (const Interrupted&) {
-    throw;
-  } catch (const Failure& failure) {
-    return {.mark = mark.number, .result = "unreadable", .reason = failure.what()};
-  }
-}
-
-std::vector<Verdict> compare(const std::vector<FileMark>& marks, Checksums checksums,
-                             fs::file_time_type calculated) {
+/// Compares the marks with their checksums: a list of verdicts, by mark.
+Json verdictsOn(const std::vector<FileMark>& marks, const Checksums& checksums,
+                fs::file_time_type calculated) {
+  std::map<int, const FileMark*> all;  // null for one that is missing
+  for (const auto& [number, digits] : checksums) all[number] = nullptr;
   unsigned long long bytes = 0;
-  for (const FileMark& mark : marks) bytes += checksums.contains(mark.number) ? mark.bytes : 0;
-  Progress progress(bytes);
-  std::vector<Verdict> verdicts;
   for (const FileMark& mark : marks) {
-    const auto known = checksums.extract(mark.number);
-    verdicts.push_back(known ? verdictOn(mark, known.mapped(), progress)
-                             : Verdict{mark.number, "no checksum"});
-    verdicts.back().isNewer = fs::last_write_time(mark.path) > calculated;
+    all[mark.number] = &mark;
+    bytes += checksums.contains(mark.number) ? mark.bytes : 0;
   }
-  for (const auto& [mark, digits] : checksums) verdicts.push_back({mark, "missing"});
-  std::ranges::sort(verdicts, {}, &Verdict::mark);
-  return verdicts;
+  Progress progress(bytes);
+  Json list = Json::array();
+  for (const auto& [number, mark] : all) {
+    Json& verdict = list.emplace_back(Json{{"mark", number}, {"result", "missing"}});
+    verdict["newer"] = mark != nullptr && mark->written > calculated;
+    if (mark == nullptr) continue;
+    try {
+      verdict["result"] = resultOf(*mark, checksums, progress);
+    } catch (const Interrupted&) {
+      throw;
+    } catch (const Failure& failure) {
+      verdict["result"] = "unreadable";
+      verdict["reason"] = failure.what();
+    }
+  }
+  return list;
 }
 
 void verifyVolume(const Options& options, const Session& session) {
@@ -190,20 +171,17 @@ void verifyVolume(const Options& options, const Session& session) {
   }
   watchForInterruption();
   const auto calculated = fs::last_write_time(checksumFile(root, options.volume));
-  const auto verdicts = compare(examineVolume(options.volume).marks, checksums, calculated);
-  Json list = Json::array();
+  const Json list = verdictsOn(examineVolume(options.volume).marks, checksums, calculated);
   std::vector<Row> rows{{"MARK", "RESULT"}};
-  for (const Verdict& verdict : verdicts) {
-    Json values{{"mark", verdict.mark}, {"result", verdict.result}, {"newer", verdict.isNewer}};
-    if (!verdict.reason.empty()) values["reason"] = verdict.reason;
-    list.push_back(std::move(values));
-    const std::string remark = verdict.isNewer ? "written after the checksums" : "";
-    rows.push_back({std::to_string(verdict.mark), verdict.result,
-                    verdict.reason.empty() ? remark : verdict.reason});
+  int faults = 0;
+  for (const Json& verdict : list) {
+    const std::string result = verdict["result"];
+    const std::string remark = verdict["newer"] ? "written after the checksums" : "";
+    rows.push_back({verdict["mark"].dump(), result, verdict.value("reason", remark)});
+    faults += result == "ok" || result == "no checksum" ? 0 : 1;
   }
-  printResult(session.json, {{"volume", options.volume}, {"marks", std::move(list)}},
-              tableText(rows));
-  if (const auto faults = std::ranges::count_if(verdicts, &Verdict::isFault); faults > 0) {
+  printResult(session.json, {{"volume", options.volume}, {"marks", list}}, tableText(rows));
+  if (faults > 0) {
     throw Failure(
         fmt::format("volume {}: file marks that differ, are missing or cannot be read: {}",
                     options.volume, faults),
