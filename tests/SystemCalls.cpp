@@ -1,8 +1,6 @@
 // The seccomp filter, its handler, and the memory that child and parent share.
 #include "SystemCalls.h"
 
-#ifdef __x86_64__
-
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/mman.h>
@@ -26,18 +24,15 @@
 namespace tests {
 namespace {
 
-constexpr int kSecondsToLive = 60;
 constexpr int kDescriptors = 256;
 constexpr int kRecords = 512;
 
-/// How a call names its object: by the descriptor in argument 0, by paths, or by paths that follow
-/// the descriptor of a folder.
+/// How a call names its object: by the descriptor in argument 0, or by paths.
 struct Rule {
   long number;
   int path;        // index of the argument; -1: none
   int secondPath;  // the same
   bool isCounted(const long* arguments) const;
-  bool isCountedPath(const long* arguments, int index) const;
 };
 
 std::vector<Rule> rules() {
@@ -98,21 +93,17 @@ const char* textAt(const long* arguments, int index) {
   return index < 0 ? nullptr : std::bit_cast<const char*>(arguments[index]);
 }
 
-bool Rule::isCountedPath(const long* arguments, int index) const {
-  const char* name = textAt(arguments, index);
-  if (name == nullptr) return false;
+bool Rule::isCounted(const long* arguments) const {
+  if (!exchange->isWatching) return false;
+  if (path < 0) return isWatchedDescriptor(arguments[0]);
+  const char* const name = textAt(arguments, path);
   const size_t size = std::strlen(exchange->root);
+  if (name == nullptr) return false;
   if (name[0] == '/')
     return std::strncmp(name, exchange->root, size) == 0 &&
            (name[size] == '/' || name[size] == '\0');
-  const bool hasFolder = path == 1 && static_cast<int>(arguments[index - 1]) != AT_FDCWD;
-  return !hasFolder || isWatchedDescriptor(arguments[index - 1]);
-}
-
-bool Rule::isCounted(const long* arguments) const {
-  return exchange->isWatching &&
-         (path < 0 ? isWatchedDescriptor(arguments[0])
-                   : isCountedPath(arguments, path) || isCountedPath(arguments, secondPath));
+  return path == 0 || static_cast<int>(arguments[0]) == AT_FDCWD ||
+         isWatchedDescriptor(arguments[0]);
 }
 
 void copyText(char (&to)[sizeof SystemCall::path], const char* from) {
@@ -160,8 +151,7 @@ void onTrap(int, siginfo_t*, void* context) {
       rule->isCounted(arguments) ? countedCall(*rule, arguments) : systemCall(number, arguments);
 }
 
-/// The addresses of the C library's code. Calls from elsewhere pass: those of the handler, and
-/// those of a sanitizer, which cannot handle the signal everywhere.
+/// The addresses of the C library's code. Calls from elsewhere pass, as the handler's own must.
 std::pair<uint64_t, uint64_t> libraryCode() {
   std::ifstream map("/proc/self/maps");
   for (std::string range, rights, line; map >> range >> rights && std::getline(map, line);)
@@ -205,7 +195,7 @@ bool installFilter() {
 
 [[noreturn]] void runChild(const std::function<Outcome()>& operation) {
   ChildRun& run = exchange->run;
-  alarm(kSecondsToLive);
+  alarm(60);
   if (chdir((exchange->root + std::string("/work")).c_str()) != 0 || !installFilter()) _exit(2);
   const int before = openDescriptors();
   exchange->isWatching = true;
@@ -220,11 +210,6 @@ bool installFilter() {
 }
 
 }  // namespace
-
-bool canInterceptSystemCalls() {
-  const auto [first, last] = libraryCode();
-  return first != 0 && first >> 32 == last >> 32;
-}
 
 ChildRun runInChild(const std::string& root, const std::function<Outcome()>& operation,
                     const Fault& fault, std::vector<SystemCall>* record) {
@@ -244,20 +229,5 @@ ChildRun runInChild(const std::string& root, const std::function<Outcome()>& ope
   munmap(room, sizeof(Exchange));
   return run;
 }
-
-#else
-
-namespace tests {
-
-bool canInterceptSystemCalls() {
-  return false;
-}
-
-ChildRun runInChild(const std::string&, const std::function<Outcome()>&, const Fault&,
-                    std::vector<SystemCall>*) {
-  return {};
-}
-
-#endif
 
 }  // namespace tests

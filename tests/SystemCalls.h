@@ -1,7 +1,5 @@
 // Runs an operation in a child process and counts, records or fails its system calls on one folder.
-//
-// A seccomp filter sends every call of the C library to a signal handler of the child. So the calls
-// inside the C++ library and the XML library are included.
+// A seccomp filter sends every call of the C library to a signal handler of the child.
 #pragma once
 
 #include <fcntl.h>
@@ -33,7 +31,6 @@ struct Outcome {
   char data[16] = {};
 };
 
-/// A counted call as it was made.
 struct SystemCall {
   long number;
   long result;
@@ -57,8 +54,6 @@ inline int openDescriptors() {
   for (int i = 0; i < 256; ++i) open += fcntl(i, F_GETFD) != -1;
   return open;
 }
-
-bool canInterceptSystemCalls();
 
 /// Runs `operation` in a child with the working directory `root`/work. Counts calls on paths under
 /// `root`, on relative paths, and on descriptors that were opened by such a path.

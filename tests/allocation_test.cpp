@@ -1,22 +1,14 @@
-// Each allocation of each operation fails, alone or with all later ones. The operation runs in a
-// child process, whose allocation functions replace those of the C library.
+// Each allocation of each operation fails, alone or with all later ones, in a child process.
 #include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <thread>
 
 #include "ChangingOperations.h"
 #include "common/XercesObject.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TQ_OTHER_ALLOCATOR  // its own allocations must not fail
-#endif
-#endif
 
 namespace {
 
@@ -25,7 +17,7 @@ std::atomic<bool> isPermanent = false;
 std::atomic<long> failing = 0;  // counted from 1; 0: none
 std::atomic<long> count = 0;
 
-[[maybe_unused]] bool isRefused() {
+bool isRefused() {
   if (!isCounting) return false;
   const long number = ++count;
   const bool isHit = number == failing || (isPermanent && failing != 0 && number > failing);
@@ -35,9 +27,7 @@ std::atomic<long> count = 0;
 
 }  // namespace
 
-#ifndef TQ_OTHER_ALLOCATOR
-// For all callers: this code, the XML library, the C++ library, the C library. The C library's own
-// free() releases what these return.
+// For all libraries. The C library's own free() releases what these return.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -60,12 +50,10 @@ void* aligned_alloc(size_t alignment, size_t size) noexcept {
 }
 }
 #pragma GCC visibility pop
-#endif
 
 namespace tests {
 namespace {
 
-constexpr unsigned kSecondsToLive = 10;
 constexpr long kMost = 60;  // cases of each kind, spread evenly; all when TQ_ALL_FAULTS is set
 
 /// What a child reports to its parent.
@@ -76,12 +64,6 @@ struct Verdict {
 
 class AllocationMatrix : public testing::Test {
 protected:
-  void SetUp() override {
-#ifdef TQ_OTHER_ALLOCATOR
-    GTEST_SKIP() << "allocations cannot be made to fail here";
-#endif
-  }
-
   void runAll(const State& old, const std::function<void()>& operation,
               const std::function<std::string()>& check) {
     m_catalogue.become(old);
@@ -96,35 +78,30 @@ protected:
             << "allocation " << at << " of " << allocations
             << (permanently ? " and later ones" : "");
       }
-    std::cout << allocations << " allocations, every " << step << ". failed\n";
   }
 
   FaultyCatalogue m_catalogue;
 
 private:
-  /// What is wrong after the operation. `check` runs with memory and on another thread, so a lock
-  /// that is still held would stop it.
+  /// What is wrong then. `check` runs on another thread, so a lock that is still held would stop
+  /// it.
   std::string runInChild(long at, bool permanently, const std::function<void()>& operation,
-                         const std::function<std::string()>& check) {
+                         const std::function<std::string()>& check) noexcept {
     m_verdict = {};
     const pid_t child = fork();
     if (child == 0) {
-      alarm(kSecondsToLive);
+      alarm(10);
       const int descriptors = openDescriptors();
-      bool isForeign = false;
       failing = at;
       isPermanent = permanently;
       isCounting = true;
       try {
         operation();
       } catch (const std::bad_alloc&) {
-      } catch (...) {
-        isForeign = true;
       }
       isCounting = false;
       m_verdict.allocations = count;
-      std::string wrong = isForeign ? "foreign exception " : "";
-      if (openDescriptors() != descriptors) wrong += "open descriptor ";
+      std::string wrong = openDescriptors() == descriptors ? "" : "open descriptor ";
       std::thread([&] { wrong += check(); }).join();
       std::strncpy(m_verdict.wrong, wrong.c_str(), sizeof m_verdict.wrong - 1);
       _exit(0);
