@@ -47,14 +47,14 @@ inline std::string listXml(const std::vector<std::string>& keys) {
 
 /// An element as the API writes it.
 inline std::string elementXml(const LibElement& e) {
-  static const std::map<int, std::string> kNames{
-      {2, "Slot"}, {3, "Slot"}, {4, "Drive"}, {5, "Shelf"}};
-  const std::string name = kNames.at(e.elementType);
-  const std::string tag = name == "Slot" ? "Slots" : name;
+  const bool isMailSlot = e.elementType == LIB_ELEM_MAIL_SLOT;
+  const bool isSlot = isMailSlot || e.elementType == LIB_ELEM_SLOT;
+  const std::string name = isSlot ? "Slot" : e.elementType == LIB_ELEM_DRIVE ? "Drive" : "Shelf";
+  const std::string tag = isSlot ? "Slots" : name;
   const std::string address = std::to_string(e.elementAddress);
   std::string attributes = e.isOccupied ? " IsOccupied=\"true\"" : " IsOccupied=\"false\"";
-  if (e.elementType == LIB_ELEM_SLOT) attributes = " IsMailSlot=\"false\"" + attributes;
-  if (e.elementType == LIB_ELEM_MAIL_SLOT) attributes = " IsMailSlot=\"true\"" + attributes;
+  if (isSlot)
+    attributes = (isMailSlot ? " IsMailSlot=\"true\"" : " IsMailSlot=\"false\"") + attributes;
   return "<" + tag + attributes + " Name=\"" + name + "_" + address + "\"><BaseAddress>" + address +
          "</BaseAddress><BarCode>" + e.barCode + "</BarCode></" + tag + ">";
 }

@@ -47,8 +47,7 @@ private:
   std::filesystem::path m_path;
 };
 
-/// The log of the process. A log may keep its file open, so all catalogues share this one, and each
-/// reads what was written since it was made.
+/// The log of the process. All catalogues share it, because a log may keep its file open.
 inline const std::filesystem::path& processLog() {
   static const TempFolder folder;
   static const std::filesystem::path path = folder.path() / "tqlib.log";
