@@ -1,15 +1,10 @@
-// Volumes: where they are, transfers of blocks, erasure, inspection, and what each does with files
-// that are no plain tape files.
+// Volumes: folders, transfers of blocks, erasure, inspection, and files that are no tape files.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <limits>
 
 #include "TempCatalogue.h"
 #include "TqLibEmlFile.h"
@@ -43,22 +38,23 @@ protected:
       EXPECT_TRUE(logged(call, "TqLibEmlFile::" + call + "()" + text)) << call;
   }
   /// "done, count 4, code 0" or "failed, ...". The count was 99.
-  static std::string transferred(const TqLibEmlFile& volume, bool isDone, unsigned long count) {
-    return (isDone ? "done, count " : "failed, count ") + std::to_string(count) + ", code " +
+  std::string transfer(const std::function<bool(TqLibEmlFile&, unsigned long&)>& call) const {
+    unsigned long count = 99;
+    TqLibEmlFile volume(m_volumeName);
+    const std::string result = call(volume, count) ? "done" : "failed";
+    return result + ", count " + std::to_string(count) + ", code " +
            std::to_string(volume.getErrorCode());
   }
   std::string write(int mark, unsigned long long offset, const std::string& data) const {
-    unsigned long count = 99;
-    TqLibEmlFile volume(m_volumeName);
     const auto* const bytes = reinterpret_cast<const unsigned char*>(data.data());
-    const bool isDone = volume.WriteDataForDrive(mark, offset, bytes, data.size(), count);
-    return transferred(volume, isDone, count);
+    return transfer([=, size = data.size()](TqLibEmlFile& volume, unsigned long& count) {
+      return volume.WriteDataForDrive(mark, offset, bytes, size, count);
+    });
   }
   std::string read(int mark, unsigned long long offset) {
-    unsigned long count = 99;
-    TqLibEmlFile volume(m_volumeName);
-    const bool isDone = volume.ReadDataForDrive(mark, offset, m_buffer, sizeof m_buffer, count);
-    return transferred(volume, isDone, count);
+    return transfer([=, this](TqLibEmlFile& volume, unsigned long& count) {
+      return volume.ReadDataForDrive(mark, offset, m_buffer, sizeof m_buffer, count);
+    });
   }
   /// "mark 1, size 4, code 0"; "no mark 1" if the call failed.
   std::string inspected() const {
@@ -79,8 +75,7 @@ protected:
 
 TEST_F(Volume, IsInTheConfiguredDirectoryOrInTheCataloguesDataFolder) {
   std::string path;
-  for (const auto& [configured, expected] : {std::pair{m_root, m_root},
-                                             {m_root + "\\", m_root},
+  for (const auto& [configured, expected] : {std::pair{m_root + "\\", m_root},
                                              {m_root + "/", m_root + "/"},
                                              {"", m_catalogue.catalogue() + "Data"}}) {
     m_catalogue.config("MediaManager", "sVirtualTapeDirectory", configured);
@@ -91,10 +86,7 @@ TEST_F(Volume, IsInTheConfiguredDirectoryOrInTheCataloguesDataFolder) {
   m_catalogue.config("Teifioskon", "sVirtualTapeDirectory", m_root + "/missing");
   EXPECT_FALSE(TqLibEmlFile("A1").GetVolumeFolder(path));
   EXPECT_EQ(path, m_root + "/missing/A1");
-  EXPECT_EQ(write(1, 0, "data"), "failed, count 99, code 0");
-  EXPECT_FALSE(fs::exists(m_root + "/missing"));
-  m_catalogue.config("Teifioskon", "sVirtualTapeDirectory", "");
-  m_catalogue.config("MediaManager", "sVirtualTapeDirectory", m_root);
+  m_catalogue.config("Teifioskon", "sVirtualTapeDirectory", m_root);
   fs::create_symlink("nowhere", folder());
   EXPECT_FALSE(TqLibEmlFile(m_volumeName).GetVolumeFolder(path));
   EXPECT_TRUE(m_catalogue.logged("[GetVolumeFolder] Failed to create directory " + path +
@@ -102,23 +94,15 @@ TEST_F(Volume, IsInTheConfiguredDirectoryOrInTheCataloguesDataFolder) {
 }
 
 TEST_F(Volume, MakesAFolderAgainThatWasRemovedMeanwhile) {
-  for (const auto& [configured, removed] :
-       {std::pair{m_root, folder().string()}, {"", m_catalogue.catalogue()}}) {
-    m_catalogue.config("MediaManager", "sVirtualTapeDirectory", configured);
-    TqLibEmlFile volume(m_volumeName);
-    unsigned long count = 0;
-    ASSERT_TRUE(volume.ReadDataForDrive(1, 0, m_buffer, 4, count));
-    fs::remove_all(removed);
-    EXPECT_TRUE(volume.WriteDataForDrive(1, 0, m_buffer, 4, count));
-    EXPECT_EQ(count, 4U);
-    fs::remove_all(removed);
-    EXPECT_TRUE(volume.ReadDataForDrive(1, 0, m_buffer, 4, count));
-    EXPECT_EQ(count, 0U);
-    fs::remove_all(removed);
-    EXPECT_TRUE(volume.EraseVolume());
-    fs::remove_all(removed);
-    EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
-  }
+  m_catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
+  TqLibEmlFile volume(m_volumeName);
+  unsigned long count = 0;
+  ASSERT_TRUE(volume.ReadDataForDrive(1, 0, m_buffer, 4, count));
+  fs::remove_all(m_catalogue.catalogue());
+  EXPECT_TRUE(volume.WriteDataForDrive(1, 0, m_buffer, 4, count));
+  EXPECT_EQ(count, 4U);
+  fs::remove_all(m_catalogue.catalogue());
+  EXPECT_TRUE(volume.EraseVolume());
 }
 
 TEST_F(Volume, LooksForTheCatalogueDirectoryInTheConfiguredPlacesInOrder) {
@@ -138,21 +122,16 @@ TEST_F(Volume, LooksForTheCatalogueDirectoryInTheConfiguredPlacesInOrder) {
   EXPECT_EQ(found("/ignored"), m_root + "/base\\/LibEmulator/");
   m_catalogue.config("Teifioskon", "sVirtualLibXMLDirectory", "");
   EXPECT_EQ(found(m_root), m_root + "/LibEmulator/");
-  EXPECT_EQ(found(""), "./LibEmulator/");
   EXPECT_EQ(found("no", 0), "no/LibEmulator/");
   // A directory whose name is too long must not lead to the working directory.
   const std::string nowhere = "/dev/null/unreadable-configuration/LibEmulator/";
   m_catalogue.config("Base", "dMERIDIANHOME", std::string(1024, 'd'));
   EXPECT_EQ(found("", 0), nowhere);
-  m_catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
-  for (const char* const section : {"Teifioskon", "MediaManager"}) {
-    m_catalogue.config(section, "sVirtualLibXMLDirectory", std::string(1025, 'd'));
-    EXPECT_EQ(found("", 0), nowhere);
-    m_catalogue.config(section, "sVirtualTapeDirectory", std::string(1025, 'd'));
-    EXPECT_EQ(write(1, 0, "data"), "failed, count 99, code 0");
-    EXPECT_TRUE(m_catalogue.logged("Value of sVirtualTapeDirectory in section " +
-                                   std::string(section) + " is longer than 1024 bytes"));
-  }
+  for (const char* const key : {"sVirtualLibXMLDirectory", "sVirtualTapeDirectory"})
+    m_catalogue.config("MediaManager", key, std::string(1025, 'd'));
+  EXPECT_EQ(found("", 0), nowhere);
+  EXPECT_EQ(write(1, 0, "data"), "failed, count 99, code 0");
+  EXPECT_TRUE(m_catalogue.logged("in section MediaManager is longer than 1024 bytes"));
   fs::current_path(before);
   EXPECT_TRUE(m_catalogue.logged("[GetTQLibEMLXMLDir] Failed to create directory no/LibEmulator/"));
 }
@@ -165,7 +144,6 @@ TEST_F(Volume, ReadsAndWritesAtOffsetsInPlace) {
   EXPECT_EQ(std::string(std::begin(m_buffer), std::begin(m_buffer) + 2), "89");
   EXPECT_EQ(read(2, 11), "done, count 0, code 0");
   EXPECT_EQ(read(5, 0), "done, count 0, code 0");
-  EXPECT_TRUE(fs::is_empty(file("00000005")));
   EXPECT_EQ(fs::status(file("00000005")).permissions(), fs::perms(0600));
 }
 
@@ -187,7 +165,7 @@ TEST_F(Volume, ErasesItsRegularFilesOnAWriteAtItsBeginningOnly) {
 TEST_F(Volume, GivesAFailedTransferItsCode) {
   fill({"00000004"});
   fs::create_symlink("/proc/self/mem", file("00000002"));
-  constexpr auto most = std::numeric_limits<unsigned long long>::max();
+  constexpr unsigned long long most = ~0ULL;
   // The result does not show that a write or its seek failed.
   EXPECT_EQ(read(2, 0), "failed, count 0, code 979");
   EXPECT_EQ(write(2, 0, "data"), "done, count 0, code 767");
@@ -195,9 +173,6 @@ TEST_F(Volume, GivesAFailedTransferItsCode) {
   EXPECT_EQ(write(4, most, "data"), "done, count 99, code 22");
   expectLoggedByReadAndWrite(" _lseek() failed with error 22");
   EXPECT_EQ(write(4, 0, ""), "done, count 0, code 767");
-  fs::create_symlink("nowhere/00000005", file("00000005"));
-  EXPECT_EQ(read(5, 0), "failed, count 99, code 764");
-  fs::remove(file("00000005"));
   // A regular file of the system that cannot be positioned; only root may open it for reading.
   const std::string unseekable = "/proc/self/clear_refs";
   if (access(unseekable.c_str(), R_OK | W_OK) != 0) GTEST_SKIP() << "cannot open " << unseekable;
@@ -211,19 +186,13 @@ TEST_F(Volume, RefusesAFileThatIsNotRegularWithoutBlocking) {
   fs::create_directory(folder());
   fs::create_directory(file("00000001"));
   ASSERT_EQ(mkfifo(file("00000002").c_str(), 0600), 0);
-  fs::create_symlink("00000002", file("00000003"));
-  fs::create_symlink("/dev/full", file("00000004"));
-  const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{AF_UNIX, {}};
-  file("00000005").string().copy(address.sun_path, sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  close(listener);
-  for (const int mark : {1, 2, 3, 4, 5}) {
+  fs::create_symlink("/dev/full", file("00000003"));
+  for (const int mark : {1, 2, 3}) {
     EXPECT_EQ(read(mark, 0), "failed, count 99, code 764") << mark;
     EXPECT_EQ(write(mark, 0, "data"), "failed, count 99, code 764") << mark;
   }
   expectLoggedByReadAndWrite(" open file failed");
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder()), {}), 5);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder()), {}), 3);
 }
 
 TEST_F(Volume, DoesNotUseTheDescriptorsOfClosedStandardStreams) {
@@ -241,7 +210,7 @@ TEST_F(Volume, DoesNotUseTheDescriptorsOfClosedStandardStreams) {
                    std::ranges::all_of(closed, isClosed) &&
                    write(1, 0, "tape") == "done, count 4, code 0";
           // Both log: one while a tape is open, one while a tape has the log's own number.
-          write(1, std::numeric_limits<unsigned long long>::max(), "data");
+          write(1, ~0ULL, "data");
           dup3(opened.get(), 2, O_CLOEXEC);
           EvDebug::Error(debugHandler, "origin", "text");
           _exit(isDone ? 0 : 1);
@@ -257,12 +226,10 @@ TEST_F(Volume, FailsTheWriteThatCrossesTheLimitAndKeepsItsBytes) {
   EXPECT_EQ(write(1, 0, std::string((1 << 20) - 4, 'x')), "done, count 1048572, code 0");
   EXPECT_EQ(write(2, 0, "y"), "failed, count 1, code 785");
   EXPECT_EQ(readFile(file("00000002")), "y");
-  EXPECT_TRUE(logged("WriteDataForDrive",
-                     "TqLibEmlFile::WriteDataForDrive() files size 1048577 "
-                     "reached the maximum size 1048576 "));
+  EXPECT_TRUE(m_catalogue.logged(" files size 1048577 reached the maximum size 1048576 "));
   fs::resize_file(file("00000001"), 1ULL << 32);
   for (const auto& [limit, fits] :
-       {std::pair{"0", false}, {"4096", false}, {"4097", true}, {"17592186044417", true}}) {
+       {std::pair{"4096", false}, {"4097", true}, {"17592186044417", true}}) {
     m_catalogue.config("MediaManager", "nVirtualTapeSizeMB", limit);
     EXPECT_EQ(write(2, 0, "y").starts_with("done"), fits) << limit;
   }
@@ -270,21 +237,16 @@ TEST_F(Volume, FailsTheWriteThatCrossesTheLimitAndKeepsItsBytes) {
 
 TEST_F(Volume, CountsNamesAndSizes) {
   EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
-  fill({"ABC"});
-  EXPECT_EQ(inspected(), "mark 1, size 4, code 0");
-  fill({"00000000", "00000007"});
+  fill({"ABC", "00000000", "00000007"});
   EXPECT_EQ(inspected(), "mark 8, size 12, code 0");
   fill({"2147483647"});
-  EXPECT_EQ(inspected(), "mark 2147483647, size 16, code 0");
   writeFile(m_catalogue.path() / "elsewhere", "as long as it is");
   fs::create_symlink("../elsewhere", file("link"));
   EXPECT_EQ(inspected(), "mark 2147483647, size 32, code 0");
   EXPECT_TRUE(TqLibEmlFile(m_volumeName).EraseVolume());
   EXPECT_TRUE(fs::is_empty(folder()));
   EXPECT_TRUE(fs::exists(m_catalogue.path() / "elsewhere"));
-  m_volumeName = std::string(255, 'n');
-  EXPECT_EQ(inspected(), "mark 0, size 0, code 0");
-  m_volumeName += 'n';
+  m_volumeName = std::string(256, 'n');
   EXPECT_EQ(inspected(), "no mark 0, no size 0, code 993");
   EXPECT_TRUE(logged("GetVolumeFolder", "Failed to get volume folder."));
 }
@@ -298,7 +260,6 @@ TEST_F(Volume, ReportsAFolderOrFileThatCannotBeRead) {
   writeFile(folder(), "a file in the folder's place");
   EXPECT_EQ(inspected(), "mark 0, no size 0, code 20");
   expectEraseToFail(ENOTDIR);
-  EXPECT_FALSE(m_catalogue.logged("GetLastFileMark"));
   const std::string text = "() failed to access directory " + folder().string() + ", error: ";
   for (const std::string call : {"GetVolumeSize", "EraseVolume"})
     EXPECT_TRUE(logged(call, call + text + "Not a directory"));
@@ -328,19 +289,10 @@ TEST_F(Volume, NeedsEveryArgumentOfADirectCallButCodeAndText) {
   EXPECT_EQ(count, 3U);
   EXPECT_EQ(code, 77);
   EXPECT_EQ(DirectWriteDataForDrive("..", 0, 0, data, 1, &count, nullptr, nullptr, 0), 0);
-}
-
-TEST_F(Volume, MayHaveItsNameInTheOutputsOfADirectCall) {
-  fill({"00000000"});
-  for (const auto& [name, expected] : {std::pair{"V1", "data, code 0"}, {"..", ", code 993"}}) {
-    char text[8] = {};
-    std::strcpy(text, name);
-    unsigned long count = 0;
-    int code = 0;
-    auto* const bytes = reinterpret_cast<unsigned char*>(text);
-    DirectReadDataForDrive(text, 0, 0, bytes, 8, &count, &code, text, 8);
-    EXPECT_EQ(text + (", code " + std::to_string(code)), expected);
-  }
+  char text[8] = "V1";  // the name lies in the outputs
+  auto* const bytes = reinterpret_cast<unsigned char*>(text);
+  EXPECT_EQ(DirectReadDataForDrive(text, 0, 0, bytes, 8, &count, &code, text, 8), 1);
+  EXPECT_STREQ(text, "data");
 }
 
 }  // namespace
