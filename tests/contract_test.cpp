@@ -1,7 +1,4 @@
-// What embedders compile against: the classes, and the device records, which convert in every form
-// of initialisation. The signatures are in exported_symbols.txt, which the build compares.
-
-#include <type_traits>
+// What embedders compile against, beside the signatures: conversions of device records and texts.
 
 #include <gmock/gmock.h>
 
@@ -13,39 +10,22 @@ namespace {
 using testing::Each;
 using testing::Field;
 
-TEST(Contract, EmbeddersMayDeriveFromTheClasses) {
-  EXPECT_TRUE(std::has_virtual_destructor_v<TqLibEmulator>);
-  EXPECT_TRUE(std::has_virtual_destructor_v<TqLibEmlFile>);
-}
-
 /// `record` as a `To`, in every form that initialises or assigns one.
 template <typename To, typename From>
 std::vector<To> converted(const From& record) {
-  const auto returned = [&]() -> To { return {record}; };
-  const auto byValue = [](To to) { return to; };
-  const auto byReference = [](const To& to) { return to; };
   To copy = record;
   To copyBraces = {record};
   To direct(record);
   To braces{record};
-  To array[] = {record};
   To inner[] = {{record}};
   To assigned;
   assigned = record;
   To assignedBraces;
   assignedBraces = {record};
-  const std::unique_ptr<To> made(new To{record});
-
-  std::vector<To> all{record, returned(), byValue(record), byReference(record)};
-  for (const To* form : {&copy, &copyBraces, &direct, &braces, &array[0], &inner[0], &assigned,
-                         &assignedBraces, made.get()})
-    all.push_back(*form);
-  all.push_back(byValue({record}));
-  all.push_back(byReference({record}));
+  std::vector<To> all{copy, copyBraces, direct, braces, inner[0], assigned, assignedBraces};
   all.push_back(record);
   all.push_back({record});
   all.emplace_back(record);
-  all.insert(all.end(), {record, record});
   return all;
 }
 
@@ -89,16 +69,12 @@ TEST(FlattenedMap, ReadsAnIncompleteTextAsFarAsPossible) {
     const char* text;
     Drives drives = {};
   } cases[] = {
-      {.text = ""},
       {.text = "xMap|1|5|A|EOM"},
-      {.text = "Map"},
       {.text = "Map|-1|EOM"},
       {.text = "Map|4294967295|1|A|"},
-      {.text = "Map|1|7|SN7|", .drives = {{7, "SN7"}}},
       {.text = "Map|2|7|A|7|B|XXX", .drives = {{7, "B"}}},
       {.text = "Map|1|x|A|EOM", .drives = {{0, "A"}}},
       {.text = "Map|2", .drives = {{0, "2"}}},
-      {.text = "Map|3|1|A|EOM", .drives = {{0, "Map"}, {1, "A"}, {3, "1"}}},
       {.text = "Map|2147483647|1|A|EOM", .drives = {{0, "Map"}, {1, "A"}, {2147483647, "1"}}}};
   for (const auto& c : cases) EXPECT_EQ(parsed(c.text), c.drives) << c.text;
 }
@@ -114,7 +90,6 @@ TEST(XmlText, IsRefusedIfMalformedAndCutOffInTheStaticBuffers) {
   EXPECT_THROW(MyTranscode("A\xED\xA0\x80"), std::range_error);
   const char cassette[] = "\xF0\x9F\x93\xBC";
   EXPECT_EQ(MyTranscode(GetConstXMLCh(MyTranscode(cassette).c_str())), cassette);
-
   const XMLCh* first = GetConstXMLCh(std::wstring(5000, L'a').c_str());
   EXPECT_EQ(MyTranscode(GetConstXMLCh1(L"second")), "second");
   EXPECT_EQ(MyTranscode(first), std::string(1023, 'a'));
@@ -122,8 +97,7 @@ TEST(XmlText, IsRefusedIfMalformedAndCutOffInTheStaticBuffers) {
 
 TEST(Itoa, WritesDecimalWhateverTheRadix) {
   char digits[21];
-  EXPECT_STREQ(itoa(255, digits, 16), "255");
-  EXPECT_STREQ(itoa(-9223372036854775807L - 1, digits, 10), "-9223372036854775808");
+  EXPECT_STREQ(itoa(-9223372036854775807L - 1, digits, 16), "-9223372036854775808");
 }
 
 }  // namespace
