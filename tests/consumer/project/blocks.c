@@ -8,11 +8,8 @@ int main(void) {
   unsigned char read[sizeof written] = {0};
   unsigned long count = 0;
   int code = 0;
-  if (!DirectWriteDataForDrive("V1", 0, 0, written, sizeof written, &count, &code, NULL, 0)) {
-    return 1;
-  }
-  if (!DirectReadDataForDrive("V1", 0, 0, read, sizeof read, &count, &code, NULL, 0)) {
-    return 2;
-  }
-  return count == sizeof read && memcmp(read, written, sizeof read) == 0 ? 0 : 3;
+  const int is_done =
+      DirectWriteDataForDrive("V1", 0, 0, written, sizeof written, &count, &code, NULL, 0) &&
+      DirectReadDataForDrive("V1", 0, 0, read, sizeof read, &count, &code, NULL, 0);
+  return is_done && count == sizeof read && memcmp(read, written, sizeof read) == 0 ? 0 : 1;
 }
