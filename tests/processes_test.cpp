@@ -290,8 +290,10 @@ TEST_F(Processes, CompleteAHalfDoneSaveOnAChangeOfItsFilesOnly) {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
 constexpr std::size_t kStack = 8 << 20;  // an instrumented build needs more
-#else
+#elif defined(__x86_64__)
 constexpr std::size_t kStack = 64 << 10;
+#else
+constexpr std::size_t kStack = 128 << 10;  // arm64 allows no smaller one
 #endif
 
 /// Does the work in a thread that is cancelled. It must end only after the work.
