@@ -116,7 +116,7 @@ TEST_F(Description, AFailureLeavesNoPartialLibraryAndNoPartialFile) {
   letSavesFail();
   expectRefused(1, "library export L old.json", "cannot write old.json");
   EXPECT_EQ(readFile(path("old.json")), "old");
-  expectRefused(1, "library create N --from in.json", "library N was not saved");
+  expectRefused(1, "library create N --from in.json", "File too large");
   EXPECT_FALSE(fs::exists(libraryFile("N")));
 }
 

@@ -61,7 +61,7 @@ TEST_F(Tool, AChangeThatCannotBeSavedIsAFailure) {
         "element remove LIB1 slot:1002", "move LIB1 slot:1000 drive:500",
         "status set LIB1 --status 2 --asc 4 --ascq 1", "drive remove LIB1 LIB1D1",
         "drive add LIB1 NEW --host HOST1", "library create LIB2 --host HOST1 --slots 3"}) {
-    expectRefused(1, change, "was not saved");
+    expectRefused(1, change, "File too large");
   }
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
 }

@@ -44,6 +44,10 @@ CLI::Validator nameText() {
   return {complaintAboutName, "", "name"};
 }
 
+CLI::App& addGroup(CLI::App& app, const char* name, const char* help) {
+  return *app.add_subcommand(name, help)->require_subcommand(1);
+}
+
 CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help) {
   return command.add_option(name, value, help)->check(catalogueText());
 }

@@ -1,4 +1,5 @@
-// How a command is declared: its texts, its operands, and the function that it runs.
+// How a command is declared: its texts, its operands, and the function that it runs. With what
+// every command uses: failures and output.
 #pragma once
 
 #include <functional>
@@ -6,12 +7,17 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "base/Errors.h"
+#include "base/Output.h"
 
 /// The options that every command knows, and the command that was chosen.
 struct Session {
   bool json = false;
   std::string config;
-  const CLI::App* app = nullptr;  // all commands, for the manual and the completion
+  bool needsConfiguration = false;  // whether the action does
+  const CLI::App* app = nullptr;    // all commands, for the manual and the completion
   /// Set by the chosen command. Runs after the whole command line was parsed, so that a wrong
   /// option never leaves a command half done.
   std::function<void()> action;
@@ -34,6 +40,7 @@ struct CommandTexts {
   const char* name;
   const char* help;
   const char* example;
+  bool needsConfiguration = true;  ///< it must exist before the command runs
 };
 
 /// Adds a command that runs `run` when it is chosen. Its options live as long as it.
@@ -43,11 +50,15 @@ Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTex
   const auto options = std::make_shared<Options>();
   CLI::App* app = parent.add_subcommand(texts.name, texts.help);
   app->footer(std::string("Example:\n  ") + texts.example);
-  app->callback([options, run, &session] {
+  app->callback([options, run, texts, &session] {
+    session.needsConfiguration = texts.needsConfiguration;
     session.action = [options, run, &session] { run(*options, session); };
   });
   return {*app, *options};
 }
+
+/// A group of commands, such as "library".
+CLI::App& addGroup(CLI::App& app, const char* name, const char* help);
 
 /// Text that the catalogue can hold: not empty, UTF-8, no control character.
 CLI::Validator catalogueText();

@@ -2,33 +2,16 @@
 #include "base/Output.h"
 
 #include <algorithm>
-#include <iostream>
-
 #include <fmt/format.h>
 
 #include "base/Errors.h"
 #include "base/Screen.h"
 
-namespace {
-
 // A path or a barcode on disk can hold bytes that are not UTF-8; they are replaced.
-std::string jsonText(const Json& values) {
-  return values.dump(2, ' ', false, Json::error_handler_t::replace);
-}
-
-}  // namespace
-
-void printResult(bool json, const Json& values, const std::string& sentence) {
-  std::cout << (json ? jsonText(values) : sentence) << std::endl;
+void printResult(bool json, const Json& values, const std::string& sentence, std::ostream& stream) {
+  stream << (json ? values.dump(2, ' ', false, Json::error_handler_t::replace) : sentence)
+         << std::endl;
   if (!std::cout) throw Failure("standard output cannot be written");
-}
-
-void printResultBesideData(bool json, const Json& values, const std::string& sentence) {
-  std::cerr << (json ? jsonText(values) : sentence) << std::endl;
-}
-
-void printErrorJson(const Json& values) {
-  std::cerr << jsonText(values) << std::endl;
 }
 
 std::string tableText(const std::vector<Row>& rows) {

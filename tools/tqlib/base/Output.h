@@ -1,20 +1,17 @@
 // What commands print: sentences and tables for people, JSON for programs.
 #pragma once
 
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "base/Json.h"
 
-/// Prints `sentence`, or `values` as one JSON object when `json` is true.
-/// Throws Failure when standard output cannot be written.
-void printResult(bool json, const Json& values, const std::string& sentence);
-
-/// The same on standard error, for a command whose data goes to standard output.
-void printResultBesideData(bool json, const Json& values, const std::string& sentence);
-
-/// Prints `values` on standard error.
-void printErrorJson(const Json& values);
+/// Prints `sentence`, or `values` as one JSON object when `json` is true. A command whose data goes
+/// to standard output prints its result to std::cerr. Throws Failure when standard
+/// output cannot be written.
+void printResult(bool json, const Json& values, const std::string& sentence,
+                 std::ostream& stream = std::cout);
 
 using Row = std::vector<std::string>;
 

@@ -9,7 +9,6 @@
 #include <set>
 
 #include "catalogue/Configuration.h"
-#include "catalogue/LibraryList.h"
 #include "catalogue/VolumeFiles.h"
 #include "files/Descendants.h"
 #include "files/DomValues.h"
@@ -84,9 +83,12 @@ void changeFile(const std::string& path, const XMLCh* newRoot,
   });
 }
 
-void requireSaved(const TqLibEmulator& emulator, const std::string& what) {
+void change(const std::string& complaint, const std::function<bool(TqLibEmulator&)>& call,
+            const std::string& otherwise) {
+  TqLibEmulator emulator;
+  if (!call(emulator)) throw libraryFailure(complaint, emulator, otherwise);
   const std::string reason = emulator.saveError();
-  if (!reason.empty()) throw Failure(fmt::format("{} was not saved: {}", what, reason));
+  if (!reason.empty()) throw Failure(fmt::format("{}: {}", complaint, reason));
 }
 
 // The device query lists the libraries too, but stops at the first one that is damaged, when an
@@ -227,13 +229,6 @@ std::string folded(std::string serial) {
     return static_cast<char>(std::tolower(character));
   });
   return serial;
-}
-
-void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
-                   const std::string& what) {
-  TqLibEmulator emulator;
-  if (!emulator.UpdateVirtualDevice(batch, library)) throw libraryFailure(what, emulator);
-  requireSaved(emulator, "library " + library);
 }
 
 void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library) {

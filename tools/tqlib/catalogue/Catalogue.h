@@ -29,14 +29,35 @@ void changeFile(const std::string& path, const XMLCh* newRoot,
 /// is still true when they save. Lets exceptions through; throws Failure when the lock is not free.
 void asOneStep(const std::function<void()>& steps);
 
-/// Throws Failure when the last change by `emulator` did not reach the disk.
-void requireSaved(const TqLibEmulator& emulator, const std::string& what);
+/// Changes the catalogue by a call of the API. Throws Failure, which `complaint` begins, when the
+/// call fails, or when its change did not reach the disk; `otherwise` is the reason when it gives
+/// none.
+void change(const std::string& complaint, const std::function<bool(TqLibEmulator&)>& call,
+            const std::string& otherwise = seeLog());
 
 /// The keys in the library list, in its order; empty when there is no list. Throws Failure when
 /// there is one that cannot be read.
 std::vector<std::string> listedLibraries();
 
 bool isListed(const std::string& library);
+
+// Changes of the list that the API does not make: it enters or removes an entry only together with
+// a library in its file.
+
+/// Appends an entry for the library of that key.
+void addEntry(xercesc::DOMDocument& list, const std::string& key);
+
+/// Removes the entries whose key `isUnwanted` accepts; it is called once for each entry, in order.
+/// An entry that contains elements stays, because these may be entries as well. Returns whether
+/// any entry was removed.
+bool removeEntries(xercesc::DOMDocument& list,
+                   const std::function<bool(const std::string&)>& isUnwanted);
+
+/// Removes all entries of a library. Throws Failure.
+void takeOffList(const std::string& library);
+
+/// Removes all entries of a library, then its file. Throws Failure.
+void purgeLibrary(const std::string& library);
 
 /// The keys of the library files in the catalogue folder, in order.
 std::vector<std::string> storedLibraries();
@@ -57,6 +78,51 @@ bool wasRemoved(const std::string& library);
 
 /// Throws Failure unless there is a file for the library and the library in it.
 void requireWholeLibrary(const std::string& library);
+
+// Elements as operators write them: "slot:1000", "mail:10", "drive:500" or "shelf:1".
+
+/// The forms of an element's name, for messages and help.
+inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";
+
+/// The address, in the catalogue, of a drive that its library has not placed.
+inline constexpr int kUnplaced = -999999;
+
+/// The element of that name, empty and without barcode. Throws UsageError when `name` is not a type
+/// and an address.
+LibElement parseElementName(const std::string& name);
+
+/// The word for an element type; "unknown" for any other code.
+std::string elementTypeWord(int type);
+
+std::string elementName(const LibElement& element);
+
+/// Whether it is a storage slot or a mail slot: these share their addresses.
+bool isSlot(const LibElement& element);
+
+/// Whether both are the same element of a library, whatever they hold.
+bool isSameElement(const LibElement& one, const LibElement& other);
+
+/// Elements of one type with consecutive addresses, as a library announces them.
+struct ElementRange {
+  const char* key;        ///< in reports
+  const char* described;  ///< key in descriptions
+  const char* name;
+  int type;
+  int SCSIUnitFields::*count;
+  int SCSIUnitFields::*base;
+};
+
+/// In the order of reports and descriptions.
+inline constexpr ElementRange kRanges[] = {
+    {"drives", "driveRange", "drives", LIB_ELEM_DRIVE, &SCSIUnitFields::DriveCount,
+     &SCSIUnitFields::DriveBaseAddress},
+    {"slots", "slots", "slots", LIB_ELEM_SLOT, &SCSIUnitFields::SlotCount,
+     &SCSIUnitFields::SlotBaseAddress},
+    {"mailSlots", "mailSlots", "mail slots", LIB_ELEM_MAIL_SLOT, &SCSIUnitFields::IEPortCount,
+     &SCSIUnitFields::IEPortBaseAddress}};
+inline constexpr const ElementRange& kDriveRange = kRanges[0];
+inline constexpr const ElementRange& kSlotRange = kRanges[1];
+inline constexpr const ElementRange& kMailRange = kRanges[2];
 
 // Each of the following throws Failure when the library cannot be read.
 
@@ -80,10 +146,6 @@ const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
 
 /// A serial number as drives are told apart: without regard to case.
 std::string folded(std::string serial);
-
-/// Hands a library and its drives over in one step; `what` begins the Failure that it throws.
-void updateDevices(const std::vector<SCSIUnitNoMap>& batch, const std::string& library,
-                   const std::string& what);
 
 /// Throws Failure when a listed library, other than `library`, has a drive of one of the serial
 /// numbers: drives are asked for by these alone, and the first library that has one answers.

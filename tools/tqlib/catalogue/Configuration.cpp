@@ -1,6 +1,5 @@
 // The configuration, and tqlib init, which writes a first one. It is read with the functions of the
 // API, so that both always agree.
-#include "catalogue/Configuration.h"
 
 #include <unistd.h>
 
@@ -12,7 +11,6 @@
 #include "TqLibEmlFile.h"
 #include "catalogue/CatalogueCommands.h"
 #include "files/ConfiguredPlaces.h"
-#include "files/Names.h"
 #include "files/ReplacedFile.h"
 
 namespace fs = std::filesystem;
@@ -144,7 +142,7 @@ void addInitCommand(CLI::App& app, Session& session) {
   const auto [command, options] =
       addCommand(app, session,
                  {"init", "Write a starting configuration into a folder",
-                  "tqlib init store --volume-size-mb 8192"},
+                  "tqlib init store --volume-size-mb 8192", false},
                  runInit);
   command.add_option("DIR", options.folder, "The folder; created when missing")->required();
   command.add_option("--volume-size-mb", options.volumeSize, "Maximum size of a volume, in MiB")

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/ElementName.h"
 
 namespace {
 
@@ -91,8 +90,8 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
   record.ScsiDeviceType = kSequentialAccess;
   record.DriveBaseAddress = address;
   if (known == nullptr) return record;
-  for (const auto field :
-       {&SCSIUnitFields::Manufacturer, &SCSIUnitFields::Model, &SCSIUnitFields::FirmwareRevision}) {
+  for (const DeviceField& each : kIdentity) {
+    const auto field = std::get<std::string SCSIUnitFields::*>(each.field);
     if ((record.*field).empty()) record.*field = known->*field;
   }
   return record;
@@ -112,8 +111,10 @@ std::pair<int, int> addToLibrary(const Options& wanted) {
   const int address = addressOf(library, number);
   // The library announces its drives as a count from the first address on.
   library.DriveCount = std::max(library.DriveCount, number);
-  updateDevices({library, driveRecord(wanted.drive, known, address)}, wanted.library,
-                "cannot add drive " + wanted.drive.SerialNumber);
+  change("cannot add drive " + wanted.drive.SerialNumber, [&](TqLibEmulator& emulator) {
+    return emulator.UpdateVirtualDevice({library, driveRecord(wanted.drive, known, address)},
+                                        wanted.library);
+  });
   return {number, address};
 }
 
@@ -123,7 +124,6 @@ void addDrive(const Options& wanted, const Session& session) {
   if (const std::string problem = driveSerialProblem(serial, wanted.library); !problem.empty()) {
     throw UsageError(problem);
   }
-  useConfiguration(session.config);
   std::pair<int, int> place;
   asOneStep([&] { place = addToLibrary(wanted); });
   const auto [number, address] = place;
@@ -148,12 +148,10 @@ bool removeFromLibrary(const Options& options) {
         fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
   }
   const std::size_t before = countElements(library, names::drive);
-  TqLibEmulator emulator;
-  if (!emulator.RemoveVirtualDevice(host, serial, library)) {
-    throw libraryFailure("cannot remove drive " + serial, emulator,
-                         fmt::format("library {} has no such drive", library));
-  }
-  requireSaved(emulator, "the removal of drive " + serial);
+  change(
+      "cannot remove drive " + serial,
+      [&](TqLibEmulator& emulator) { return emulator.RemoveVirtualDevice(host, serial, library); },
+      fmt::format("library {} has no such drive", library));
   return countElements(library, names::drive) < before;
 }
 
@@ -164,7 +162,6 @@ void removeDrive(const Options& options, const Session& session) {
   if (serial == options.library) {
     throw UsageError(serial + " is the library itself; see \"tqlib library remove\"");
   }
-  useConfiguration(session.config);
   bool isGone = false;
   asOneStep([&] { isGone = removeFromLibrary(options); });
   printResult(
@@ -190,7 +187,6 @@ std::string currentVolume(const std::string& serial) {
 }
 
 void showVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   const std::string& serial = options.drive.SerialNumber;
   const std::string barcode = currentVolume(serial);
   // A script reads the volume's name from standard output, so no other text goes there.
@@ -201,7 +197,6 @@ void showVolume(const Options& options, const Session& session) {
 }
 
 void listDevices(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   const std::string& host = options.drive.MAName;
   // Without it a file that has no library would look like a host that sees nothing.
   if (!options.library.empty()) requireWholeLibrary(options.library);
@@ -242,32 +237,31 @@ void addDriveAddition(CLI::App& group, Session& session) {
 
 }  // namespace
 
+void addFields(Json& values, const SCSIUnitFields& record, std::span<const DeviceField> fields) {
+  for (const DeviceField& field : fields) {
+    field.visit(record, [&](const auto& value) { values[field.key] = value; });
+  }
+}
+
 Json deviceJson(const SCSIUnitNoMap& device) {
-  return {{"type", isLibrary(device) ? "library" : "drive"},
-          {"serial", device.SerialNumber},
-          {"host", device.MAName},
-          {"vendor", device.Manufacturer},
-          {"model", device.Model},
-          {"firmware", device.FirmwareRevision},
-          {"path", device.AccessPath},
-          {"port", device.ScsiPort},
-          {"bus", device.Bus},
-          {"target", device.Target},
-          {"lun", device.Lun}};
+  Json values{{"type", isLibrary(device) ? "library" : "drive"},
+              {"serial", device.SerialNumber},
+              {"host", device.MAName}};
+  addFields(values, device, kIdentity);
+  addFields(values, device, kAddressing);
+  return values;
 }
 
 void addDeviceOptions(CLI::App& command, SCSIUnitFields& device, const std::string& whose) {
-  const auto add = [&](const char* option, auto& value, const char* help) {
-    return command.add_option(option, value, whose + help);
+  const auto add = [&](const DeviceField& field) {
+    field.visit(device, [&](auto& value) {
+      CLI::Option* option =
+          command.add_option(fmt::format("--{}", field.key), value, whose + field.help);
+      if constexpr (std::is_same_v<decltype(value), std::string&>) option->check(catalogueText());
+    });
   };
-  add("--vendor", device.Manufacturer, "manufacturer")->check(catalogueText());
-  add("--model", device.Model, "model")->check(catalogueText());
-  add("--firmware", device.FirmwareRevision, "firmware revision")->check(catalogueText());
-  add("--path", device.AccessPath, "device path on the host")->check(catalogueText());
-  add("--port", device.ScsiPort, "SCSI port")->check(catalogueText());
-  add("--bus", device.Bus, "SCSI bus");
-  add("--target", device.Target, "SCSI target");
-  add("--lun", device.Lun, "logical unit");
+  std::ranges::for_each(kIdentity, add);
+  std::ranges::for_each(kAddressing, add);
 }
 
 // A removal of a drive that has the library's serial number would remove the library.
@@ -280,11 +274,11 @@ std::string driveSerialProblem(const std::string& serial, const std::string& lib
 }
 
 void addDriveCommands(CLI::App& app, Session& session) {
-  CLI::App* group = app.add_subcommand("drive", "Drives")->require_subcommand(1);
-  addDriveAddition(*group, session);
+  CLI::App& group = addGroup(app, "drive", "Drives");
+  addDriveAddition(group, session);
 
   const auto [remove, removal] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"remove", "Remove a drive; empty it first, or the catalogue loses its medium",
                   "tqlib drive remove LIB001 LIB001D2"},
                  removeDrive);
@@ -294,16 +288,15 @@ void addDriveCommands(CLI::App& app, Session& session) {
           "Only this host loses the drive; the last host's removal removes the drive");
 
   const auto [volume, query] = addCommand(
-      *group, session,
+      group, session,
       {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"},
       showVolume);
   addDriveOperand(volume, query.drive.SerialNumber);
 }
 
 void addDeviceCommands(CLI::App& app, Session& session) {
-  CLI::App* group =
-      app.add_subcommand("device", "Devices as hosts see them")->require_subcommand(1);
-  addDeviceList(*group, session,
+  CLI::App& group = addGroup(app, "device", "Devices as hosts see them");
+  addDeviceList(group, session,
                 {"list", "List the devices that a host sees", "tqlib device list host-a"});
   addDeviceList(app, session,
                 {"devices", "Short for \"device list\"", "tqlib devices host-a LIB001"});

@@ -7,7 +7,6 @@
 #include <charconv>
 
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/ElementName.h"
 #include "files/XmlText.h"
 
 namespace {
@@ -26,7 +25,6 @@ struct Options {
 };
 
 void listElements(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   Json list = Json::array();
   std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
   for (const LibElement& element : inventory(options.library)) {
@@ -66,15 +64,6 @@ void requireSettable(const std::vector<LibElement>& elements, const LibElement& 
   }
 }
 
-void changeElement(const Options& options, const LibElement& element, bool isRemoved) {
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(options.library, element, isRemoved)) {
-    throw libraryFailure(fmt::format("cannot {} {}", isRemoved ? "remove" : "set", options.element),
-                         emulator);
-  }
-  requireSaved(emulator, options.element);
-}
-
 void setElement(const Options& options, const Session& session) {
   LibElement element = parseElementName(options.element);
   if (options.empty != options.barcode.empty()) {
@@ -82,10 +71,11 @@ void setElement(const Options& options, const Session& session) {
   }
   element.isOccupied = !options.empty;
   element.barCode = options.barcode;
-  useConfiguration(session.config);
   asOneStep([&] {
     requireSettable(inventory(options.library), element);
-    changeElement(options, element, false);
+    change("cannot set " + options.element, [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualLibraryElement(options.library, element, false);
+    });
   });
   printResult(session.json,
               {{"library", options.library},
@@ -100,13 +90,14 @@ void removeElement(const Options& options, const Session& session) {
   if (element.elementType == LIB_ELEM_DRIVE) {
     throw UsageError(options.element + " is a drive; \"tqlib drive remove\" removes it");
   }
-  useConfiguration(session.config);
   asOneStep([&] {
     const std::vector<LibElement> elements = inventory(options.library);
     const bool exists = std::ranges::any_of(
         elements, [&](const LibElement& one) { return isSameElement(one, element); });
     if (!exists) throw Failure("no such element: " + options.element);
-    changeElement(options, element, true);
+    change("cannot remove " + options.element, [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualLibraryElement(options.library, element, true);
+    });
   });
   printResult(session.json, {{"library", options.library}, {"removed", options.element}},
               options.element + " removed");
@@ -115,15 +106,12 @@ void removeElement(const Options& options, const Session& session) {
 void moveMedium(const Options& options, const Session& session) {
   const LibElement from = parseElementName(options.element);
   const LibElement to = parseElementName(options.destination);
-  useConfiguration(session.config);
   requireLibrary(options.library);
   const std::string move = fmt::format("{} to {}", options.element, options.destination);
-  TqLibEmulator emulator;
-  if (!emulator.MoveVirtualLibraryElement(options.library, from.elementType, from.elementAddress,
-                                          to.elementType, to.elementAddress)) {
-    throw libraryFailure("cannot move " + move, emulator);
-  }
-  requireSaved(emulator, "the move of " + move);
+  change("cannot move " + move, [&](TqLibEmulator& emulator) {
+    return emulator.MoveVirtualLibraryElement(
+        options.library, from.elementType, from.elementAddress, to.elementType, to.elementAddress);
+  });
   printResult(
       session.json,
       {{"library", options.library}, {"from", options.element}, {"to", options.destination}},
@@ -177,10 +165,9 @@ bool isSameElement(const LibElement& one, const LibElement& other) {
 }
 
 void addElementCommands(CLI::App& app, Session& session) {
-  CLI::App* group =
-      app.add_subcommand("element", "Elements of a library and their media")->require_subcommand(1);
-  addList(*group, session, {"list", "List the elements of a library", "tqlib element list LIB001"});
-  addMove(*group, session,
+  CLI::App& group = addGroup(app, "element", "Elements of a library and their media");
+  addList(group, session, {"list", "List the elements of a library", "tqlib element list LIB001"});
+  addMove(group, session,
           {"move", "Move a medium to another element",
            "tqlib element move LIB001 slot:1000 drive:500"});
   addList(app, session, {"elements", "Short for \"element list\"", "tqlib elements LIB001 --json"});
@@ -188,7 +175,7 @@ void addElementCommands(CLI::App& app, Session& session) {
           {"move", "Short for \"element move\"", "tqlib move LIB001 slot:1000 drive:500"});
 
   const auto [set, setting] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"set", "Set what an element holds; creates missing slots and shelves",
                   "tqlib element set LIB001 slot:1002 --barcode A00004"},
                  setElement);
@@ -198,7 +185,7 @@ void addElementCommands(CLI::App& app, Session& session) {
   set.add_flag("--empty", setting.empty, "It holds no medium");
 
   const auto [remove, removal] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"remove", "Remove a slot or a shelf", "tqlib element remove LIB001 slot:1007"},
                  removeElement);
   addLibraryOperand(remove, removal.library);

@@ -3,9 +3,6 @@
 #include <optional>
 
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/ElementName.h"
-#include "catalogue/LibraryList.h"
-#include "catalogue/Status.h"
 
 namespace {
 
@@ -65,7 +62,6 @@ Row entryRow(const Json& entry) {
 
 /// The listed libraries, then those that only have a file.
 void listLibraries(const NoOptions&, const Session& session) {
-  useConfiguration(session.config);
   std::optional<Failure> failure;
   const Json list = readList(failure);
   Json entries = Json::array();
@@ -122,7 +118,6 @@ void addUnits(const std::string& library, Json& values, std::vector<Row>& rows) 
 
 void showLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
-  useConfiguration(session.config);
   requireWholeLibrary(library);
   std::optional<Failure> failure;
   const Json isListed = isIn(readList(failure), library);
@@ -143,13 +138,10 @@ void showLibrary(const Options& options, const Session& session) {
 }
 
 void dropLibrary(const std::string& host, const std::string& library) {
-  TqLibEmulator emulator;
-  if (!emulator.RemoveVirtualDevice(host, library, library)) {
-    throw libraryFailure(
-        "cannot remove library " + library, emulator,
-        isListed(library) ? seeLog() : "it is not listed; --purge deletes its file");
-  }
-  requireSaved(emulator, "the removal of library " + library);
+  change(
+      "cannot remove library " + library,
+      [&](TqLibEmulator& emulator) { return emulator.RemoveVirtualDevice(host, library, library); },
+      isListed(library) ? seeLog() : "it is not listed; --purge deletes its file");
 }
 
 /// Removes the library, or with `purge` also what is left of one.
@@ -184,7 +176,6 @@ void removeLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& host = options.host;
   const bool purge = options.purge;
-  useConfiguration(session.config);
   bool isRemoved = true;
   asOneStep([&] {
     if (host.empty()) return removeWhole(library, purge);

@@ -1,5 +1,4 @@
 // tqlib status: sets and reads the SCSI status that a library reports in place of its own.
-#include "catalogue/Status.h"
 
 #include <charconv>
 #include <cstdint>
@@ -43,15 +42,12 @@ void setStatus(const Options& options, const Session& session) {
   if (std::time(nullptr) + std::time_t{options.lifetime} > kMost) {
     throw UsageError(fmt::format("--lifetime is too long: {}", options.lifetime));
   }
-  useConfiguration(session.config);
   asOneStep([&] {
     requireWholeLibrary(library);
-    TqLibEmulator emulator;
-    if (!emulator.SetVirtualDeviceStatus(library, wanted.status, wanted.asc, wanted.ascq,
-                                         options.lifetime, options.count)) {
-      throw libraryFailure("cannot set the status of library " + library, emulator);
-    }
-    requireSaved(emulator, "the status of library " + library);
+    change("cannot set the status of library " + library, [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualDeviceStatus(library, wanted.status, wanted.asc, wanted.ascq,
+                                             options.lifetime, options.count);
+    });
   });
   Json values{{"library", library}};
   values.update(statusJson(wanted));
@@ -64,7 +60,6 @@ void setStatus(const Options& options, const Session& session) {
 }
 
 void getStatus(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   requireWholeLibrary(options.library);
   const Status status = readStatus(options.library, options.peek);
   Json values{{"library", options.library}};
@@ -76,11 +71,9 @@ void getStatus(const Options& options, const Session& session) {
 
 Status readStatus(const std::string& library, bool peek) {
   Status read;
-  TqLibEmulator emulator;
-  if (!emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek)) {
-    throw libraryFailure("cannot read the status of library " + library, emulator);
-  }
-  if (!peek) requireSaved(emulator, "the read of the status of library " + library);
+  change("cannot read the status of library " + library, [&](TqLibEmulator& emulator) {
+    return emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek);
+  });
   return read;
 }
 
@@ -98,10 +91,9 @@ std::string statusText(const Status& status) {
 }
 
 void addStatusCommands(CLI::App& app, Session& session) {
-  CLI::App* group =
-      app.add_subcommand("status", "Injected SCSI status of a library")->require_subcommand(1);
+  CLI::App& group = addGroup(app, "status", "Injected SCSI status of a library");
   const auto [set, setting] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"set", "Inject a status, in place of an earlier one",
                   "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"},
                  setStatus);
@@ -117,7 +109,7 @@ void addStatusCommands(CLI::App& app, Session& session) {
       ->capture_default_str();
 
   const auto [get, reading] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"get", "Read the status as an emulator does, which counts as a report",
                   "tqlib status get LIB001 --peek"},
                  getStatus);

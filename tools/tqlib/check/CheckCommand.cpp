@@ -95,7 +95,6 @@ std::size_t report(bool json) {
 }
 
 void check(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   const std::size_t findings = options.fix ? fix(options, session.json) : report(session.json);
   if (findings > 0) throw SilentFailure();
 }

@@ -18,7 +18,6 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/FolderLock.h"
-#include "catalogue/LibraryList.h"
 #include "check/Checkup.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"

@@ -4,7 +4,6 @@
 
 #include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
-#include "catalogue/ElementName.h"
 #include "check/Checkup.h"
 #include "files/XmlText.h"
 

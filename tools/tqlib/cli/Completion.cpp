@@ -8,10 +8,8 @@
 #include <set>
 
 #include "TqLibEmulator.h"
-#include "base/Output.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/ElementName.h"
 #include "catalogue/VolumeFiles.h"
 #include "cli/Commands.h"
 
@@ -164,13 +162,13 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& group) {
 }
 
 void addCompletionCommands(CLI::App& app, Session& session) {
-  CLI::App* group =
-      app.add_subcommand("completion", "Completion of command lines")->require_subcommand(1);
-  addCommand(*group, session,
-             {"bash", "Print the completion for bash", "source <(tqlib completion bash)"},
+  CLI::App& group = addGroup(app, "completion", "Completion of command lines");
+  addCommand(group, session,
+             {"bash", "Print the completion for bash", "source <(tqlib completion bash)", false},
              printScript);
   const auto [command, options] = addCommand(
-      app, session, {"complete", "Print what can come next", "tqlib complete \"tqlib library s\""},
+      app, session,
+      {"complete", "Print what can come next", "tqlib complete \"tqlib library s\"", false},
       complete);
   command.group("");  // hidden: only the shell calls it
   command.add_option("LINE", options)->required();

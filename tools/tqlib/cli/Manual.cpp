@@ -2,9 +2,6 @@
 // out of date.
 #include <regex>
 
-#include <fmt/format.h>
-
-#include "base/Output.h"
 #include "cli/Commands.h"
 
 namespace {
@@ -119,6 +116,6 @@ void printManual(const NoOptions&, const Session& session) {
 
 void addManualCommand(CLI::App& app, Session& session) {
   addCommand(app, session,
-             {"manual", "Print the manual page of this tool", "tqlib manual | man -l -"},
+             {"manual", "Print the manual page of this tool", "tqlib manual | man -l -", false},
              printManual);
 }

@@ -9,16 +9,13 @@
 #include <new>
 #include <string_view>
 
-#include <fmt/format.h>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "base/Errors.h"
-#include "base/Output.h"
 #include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
 #include "check/CheckCommand.h"
 #include "cli/Commands.h"
-#include "description/DescriptionCommands.h"
+#include "description/LibraryDescription.h"
 #include "map/MapCommand.h"
 #include "volume/VolumeCommands.h"
 
@@ -30,8 +27,10 @@ constexpr int kWrongUsage = 2;
 
 int complain(const Failure& failure, bool json) {
   if (json) {
-    printErrorJson(
-        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}});
+    printResult(
+        true,
+        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}}, "",
+        std::cerr);
     return kFailed;
   }
   std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << failure.what() << std::endl;
@@ -83,6 +82,7 @@ int run(int argc, char** argv) {
     declareCommands(app, session);
     takeHelpForAnOption(argc, argv);
     app.parse(argc, argv);
+    if (session.needsConfiguration) useConfiguration(session.config);
     session.action();
     return kDone;
   } catch (const CLI::ParseError& error) {

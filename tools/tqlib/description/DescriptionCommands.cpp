@@ -9,18 +9,8 @@
 #include <algorithm>
 #include <limits>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "base/Output.h"
 #include "base/Streams.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
-#include "catalogue/LibraryList.h"
-#include "description/DescriptionCommands.h"
 #include "description/LibraryDescription.h"
 #include "files/Descendants.h"
 #include "files/Documents.h"
@@ -103,7 +93,7 @@ SCSIUnit unitOf(const SCSIUnitFields& device, const SCSIUnitFields& host) {
   SCSIUnit record;
   static_cast<SCSIUnitFields&>(record) = device;
   record.MAName = host.MAName;
-  for (const DescribedField& each : kAddressing) {
+  for (const DeviceField& each : kAddressing) {
     std::visit([&](auto field) { record.*field = host.*field; }, each.field);
   }
   return record;
@@ -146,11 +136,9 @@ void setElements(const LibraryDescription& description, bool hasGaps) {
     if (i >= created || element.isOccupied) elements.push_back(element);
   }
   if (elements.empty()) return;
-  TqLibEmulator emulator;
-  if (!emulator.SetVirtualLibraryElement(library, elements, false)) {
-    throw libraryFailure("cannot set the elements of library " + library, emulator);
-  }
-  requireSaved(emulator, "the elements of library " + library);
+  change("cannot set the elements of library " + library, [&](TqLibEmulator& emulator) {
+    return emulator.SetVirtualLibraryElement(library, elements, false);
+  });
 }
 
 void create(const LibraryDescription& description, const std::vector<std::string>& serials) {
@@ -164,7 +152,9 @@ void create(const LibraryDescription& description, const std::vector<std::string
   refuseDrivesElsewhere(serials, library);
   const bool hasGaps = !gapsOf(description).empty();
   try {
-    updateDevices(batchOf(description, hasGaps), library, "cannot create library " + library);
+    change("cannot create library " + library, [&](TqLibEmulator& emulator) {
+      return emulator.UpdateVirtualDevice(batchOf(description, hasGaps), library);
+    });
     setElements(description, hasGaps);
   } catch (...) {
     if (libraryExists(library)) purgeLibrary(library);
@@ -179,7 +169,6 @@ void createLibrary(const CreateOptions& options, const Session& session) {
   for (const DescribedDrive& drive : description.drives) {
     serials.push_back(drive.device.SerialNumber);
   }
-  useConfiguration(session.config);
   asOneStep([&] { create(description, serials); });
   const SCSIUnitFields& library = description.library;
   printResult(
@@ -194,8 +183,8 @@ void createLibrary(const CreateOptions& options, const Session& session) {
 }
 
 void readFields(const xercesc::DOMElement* element, SCSIUnitFields& record,
-                std::span<const DescribedField> fields) {
-  for (const DescribedField& field : fields) {
+                std::span<const DeviceField> fields) {
+  for (const DeviceField& field : fields) {
     field.visit(record, [&](auto& value) {
       if (readValue(element, field.element, value)) return;
       throw Failure(
@@ -215,7 +204,7 @@ std::vector<SCSIUnitFields> hostsIn(const xercesc::DOMElement* device, const XML
 }
 
 DescribedDrive driveIn(const xercesc::DOMElement* element) {
-  constexpr DescribedField kOthers[] = {
+  constexpr DeviceField kOthers[] = {
       {"serial", names::serialNumber, &SCSIUnitFields::SerialNumber},
       {"deviceType", names::scsiDeviceType, &SCSIUnitFields::ScsiDeviceType},
       {"address", names::baseAddress, &SCSIUnitFields::DriveBaseAddress}};
@@ -252,20 +241,19 @@ LibraryDescription describeLibrary(const std::string& library) {
 }
 
 void exportLibrary(const ExportOptions& options, const Session& session) {
-  useConfiguration(session.config);
   const LibraryDescription description = describeLibrary(options.library);
   const bool isToStream = isStandardStream(options.file);
   writeFile(options.file, descriptionJson(description).dump(2) + "\n");
   const std::size_t drives = description.drives.size();
   const std::size_t elements = description.elements.size();
-  const auto print = isToStream ? printResultBesideData : printResult;
-  print(session.json,
-        {{"library", options.library},
-         {"file", isToStream ? Json() : Json(options.file)},
-         {"drives", drives},
-         {"elements", elements}},
-        fmt::format("library {} described: {} drives, {} slots and shelves", options.library,
-                    drives, elements - drives));
+  printResult(session.json,
+              {{"library", options.library},
+               {"file", isToStream ? Json() : Json(options.file)},
+               {"drives", drives},
+               {"elements", elements}},
+              fmt::format("library {} described: {} drives, {} slots and shelves", options.library,
+                          drives, elements - drives),
+              isToStream ? std::cerr : std::cout);
 }
 
 void addRange(CLI::App& command, const std::string& option, const std::string& baseOption,
@@ -293,9 +281,9 @@ void addExport(CLI::App& group, Session& session) {
 }  // namespace
 
 void addLibraryGroup(CLI::App& app, Session& session) {
-  CLI::App* group = app.add_subcommand("library", "Libraries")->require_subcommand(1);
+  CLI::App& group = addGroup(app, "library", "Libraries");
   const auto [create, options] =
-      addCommand(*group, session,
+      addCommand(group, session,
                  {"create", "Create a library with drives and slots",
                   "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"},
                  createLibrary);
@@ -321,6 +309,6 @@ void addLibraryGroup(CLI::App& app, Session& session) {
   create.add_option("--from", options.from,
                     "Create the library that this JSON file describes; - is standard input. "
                     "Excludes all other options");
-  addLibraryCommands(*group, session);
-  addExport(*group, session);
+  addLibraryCommands(group, session);
+  addExport(group, session);
 }

@@ -8,11 +8,6 @@
 #include <set>
 #include <type_traits>
 
-#include <fmt/format.h>
-
-#include "base/Errors.h"
-#include "base/Json.h"
-#include "catalogue/Catalogue.h"
 #include "description/LibraryDescription.h"
 
 namespace {
@@ -21,9 +16,8 @@ constexpr int kFormat = 1;  // the version of the JSON
 constexpr int kMost = std::numeric_limits<int>::max();
 constexpr int kLeast = std::numeric_limits<int>::min();
 
-void readFields(JsonObject& object, SCSIUnitFields& record,
-                std::span<const DescribedField> fields) {
-  for (const DescribedField& field : fields) {
+void readFields(JsonObject& object, SCSIUnitFields& record, std::span<const DeviceField> fields) {
+  for (const DeviceField& field : fields) {
     field.visit(record, [&](auto& value) {
       if constexpr (std::is_same_v<decltype(value), int&>) {
         object.read(field.key, value, kLeast, kMost);
@@ -243,12 +237,6 @@ Json elementJson(const LibElement& element) {
 }
 
 }  // namespace
-
-void addFields(Json& values, const SCSIUnitFields& record, std::span<const DescribedField> fields) {
-  for (const DescribedField& field : fields) {
-    field.visit(record, [&](const auto& value) { values[field.key] = value; });
-  }
-}
 
 LibraryDescription readDescription(const Json& values) {
   JsonObject object({values, ""});

@@ -7,11 +7,6 @@
 #include <map>
 #include <set>
 
-#include <fmt/format.h>
-
-#include "base/Command.h"
-#include "base/Errors.h"
-#include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueCommands.h"
 
 namespace {
@@ -49,9 +44,9 @@ void checkText(const CLI::Validator& rule, std::string text, const std::string& 
   if (const std::string reason = rule(text); !reason.empty()) throw Failure(place + ": " + reason);
 }
 
-void checkTexts(const SCSIUnitFields& record, std::span<const DescribedField> fields,
+void checkTexts(const SCSIUnitFields& record, std::span<const DeviceField> fields,
                 const std::string& place) {
-  for (const DescribedField& field : fields) {
+  for (const DeviceField& field : fields) {
     const auto* text = std::get_if<std::string SCSIUnitFields::*>(&field.field);
     if (text == nullptr || (record.**text).empty()) continue;
     checkText(catalogueText(), record.**text, place + field.key);

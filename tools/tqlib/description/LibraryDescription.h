@@ -3,15 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
-#include <variant>
 #include <vector>
 
-#include "TqLibEmulator.h"
-#include "base/Output.h"
-#include "catalogue/ElementName.h"
-#include "files/Names.h"
+#include "catalogue/CatalogueCommands.h"
 
 struct DescribedDrive {
   SCSIUnitFields device;  ///< identity, device type; DriveBaseAddress: its address, or kUnplaced
@@ -26,32 +21,6 @@ struct LibraryDescription {
   std::vector<DescribedDrive> drives;
   std::vector<LibElement> elements;  ///< the drives first, in their order
 };
-
-/// A value of a description: its key in JSON, its element in the catalogue file, and its field in
-/// the record.
-struct DescribedField {
-  const char* key;
-  const XMLCh* element;
-  std::variant<std::string SCSIUnitFields::*, int SCSIUnitFields::*> field;
-
-  /// Calls `use` with the field of `record`.
-  template <typename Record, typename Use>
-  void visit(Record& record, Use use) const {
-    std::visit([&](auto member) { use(record.*member); }, field);
-  }
-};
-
-inline constexpr DescribedField kIdentity[] = {
-    {"vendor", names::manufacturer, &SCSIUnitFields::Manufacturer},
-    {"model", names::model, &SCSIUnitFields::Model},
-    {"firmware", names::firmwareRevision, &SCSIUnitFields::FirmwareRevision}};
-/// Of a host, without its name.
-inline constexpr DescribedField kAddressing[] = {
-    {"path", names::accessPath, &SCSIUnitFields::AccessPath},
-    {"port", names::scsiPort, &SCSIUnitFields::ScsiPort},
-    {"bus", names::bus, &SCSIUnitFields::Bus},
-    {"target", names::target, &SCSIUnitFields::Target},
-    {"lun", names::lun, &SCSIUnitFields::Lun}};
 
 /// Far more than SCSI has element addresses: a larger count is a mistake.
 inline constexpr int kMostElements = 200'000;
@@ -74,7 +43,7 @@ void checkDescription(const LibraryDescription& description);
 /// Reads and checks a description. Throws Failure, with the place in it.
 LibraryDescription readDescription(const Json& values);
 
-/// Adds these fields of a record to an object of a description.
-void addFields(Json& values, const SCSIUnitFields& record, std::span<const DescribedField> fields);
-
 Json descriptionJson(const LibraryDescription& description);
+
+/// The group "library": this room's commands create and export, and those of the catalogue.
+void addLibraryGroup(CLI::App& app, Session& session);

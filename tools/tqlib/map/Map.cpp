@@ -52,7 +52,6 @@ Json mapJson(const LibraryMap& map) {
 }
 
 void showMap(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   const LibraryMap map = readMap(options.library);
   if (options.svg.empty()) {
     const int width = options.width > 0 ? options.width : terminalWidth(STDOUT_FILENO);
@@ -61,9 +60,9 @@ void showMap(const Options& options, const Session& session) {
     return;
   }
   writeFile(options.svg, mapSvg(map));
-  const auto print = isStandardStream(options.svg) ? printResultBesideData : printResult;
-  print(session.json, mapJson(map),
-        fmt::format("library {} drawn to {}", map.library, options.svg));
+  printResult(session.json, mapJson(map),
+              fmt::format("library {} drawn to {}", map.library, options.svg),
+              isStandardStream(options.svg) ? std::cerr : std::cout);
 }
 
 }  // namespace

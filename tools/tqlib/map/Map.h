@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/Screen.h"
-#include "catalogue/Status.h"
+#include "catalogue/CatalogueCommands.h"
 
 struct MapCell {
   int address = 0;

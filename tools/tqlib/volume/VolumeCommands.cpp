@@ -112,7 +112,6 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 }
 
 void writeVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   const FileDescriptor input = openForReading(options.file);
   const fs::path root = volumeRoot();
   const fs::path path = root / options.volume / markName(options.mark);
@@ -144,7 +143,6 @@ void writeVolume(const Options& options, const Session& session) {
 // The API would open the file mark for writing, which a read-only folder or file system refuses,
 // and make a missing one.
 void readVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   requireVolume(options.volume);
   const fs::path path = volumeRoot() / options.volume / markName(options.mark);
   if (!fs::exists(path)) {
@@ -166,12 +164,11 @@ void readVolume(const Options& options, const Session& session) {
   }
   output.commit();
   const auto [values, sentence] = resultOf(options, "read", bytes, progress.finish());
-  const auto print = isStandardStream(options.file) ? printResultBesideData : printResult;
-  print(session.json, values, sentence);
+  printResult(session.json, values, sentence,
+              isStandardStream(options.file) ? std::cerr : std::cout);
 }
 
 void eraseVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   requireVolume(options.volume);
   const VolumeLock lock(options.volume);
   TqLibEmlFile volume(options.volume);

@@ -119,7 +119,6 @@ void place(const fs::path& copy, const fs::path& root, const std::string& volume
 
 void copyVolume(const Options& options, const Session& session) {
   if (options.from == options.to) throw UsageError("a volume cannot be copied to itself");
-  useConfiguration(session.config);
   requireVolume(options.from);
   const fs::path root = volumeRoot();
   const VolumeLock source(options.from);

@@ -48,7 +48,6 @@ Entry examine(const fs::path& root, const std::string& volume) {
 }
 
 void listVolumes(const NoOptions&, const Session& session) {
-  useConfiguration(session.config);
   const fs::path root = volumeRoot();
   Json list = Json::array();
   std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
@@ -74,7 +73,6 @@ void listVolumes(const NoOptions&, const Session& session) {
 }
 
 void showVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   requireVolume(options.volume);
   const Entry entry = examine(volumeRoot(), options.volume);
   const VolumeContents& contents = entry.contents;
@@ -159,7 +157,6 @@ Json verdictsOn(const std::vector<FileMark>& marks, const Checksums& checksums,
 }
 
 void verifyVolume(const Options& options, const Session& session) {
-  useConfiguration(session.config);
   requireVolume(options.volume);
   const fs::path root = volumeRoot();
   const Checksums checksums = loadChecksums(root, options.volume);
