@@ -1,5 +1,6 @@
-// every_flip FILE WHERE-TO-KEEP-A-FINDING: runs a fuzz target on every prefix and every single-bit
-// flip of one file. A fuzzer, which chooses by chance, would not try all of them.
+// every_flip FILE WHERE-TO-KEEP-A-FINDING STEP: runs a fuzz target on every prefix and every
+// single-bit flip of one file, or on each STEP-th of them. A fuzzer, which chooses by chance, would
+// not try all of them.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "Scratch.h"
@@ -56,8 +58,9 @@ void run() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: every_flip FILE WHERE-TO-KEEP-A-FINDING\n");
+  const std::size_t step = argc == 4 ? std::strtoul(argv[3], nullptr, 10) : 0;
+  if (step == 0) {
+    std::fprintf(stderr, "usage: every_flip FILE WHERE-TO-KEEP-A-FINDING STEP\n");
     return 2;
   }
   const std::string whole = fuzz::readFile(argv[1]);
@@ -67,11 +70,11 @@ int main(int argc, char** argv) {
   ::signal(SIGPROF, &keepInputAndDie);
 
   std::size_t count = 0;
-  for (std::size_t length = 0; length <= whole.size(); ++length, ++count) {
+  for (std::size_t length = 0; length <= whole.size(); length += step, ++count) {
     input = whole.substr(0, length);
     run();
   }
-  for (std::size_t bit = 0; bit < whole.size() * CHAR_BIT; ++bit, ++count) {
+  for (std::size_t bit = 0; bit < whole.size() * CHAR_BIT; bit += step, ++count) {
     input = whole;
     char& byte = input[bit / CHAR_BIT];
     byte = static_cast<char>(byte ^ 1 << bit % CHAR_BIT);

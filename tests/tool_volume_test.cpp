@@ -172,7 +172,7 @@ TEST_F(ToolVolume, AWriteOrReadThatFailsReportsHowFarItCame) {
   // Not even root can write to a program that runs, and a read needs no right to.
   fs::create_symlink("/proc/self/exe", path("store/tapes/A/00000002"));
   expectDone("volume read A copy --mark 2");
-  EXPECT_TRUE(readFile(path("copy")) == readFile(TQLIB_BINARY));
+  EXPECT_EQ(fs::file_size(path("copy")), fs::file_size(TQLIB_BINARY));
   tqlib("volume read A --mark 2 2>err2 | head -c 1");
   EXPECT_NE(readFile(path("err2")).find("its reader has ended"), std::string::npos);
 }
