@@ -27,6 +27,7 @@
 #include <utility>
 
 #include "common/Log.h"
+#include "files/FolderLock.h"
 #include "files/Names.h"
 
 namespace {
@@ -84,16 +85,6 @@ void endWait(int fd, off_t since) {
 bool isAnyoneWaitingBefore(int fd, off_t time) {
   struct flock earlier = recordLock(F_WRLCK, 0, time);
   return ::fcntl(fd, F_OFD_GETLK, &earlier) == 0 && earlier.l_type != F_UNLCK;
-}
-
-/// Returns 0 when the lock was taken, EWOULDBLOCK when another process has it, or another errno
-/// value.
-int tryFlock(int fd) {
-  if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
-    return 0;
-  }
-  // Some file systems answer EACCES when another process has the lock.
-  return errno == EACCES || errno == EINTR ? EWOULDBLOCK : errno;
 }
 
 /// Whether locking is not supported, or the directory cannot be opened for it. Some file systems

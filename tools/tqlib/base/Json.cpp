@@ -67,6 +67,11 @@ std::string JsonPlace::text() const {
   return value.get<std::string>();
 }
 
+bool JsonPlace::isTrue() const {
+  if (!value.is_boolean()) refuse("expected true or false");
+  return value.get<bool>();
+}
+
 std::vector<JsonPlace> JsonPlace::items() const {
   if (!value.is_array()) refuse("expected a list");
   std::vector<JsonPlace> list;
@@ -96,13 +101,6 @@ void JsonObject::read(const std::string& key, std::string& value) {
 
 void JsonObject::read(const std::string& key, int& value, int least, int most) {
   if (const auto found = find(key)) value = found->number(least, most);
-}
-
-void JsonObject::read(const std::string& key, std::optional<bool>& value) {
-  const auto found = find(key);
-  if (!found) return;
-  if (!found->value.is_boolean()) found->refuse("expected true or false");
-  value = found->value.get<bool>();
 }
 
 void JsonObject::refuseOtherKeys() const {

@@ -25,6 +25,7 @@ struct JsonPlace {
 
   int number(int least, int most) const;
   std::string text() const;
+  bool isTrue() const;
   std::vector<JsonPlace> items() const;
 };
 
@@ -39,7 +40,6 @@ public:
   /// Leaves `value` as it is when there is no such key.
   void read(const std::string& key, std::string& value);
   void read(const std::string& key, int& value, int least, int most);
-  void read(const std::string& key, std::optional<bool>& value);
 
   /// Throws Failure when there is a key that was not read.
   void refuseOtherKeys() const;

@@ -36,15 +36,6 @@ std::vector<std::string> attributeValues(const std::string& path, const XMLCh* e
   return values;
 }
 
-/// None when the file cannot be read: nothing in it answers then.
-std::vector<std::string> driveNames(const std::string& library) {
-  try {
-    return attributeValues(libraryFile(library), names::drive, names::name);
-  } catch (const Failure&) {
-    return {};
-  }
-}
-
 }  // namespace
 
 ParsedFile readDocument(const std::string& path) {
@@ -235,9 +226,10 @@ void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::s
   std::set<std::string> wanted;
   for (const std::string& serial : serials) wanted.insert(folded(names::drivePrefix + serial));
   for (const std::string& other : listedLibraries()) {
-    if (other != library && std::ranges::any_of(driveNames(other), [&](const std::string& name) {
-          return wanted.contains(folded(name));
-        })) {
+    if (other == library) continue;
+    const ParsedFile file = parseFile(libraryFile(other));  // one that cannot be parsed has none
+    for (const DOMElement* drive : Descendants(rootOf(file.document()), names::drive)) {
+      if (!wanted.contains(folded(toUtf8(drive->getAttribute(names::name))))) continue;
       throw Failure("another library has a drive of that serial number: " + other,
                     fmt::format("\"tqlib library show {}\" shows it", other));
     }

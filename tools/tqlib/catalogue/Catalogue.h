@@ -107,6 +107,8 @@ struct ElementRange {
   const char* key;        ///< in reports
   const char* described;  ///< key in descriptions
   const char* name;
+  const char* option;  ///< for the count
+  const char* baseOption;
   int type;
   int SCSIUnitFields::*count;
   int SCSIUnitFields::*base;
@@ -114,12 +116,12 @@ struct ElementRange {
 
 /// In the order of reports and descriptions.
 inline constexpr ElementRange kRanges[] = {
-    {"drives", "driveRange", "drives", LIB_ELEM_DRIVE, &SCSIUnitFields::DriveCount,
-     &SCSIUnitFields::DriveBaseAddress},
-    {"slots", "slots", "slots", LIB_ELEM_SLOT, &SCSIUnitFields::SlotCount,
+    {"drives", "driveRange", "drives", "--drives", "--drive-base", LIB_ELEM_DRIVE,
+     &SCSIUnitFields::DriveCount, &SCSIUnitFields::DriveBaseAddress},
+    {"slots", "slots", "slots", "--slots", "--slot-base", LIB_ELEM_SLOT, &SCSIUnitFields::SlotCount,
      &SCSIUnitFields::SlotBaseAddress},
-    {"mailSlots", "mailSlots", "mail slots", LIB_ELEM_MAIL_SLOT, &SCSIUnitFields::IEPortCount,
-     &SCSIUnitFields::IEPortBaseAddress}};
+    {"mailSlots", "mailSlots", "mail slots", "--mail-slots", "--mail-base", LIB_ELEM_MAIL_SLOT,
+     &SCSIUnitFields::IEPortCount, &SCSIUnitFields::IEPortBaseAddress}};
 inline constexpr const ElementRange& kDriveRange = kRanges[0];
 inline constexpr const ElementRange& kSlotRange = kRanges[1];
 inline constexpr const ElementRange& kMailRange = kRanges[2];

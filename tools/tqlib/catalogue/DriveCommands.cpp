@@ -137,38 +137,34 @@ void addDrive(const Options& wanted, const Session& session) {
       fmt::format("host {} sees drive {}, number {} at address {}", host, serial, number, address));
 }
 
-/// Whether the drive itself is gone, not only the unit of one of several hosts.
-bool removeFromLibrary(const Options& options) {
+void removeDrive(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& serial = options.drive.SerialNumber;
   const std::string& host = options.drive.MAName;
-  requireWholeLibrary(library);
-  if (!host.empty() && !isSeen(options)) {
-    throw Failure(
-        fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
-  }
-  const std::size_t before = countElements(library, names::drive);
-  change(
-      "cannot remove drive " + serial,
-      [&](TqLibEmulator& emulator) { return emulator.RemoveVirtualDevice(host, serial, library); },
-      fmt::format("library {} has no such drive", library));
-  return countElements(library, names::drive) < before;
-}
-
-void removeDrive(const Options& options, const Session& session) {
-  const std::string& serial = options.drive.SerialNumber;
-  const std::string& host = options.drive.MAName;
   // The API takes the library's own serial number for a request to remove the library.
-  if (serial == options.library) {
+  if (serial == library) {
     throw UsageError(serial + " is the library itself; see \"tqlib library remove\"");
   }
-  bool isGone = false;
-  asOneStep([&] { isGone = removeFromLibrary(options); });
-  printResult(
-      session.json,
-      {{"library", options.library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
-      isGone ? fmt::format("drive {} removed", serial)
-             : fmt::format("host {} no longer sees drive {}", host, serial));
+  bool isGone = false;  // the drive itself, not only the unit of one of several hosts
+  asOneStep([&] {
+    requireWholeLibrary(library);
+    if (!host.empty() && !isSeen(options)) {
+      throw Failure(
+          fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
+    }
+    const std::size_t before = countElements(library, names::drive);
+    change(
+        "cannot remove drive " + serial,
+        [&](TqLibEmulator& emulator) {
+          return emulator.RemoveVirtualDevice(host, serial, library);
+        },
+        fmt::format("library {} has no such drive", library));
+    isGone = countElements(library, names::drive) < before;
+  });
+  printResult(session.json,
+              {{"library", library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
+              isGone ? fmt::format("drive {} removed", serial)
+                     : fmt::format("host {} no longer sees drive {}", host, serial));
 }
 
 // The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.

@@ -78,9 +78,7 @@ void listLibraries(const NoOptions&, const Session& session) {
 }
 
 void addIdentity(const SCSIUnitNoMap& library, Json& values, std::vector<Row>& rows) {
-  values["vendor"] = library.Manufacturer;
-  values["model"] = library.Model;
-  values["firmware"] = library.FirmwareRevision;
+  addFields(values, library, kIdentity);
   rows.push_back({"identity:", fmt::format("{} {} {}", library.Manufacturer, library.Model,
                                            library.FirmwareRevision)});
   for (const ElementRange& range : kRanges) {

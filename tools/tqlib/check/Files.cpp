@@ -16,7 +16,7 @@
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/FolderLock.h"
+#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
 #include "files/Descendants.h"

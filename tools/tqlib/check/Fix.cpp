@@ -17,7 +17,7 @@
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/FolderLock.h"
+#include "files/FolderLock.h"
 #include "check/Checkup.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"

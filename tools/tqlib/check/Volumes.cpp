@@ -8,7 +8,7 @@
 
 #include "base/Errors.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/FolderLock.h"
+#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
 #include "files/Names.h"

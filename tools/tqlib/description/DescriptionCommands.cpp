@@ -256,16 +256,17 @@ void exportLibrary(const ExportOptions& options, const Session& session) {
               isToStream ? std::cerr : std::cout);
 }
 
-void addRange(CLI::App& command, const std::string& option, const std::string& baseOption,
-              SCSIUnitFields& library, const ElementRange& range) {
+void addRanges(CLI::App& command, SCSIUnitFields& library) {
   const CLI::Range number(std::numeric_limits<int>::max());
-  command.add_option(option, library.*range.count, std::string("Number of ") + range.name)
-      ->check(number);
-  command
-      .add_option(baseOption, library.*range.base,
-                  std::string("First address of the ") + range.name)
-      ->check(number)
-      ->capture_default_str();
+  for (const ElementRange& range : kRanges) {
+    command.add_option(range.option, library.*range.count, fmt::format("Number of {}", range.name))
+        ->check(number);
+    command
+        .add_option(range.baseOption, library.*range.base,
+                    fmt::format("First address of the {}", range.name))
+        ->check(number)
+        ->capture_default_str();
+  }
 }
 
 void addExport(CLI::App& group, Session& session) {
@@ -303,9 +304,7 @@ void addLibraryGroup(CLI::App& app, Session& session) {
                   "Serial number of the next drive (else LIBRARY with D1, D2, ...)")
       ->check(catalogueText())
       ->allow_extra_args(false);
-  addRange(create, "--drives", "--drive-base", library, kDriveRange);
-  addRange(create, "--slots", "--slot-base", library, kSlotRange);
-  addRange(create, "--mail-slots", "--mail-base", library, kMailRange);
+  addRanges(create, library);
   create.add_option("--from", options.from,
                     "Create the library that this JSON file describes; - is standard input. "
                     "Excludes all other options");

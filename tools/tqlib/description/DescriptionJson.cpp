@@ -157,7 +157,6 @@ void readDrives(JsonObject& object, LibraryDescription& description) {
 LibElement readElement(const JsonPlace& place) {
   JsonObject object(place);
   std::string name;
-  std::optional<bool> occupied;
   object.read("element", name);
   LibElement element;
   try {
@@ -166,9 +165,9 @@ LibElement readElement(const JsonPlace& place) {
     throw Failure(place.path + ".element: " + error.what());
   }
   object.read("barcode", element.barCode);
-  object.read("occupied", occupied);
+  const auto occupied = object.find("occupied");
   object.refuseOtherKeys();
-  element.isOccupied = occupied.value_or(!element.barCode.empty());
+  element.isOccupied = occupied ? occupied->isTrue() : !element.barCode.empty();
   if (!element.isOccupied && !element.barCode.empty()) {
     throw Failure(place.path + ".barcode: the element is not occupied");
   }

@@ -10,7 +10,7 @@
 
 #include <openssl/evp.h>
 
-#include "catalogue/FolderLock.h"
+#include "files/FolderLock.h"
 
 /// SHA-256 of data that comes in blocks. Throws Failure.
 class Sha256 {

@@ -15,7 +15,7 @@
 #include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/FolderLock.h"
+#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 #include "volume/Checksums.h"

@@ -1,0 +1,52 @@
+// flock(2) on a folder or a file.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "common/FileDescriptor.h"
+
+/// Does not block. Returns 0 when the lock was taken, EWOULDBLOCK when another process has it, or
+/// another errno value.
+inline int tryFlock(int fd) {
+  if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
+    return 0;
+  }
+  // Some file systems answer EACCES when another process has the lock.
+  return errno == EACCES || errno == EINTR ? EWOULDBLOCK : errno;
+}
+
+/// Holds the lock while it lives. Changing operations take the lock of the catalogue folder, too:
+/// one that is called while this object holds it fails after its longest wait.
+class FolderLock {
+public:
+  /// Tries for `longestWait`, since flock(2) has no timeout. Throws std::system_error when `path`
+  /// cannot be opened.
+  FolderLock(const std::string& path, std::chrono::milliseconds longestWait)
+      : m_file(openFile(path.c_str(), O_RDONLY | O_NONBLOCK)) {
+    if (!m_file) {
+      throw std::system_error(errno, std::generic_category(), path);
+    }
+    const auto end = std::chrono::steady_clock::now() + longestWait;
+    while (true) {
+      m_isHeld = tryFlock(m_file.get()) != EWOULDBLOCK;
+      if (m_isHeld || std::chrono::steady_clock::now() >= end) {
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+  }
+
+  /// False when another process has the lock. True also where the file system has no locks.
+  bool isHeld() const { return m_isHeld; }
+
+private:
+  FileDescriptor m_file;
+  bool m_isHeld = false;
+};
