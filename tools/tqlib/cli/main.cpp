@@ -16,7 +16,7 @@
 #include "check/CheckCommand.h"
 #include "cli/Commands.h"
 #include "description/LibraryDescription.h"
-#include "map/MapCommand.h"
+#include "map/Map.h"
 #include "volume/VolumeCommands.h"
 
 namespace {

@@ -14,7 +14,6 @@
 #include "base/Streams.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "map/MapCommand.h"
 
 namespace {
 
@@ -67,10 +66,6 @@ void showMap(const Options& options, const Session& session) {
 
 }  // namespace
 
-std::size_t MapSection::fullCells() const {
-  return static_cast<std::size_t>(std::ranges::count_if(cells, &MapCell::isFull));
-}
-
 int MapSection::firstAddress() const {
   const auto placed =
       std::ranges::find_if(cells, [](const auto& cell) { return cell.address >= 0; });
@@ -94,10 +89,6 @@ std::vector<const MapCell*> MapSection::cellsAndGaps() const {
     items.push_back(&cell);
   }
   return items;
-}
-
-bool MapSection::hasGap() const {
-  return cellsAndGaps().size() > cells.size();
 }
 
 LibraryMap readMap(const std::string& library) {

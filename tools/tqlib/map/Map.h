@@ -1,11 +1,22 @@
 // A library as a picture: what it shows, and the two ways to draw it.
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "base/Command.h"
 #include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
+
+inline constexpr int kLongestLabel = 16;
+inline constexpr int kGroup = 10;  // cells between two wider gaps, so that they can be counted
+
+/// "1000", or a dash for a drive that its library has not placed.
+inline std::string addressText(long long address) {
+  return address < 0 ? "-" : std::to_string(address);
+}
 
 struct MapCell {
   int address = 0;
@@ -13,8 +24,7 @@ struct MapCell {
   std::string barcode{};
   std::string serial{};  ///< of a drive that a host sees
 
-  /// "1000", or a dash for a drive that its library has not placed.
-  std::string number() const { return address < 0 ? "-" : std::to_string(address); }
+  std::string number() const { return addressText(address); }
   /// The barcode of a full cell; empty for an empty one.
   std::string label() const { return isFull && barcode.empty() ? "(none)" : barcode; }
 };
@@ -31,14 +41,22 @@ struct MapSection {
   const char* svgColour;  ///< dark enough for white text, and easy to distinguish
   std::vector<MapCell> cells{};
 
-  std::size_t fullCells() const;
+  std::size_t fullCells() const {
+    return static_cast<std::size_t>(std::ranges::count_if(cells, &MapCell::isFull));
+  }
+  /// The columns of the widest of the cells' texts.
+  int widest(auto text) const {
+    int columns = 0;
+    for (const auto& cell : cells) columns = std::max(columns, columnsOf(std::invoke(text, cell)));
+    return columns;
+  }
   /// The first address that is placed, or 0.
   int firstAddress() const;
   /// "1000-1047"; one address alone, or empty when none is placed.
   std::string range(const char* dash) const;
   /// The cells in their order, with null where addresses are missing between two of them.
   std::vector<const MapCell*> cellsAndGaps() const;
-  bool hasGap() const;
+  bool hasGap() const { return cellsAndGaps().size() > cells.size(); }
 };
 
 struct LibraryMap {
@@ -77,3 +95,5 @@ std::string mapText(const LibraryMap& map, int width, Charset charset);
 
 /// The picture as an SVG document, newline at the end.
 std::string mapSvg(const LibraryMap& map);
+
+void addMapCommand(CLI::App& app, Session& session);

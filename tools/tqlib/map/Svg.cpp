@@ -18,9 +18,7 @@ constexpr int kRoom = kRight - kMargin;
 constexpr std::size_t kMostBoxes = 200;
 constexpr std::size_t kMostLargeSquares = 2500;
 constexpr int kBetweenBoxes = 6;
-constexpr int kLongestLabel = 16;
 constexpr int kLongestTitle = 200;
-constexpr int kGroup = 10;  // squares between two wider gaps, so that they can be counted
 
 constexpr char kHead[] =
     R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {0} {1}" width="{0}" height="{1}" role="img">
@@ -62,20 +60,14 @@ std::string titleOf(const MapCell& cell) {
                      cell.isFull ? escaped(cell.label(), kLongestTitle) : "empty");
 }
 
-bool hasBoxes(const MapSection& section) {
-  return section.cells.size() <= kMostBoxes;
-}
-
 /// A picture that grows downwards.
 class Drawing {
 public:
   explicit Drawing(const LibraryMap& map) {
     int label = 6;
     for (const MapSection& section : map.sections) {
-      for (const MapCell& cell : section.cells) {
-        if (!hasBoxes(section)) break;
-        label = std::max({label, columnsOf(cell.label()), columnsOf(cell.serial)});
-      }
+      if (section.cells.size() > kMostBoxes) continue;
+      label = std::max({label, section.widest(&MapCell::label), section.widest(&MapCell::serial)});
     }
     constexpr int kPixelsPerTwoColumns = 15;
     const int least = std::min(label, kLongestLabel) * kPixelsPerTwoColumns / 2 + 16;
@@ -131,11 +123,8 @@ private:
               text(kRight, m_y + 28, "count", count, "end") +
               fmt::format("<path class=\"rule\" d=\"M{} {}h{}\"/>\n", kMargin, m_y + 35, kRoom);
     m_y += 45;
-    if (hasBoxes(section)) {
-      boxes(section);
-    } else {
-      squares(section);
-    }
+    if (section.cells.size() <= kMostBoxes) return boxes(section);
+    squares(section);
   }
 
   void boxes(const MapSection& section) {
@@ -179,8 +168,7 @@ private:
         sinceGap = 0;
       }
       if (isLarge || sinceGap++ % 2 == 0) {
-        const std::string label = row.address < 0 ? "-" : std::to_string(row.address);
-        m_body += text(left - 8, m_y + (isLarge ? 11 : 8), "at", label, "end");
+        m_body += text(left - 8, m_y + (isLarge ? 11 : 8), "at", addressText(row.address), "end");
       }
       for (const auto& [cell, place] : row.cells) {
         const int x = left + place * pitch + place / kGroup * 4;
