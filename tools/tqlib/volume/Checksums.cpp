@@ -1,17 +1,13 @@
 // Reading, checking and replacing the checksum file of a volume.
 #include "volume/Checksums.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <fstream>
 #include <optional>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "base/Streams.h"
-#include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 
 namespace fs = std::filesystem;
@@ -19,10 +15,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kDigits = 64;
-
-void require(int result) {
-  if (result != 1) throw Failure("the checksum cannot be calculated");
-}
 
 // sha256sum(1) doubles each backslash of a path, and puts one in front of such a line.
 std::string lineOf(const std::string& volume, int mark, const std::string& digits) {
@@ -44,27 +36,12 @@ std::optional<Checksums::value_type> parsed(const std::string& line, const std::
 
 }  // namespace
 
-Sha256::Sha256() : m_context(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
-  require(m_context ? EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) : 0);
+fs::path checksumFile(const std::string& volume) {
+  return volumeRoot() / (volume + ".sha256");
 }
 
-void Sha256::update(std::span<const char> block) {
-  require(EVP_DigestUpdate(m_context.get(), block.data(), block.size()));
-}
-
-std::string Sha256::hex() {
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned length = 0;
-  require(EVP_DigestFinal_ex(m_context.get(), digest, &length));
-  return fmt::format("{:02x}", fmt::join(digest, digest + length, ""));
-}
-
-fs::path checksumFile(const fs::path& root, const std::string& volume) {
-  return root / (volume + ".sha256");
-}
-
-Checksums loadChecksums(const fs::path& root, const std::string& volume) {
-  const fs::path path = checksumFile(root, volume);
+Checksums loadChecksums(const std::string& volume) {
+  const fs::path path = checksumFile(volume);
   if (!fs::is_regular_file(path)) return {};
   std::ifstream file(path);
   if (!file) throw systemFailure("cannot open " + path.string(), errno);
@@ -84,19 +61,11 @@ Checksums loadChecksums(const fs::path& root, const std::string& volume) {
   return checksums;
 }
 
-void requirePlaceForChecksums(const fs::path& root, const std::string& volume) {
-  const fs::path path = checksumFile(root, volume);
-  if (fs::exists(path) && !fs::is_regular_file(path)) {
-    throw Failure(path.string() + ": not a file that can hold checksums");
-  }
-  const OutputFile trial(path.string());
-}
-
-void saveChecksums(const fs::path& root, const std::string& volume, const Checksums& checksums) {
-  const fs::path path = checksumFile(root, volume);
+void saveChecksums(const std::string& volume, const Checksums& checksums) {
+  const fs::path path = checksumFile(volume);
   if (checksums.empty()) {
     if (fs::is_regular_file(path)) fs::remove(path);
-    syncFolder(root);
+    syncFolder(path.parent_path());
     return;
   }
   std::string text;
@@ -104,23 +73,8 @@ void saveChecksums(const fs::path& root, const std::string& volume, const Checks
   writeFile(path.string(), text);
 }
 
-void dropChecksums(const fs::path& root, const std::string& volume, int mark) {
-  if (!fs::is_regular_file(checksumFile(root, volume))) return;
-  Checksums left;
-  if (mark != 0) {
-    left = loadChecksums(root, volume);
-    if (left.erase(mark) == 0) return;
-  }
-  saveChecksums(root, volume, left);
-}
-
-VolumeLock::VolumeLock(const std::string& volume)
-    : m_path(volumeRoot() / volume),
-      m_isMade(fs::create_directory(m_path)),
-      m_lock(m_path, std::chrono::milliseconds(0)) {
-  if (!m_lock.isHeld()) throw Failure("volume " + volume + " is in use by another tqlib");
-}
-
-VolumeLock::~VolumeLock() {
-  if (m_isMade) rmdir(m_path.c_str());  // refuses a folder that holds anything
+void dropChecksums(const std::string& volume, int mark) {
+  if (!fs::is_regular_file(checksumFile(volume))) return;
+  Checksums left = mark == 0 ? Checksums() : loadChecksums(volume);
+  if (mark == 0 || left.erase(mark) > 0) saveChecksums(volume, left);
 }

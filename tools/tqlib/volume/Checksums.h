@@ -2,56 +2,75 @@
 // API counts every file in the folder to the volume); and the lock that keeps both consistent.
 #pragma once
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <span>
 #include <string>
 
+#include <fmt/ranges.h>
 #include <openssl/evp.h>
 
+#include "catalogue/VolumeFiles.h"
 #include "files/FolderLock.h"
 
 /// SHA-256 of data that comes in blocks. Throws Failure.
 class Sha256 {
 public:
-  Sha256();
+  Sha256() { require(EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr)); }
 
-  void update(std::span<const char> block);
+  void update(std::span<const char> block) {
+    require(EVP_DigestUpdate(m_context.get(), block.data(), block.size()));
+  }
+
   /// The checksum in hexadecimal digits. Ends the calculation.
-  std::string hex();
+  std::string hex() {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    require(EVP_DigestFinal_ex(m_context.get(), digest, &length));
+    return fmt::format("{:02x}", fmt::join(digest, digest + length, ""));
+  }
 
 private:
-  std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> m_context;
+  static void require(int result) {
+    if (result != 1) throw Failure("the checksum cannot be calculated");
+  }
+
+  std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> m_context{EVP_MD_CTX_new(), EVP_MD_CTX_free};
 };
 
 /// Hexadecimal digits, by the number of the file mark.
 using Checksums = std::map<int, std::string>;
 
-/// Where the checksums of a volume are; `root` is the tape folder.
-std::filesystem::path checksumFile(const std::filesystem::path& root, const std::string& volume);
+/// Where the checksums of a volume are.
+std::filesystem::path checksumFile(const std::string& volume);
 
 /// Empty when there is no file. Throws Failure when it holds anything but checksums of the volume.
-Checksums loadChecksums(const std::filesystem::path& root, const std::string& volume);
-
-/// Throws Failure when no checksums of the volume can be saved: called before a long transfer.
-void requirePlaceForChecksums(const std::filesystem::path& root, const std::string& volume);
+Checksums loadChecksums(const std::string& volume);
 
 /// Replaces the file, or removes it when there are no checksums. Throws Failure.
-void saveChecksums(const std::filesystem::path& root, const std::string& volume,
-                   const Checksums& checksums);
+void saveChecksums(const std::string& volume, const Checksums& checksums);
 
 /// Durably removes the checksums that a write to `mark` invalidates. With mark 0 these are all: the
 /// API erases the volume. Throws Failure.
-void dropChecksums(const std::filesystem::path& root, const std::string& volume, int mark);
+void dropChecksums(const std::string& volume, int mark);
 
 /// Keeps other tqlib processes from changing a volume, and makes its folder if it is missing. A
 /// folder that it made is removed at the end if it is empty. Emulators do not take this lock.
 class VolumeLock {
 public:
   /// Throws Failure when another process holds the lock, or the folder cannot be made.
-  explicit VolumeLock(const std::string& volume);
-  ~VolumeLock();
+  explicit VolumeLock(const std::string& volume)
+      : m_path(volumeRoot() / volume),
+        m_isMade(std::filesystem::create_directory(m_path)),
+        m_lock(m_path, std::chrono::milliseconds(0)) {
+    if (!m_lock.isHeld()) throw Failure("volume " + volume + " is in use by another tqlib");
+  }
+  ~VolumeLock() {
+    if (m_isMade) rmdir(m_path.c_str());  // refuses a folder that holds anything
+  }
   VolumeLock(const VolumeLock&) = delete;
   VolumeLock& operator=(const VolumeLock&) = delete;
 

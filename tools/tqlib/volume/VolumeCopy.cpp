@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <optional>
+#include <memory>
 
 #include <fmt/format.h>
 
@@ -18,6 +18,7 @@
 #include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
+#include "files/Names.h"
 #include "volume/Checksums.h"
 #include "volume/VolumeCommands.h"
 
@@ -28,23 +29,6 @@ namespace {
 struct Options {
   std::string from;
   std::string to;
-};
-
-/// A folder that is removed at the end unless it was renamed. Its lock shows that it is in use.
-struct TemporaryFolder {
-  explicit TemporaryFolder(const fs::path& place) : path(place) {
-    if (mkdir(path.c_str(), 0700) != 0) throw systemFailure("cannot make " + path.string(), errno);
-    lock.emplace(path.string(), std::chrono::seconds(5));
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const fs::path path;
-  std::optional<FolderLock> lock;
 };
 
 // Only root may give a file away; others can keep the group at best.
@@ -105,13 +89,13 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
 
 // The checksums come first: a copy in its place is one that has succeeded. They replace those that
 // an erased volume left.
-void place(const fs::path& copy, const fs::path& root, const std::string& volume,
-           const Checksums& checksums) {
+void place(const fs::path& copy, const std::string& volume, const Checksums& checksums) {
+  const fs::path root = copy.parent_path();
   try {
-    saveChecksums(root, volume, checksums);
+    saveChecksums(volume, checksums);
     fs::rename(copy, root / volume);
   } catch (...) {
-    unlink(checksumFile(root, volume).c_str());
+    unlink(checksumFile(volume).c_str());
     throw;
   }
   syncFolder(root);
@@ -128,20 +112,28 @@ void copyVolume(const Options& options, const Session& session) {
                   fmt::format("\"tqlib volume erase {}\" deletes it", options.to));
   }
   const VolumeContents from = examineVolume(options.from);
-  const Checksums checksums = loadChecksums(root, options.from);
+  const Checksums checksums = loadChecksums(options.from);
   unsigned long long bytes = 0;
   for (const FileMark& mark : from.marks) bytes += mark.bytes;
 
   watchForInterruption();
-  TemporaryFolder copy(root / fmt::format(".tqlib-copy-{}", getpid()));
+  const fs::path copy =
+      root / fmt::format("{}copy-{}{}", names::temporaryPrefix, getpid(), names::temporarySuffix);
+  if (mkdir(copy.c_str(), 0700) != 0) throw systemFailure("cannot make " + copy.string(), errno);
+  const FolderLock lock(copy, std::chrono::seconds(5));  // shows that it is in use
+  const auto remove = [](const fs::path* folder) {
+    std::error_code ignored;
+    fs::remove_all(*folder, ignored);  // unless it was renamed
+  };
+  const std::unique_ptr<const fs::path, decltype(remove)> removal(&copy, remove);
   Progress progress(bytes);
-  buildCopy(from, copy.path, progress);
+  buildCopy(from, copy, progress);
   // An emulator does not take the lock of a volume.
   if (examineVolume(options.from).marks != from.marks) {
     throw Failure(fmt::format("volume {} was written to while it was copied", options.from),
                   "copy it again while its medium is in no drive");
   }
-  place(copy.path, root, options.to, checksums);
+  place(copy, options.to, checksums);
   target.keep();
   const double seconds = progress.finish();
 

@@ -21,30 +21,47 @@ struct Options {
   std::string volume;
 };
 
-struct Entry {
-  VolumeContents contents;
-  Checksums checksums{};
-  Json totals{};  ///< what list and info report alike
-  std::string share{};
-  std::string checksumText{};
-};
-
-Entry examine(const fs::path& root, const std::string& volume) {
-  Entry entry{examineVolume(volume)};
-  const double limit = static_cast<double>(configuredVolumeLimit());
-  const double share = std::round(static_cast<double>(entry.contents.bytes) / limit * 1e4) / 1e4;
-  entry.totals["share"] = share;
-  entry.share = fmt::format("{:.1f} %", share * 100);
+/// Everything about a volume, except what cannot be read of its checksums.
+Json examine(const std::string& volume) {
+  const VolumeContents contents = examineVolume(volume);
+  const auto bytes = static_cast<double>(contents.bytes);
+  const auto limit = configuredVolumeLimit();
+  Json values{{"volume", volume},
+              {"folder", contents.folder.string()},
+              {"nextMark", contents.nextMark},
+              {"bytes", contents.bytes},
+              {"limit", limit},
+              {"share", std::round(bytes / static_cast<double>(limit) * 1e4) / 1e4}};
+  Checksums checksums;
   try {
-    entry.checksums = loadChecksums(root, volume);
-    entry.totals["checksums"] = !entry.checksums.empty();
-    entry.checksumText = entry.checksums.empty() ? "no" : "yes";
+    checksums = loadChecksums(volume);
+    values["checksums"] = !checksums.empty();
   } catch (const std::exception& failure) {
-    entry.totals["checksums"] = nullptr;
-    entry.totals["checksumProblem"] = failure.what();
-    entry.checksumText = failure.what();
+    values["checksums"] = nullptr;
+    values["checksumProblem"] = failure.what();
   }
-  return entry;
+  values["marks"] = Json::array();
+  std::vector<int> numbers;
+  for (const FileMark& mark : contents.marks) {
+    Json& value = values["marks"].emplace_back(Json{{"mark", mark.number}, {"bytes", mark.bytes}});
+    value["checksum"] = nullptr;
+    if (values["checksums"] != nullptr) value["checksum"] = checksums.contains(mark.number);
+    numbers.push_back(mark.number);
+  }
+  values["gaps"] = Json::array();
+  for (const Gap& gap : gapsIn(numbers)) {
+    values["gaps"].push_back({{"first", gap.first}, {"last", gap.last}});
+  }
+  values["otherEntries"] = contents.others;
+  return values;
+}
+
+std::string shareText(const Json& values) {
+  return fmt::format("{:.1f} %", values["share"].get<double>() * 100);
+}
+
+std::string checksumText(const Json& values) {
+  return values.value("checksumProblem", values["checksums"] == true ? "yes" : "no");
 }
 
 void listVolumes(const NoOptions&, const Session& session) {
@@ -52,17 +69,18 @@ void listVolumes(const NoOptions&, const Session& session) {
   Json list = Json::array();
   std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
   for (const std::string& volume : volumesIn(root)) {
+    Json& listed = list.emplace_back(Json{{"volume", volume}, {"state", "ok"}});
     try {
-      const Entry entry = examine(root, volume);
-      const std::size_t marks = entry.contents.marks.size();
-      const unsigned long long bytes = entry.contents.bytes;
-      Json values{{"volume", volume}, {"state", "ok"}, {"marks", marks}, {"bytes", bytes}};
-      values.update(entry.totals);
-      list.push_back(std::move(values));
-      rows.push_back(
-          {volume, std::to_string(marks), std::to_string(bytes), entry.share, entry.checksumText});
+      const Json values = examine(volume);
+      listed["marks"] = values["marks"].size();
+      for (const char* key : {"bytes", "share", "checksums", "checksumProblem"}) {
+        if (values.contains(key)) listed[key] = values[key];
+      }
+      rows.push_back({volume, listed["marks"].dump(), listed["bytes"].dump(), shareText(listed),
+                      checksumText(listed)});
     } catch (const std::exception& failure) {
-      list.push_back({{"volume", volume}, {"state", "unreadable"}, {"reason", failure.what()}});
+      listed["state"] = "unreadable";
+      listed["reason"] = failure.what();
       rows.push_back({volume, "-", "-", "-", "-", failure.what()});
     }
   }
@@ -74,43 +92,22 @@ void listVolumes(const NoOptions&, const Session& session) {
 
 void showVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
-  const Entry entry = examine(volumeRoot(), options.volume);
-  const VolumeContents& contents = entry.contents;
-  const auto limit = configuredVolumeLimit();
-  std::vector<Row> rows{
-      {"volume:", options.volume},
-      {"folder:", contents.folder.string()},
-      {"next file mark:", std::to_string(contents.nextMark)},
-      {"bytes:", fmt::format("{} ({} of {})", contents.bytes, entry.share, limit)},
-      {"checksums:", entry.checksumText}};
-  const bool isKnown = !entry.totals["checksums"].is_null();
-  Json marks = Json::array();
-  std::vector<int> numbers;
-  for (const FileMark& mark : contents.marks) {
-    const bool hasChecksum = entry.checksums.contains(mark.number);
-    numbers.push_back(mark.number);
-    marks.push_back({{"mark", mark.number},
-                     {"bytes", mark.bytes},
-                     {"checksum", isKnown ? Json(hasChecksum) : Json()}});
-    rows.push_back({fmt::format("mark {}:", mark.number),
-                    fmt::format("{} bytes{}", mark.bytes, hasChecksum ? ", with checksum" : "")});
+  const Json values = examine(options.volume);
+  std::vector<Row> rows{{"volume:", options.volume},
+                        {"folder:", values["folder"]},
+                        {"next file mark:", values["nextMark"].dump()},
+                        {"bytes:", fmt::format("{} ({} of {})", values["bytes"].dump(),
+                                               shareText(values), values["limit"].dump())},
+                        {"checksums:", checksumText(values)}};
+  for (const Json& mark : values["marks"]) {
+    const char* const remark = mark["checksum"] == true ? ", with checksum" : "";
+    rows.push_back({fmt::format("mark {}:", mark["mark"].dump()),
+                    fmt::format("{} bytes{}", mark["bytes"].dump(), remark)});
   }
-  Json gaps = Json::array();
-  for (const Gap& gap : gapsIn(numbers)) {
-    gaps.push_back({{"first", gap.first}, {"last", gap.last}});
-    rows.push_back({"no marks:", gapText(gap)});
+  for (const Json& gap : values["gaps"]) {
+    rows.push_back({"no marks:", gapText({gap["first"], gap["last"]})});
   }
-  for (const std::string& name : contents.others) rows.push_back({"no file mark:", name});
-
-  Json values{{"volume", options.volume},
-              {"folder", contents.folder.string()},
-              {"nextMark", contents.nextMark},
-              {"bytes", contents.bytes},
-              {"limit", limit}};
-  values.update(entry.totals);
-  values["marks"] = std::move(marks);
-  values["gaps"] = std::move(gaps);
-  values["otherEntries"] = contents.others;
+  for (const std::string name : values["otherEntries"]) rows.push_back({"no file mark:", name});
   printResult(session.json, values, tableText(rows));
 }
 
@@ -158,8 +155,7 @@ Json verdictsOn(const std::vector<FileMark>& marks, const Checksums& checksums,
 
 void verifyVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
-  const fs::path root = volumeRoot();
-  const Checksums checksums = loadChecksums(root, options.volume);
+  const Checksums checksums = loadChecksums(options.volume);
   if (checksums.empty()) {
     throw Failure(
         fmt::format("volume {} has no checksums", options.volume),
@@ -167,7 +163,7 @@ void verifyVolume(const Options& options, const Session& session) {
                     options.volume));
   }
   watchForInterruption();
-  const auto calculated = fs::last_write_time(checksumFile(root, options.volume));
+  const auto calculated = fs::last_write_time(checksumFile(options.volume));
   const Json list = verdictsOn(examineVolume(options.volume).marks, checksums, calculated);
   std::vector<Row> rows{{"MARK", "RESULT"}};
   int faults = 0;
