@@ -1,15 +1,155 @@
-// One look at the whole catalogue and its volumes, and the fix of what it found.
+// One look at the whole catalogue and its volumes: the faults that it can find, each with its text
+// and its next step, what it found, and the fix of that.
 #pragma once
 
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "catalogue/LibraryContent.h"
-#include "check/Findings.h"
+#include <fmt/format.h>
 
-/// What a check found, and what must not be in the catalogue twice.
+#include "base/Command.h"
+#include "catalogue/LibraryContent.h"
+
+enum class Severity { Error, Warning, Note };
+
+inline constexpr char kByHand[] = "fix the file by hand";
+
+/// A fault that a check looks for. Programs know it by its kind, which therefore stays; several
+/// faults may be of one kind. The text and the next step are formatted with the same values.
+struct Fault {
+  const char* kind;
+  Severity severity;
+  const char* text;
+  const char* next = kByHand;
+  bool isFixable = false;  ///< as a rule; a single case may have a reason against it
+};
+
+namespace faults {
+
+using enum Severity;
+
+// Of the catalogue folder and the list
+inline constexpr Fault kUnreadable{"unparsable-file", Error, "{}",
+                                   "fix the permissions, or the disk"};
+inline constexpr Fault kUnreadableList{"unparsable-file", Error, "{}",
+                                       "fix the list by hand, or write it anew"};
+inline constexpr Fault kEntryWithoutFile{
+    "entry-without-file", Error, "the library has no file",
+    "bring {} back; or \"tqlib check --fix\" takes the entry out", true};
+inline constexpr Fault kFileWithoutEntry{"file-without-entry", Error,
+                                         "the library is not in the list",
+                                         "\"tqlib check --fix\" enters it", true};
+inline constexpr Fault kDoubledEntry{"doubled-entry", Error, "it is in the list {} times",
+                                     "\"tqlib check --fix\" takes the later entries out", true};
+inline constexpr Fault kBadId{"bad-entry", Error, "the Id cannot be part of a file name",
+                              "fix the list by hand"};
+inline constexpr Fault kHalfSaved{"half-saved", Warning,
+                                  "a save of a library and the list is half done",
+                                  "the next change of the catalogue completes it", true};
+inline constexpr Fault kDamagedJournal{
+    "half-saved", Warning, "the journal of a save of a library and the list is damaged",
+    "look by hand whether a .tqlib-*.new file has to be kept: the next change of the catalogue "
+    "deletes the journal"};
+inline constexpr Fault kLockedCatalogue{
+    "locked-catalogue", Warning,
+    "another process keeps the catalogue locked; stale temporary files were not looked for",
+    "check again when its call is over, or find out what it waits for"};
+inline constexpr Fault kStaleFile{"left-over", Note, "left by a crash",
+                                  "\"tqlib check --fix\" deletes it", true};
+
+// Of a library
+inline constexpr Fault kUnreadableLibrary{"unparsable-file", Error, "{}",
+                                          "fix the file by hand, or restore the last backup"};
+inline constexpr Fault kRemovedLibrary{
+    "removed-library", Warning, "the library was removed, and its file stayed", "{} deletes it"};
+inline constexpr Fault kManyLibraries{"library-identity", Error,
+                                      "it holds {} libraries instead of one"};
+inline constexpr Fault kLibrarySerial{
+    "library-identity", Error, "the library has {} device blocks, or no serial number in it"};
+inline constexpr Fault kOtherSerial{"library-identity", Error,
+                                    "the library's serial number is {}, by the file's name {}"};
+inline constexpr Fault kOtherName{"library-identity", Error,
+                                  "the library's Name is \"{}\" instead of \"{}\""};
+inline constexpr Fault kExpiredStatus{"expired-status", Warning,
+                                      "the injected status has expired, and is reported once more",
+                                      "\"tqlib status get {}\" uses it up"};
+
+// Of an element
+inline constexpr Fault kDriveSerial{"drive-identity", Error,
+                                    "the drive has {} device blocks, or no serial number in it"};
+inline constexpr Fault kOtherDriveName{"drive-identity", Error,
+                                       "the drive's Name is \"{}\", its serial number {}"};
+inline constexpr Fault kDoubledSerial{"drive-identity", Error,
+                                      "the serial number {} is also that of {}"};
+inline constexpr Fault kUnplacedDrive{"unplaced-drive", Warning,
+                                      "the drive has no element address yet",
+                                      "\"tqlib drive add\" gives a drive its address"};
+inline constexpr Fault kBadAddress{"bad-address", Error,
+                                   "the element address is missing, or is not a number"};
+inline constexpr Fault kDoubledAddress{"doubled-address", Error, "{} elements have the address {}"};
+inline constexpr Fault kOutOfRange{"address-out-of-range", Warning,
+                                   "hosts see {} elements of this type, from address {}",
+                                   "fix count and first address by hand, or remove the element"};
+inline constexpr Fault kWronglyEmpty{"occupancy", Error, "it is empty, but has the barcode {}",
+                                     "\"tqlib check --fix\" makes it full", true};
+inline constexpr Fault kWronglyFull{"occupancy", Error, "it is occupied, but has no barcode",
+                                    "\"tqlib check --fix\" makes it empty", true};
+inline constexpr Fault kDoubledBarcode{
+    "doubled-barcode", Error, "the barcode {} is also in {}",
+    "\"tqlib element set LIBRARY ELEMENT --empty\" where it is not"};
+inline constexpr Fault kMediumWithoutVolume{"medium-without-volume", Note,
+                                            "the medium {} has no volume",
+                                            "nothing, when it is new; else bring its volume back"};
+
+// Of the volumes
+inline constexpr Fault kUnreadableTapeFolder{
+    "unparsable-file", Error, "{}",
+    "bring the folder back, or fix sVirtualTapeDirectory in the configuration"};
+inline constexpr Fault kVolumeWithoutMedium{
+    "volume-without-medium", Warning, "no library has a medium of that barcode",
+    "\"tqlib element set\" puts the medium somewhere; or delete the volume"};
+inline constexpr Fault kUnknownVolume{"volume-without-medium", Warning,
+                                      "no library that can be read has a medium of that barcode",
+                                      "fix the libraries that cannot be read first"};
+inline constexpr Fault kVolumeOverLimit{
+    "volume-over-limit", Warning, "it has {} bytes; the limit is {}",
+    "raise nVirtualTapeSizeMB in the configuration, or erase the volume"};
+inline constexpr Fault kMarkGap{"mark-gap", Error, "it lacks the filemarks {}",
+                                "restore the last backup of the volume, or erase it"};
+inline constexpr Fault kStaleVolume = kStaleFile;
+
+}  // namespace faults
+
+/// Where a fault is: a file or folder, and what in it. That is an element ("slot:1000"), the key of
+/// an entry of the list, or nothing.
+struct Place {
+  std::string file;
+  std::string element = {};
+};
+
+struct Finding {
+  bool is(const Fault& other) const { return fault == &other; }
+
+  void leaveToOperator(const char* step) {
+    isFixable = false;
+    next = step;
+  }
+
+  const Fault* fault;
+  Place place;
+  std::string text;
+  std::string next;  ///< what the operator can do about it
+  bool isFixable;
+  std::string barcode = {};          ///< of an element whose occupancy is wrong
+  std::optional<bool> isFixed = {};  ///< after a fix
+  std::string copy = {};             ///< of the file before it was fixed
+};
+
+/// What a check found, how much it looked at, and what must not be in the catalogue twice.
 struct Checkup {
   template <typename... Values>
   Finding& add(const Fault& fault, Place place, const Values&... values) {
@@ -18,10 +158,12 @@ struct Checkup {
                 fmt::format(fmt::runtime(fault.next), values...), fault.isFixable});
   }
 
-  std::vector<Finding> findings;  ///< those of one file in a row
-  Scope scope;
-  std::map<std::string, std::vector<Place>> media;  ///< by barcode
-  std::map<std::string, Place> drives;              ///< by serial number, folded
+  std::vector<Finding> findings = {};  ///< those of one file in a row
+  std::size_t libraries = 0;           ///< files that could be read
+  std::size_t elements = 0;
+  std::set<std::string> volumes = {};
+  std::map<std::string, std::vector<Place>> media = {};  ///< by barcode
+  std::map<std::string, Place> drives = {};              ///< by serial number, folded
   bool knowsAll = true;  ///< there is no library whose elements could not be read
 };
 
@@ -40,18 +182,20 @@ void checkDoubledMedia(Checkup& checkup);
 /// Checks the volumes, each in itself and against the media of the libraries.
 void checkVolumes(Checkup& checkup);
 
+struct FixResult {
+  std::map<std::string, std::string> copies;  ///< of the files that were changed, by file
+  std::vector<std::string> failures;
+};
+
 /// Fixes what is fixable, as far as it is still wrong. The next check shows what was fixed.
 FixResult fixFindings(const std::vector<Finding>& findings);
-
-// Shared by the files of this folder
-
-inline constexpr char kStandIn[] = "Lib_.tqlib-stand-in-";  // of earlier versions; then a process
-inline constexpr char kBeforeFix[] = ".before-fix-";  // between a file and the time of its copy
 
 /// Whether the file holds one library, the one of that key.
 bool isLibraryOfKey(const LibraryContent& content, const std::string& key);
 
-bool hasWrongOccupancy(const ElementContent& element);
+inline bool hasWrongOccupancy(const ElementContent& element) {
+  return element.isOccupied == element.barcode.empty();
+}
 
 /// "slot:1000"; an element whose address cannot be read goes by its name.
 std::string nameOf(const ElementContent& element);
@@ -60,5 +204,4 @@ std::string nameOf(const ElementContent& element);
 /// be found out.
 bool isAbsent(const std::string& path);
 
-/// Whether `name` is `before`, the number of a process that has ended, and `behind`.
-bool isOfEndedProcess(std::string_view name, std::string_view before, std::string_view behind);
+void addCheckCommand(CLI::App& app, Session& session);

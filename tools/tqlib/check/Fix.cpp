@@ -10,7 +10,6 @@
 #include <ctime>
 #include <filesystem>
 #include <functional>
-#include <set>
 
 #include <fmt/chrono.h>
 
@@ -24,14 +23,12 @@
 #include "files/DomValues.h"
 #include "files/PairedSave.h"
 #include "files/ReplacedFile.h"
-#include "files/XmlText.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using xercesc::DOMDocument;
-using xercesc::DOMElement;
 
 // Whoever still writes a temporary file or folder holds its lock.
 void deleteStale(const std::string& path) {
@@ -42,13 +39,12 @@ void deleteStale(const std::string& path) {
   if (error) throw systemFailure("cannot delete " + path, error.value());
 }
 
-/// Corrects the elements, by name, that still have the barcode that was found.
+/// Corrects the elements that are among `found`, by name and barcode.
 bool setOccupancies(const DOMDocument& document,
-                    const std::map<std::string, std::string>& barcodes) {
+                    const std::set<std::pair<std::string, std::string>>& found) {
   bool isChanged = false;
   for (const ElementContent& element : readLibrary(document).elements) {
-    const auto found = barcodes.find(nameOf(element));
-    const bool isSame = found != barcodes.end() && found->second == element.barcode;
+    const bool isSame = found.contains({nameOf(element), element.barcode});
     if (!isSame || !hasWrongOccupancy(element)) continue;
     setOccupied(*element.node, !element.barcode.empty());
     isChanged = true;
@@ -66,12 +62,12 @@ struct Fix {
     attempt([&] { fixList(); });
     fixOccupancies();
     deleteNeedlessCopies();
-    return std::move(m_result);
+    return std::move(result);
   }
 
   std::vector<const Finding*> fixable(const Fault& fault) const {
     std::vector<const Finding*> found;
-    for (const Finding& finding : m_findings) {
+    for (const Finding& finding : findings) {
       if (finding.isFixable && finding.is(fault)) found.push_back(&finding);
     }
     return found;
@@ -81,29 +77,29 @@ struct Fix {
     try {
       step();
     } catch (const std::exception& failure) {
-      m_result.failures.emplace_back(failure.what());
+      result.failures.emplace_back(failure.what());
     }
   }
 
   /// Copies a file beside itself before its first change. Throws Failure when that cannot be done:
   /// the file must then stay as it is.
   void keepCopy(const std::string& file) {
-    if (m_result.copies.contains(file) || isAbsent(file)) return;
+    if (result.copies.contains(file) || isAbsent(file)) return;
     const auto content = contentOf(file);
     if (!content) throw systemFailure(file, errno);
     const std::string copy =
-        fmt::format("{}{}{:%Y%m%d-%H%M%S}", file, kBeforeFix, fmt::localtime(std::time(nullptr)));
+        fmt::format("{}.before-fix-{:%Y%m%d-%H%M%S}", file, fmt::localtime(std::time(nullptr)));
     ReplacedFile kept(copy, Existing::Kept);
     kept.copyAccessOf(file);
     if (!kept.prepare(*content) || !kept.commit()) {
       throw Failure(fmt::format("{}: {}", copy, kept.error()));
     }
-    m_result.copies.emplace(file, copy);
+    result.copies.emplace(file, copy);
   }
 
   /// Deletes the copies of files that were not changed.
   void deleteNeedlessCopies() {
-    std::erase_if(m_result.copies, [](const auto& each) {
+    std::erase_if(result.copies, [](const auto& each) {
       const auto& [file, copy] = each;
       const auto content = contentOf(file);
       return content && content == contentOf(copy) && unlink(copy.c_str()) == 0;
@@ -113,14 +109,14 @@ struct Fix {
   // A save that is completed replaces files; a damaged journal is deleted then, and has to be
   // looked at first.
   SaveJournal journal() const {
-    SaveJournal journal = PairedSave::readJournal(m_folder);
+    SaveJournal journal = PairedSave::readJournal(folder);
     if (journal.mayNeed("")) throw Failure("the journal of a save is damaged");
     return journal;
   }
 
   void completeSave() {
     const std::vector<std::string> names = journal().names;
-    for (std::size_t i = 1; i < names.size(); i += 2) keepCopy(m_folder + names[i]);
+    for (std::size_t i = 1; i < names.size(); i += 2) keepCopy(folder + names[i]);
     asOneStep([] {});  // completes it first
   }
 
@@ -128,11 +124,10 @@ struct Fix {
   void deleteStaleFiles() {
     journal();
     asOneStep([&] {
-      const SaveJournal pending = PairedSave::readJournal(m_folder);
+      const SaveJournal pending = PairedSave::readJournal(folder);
       for (const Finding* finding : fixable(faults::kStaleFile)) {
         const std::string& path = finding->place.file;
-        const std::string name = path.substr(m_folder.size());
-        if (names::isTemporary(name) && pending.mayNeed(name)) continue;
+        if (pending.mayNeed(path.substr(folder.size()))) continue;
         attempt([&] { deleteStale(path); });
       }
     });
@@ -153,7 +148,7 @@ struct Fix {
     std::set<std::string> keys;
     for (const Finding* finding : fixable(fault)) {
       const Place& place = finding->place;
-      keys.insert(place.element.empty() ? names::keyOf(place.file.substr(m_folder.size()))
+      keys.insert(place.element.empty() ? names::keyOf(place.file.substr(folder.size()))
                                         : place.element);
     }
     return keys;
@@ -164,7 +159,7 @@ struct Fix {
     const std::set<std::string> doubled = keysOf(faults::kDoubledEntry);
     const std::set<std::string> unlisted = keysOf(faults::kFileWithoutEntry);
     if (withoutFile.empty() && doubled.empty() && unlisted.empty()) return;
-    fixFile(m_folder + names::listFile, names::libraryList, [&](DOMDocument& list) {
+    fixFile(folder + names::listFile, names::libraryList, [&](DOMDocument& list) {
       std::set<std::string> listed;
       bool isChanged = removeEntries(list, [&](const std::string& key) {
         const bool isTwin = !listed.insert(key).second && doubled.contains(key);
@@ -179,19 +174,19 @@ struct Fix {
     });
   }
 
-  bool hasFile(const std::string& key) const { return !isAbsent(m_folder + names::fileOf(key)); }
+  bool hasFile(const std::string& key) const { return !isAbsent(folder + names::fileOf(key)); }
 
   bool isStillThere(const std::string& key) const {
     if (!hasFile(key)) return false;
-    const ParsedFile file = readDocument(m_folder + names::fileOf(key));
+    const ParsedFile file = readDocument(folder + names::fileOf(key));
     return isLibraryOfKey(readLibrary(*file.document()), key);
   }
 
   void fixOccupancies() {
-    std::map<std::string, std::map<std::string, std::string>> files;  // element and its barcode
+    std::map<std::string, std::set<std::pair<std::string, std::string>>> files;
     for (const Fault* fault : {&faults::kWronglyEmpty, &faults::kWronglyFull}) {
       for (const Finding* finding : fixable(*fault)) {
-        files[finding->place.file][finding->place.element] = finding->barcode;
+        files[finding->place.file].emplace(finding->place.element, finding->barcode);
       }
     }
     for (const auto& each : files) {
@@ -202,9 +197,9 @@ struct Fix {
     }
   }
 
-  const std::vector<Finding>& m_findings;
-  const std::string m_folder = configuredCatalogue();
-  FixResult m_result = {};
+  const std::vector<Finding>& findings;
+  const std::string folder = configuredCatalogue();
+  FixResult result = {};
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
 #include "check/Checkup.h"
-#include "files/XmlText.h"
 
 namespace {
 
@@ -15,69 +14,64 @@ std::string placeText(const Place& place) {
 
 // Drives may be in a file without a library.
 bool isRemovedLibrary(const LibraryContent& content) {
-  return content.libraries == 0 &&
-         std::ranges::none_of(content.elements, [](const ElementContent& element) {
-           return element.type == LIB_ELEM_DRIVE;
-         });
+  const auto isDrive = [](const ElementContent& each) { return each.type == LIB_ELEM_DRIVE; };
+  return content.libraries == 0 && std::ranges::none_of(content.elements, isDrive);
 }
 
 struct LibraryCheck {
   void run() {
-    ++m_checkup.scope.libraries;
-    m_checkup.scope.elements += m_content.elements.size();
-    if (isRemovedLibrary(m_content)) {
-      checkRemoved();
-      return;
-    }
-    const bool isStandalone = m_content.libraries == 0 && m_key == names::standaloneKey;
+    ++checkup.libraries;
+    checkup.elements += content.elements.size();
+    if (isRemovedLibrary(content)) return checkRemoved();
+    const bool isStandalone = content.libraries == 0 && key == names::standaloneKey;
     if (!isStandalone) checkIdentity();
-    if (!isStandalone && m_content.libraries != 1) m_checkup.knowsAll = false;
-    if (m_content.libraries > 1) return;  // no call of the API changes its elements
-    for (const ElementContent& element : m_content.elements) {
+    if (content.libraries > 1) return;  // no call of the API changes its elements
+    for (const ElementContent& element : content.elements) {
       if (element.address) ++sharersOf(element);
     }
-    for (const ElementContent& element : m_content.elements) checkElement(element);
-    if (m_content.statusExpiry && *m_content.statusExpiry <= std::time(nullptr)) {
-      add(faults::kExpiredStatus, "", m_key);
+    for (const ElementContent& element : content.elements) checkElement(element);
+    if (content.statusExpiry && *content.statusExpiry <= std::time(nullptr)) {
+      add(faults::kExpiredStatus, "", key);
     }
   }
 
   template <typename... Values>
   Finding& add(const Fault& fault, const std::string& element, const Values&... values) {
-    return m_checkup.add(fault, {m_file, element}, values...);
+    return checkup.add(fault, {file, element}, values...);
   }
 
   // The shelves outlive the library, and the volumes of their media are in use.
   void checkRemoved() {
     bool hasMedia = false;
-    for (const ElementContent& element : m_content.elements) hasMedia |= countMedium(element);
-    Finding& finding = add(faults::kRemovedLibrary, "", purgeCommand(m_key));
+    for (const ElementContent& element : content.elements) hasMedia |= countMedium(element);
+    Finding& finding = add(faults::kRemovedLibrary, "", purgeCommand(key));
     if (hasMedia) finding.leaveToOperator("move the barcodes elsewhere first, by hand");
   }
 
   bool countMedium(const ElementContent& element) {
     if (element.barcode.empty()) return false;
-    m_checkup.media[element.barcode].push_back({m_file, nameOf(element)});
+    checkup.media[element.barcode].push_back({file, nameOf(element)});
     return true;
   }
 
   void checkIdentity() {
-    const std::string name = names::libraryPrefix + m_key;
-    if (m_content.libraries != 1) {
-      add(faults::kManyLibraries, "", m_content.libraries);
+    const std::string name = names::libraryPrefix + key;
+    if (content.libraries != 1) {
+      checkup.knowsAll = false;
+      add(faults::kManyLibraries, "", content.libraries);
       return;
     }
-    if (m_content.devices != 1 || m_content.serial.empty()) {
-      add(faults::kLibrarySerial, "", m_content.devices);
-    } else if (m_content.serial != m_key) {
-      add(faults::kOtherSerial, "", m_content.serial, m_key);
+    if (content.devices != 1 || content.serial.empty()) {
+      add(faults::kLibrarySerial, "", content.devices);
+    } else if (content.serial != key) {
+      add(faults::kOtherSerial, "", content.serial, key);
     }
-    if (m_content.name != name) add(faults::kOtherName, "", m_content.name, name);
+    if (content.name != name) add(faults::kOtherName, "", content.name, name);
   }
 
   /// How many elements have its address. Hosts do not see shelves, whose addresses are separate.
   int& sharersOf(const ElementContent& element) {
-    return m_sharers[{element.type == LIB_ELEM_SHELF, *element.address}];
+    return sharers[{element.type == LIB_ELEM_SHELF, *element.address}];
   }
 
   void checkElement(const ElementContent& element) {
@@ -97,7 +91,7 @@ struct LibraryCheck {
     if (folded(drive.name) != folded(names::drivePrefix) + serial) {
       add(faults::kOtherDriveName, name, drive.name, drive.serial);
     }
-    const auto [twin, isNew] = m_checkup.drives.emplace(serial, Place{m_file, name});
+    const auto [twin, isNew] = checkup.drives.emplace(serial, Place{file, name});
     if (!isNew) add(faults::kDoubledSerial, name, drive.serial, placeText(twin->second));
   }
 
@@ -106,15 +100,15 @@ struct LibraryCheck {
       add(faults::kBadAddress, name);
       return;
     }
-    const int address = *element.address;
-    if (element.type == LIB_ELEM_DRIVE && toXml(address) == names::unplacedAddress) {
+    if (element.type == LIB_ELEM_DRIVE && *element.address == kUnplaced) {
       add(faults::kUnplacedDrive, name);
       return;
     }
-    const int sharers = sharersOf(element);
-    if (sharers > 1) add(faults::kDoubledAddress, name, sharers, address);
-    if (element.type == LIB_ELEM_SHELF || m_content.libraries == 0) return;
-    const auto& [first, count] = m_content.ranges.at(element.type);
+    const int address = *element.address;
+    const int all = sharersOf(element);
+    if (all > 1) add(faults::kDoubledAddress, name, all, address);
+    if (element.type == LIB_ELEM_SHELF || content.libraries == 0) return;
+    const auto& [first, count] = content.ranges.at(element.type);
     if (address < first || address >= first + count) add(faults::kOutOfRange, name, count, first);
   }
 
@@ -123,14 +117,14 @@ struct LibraryCheck {
                            element.barcode);
     finding.barcode = element.barcode;
     const bool isUnique = element.address && sharersOf(element) == 1;
-    if (!isUnique || !element.hasBarcode) finding.leaveToOperator(faults::kByHand);
+    if (!isUnique || !element.hasBarcode) finding.leaveToOperator(kByHand);
   }
 
-  const std::string& m_key;
-  const std::string& m_file;
-  const LibraryContent& m_content;
-  Checkup& m_checkup;
-  std::map<std::pair<bool, int>, int> m_sharers = {};  // of an address, which may be a shelf's
+  const std::string& key;
+  const std::string& file;
+  const LibraryContent& content;
+  Checkup& checkup;
+  std::map<std::pair<bool, int>, int> sharers = {};  // of an address, which may be a shelf's
 };
 
 }  // namespace
@@ -160,10 +154,6 @@ void checkDoubledMedia(Checkup& checkup) {
 bool isLibraryOfKey(const LibraryContent& content, const std::string& key) {
   return content.libraries == 1 && content.devices == 1 && content.serial == key &&
          content.name == names::libraryPrefix + key;
-}
-
-bool hasWrongOccupancy(const ElementContent& element) {
-  return element.isOccupied == element.barcode.empty();
 }
 
 std::string nameOf(const ElementContent& element) {

@@ -13,7 +13,7 @@
 
 #include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
-#include "check/CheckCommand.h"
+#include "check/Checkup.h"
 #include "cli/Commands.h"
 #include "description/LibraryDescription.h"
 #include "map/Map.h"

@@ -1,6 +1,0 @@
-// tqlib check.
-#pragma once
-
-#include "base/Command.h"
-
-void addCheckCommand(CLI::App& app, Session& session);
