@@ -4,6 +4,7 @@
 // uses a lock, too. "unlocked" compares with bare work without a lock and shows the cost of the
 // lock.
 
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
@@ -24,7 +25,7 @@ using bench::Volume;
 constexpr int kElements = 1000;
 constexpr int kQueries = 2;  // of each thread in a round
 constexpr int kBlocks = 256;
-constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kBlock = std::size_t{64} * 1024;
 
 /// Does the work once for each object, each on its own thread.
 template <class Object>

@@ -4,6 +4,7 @@
 #include "Traffic.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
@@ -18,7 +19,7 @@ constexpr int kMedia = kSlots / 2;
 constexpr int kFirstSlot = 1000;
 constexpr int kFirstDrive = 500;
 constexpr int kFirstPort = 10;
-constexpr std::size_t kBlock = 256 * 1024;
+constexpr std::size_t kBlock = std::size_t{256} * 1024;
 constexpr int kFilesOfVolume = 8;
 
 std::string named(const char* prefix, int number) {

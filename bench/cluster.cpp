@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -173,7 +174,7 @@ void compare(const std::string& library, const std::string& other, int from, int
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app("The part of a cluster check that runs on one machine");
   std::string library;
   std::string other;
@@ -184,17 +185,15 @@ int main(int argc, char** argv) {
   app.add_option("count", count, "how many moves")->required();
   app.add_option("--query", other, "configuration of a machine that queries after each move");
   CLI11_PARSE(app, argc, argv);
-  try {
-    if (!other.empty()) {
-      compare(library, other, first, first + 1, count);
-      return 0;
-    }
-    Range range(library, first);
-    for (int i = 0; i < count; ++i) range.move();
-    range.print();
+  if (!other.empty()) {
+    compare(library, other, first, first + 1, count);
     return 0;
-  } catch (const std::exception& problem) {
-    std::fprintf(stderr, "%s\n", problem.what());
-    return 1;
   }
+  Range range(library, first);
+  for (int i = 0; i < count; ++i) range.move();
+  range.print();
+  return 0;
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "%s\n", problem.what());
+  return 1;
 }

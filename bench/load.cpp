@@ -88,7 +88,7 @@ bool run(int threads, int rounds, int files) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app("Puts load on one catalogue and checks the result");
   int threads = 8;
   int rounds = 250;
@@ -100,11 +100,9 @@ int main(int argc, char** argv) {
   app.add_option("--files", files, "tape files of each host, 4 MiB each, one for each round")
       ->check(CLI::Range(0, 10000));
   CLI11_PARSE(app, argc, argv);
-  try {
-    const Place place;
-    return run(threads, rounds, files) ? 0 : 1;
-  } catch (const std::exception& problem) {
-    std::fprintf(stderr, "%s\n", problem.what());
-    return 1;
-  }
+  const Place place;
+  return run(threads, rounds, files) ? 0 : 1;
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "%s\n", problem.what());
+  return 1;
 }

@@ -1,6 +1,7 @@
 // Libraries for tests, registered as an emulator registers them, and their elements as short text.
 #pragma once
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -107,8 +108,8 @@ inline std::vector<LibElement> described(const std::string& text) {
 inline std::vector<std::string> elements(const std::string& key) {
   std::vector<LibElement> found;
   if (!TqLibEmulator().GetVirtualLibraryElements(key, found)) return {"refused"};
-  std::vector<std::string> all;
-  for (const LibElement& e : found) all.push_back(describe(e));
+  std::vector<std::string> all(found.size());
+  std::transform(found.begin(), found.end(), all.begin(), describe);
   return all;
 }
 

@@ -23,7 +23,7 @@ constexpr int kFirstDrive = 500;
 constexpr int kFirstSlot = 1000;
 constexpr int kBatch = 100;
 constexpr int kFileMarks = 100;
-constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kBlock = std::size_t{64} * 1024;
 constexpr char kVolume[] = "VOLUME";
 
 // Each operation has its own library, so they do not influence each other. Operations that change
