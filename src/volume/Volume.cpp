@@ -156,30 +156,36 @@ void Volume::failAccess(const std::string& operation, int error) {
                                ", error: " + std::generic_category().message(error));
 }
 
-bool Volume::erase() {
-  FolderListing listing;
+/// Opens the folder's listing and calls `visit` with the name and the stat record of each entry.
+/// Returns 0 or the error that ended the visits; nothing when the folder could not be opened. A
+/// failure is logged.
+template <typename Visit>
+std::optional<int> Volume::visitRecords(FolderListing& listing, const char* operation,
+                                        Visit visit) {
   const auto outcome = openIn([&] { return listing.open(m_folder); });
   if (!outcome) {
-    return false;
+    return std::nullopt;
   }
-  int error = *outcome;
-  const bool isOpen = error == 0;
-  if (isOpen) {
-    error = listing.visitRecords([&](const char* name, const struct stat& record) {
-      if (S_ISREG(record.st_mode)) {
-        listing.remove(name);
-      }
-    });
+  const int error = *outcome == 0 ? listing.visitRecords(visit) : *outcome;
+  if (error != 0) {
+    failAccess(operation, error);
   }
-  if (error == 0) {
-    return true;
-  }
-  failAccess("EraseVolume", error);
-  if (isOpen) {
+  return *outcome == 0 ? std::optional(error) : std::nullopt;
+}
+
+bool Volume::erase() {
+  FolderListing listing;
+  const auto error =
+      visitRecords(listing, "EraseVolume", [&](const char* name, const struct stat& record) {
+        if (S_ISREG(record.st_mode)) {
+          listing.remove(name);
+        }
+      });
+  if (error.value_or(0) != 0) {
     logError("TqLibEmlFile::EraseVolume",
-             "RemoveDirectory() failed with error " + std::to_string(error));
+             "RemoveDirectory() failed with error " + std::to_string(*error));
   }
-  return false;
+  return error == 0;
 }
 
 bool Volume::findLastFileMark(int& lastFileMark) {
@@ -203,19 +209,8 @@ bool Volume::findLastFileMark(int& lastFileMark) {
 
 bool Volume::measure(unsigned long long& size) {
   FolderListing listing;
-  const auto outcome = openIn([&] { return listing.open(m_folder); });
-  if (!outcome) {
-    return false;
-  }
-  int error = *outcome;
-  const bool isOpen = error == 0;
-  if (isOpen) {
-    error = listing.visitRecords([&](const char*, const struct stat& record) {
-      size += static_cast<unsigned long long>(record.st_size);
-    });
-  }
-  if (error != 0) {
-    failAccess("GetVolumeSize", error);
-  }
-  return isOpen;
+  const auto add = [&](const char*, const struct stat& record) {
+    size += static_cast<unsigned long long>(record.st_size);
+  };
+  return visitRecords(listing, "GetVolumeSize", add).has_value();
 }

@@ -8,6 +8,8 @@
 #include "TqPlatform/PlatformInfo.h"
 #include "common/FileDescriptor.h"
 
+class FolderListing;
+
 /// Whether `path` exists, whatever it is.
 bool isPresent(const std::string& path);
 
@@ -70,6 +72,8 @@ public:
 private:
   template <typename Open>
   std::optional<int> openIn(Open open);
+  template <typename Visit>
+  std::optional<int> visitRecords(FolderListing& listing, const char* operation, Visit visit);
   FileDescriptor openFileMark(int fileMark, const char* origin);
   bool writeBlock(int fileMark, unsigned long long offset, const unsigned char* buffer,
                   unsigned long length, unsigned long& bytesWritten);
