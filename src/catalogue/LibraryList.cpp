@@ -85,13 +85,10 @@ bool TqLibEmulator::createNewLibList(xercesc::DOMDocument*& doc, const std::stri
 
 bool TqLibEmulator::addToLibraryList(xercesc::DOMDocument*& doc, const std::string& libFile,
                                      const std::string& libId) {
-  const XmlString id = toXml(libId);
-  xercesc::DOMElement* entry = newElement(doc, names::library, toXml(libFile).c_str());
-  if (entry == nullptr) {
+  if (doc == nullptr) {
     return false;
   }
-  entry->setAttribute(names::id, id.c_str());
-  doc->getDocumentElement()->appendChild(entry);
+  addListEntry(*doc, libFile, libId);
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "files/Descendants.h"
+#include "files/Names.h"
 #include "files/XmlText.h"
 
 namespace {
@@ -37,6 +38,12 @@ xercesc::DOMElement* newElement(xercesc::DOMDocument* doc, const XMLCh* name, co
     element->appendChild(doc->createTextNode(value));
   }
   return element;
+}
+
+void addListEntry(xercesc::DOMDocument& list, const std::string& file, const std::string& key) {
+  xercesc::DOMElement* entry = newElement(&list, names::library, toXml(file).c_str());
+  entry->setAttribute(names::id, toXml(key).c_str());
+  list.getDocumentElement()->appendChild(entry);
 }
 
 bool readText(const xercesc::DOMNode& node, std::string& text) {

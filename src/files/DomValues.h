@@ -10,6 +10,9 @@
 xercesc::DOMElement* newElement(xercesc::DOMDocument* doc, const XMLCh* name,
                                 const XMLCh* value = nullptr);
 
+/// Appends the entry of a library to the library list: its file as the text, its key as the Id.
+void addListEntry(xercesc::DOMDocument& list, const std::string& file, const std::string& key);
+
 /// Reads the text of `node`; empty when it has no child. False, with `text` unchanged, when its
 /// first child is not a text node.
 bool readText(const xercesc::DOMNode& node, std::string& text);
