@@ -14,7 +14,7 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "Comparison.h"
-#include "src/files/XmlMemory.h"
+#include "files/Documents.h"
 
 namespace bench {
 namespace {

@@ -13,7 +13,6 @@
 #include "common/Log.h"
 #include "files/Documents.h"
 #include "files/DomValues.h"
-#include "files/NewDocument.h"
 #include "files/ParsedFile.h"
 #include "files/SavedDocument.h"
 #include "files/XmlText.h"

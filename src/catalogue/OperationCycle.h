@@ -8,7 +8,7 @@
 
 #include "TqLibEmulator.h"
 #include "catalogue/ErrorRecord.h"
-#include "files/XmlMemory.h"
+#include "files/Documents.h"
 
 class CatalogueLock;
 

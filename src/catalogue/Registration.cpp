@@ -14,7 +14,6 @@
 #include "files/Documents.h"
 #include "files/DomValues.h"
 #include "files/Names.h"
-#include "files/NewDocument.h"
 #include "files/XmlText.h"
 
 #include "TqLibEmulator.h"

@@ -6,7 +6,7 @@
 #include "TqLibEmulator.h"
 #include "catalogue/ErrorRecord.h"
 #include "catalogue/Indexes.h"
-#include "files/XmlMemory.h"
+#include "files/Documents.h"
 
 /// Creates the document of a new library with all its slots. Null, with text, when there would be
 /// more slots than allowed; null without text when no document can be created.

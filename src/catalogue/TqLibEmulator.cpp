@@ -8,7 +8,7 @@
 #include "common/NoCancel.h"
 #include "common/XercesObject.h"
 #include "files/CatalogueLock.h"
-#include "files/XmlMemory.h"
+#include "files/Documents.h"
 
 namespace {
 // The initial value of m_sLibFile. It is never opened. The directory look-up only uses it as a

@@ -1,11 +1,37 @@
-// Finding, placing and changing elements of a document, as several operations need it.
+// Owning and creating documents; finding, placing and changing their elements.
 #pragma once
+
+#include <memory>
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/XMLString.hpp>
+#include <xercesc/validators/schema/SchemaSymbols.hpp>
 
 #include "files/Descendants.h"
 #include "files/Names.h"
+
+/// The deleter of XmlOwner.
+struct XmlRelease {
+  template <class T>
+  void operator()(T* object) const {
+    object->release();
+  }
+};
+
+/// Owns a document, serialiser or output.
+template <class T>
+using XmlOwner = std::unique_ptr<T, XmlRelease>;
+
+/// A document with an empty root of this name, in the namespace of all catalogue files; null when
+/// Xerces-C++ has no DOM implementation.
+inline XmlOwner<xercesc::DOMDocument> newDocument(const XMLCh* root) {
+  xercesc::DOMImplementation* implementation =
+      xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
+  return XmlOwner<xercesc::DOMDocument>(
+      implementation == nullptr
+          ? nullptr
+          : implementation->createDocument(xercesc::SchemaSymbols::fgURI_XSI, root, nullptr));
+}
 
 /// The only library of a document; null when there is none or more than one.
 inline xercesc::DOMElement* singleLibrary(const xercesc::DOMDocument* doc) {

@@ -15,7 +15,8 @@ struct SavedDocument {
 
   /// Writes the document. True also when the file could not be written, which is logged. False,
   /// with nothing written, when there is no node or no serialiser. `error` says in both cases why
-  /// the document was not saved; it is unchanged on success. Throws as serialise() does.
+  /// the document was not saved; it is unchanged on success. Throws xercesc::DOMException or
+  /// std::runtime_error when the node cannot be written as XML.
   bool save(std::string& error) const;
 
   /// Writes two documents as one step, `first` first; see PairedSave. Results are those of save().

@@ -12,7 +12,7 @@
 #include "catalogue/VolumeFiles.h"
 #include "files/Descendants.h"
 #include "files/DomValues.h"
-#include "files/NewDocument.h"
+#include "files/Documents.h"
 #include "files/PairedSave.h"
 #include "files/SavedDocument.h"
 #include "files/XmlText.h"
