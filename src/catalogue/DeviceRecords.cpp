@@ -9,7 +9,6 @@
 
 #include "common/Log.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/Names.h"
 #include "files/XmlText.h"
 

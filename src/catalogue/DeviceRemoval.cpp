@@ -12,7 +12,6 @@
 #include "catalogue/OperationCycle.h"
 #include "files/CatalogueLock.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 
 namespace {
 

@@ -10,7 +10,6 @@
 #include "catalogue/Registration.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/XmlText.h"
 
 namespace {

@@ -6,7 +6,6 @@
 #include "catalogue/Indexes.h"
 #include "catalogue/OperationCycle.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 
 #include "files/Descendants.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/Names.h"
 #include "files/XmlText.h"
 

@@ -12,7 +12,6 @@
 #include "catalogue/ErrorRecord.h"
 #include "common/Log.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/ParsedFile.h"
 #include "files/SavedDocument.h"
 #include "files/XmlText.h"

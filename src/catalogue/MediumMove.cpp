@@ -6,7 +6,6 @@
 #include "catalogue/OperationCycle.h"
 #include "common/Log.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/XmlText.h"
 
 namespace {

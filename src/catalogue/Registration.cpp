@@ -12,7 +12,6 @@
 #include "catalogue/Elements.h"
 #include "common/Log.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/Names.h"
 #include "files/XmlText.h"
 

@@ -1,7 +1,7 @@
-// Values of elements: the members of the catalogue object, on top of files/DomValues.h.
+// Values of elements: the members of the catalogue object, on top of files/Documents.h.
 
 #include "TqLibEmulator.h"
-#include "files/DomValues.h"
+#include "files/Documents.h"
 
 xercesc::DOMElement* TqLibEmulator::newDOMElementWithValue(xercesc::DOMDocument* doc,
                                                            const XMLCh* name, const XMLCh* value) {

@@ -11,7 +11,6 @@
 #include "catalogue/Configuration.h"
 #include "catalogue/VolumeFiles.h"
 #include "files/Descendants.h"
-#include "files/DomValues.h"
 #include "files/Documents.h"
 #include "files/PairedSave.h"
 #include "files/SavedDocument.h"

@@ -7,7 +7,6 @@
 
 #include "TqLibEmulator.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/XmlText.h"
 
 namespace {

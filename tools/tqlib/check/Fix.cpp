@@ -20,7 +20,6 @@
 #include "check/Checkup.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/PairedSave.h"
 #include "files/ReplacedFile.h"
 

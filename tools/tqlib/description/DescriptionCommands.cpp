@@ -14,7 +14,6 @@
 #include "description/LibraryDescription.h"
 #include "files/Descendants.h"
 #include "files/Documents.h"
-#include "files/DomValues.h"
 #include "files/XmlText.h"
 
 namespace {

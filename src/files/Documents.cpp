@@ -1,12 +1,12 @@
-// Decides how tolerant the catalogue is of missing and unusual values: all values are read and
-// written here.
+// Creates documents and elements, and decides how tolerant the catalogue is of missing and unusual
+// values: all values are read and written here.
 
-#include "files/DomValues.h"
+#include "files/Documents.h"
 
 #include <cstdlib>
 
-#include "files/Descendants.h"
-#include "files/Names.h"
+#include <xercesc/validators/schema/SchemaSymbols.hpp>
+
 #include "files/XmlText.h"
 
 namespace {
@@ -28,6 +28,15 @@ bool appendText(xercesc::DOMDocument* doc, xercesc::DOMNode& node, const std::st
 }
 
 }  // namespace
+
+XmlOwner<xercesc::DOMDocument> newDocument(const XMLCh* root) {
+  xercesc::DOMImplementation* implementation =
+      xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
+  return XmlOwner<xercesc::DOMDocument>(
+      implementation == nullptr
+          ? nullptr
+          : implementation->createDocument(xercesc::SchemaSymbols::fgURI_XSI, root, nullptr));
+}
 
 xercesc::DOMElement* newElement(xercesc::DOMDocument* doc, const XMLCh* name, const XMLCh* value) {
   if (doc == nullptr) {
