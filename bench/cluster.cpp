@@ -6,13 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -38,7 +39,7 @@ class Range {
 public:
   Range(const std::string& library, int first)
       : m_library(library), m_first(first), m_expected(read()) {
-    if (std::count(m_expected.begin(), m_expected.end(), "") == kSlots) fill();
+    if (m_expected.empty()) fill();
   }
 
   /// Moves the next medium to the next free slot behind it.
@@ -51,14 +52,16 @@ public:
     m_longest = std::max(m_longest, millisecondsSince(start));
     m_last = from;
     if (isDone && m_catalogue.saveError().empty()) {
-      std::swap(m_expected[from], m_expected[to]);
+      auto medium = m_expected.extract(from);
+      medium.key() = to;
+      m_expected.insert(std::move(medium));
       ++m_done;
       return;
     }
     ++m_refused;
-    const Slots found = read();
-    for (int i = 0; i < kSlots; ++i) {
-      m_lost += !found[i].empty() && found[i] != m_expected[i] ? 1 : 0;
+    const Media found = read();
+    for (const auto& each : found) {
+      m_lost += std::count(m_expected.begin(), m_expected.end(), each) == 0 ? 1 : 0;
     }
     m_expected = found;
   }
@@ -66,32 +69,31 @@ public:
   /// Prints the counters, then each medium with its expected slot.
   void print() const {
     std::printf("# %d %d %d %.0f\n", m_done, m_refused, m_lost, m_longest);
-    for (int i = 0; i < kSlots; ++i) {
-      if (!m_expected[i].empty()) {
-        std::printf("slot:%d %s\n", m_first + i, m_expected[i].c_str());
-      }
+    for (const auto& [slot, barCode] : m_expected) {
+      std::printf("slot:%d %s\n", m_first + slot, barCode.c_str());
     }
   }
 
 private:
   static constexpr int kSlots = 25;
   static constexpr int kMedia = 7;  // no divisor of kSlots, so each round ends in other slots
-  using Slots = std::array<std::string, kSlots>;
+  using Media = std::map<int, std::string>;  // barcodes by slot, counted from the first
 
   int next(int slot, bool isOccupied) const {
     for (int i = slot; i < slot + kSlots; ++i) {
-      if (m_expected[i % kSlots].empty() != isOccupied) return i % kSlots;
+      if (m_expected.contains(i % kSlots) == isOccupied) return i % kSlots;
     }
     throw std::runtime_error("all slots of the range are free, or none is");
   }
 
-  Slots read() {
+  Media read() {
     std::vector<LibElement> all;
     require(m_catalogue.GetVirtualLibraryElements(m_library, all), "cannot read the library");
-    Slots found;
+    Media found;
     for (const LibElement& element : all) {
       const int slot = element.elementAddress - m_first;
-      if (element.elementType == LIB_ELEM_SLOT && slot >= 0 && slot < kSlots) {
+      if (element.elementType == LIB_ELEM_SLOT && slot >= 0 && slot < kSlots &&
+          !element.barCode.empty()) {
         found[slot] = element.barCode;
       }
     }
@@ -115,7 +117,7 @@ private:
   int m_refused = 0;
   int m_lost = 0;  // reported as done, then undone by the save of another process
   double m_longest = 0;
-  Slots m_expected;
+  Media m_expected;
 };
 
 /// Milliseconds until a query shows a medium at the address; 0 when the first one does.
