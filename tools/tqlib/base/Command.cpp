@@ -29,11 +29,6 @@ std::string complaintAboutName(const std::string& name) {
   return isFileName ? "" : "the name cannot be a file name: " + name;
 }
 
-std::string complaintAboutVolume(const std::string& name) {
-  const bool isOwn = name.starts_with(names::temporaryPrefix);
-  return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + name : "";
-}
-
 }  // namespace
 
 CLI::Validator catalogueText() {
@@ -64,8 +59,9 @@ CLI::Option* addDriveOperand(CLI::App& command, std::string& serial) {
 
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name,
                               const char* help) {
-  return command.add_option(name, volume, help)
-      ->required()
-      ->check(nameText())
-      ->check(CLI::Validator(complaintAboutVolume, "", "volume name"));
+  const auto complaint = [](const std::string& text) {
+    const bool isOwn = text.starts_with(names::temporaryPrefix);
+    return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + text : "";
+  };
+  return command.add_option(name, volume, help)->required()->check(nameText())->check(complaint);
 }

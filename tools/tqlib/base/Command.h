@@ -69,12 +69,8 @@ CLI::Validator nameText();
 /// An option, or an operand, that takes catalogue text.
 CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help);
 
-/// The operand LIBRARY.
+// Operands that many commands share: LIBRARY, SERIAL, and one that names a volume.
 CLI::Option* addLibraryOperand(CLI::App& command, std::string& library);
-
-/// The operand SERIAL of the commands on a drive.
 CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
-
-/// An operand that names a volume.
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name = "NAME",
                               const char* help = "The volume, usually a barcode");

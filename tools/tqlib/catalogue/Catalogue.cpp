@@ -97,12 +97,6 @@ bool isListed(const std::string& library) {
   return std::ranges::count(listedLibraries(), library) > 0;
 }
 
-void addEntry(DOMDocument& list, const std::string& key) {
-  DOMElement* entry = newElement(&list, names::library, toXml(names::fileOf(key)).c_str());
-  entry->setAttribute(names::id, toXml(key).c_str());
-  list.getDocumentElement()->appendChild(entry);
-}
-
 bool removeEntries(DOMDocument& list, const std::function<bool(const std::string&)>& isUnwanted) {
   std::vector<DOMElement*> unwanted;
   for (DOMElement* entry : Descendants(rootOf(&list), names::library)) {

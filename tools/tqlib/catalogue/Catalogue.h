@@ -41,11 +41,8 @@ std::vector<std::string> listedLibraries();
 
 bool isListed(const std::string& library);
 
-// Changes of the list that the API does not make: it enters or removes an entry only together with
-// a library in its file.
-
-/// Appends an entry for the library of that key.
-void addEntry(xercesc::DOMDocument& list, const std::string& key);
+// Changes of the list that the API does not make: it removes an entry only together with a library
+// in its file.
 
 /// Removes the entries whose key `isUnwanted` accepts; it is called once for each entry, in order.
 /// An entry that contains elements stays, because these may be entries as well. Returns whether
@@ -79,7 +76,8 @@ bool wasRemoved(const std::string& library);
 /// Throws Failure unless there is a file for the library and the library in it.
 void requireWholeLibrary(const std::string& library);
 
-// Elements as operators write them: "slot:1000", "mail:10", "drive:500" or "shelf:1".
+// Elements as operators write them: "slot:1000", "mail:10", "drive:500" or "shelf:1". Their
+// functions are in ElementCommands.cpp.
 
 /// The forms of an element's name, for messages and help.
 inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";

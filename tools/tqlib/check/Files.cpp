@@ -155,7 +155,7 @@ Checkup checkCatalogue() {
   Checkup checkup;
   try {
     FolderCheck{folder, checkup}.run();
-  } catch (const Failure& failure) {
+  } catch (const std::exception& failure) {
     checkup.add(faults::kUnreadable, {folder}, failure.what());
     checkup.knowsAll = false;
   }

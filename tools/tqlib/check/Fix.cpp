@@ -166,7 +166,7 @@ struct Fix {
       });
       for (const std::string& key : unlisted) {
         if (listed.contains(key) || !isStillThere(key)) continue;
-        addEntry(list, key);
+        addListEntry(list, names::fileOf(key), key);
         isChanged = true;
       }
       return isChanged;

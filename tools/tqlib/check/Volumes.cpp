@@ -53,8 +53,8 @@ void checkFolder(const std::string& root, Checkup& checkup) {
   for (const std::string& name : namesIn(root)) {
     const std::string path = root + name;
     try {
-      const bool isStale =
-          names::isTemporary(name) && FolderLock(path, std::chrono::milliseconds(0)).isHeld();
+      const bool isStale = names::isTemporary(name) && !isAbsent(path) &&
+                           FolderLock(path, std::chrono::milliseconds(0)).isHeld();
       if (isStale) checkup.add(faults::kStaleVolume, {path});
       std::error_code ignored;
       const bool isOther = name == kOfFileSystem || name.starts_with(names::temporaryPrefix);
@@ -65,7 +65,7 @@ void checkFolder(const std::string& root, Checkup& checkup) {
                     {path});
       }
       checkVolume(path, limit, checkup);
-    } catch (const Failure& failure) {
+    } catch (const std::exception& failure) {
       checkup.add(faults::kUnreadable, {path}, failure.what());
     }
   }
@@ -78,7 +78,7 @@ void checkVolumes(Checkup& checkup) {
   std::error_code ignored;
   try {  // nothing was ever written where an unnamed folder is missing
     if (root.isNamed || fs::exists(root.path, ignored)) checkFolder(root.path + "/", checkup);
-  } catch (const Failure& failure) {
+  } catch (const std::exception& failure) {
     // Without the folder every medium lacks its volume, which would hide this finding.
     checkup.add(faults::kUnreadableTapeFolder, {root.path}, failure.what());
     return;

@@ -14,6 +14,7 @@
 #include <openssl/evp.h>
 
 #include "catalogue/VolumeFiles.h"
+#include "base/Errors.h"
 #include "files/FolderLock.h"
 
 /// SHA-256 of data that comes in blocks. Throws Failure.
