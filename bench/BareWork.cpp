@@ -39,19 +39,19 @@ void forceFolderToDisk(const std::string& path) {
   forceToDisk(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
-std::string aside(const std::string& path) {
-  return path + ".aside";
+std::string temporary(const std::string& path) {
+  return path + ".new";
 }
 
 void prepare(const Replacement& file) {
-  const int fd = open(aside(file.path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const int fd = open(temporary(file.path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   require(fd >= 0, "open");
   require(write(fd, file.bytes, file.length) == static_cast<ssize_t>(file.length), "write");
   forceToDisk(fd);
 }
 
 void place(const Replacement& file) {
-  require(rename(aside(file.path).c_str(), file.path.c_str()) == 0, "rename");
+  require(rename(temporary(file.path).c_str(), file.path.c_str()) == 0, "rename");
 }
 
 }  // namespace

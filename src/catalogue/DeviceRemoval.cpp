@@ -28,8 +28,8 @@ bool removeFromParent(xercesc::DOMNode* node) {
   return true;
 }
 
-/// Removes all descendants of that name. They are collected first, because an iterator must not
-/// stand on a removed element.
+/// Removes all descendants of that name. They are collected first: an iterator needs its current
+/// element in the document to move on.
 void removeAll(const xercesc::DOMNode* root, const XMLCh* name) {
   std::vector<xercesc::DOMElement*> found;
   for (xercesc::DOMElement* element : Descendants(root, name)) {

@@ -57,7 +57,7 @@ bool countRead(xercesc::DOMNode& library, xercesc::DOMElement& record) {
   return reading != Reading::Stays;
 }
 
-/// Whether the text of a file names a status record, which it need not hold.
+/// Whether the text of a file contains the name of a status record, even if only in a value.
 bool namesRecord(const std::string& path) {
   const auto text = contentOf(path);
   return text && text->find(toUtf8(names::scsiStatus)) != std::string::npos;

@@ -44,13 +44,13 @@ public:
         m_drives.forget();
         return createDocument(m_cycle, record);
       }
-      note(updateSingleLibrary(m_cycle.document(), record));
+      mark(updateSingleLibrary(m_cycle.document(), record));
       return true;
     }
     if (m_libraryName.empty()) {
       return false;
     }
-    note(m_drives.read(m_cycle.document(), false) &&
+    mark(m_drives.read(m_cycle.document(), false) &&
          updateIndexedDrive(m_drives, m_cycle.document(), record));
     return true;
   }
@@ -78,7 +78,7 @@ public:
   }
 
 private:
-  void note(bool isUpdated) {
+  void mark(bool isUpdated) {
     if (isUpdated) {
       m_cycle.markModified();
     } else {

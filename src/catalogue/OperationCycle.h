@@ -1,5 +1,5 @@
 // The cycle of every public operation: lock, start, find the file, load, work, save, release. It
-// has the only exception handler, and it gives an operation access to the object's state.
+// handles the exceptions of all operations, and gives an operation access to the object's state.
 #pragma once
 
 #include <functional>

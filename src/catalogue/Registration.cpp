@@ -8,14 +8,13 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "TqLibEmulator.h"
 #include "catalogue/DeviceRecords.h"
 #include "catalogue/Elements.h"
 #include "common/Log.h"
 #include "files/Documents.h"
 #include "files/Names.h"
 #include "files/XmlText.h"
-
-#include "TqLibEmulator.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-/// The content of a regular file. A longer file than `most` bytes is cut, somewhere behind `most`.
+/// The content of a regular file. Of a file that is longer than `most` bytes, only a part is read,
+/// which is also longer than `most`.
 ///
 /// No value, with errno set, when the file cannot be read or is not a regular file (see
 /// openRegularFile() for the errors).

@@ -1,4 +1,4 @@
-// Starts Xerces-C++ in such a way that a start without enough memory can be undone and repeated.
+// Starts Xerces-C++ so that a start that runs out of memory can be undone and repeated.
 //
 // Xerces-C++ itself cannot undo a failed start: Initialize() keeps its count, and the next call
 // does nothing. Terminate() uses objects that may not exist yet. The default panic handler ends the
@@ -77,7 +77,7 @@ public:
 };
 
 /// Stops a start at the first object that cannot be created: the rest of it would use that object.
-class PanicNote : public xercesc::PanicHandler {
+class PanicStop : public xercesc::PanicHandler {
 public:
   void panic(const PanicReasons reason) override {
     isTranscoderMissing = isTranscoderMissing || reason == Panic_NoDefTranscoder;
@@ -86,7 +86,7 @@ public:
   bool isTranscoderMissing = false;
 };
 
-PanicNote panicNote;
+PanicStop panicStop;
 
 using InitString = void (*)(xercesc::XMLLCPTranscoder*, xercesc::MemoryManager*);
 
@@ -111,13 +111,13 @@ public:
   /// Throws std::bad_alloc.
   static void run() {
     xercesc::MemoryManager* const manager = XMLPlatformUtils::fgMemoryManager;
-    if (panicNote.isTranscoderMissing) {
+    if (panicStop.isTranscoderMissing) {
       auto* const transcoder = XMLPlatformUtils::fgTransService->makeNewLCPTranscoder(manager);
       if (transcoder == nullptr) {
         throw std::bad_alloc();
       }
       initString(transcoder, manager);
-      panicNote.isTranscoderMissing = false;
+      panicStop.isTranscoderMissing = false;
     }
     initializeStaticData();
   }
@@ -169,7 +169,7 @@ void XercesObject::start() {
   m_pMemory = new BackedMemory;
   XMLPlatformUtils::fgMemoryManager = m_pMemory;
   try {
-    XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicNote);
+    XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicStop);
     XMLPlatformUtils::fgDefaultPanicHandler = new xercesc::DefaultPanicHandler;
     if (reserve.used != 0) {
       throw std::bad_alloc();

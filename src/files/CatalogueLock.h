@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "files/PairedSave.h"
 #include "common/FileDescriptor.h"
+#include "files/PairedSave.h"
 
 /// The locks of one operation: on the catalogue directory and any other directory that it changes.
 ///

@@ -7,8 +7,6 @@
 
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
 
-#include "files/XmlText.h"
-
 namespace {
 
 bool isText(const xercesc::DOMNode& node) {

@@ -10,6 +10,7 @@
 
 #include "files/Descendants.h"
 #include "files/Names.h"
+#include "files/XmlText.h"
 
 /// The deleter of XmlOwner.
 struct XmlRelease {
@@ -62,7 +63,7 @@ inline void removeFrom(xercesc::DOMNode& parent, xercesc::DOMNode* node) {
 /// Sets the attribute IsOccupied. The text node of an existing attribute is reused, for speed: an
 /// operation may set tens of thousands of elements.
 inline void setOccupied(xercesc::DOMElement& element, bool isOccupied) {
-  const XMLCh* value = isOccupied ? names::trueText : names::falseText;
+  const XMLCh* value = boolText(isOccupied);
   const xercesc::DOMAttr* attribute = element.getAttributeNode(names::isOccupied);
   xercesc::DOMNode* text = attribute == nullptr ? nullptr : attribute->getFirstChild();
   if (text != nullptr && text->getNextSibling() == nullptr) {

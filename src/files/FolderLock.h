@@ -22,8 +22,8 @@ inline int tryFlock(int fd) {
   return errno == EACCES || errno == EINTR ? EWOULDBLOCK : errno;
 }
 
-/// Holds the lock while it lives. Changing operations take the lock of the catalogue folder, too:
-/// one that is called while this object holds it fails after its longest wait.
+/// Holds the lock while it lives. Do not call a changing operation while this object locks the
+/// catalogue folder: the operation takes the same lock, and fails after its longest wait.
 class FolderLock {
 public:
   /// Tries for `longestWait`, since flock(2) has no timeout. Throws std::system_error when `path`

@@ -12,14 +12,14 @@
 #include <utility>
 #include <vector>
 
-#include "files/Names.h"
 #include "common/FileContent.h"
 #include "common/FolderSync.h"
 #include "common/Log.h"
+#include "files/Names.h"
 
 namespace {
 
-constexpr std::size_t kLongestJournal = 4096;  // ours has four names of at most 255 bytes
+constexpr std::size_t kLongestJournal = 4096;  // a journal has four names of at most 255 bytes
 
 std::string pathIn(const std::string& folder, const std::string& name) {
   return folder.ends_with('/') ? folder + name : folder + '/' + name;
@@ -32,7 +32,7 @@ std::string nameIn(const std::string& path) {
 /// The entry of the journal for a prepared file. Names have no directory, so an interrupted save
 /// survives a move of the catalogue.
 std::string describe(const ReplacedFile& file) {
-  return nameIn(file.aside()) + '\0' + nameIn(file.target()) + '\0';
+  return nameIn(file.temporary()) + '\0' + nameIn(file.target()) + '\0';
 }
 
 bool isFileOfCatalogue(const std::string& name) {
@@ -41,14 +41,14 @@ bool isFileOfCatalogue(const std::string& name) {
           name.find('/') == std::string::npos);
 }
 
-/// Whether the journal may name the file: it has a temporary file beside it, in the catalogue
-/// directory.
-bool canBeNoted(const ReplacedFile& file) {
-  return !file.aside().empty() && !file.isElsewhere() && isFileOfCatalogue(nameIn(file.target()));
+/// Whether the journal may name the file: it is in the catalogue directory, with a temporary file.
+bool fitsJournal(const ReplacedFile& file) {
+  return !file.temporary().empty() && !file.isElsewhere() &&
+         isFileOfCatalogue(nameIn(file.target()));
 }
 
-/// The names in a journal: temporary file, target, and so on. Empty when the text is anything else:
-/// a foreign file must not make us rename files.
+/// The names in a journal: temporary file, target, and so on. Empty when the text is no journal:
+/// the content of a foreign file must not make us rename files.
 std::vector<std::string> namesIn(const std::string& text) {
   std::vector<std::string> names;
   for (size_t at = 0; at < text.size();) {
@@ -76,8 +76,8 @@ std::vector<std::string> targets(const std::vector<std::string>& names) {
 /// The result of completing one entry of the journal.
 enum class Completion { Done, Failed, TargetExists };
 
-Completion putInPlace(ReplacedFile& file, const std::string& aside) {
-  const bool isThere = file.adopt(aside);
+Completion putInPlace(ReplacedFile& file, const std::string& temporary) {
+  const bool isThere = file.adopt(temporary);
   if (isThere ? file.commit() : file.error().empty()) {
     return Completion::Done;  // also without the temporary file: it has already been renamed
   }
@@ -93,7 +93,7 @@ bool UnfinishedSave::concerns(const std::string& name) const {
 
 bool PairedSave::commit() {
   const bool isJoined =
-      canBeNoted(m_first) && canBeNoted(m_second) && m_first.folder() == m_second.folder();
+      fitsJournal(m_first) && fitsJournal(m_second) && m_first.folder() == m_second.folder();
   return isJoined ? commitJoined() : commitOneByOne();
 }
 
@@ -116,7 +116,7 @@ bool PairedSave::commitJoined() {
     return true;
   }
   if (m_first.isTargetInTheWay() || m_second.isTargetInTheWay()) {
-    // Another try would find the same file, so the whole save is given up.
+    // Another attempt would find the same file, so the whole save is given up.
     removeNewFirst();
     journal.remove();
     m_error = reason();
@@ -176,8 +176,8 @@ UnfinishedSave PairedSave::complete(const std::string& folder) {
   }
   if (state == SaveJournal::State::Unreadable) {
     const std::string reason = "Cannot read " + journal + ": " + std::strerror(code);
-    // Something else than a regular file is not our journal and names no library. But we cannot
-    // write a journal of our own, so the list cannot be saved.
+    // What is not a regular file is not a journal and names no library. But no journal can be
+    // written while it is there, so the list cannot be saved.
     const bool isForeign = code == EISDIR || code == EINVAL || code == ENXIO || code == ELOOP;
     return {reason,
             isForeign ? std::vector<std::string>{names::listFile} : std::vector<std::string>()};
@@ -196,7 +196,7 @@ UnfinishedSave PairedSave::complete(const std::string& folder) {
       break;
     }
   }
-  // A journal that stays would be completed once more and would undo later changes.
+  // If the journal stayed, it would be completed again and undo later changes.
   if (::unlink(journal.c_str()) != 0 && errno != ENOENT) {
     return {"Cannot remove " + journal + ": " + std::strerror(errno), targets(entries)};
   }

@@ -27,6 +27,7 @@ constexpr mode_t kOwnerOnly = 0600;    // until it has the permissions of the ol
 constexpr mode_t kPermissionBits = 07777;
 constexpr mode_t kAccessBits = 0777;  // without set-user-ID and the like, for another owner
 constexpr int kMaxHops = 40;          // the kernel's own limit for symbolic links
+constexpr char kExistsText[] = "the file was taken for absent";
 
 /// The path with symbolic links followed. The file at the end need not exist. `code` is 0, or the
 /// errno value if a link could not be read.
@@ -96,7 +97,7 @@ bool isSameFile(const std::string& a, const std::string& b) {
 /// The name of a temporary file. It is short, because the target's name may already have the
 /// maximum length. It is random, because a process in another container may have the same process
 /// id.
-std::string asideName(Existing existing) {
+std::string temporaryName(Existing existing) {
   std::random_device chance;
   char name[40];
   std::snprintf(name, sizeof name, "%s%08x%08x%s", names::temporaryPrefix, chance(), chance(),
@@ -117,8 +118,8 @@ ReplacedFile::ReplacedFile(const std::string& path, Existing existing)
 }
 
 ReplacedFile::~ReplacedFile() {
-  if (!m_aside.empty() && !m_isLeft) {
-    ::unlink(m_aside.c_str());
+  if (!m_temporary.empty() && !m_isLeft) {
+    ::unlink(m_temporary.c_str());
   }
 }
 
@@ -134,7 +135,7 @@ bool ReplacedFile::fail(const char* what, int code) {
 bool ReplacedFile::prepare(std::string_view content) {
   m_content = content;
   m_isWhole = true;
-  return begin() && (m_aside.empty() || (append(content) && finish()));
+  return begin() && (m_temporary.empty() || (append(content) && finish()));
 }
 
 bool ReplacedFile::begin() {
@@ -145,32 +146,32 @@ bool ReplacedFile::begin() {
   m_isNew = ::lstat(m_target.c_str(), &record) != 0 && errno == ENOENT;
   if (m_existing == Existing::Kept && !m_isNew) {
     m_isTargetInTheWay = true;
-    return fail("the file was taken for absent", EEXIST);
+    return fail(kExistsText, EEXIST);
   }
   // A rename needs no write permission on the file, so check it here.
   if (!m_isNew && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
     return fail("cannot write the file", errno);
   }
-  std::string aside = m_folder + '/' + asideName(m_existing);
+  std::string temporary = m_folder + '/' + temporaryName(m_existing);
   const std::string& model = m_accessModel.empty() ? m_target : m_accessModel;
   const bool hasModel = !m_isNew || !m_accessModel.empty();
-  m_file = FileDescriptor(
-      openFile(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL, hasModel ? kOwnerOnly : kNewFileMode));
+  m_file = FileDescriptor(openFile(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL,
+                                   hasModel ? kOwnerOnly : kNewFileMode));
   if (!m_file) {
     const int code = errno;
     return (!m_isNew && admitsNoNewFile(code)) || fail("cannot create a temporary file", code);
   }
-  m_aside = std::move(aside);
+  m_temporary = std::move(temporary);
   ::flock(m_file.get(), LOCK_EX | LOCK_NB);  // keeps removeStaleFiles() of others from removing it
   if (!copyAccess(model, m_file.get())) {
-    ::unlink(m_aside.c_str());
-    m_aside.clear();
+    ::unlink(m_temporary.c_str());
+    m_temporary.clear();
   }
   return true;
 }
 
 bool ReplacedFile::append(std::string_view content) {
-  return (!m_aside.empty() && writeAll(m_file.get(), content)) ||
+  return (!m_temporary.empty() && writeAll(m_file.get(), content)) ||
          fail("cannot write the new content", errno);
 }
 
@@ -179,11 +180,11 @@ bool ReplacedFile::finish() {
 }
 
 bool ReplacedFile::place() {
-  if (m_aside.empty() && m_existing == Existing::Kept) {
+  if (m_temporary.empty() && m_existing == Existing::Kept) {
     m_isTargetInTheWay = true;
-    return fail("the file was taken for absent", EEXIST);
+    return fail(kExistsText, EEXIST);
   }
-  if (m_aside.empty()) {
+  if (m_temporary.empty()) {
     return m_isWhole ? overwrite() : fail("its folder admits no new file", EACCES);
   }
   if (!rename()) {
@@ -193,7 +194,7 @@ bool ReplacedFile::place() {
                ? overwrite()
                : fail("cannot rename the temporary file", code);
   }
-  m_aside.clear();
+  m_temporary.clear();
   m_file = FileDescriptor(-1);
   return true;
 }
@@ -202,19 +203,20 @@ bool ReplacedFile::place() {
 // crash between them leaves both names; a later commit then only removes the temporary one.
 bool ReplacedFile::rename() {
   if (m_existing == Existing::Replaced) {
-    return ::rename(m_aside.c_str(), m_target.c_str()) == 0;
+    return ::rename(m_temporary.c_str(), m_target.c_str()) == 0;
   }
-  if (::renameat2(AT_FDCWD, m_aside.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE) == 0) {
+  if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE) ==
+      0) {
     return true;
   }
   const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
-  if (isUnsupported && ::link(m_aside.c_str(), m_target.c_str()) == 0) {
-    ::unlink(m_aside.c_str());
+  if (isUnsupported && ::link(m_temporary.c_str(), m_target.c_str()) == 0) {
+    ::unlink(m_temporary.c_str());
     return true;
   }
   const int code = errno;
-  if (code == EEXIST && isSameFile(m_aside, m_target)) {
-    ::unlink(m_aside.c_str());
+  if (code == EEXIST && isSameFile(m_temporary, m_target)) {
+    ::unlink(m_temporary.c_str());
     return true;
   }
   errno = code;
@@ -229,20 +231,20 @@ bool ReplacedFile::commit() {
   return true;
 }
 
-bool ReplacedFile::adopt(const std::string& aside) {
+bool ReplacedFile::adopt(const std::string& path) {
   if (!m_error.empty()) {
     return false;
   }
-  auto content = contentOf(aside);
+  auto content = contentOf(path);
   if (!content) {
     return errno != ENOENT && fail("cannot read the temporary file", errno);
   }
   m_adopted = std::move(*content);
   m_content = m_adopted;
   m_isWhole = true;
-  m_aside = aside;
+  m_temporary = path;
   m_isLeft = true;
-  m_existing = aside.ends_with(names::temporaryFirstSuffix) ? Existing::Kept : Existing::Replaced;
+  m_existing = path.ends_with(names::temporaryFirstSuffix) ? Existing::Kept : Existing::Replaced;
   return true;
 }
 

@@ -9,7 +9,7 @@
 /// How to handle a file that already exists at the target path.
 enum class Existing {
   Replaced,
-  Kept  ///< the commit fails: the file was taken for absent, so its content is not known
+  Kept  ///< the commit fails: the new content was made as if there were no file
 };
 
 /// The new content of a file, written to a temporary file beside it until it is committed.
@@ -32,14 +32,14 @@ public:
   bool prepare(std::string_view content);
 
   /// Does the same in steps, for content that is produced piece by piece: begin(), append() any
-  /// number of times, finish(). If aside() is empty after begin(), there is no temporary file and
-  /// nothing can be appended.
+  /// number of times, finish(). If temporary() is empty after begin(), there is no temporary file
+  /// and nothing can be appended.
   bool begin();
   bool append(std::string_view content);
   bool finish();
 
-  /// Gives the new file the owner and the permissions of the file `model` instead of those of the
-  /// old file. Call it before the content is prepared.
+  /// Gives the new file the owner and the permissions of the file `model`, not those of the old
+  /// file. Call it before the content is prepared.
   void copyAccessOf(const std::string& model) { m_accessModel = model; }
 
   /// Replaces the file with the prepared content, durably. On false, error() says why.
@@ -48,10 +48,10 @@ public:
   /// Does the same, but not durably: the next commit in the same folder makes it durable.
   bool place();
 
-  /// Takes over the temporary file `aside`, which another process prepared and did not commit. Its
-  /// name says how to handle an existing file. On false, error() says why; it is empty when there
-  /// is no such file.
-  bool adopt(const std::string& aside);
+  /// Takes over the temporary file at `path`, which another process prepared and did not commit.
+  /// Its name says how to handle an existing file. On false, error() says why; it is empty when
+  /// there is no such file.
+  bool adopt(const std::string& path);
 
   /// Keeps the temporary file when this object is destroyed without a commit. Another operation
   /// will complete it.
@@ -68,7 +68,7 @@ public:
   const std::string& target() const { return m_target; }  ///< symbolic links followed
   const std::string& folder() const { return m_folder; }
   /// The temporary file. Empty when there is none; the commit then overwrites the target.
-  const std::string& aside() const { return m_aside; }
+  const std::string& temporary() const { return m_temporary; }
   /// Whether the path is a symbolic link into another folder.
   bool isElsewhere() const;
   /// Whether the target did not exist when the content was prepared.
@@ -87,7 +87,7 @@ private:
   std::string m_path;
   std::string m_target;
   std::string m_folder;
-  std::string m_aside;
+  std::string m_temporary;
   std::string m_accessModel;   // empty: the target
   std::string m_adopted;       // content of an adopted file; m_content refers to it
   bool m_isWhole = false;      // m_content is all there is; it was not appended in pieces

@@ -1,5 +1,5 @@
-// Converts text with code of our own. The transcoder of Xerces-C++ depends on the locale of the
-// process, silently replaces bytes that are not UTF-8, and is slow for many short ASCII values.
+// Does not use the transcoder of Xerces-C++: it depends on the locale of the process, silently
+// replaces bytes that are not UTF-8, and is slow for many short ASCII values.
 
 #include "files/XmlText.h"
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Names the folder of a volume. The configuration, of which an embedder's may hold a file or a
-/// lock, is released before anything is opened.
+/// Sets the path of a volume's folder. The configuration is released before anything is opened: an
+/// embedder's configuration may hold a file or a lock.
 bool isNamed(Volume& volume, const std::string& base = "") {
   Configuration configuration;
   return volume.nameFolder(configuration, base);

@@ -161,7 +161,7 @@ int transferForCaller(const char* volumeName, int* errorCode, char* errorText, i
     CallErrors errors;
     Volume volume(name, settings.tapeDirectory, settings.maxSize, errors.code());
     const bool isNamed = volume.nameFolder(*configuration);
-    configuration.reset();  // an embedder's may hold a file or a lock
+    configuration.reset();  // an embedder's configuration may hold a file or a lock
     if (isNamed && transfer(volume)) {
       return 1;
     }

@@ -56,7 +56,7 @@ OutputFile::OutputFile(const std::string& file) {
     if (!m_stream && errno == EINTR) stopIfInterrupted("nothing was written");
   } else {
     m_replaced.emplace(file);
-    require(m_replaced->begin() && !m_replaced->aside().empty());
+    require(m_replaced->begin() && !m_replaced->temporary().empty());
     return;
   }
   if (!m_stream) throw systemFailure("cannot write " + file, errno);
