@@ -10,7 +10,7 @@
 
 namespace {
 
-// CLI11 takes an empty result for a good text.
+// For CLI11, an empty result means that the text is valid.
 std::string complaintAboutText(const std::string& text) {
   if (text.empty()) return "the text is empty";
   // Terminals also obey the control characters beyond ASCII.

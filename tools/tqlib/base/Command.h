@@ -1,4 +1,4 @@
-// How a command is declared: its texts, its operands, and the function that it runs. With what
+// How a command is declared: its texts, its operands, and the function that it runs. Includes what
 // every command uses: failures and output.
 #pragma once
 
@@ -16,7 +16,7 @@
 struct Session {
   bool json = false;
   std::string config;
-  bool needsConfiguration = false;  // whether the action does
+  bool needsConfiguration = false;  // whether the action needs one
   const CLI::App* app = nullptr;    // all commands, for the manual and the completion
   /// Set by the chosen command. Runs after the whole command line was parsed, so that a wrong
   /// option never leaves a command half done.
@@ -43,7 +43,7 @@ struct CommandTexts {
   bool needsConfiguration = true;  ///< it must exist before the command runs
 };
 
-/// Adds a command that runs `run` when it is chosen. Its options live as long as it.
+/// Adds a command that runs `run` when it is chosen. Its options live as long as the command.
 template <typename Options>
 Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTexts& texts,
                             void (*run)(const Options&, const Session&)) {

@@ -23,7 +23,7 @@ constexpr char kCheck[] = "\"tqlib check\" shows which file, and what is wrong i
 constexpr char kLocked[] = "fuser(1) on the folder names the process";
 constexpr char kElements[] = "\"tqlib element list LIBRARY\" shows what is where";
 
-// The API leaves a text with some of its codes only.
+// The API sets a text for some of its codes only.
 const Meaning kMeanings[] = {
     {764, "the file cannot be opened"},
     {767, "the write failed"},
@@ -85,7 +85,7 @@ void watchForInterruption() {
     struct sigaction action {};
     sigaction(signal, nullptr, &action);
     if (action.sa_handler == SIG_IGN) continue;  // it stays ignored: nohup, a background job
-    action = {};                                 // without SA_RESTART: a blocked write is to end
+    action = {};                                 // no SA_RESTART: a signal ends a blocked write
     action.sa_handler = [](int number) { recordedSignal = number; };
     sigaction(signal, &action, nullptr);
   }

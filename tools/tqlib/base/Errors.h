@@ -1,4 +1,4 @@
-// How a command ends badly: wrong usage, a failure, or a signal.
+// How a command fails: by wrong usage, a failure, or a signal.
 #pragma once
 
 #include <stdexcept>
@@ -10,7 +10,7 @@
 /// "see the log", with its path when it is a file.
 std::string seeLog();
 
-/// The command line makes no sense (exit code 2).
+/// The command line is wrong (exit code 2).
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -33,14 +33,14 @@ Failure systemFailure(const std::string& what, int code);
 Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
                        const std::string& otherwise = seeLog());
 
-/// From now on SIGINT, SIGTERM and SIGHUP are only recorded, so that a transfer can stop between
-/// two blocks; and a write to a pipe without a reader is an error like others.
+/// From now on, SIGINT, SIGTERM and SIGHUP are only recorded, so that a transfer can stop between
+/// two blocks. A write to a pipe without a reader then fails with EPIPE.
 void watchForInterruption();
 
 /// The signal that was recorded, or 0.
 int interruption();
 
-/// The command stopped because of a signal; `left` says what it leaves.
+/// The command stopped because of a signal; `left` describes what it has done or not done.
 struct Interrupted : Failure {
   explicit Interrupted(const std::string& left)
       : Failure("interrupted: " + left), signal(interruption()) {}

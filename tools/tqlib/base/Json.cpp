@@ -1,5 +1,5 @@
-// Reading JSON: a first pass looks for what the parser accepts silently, then values are taken out
-// of the parsed document with their types and ranges checked.
+// Reading JSON: a first pass finds what the parser accepts silently. Then values are read from the
+// parsed document, and their types and ranges are checked.
 #include "base/Json.h"
 
 #include <fmt/format.h>
@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kDeepest = 100;
 constexpr std::size_t kMostKeys = 100;  // each new key of an object is compared with all before
 
-// The parser itself keeps the last of two equal keys, so that a first pass keeps all of them. The
-// parser's callback could see both, but makes a long list cost the square of its length.
+// The parser keeps only the last of two equal keys, so the first pass keeps all keys. A callback of
+// the parser would see both, but its time grows with the square of a list's length.
 template <class Key, class T, class Less, class Allocator>
 struct AllKeys : nlohmann::ordered_map<Key, T, Less, Allocator> {
   T& operator[](const Key& key) { return this->emplace_back(key, T{}).second; }
@@ -55,7 +55,7 @@ void JsonPlace::refuse(const std::string& why) const {
 
 int JsonPlace::number(int least, int most) const {
   if (!value.is_number_integer()) refuse("expected an integer");
-  const auto found = value.get<double>();  // every int is exact, and every other integer far off
+  const auto found = value.get<double>();  // exact for an int; no other integer becomes one
   if (found < least || found > most) {
     refuse(fmt::format("{} is not from {} to {}", value.dump(), least, most));
   }

@@ -1,4 +1,4 @@
-// JSON of the operator, read so that no mistake in it is overlooked. A value that does not fit is
+// Strict reading of the operator's JSON: each mistake is an error. A value that does not fit is
 // reported with its path.
 #pragma once
 
@@ -11,11 +11,11 @@
 
 using Json = nlohmann::ordered_json;
 
-/// Throws Failure for what is no JSON, with line and column in `source`; and, with its path, for a
-/// key that appears twice in one object, too many keys, or too deep nesting.
+/// Throws Failure for invalid JSON, with line and column in `source`. Throws it also, with the
+/// path, for a key that appears twice in one object, too many keys, or too deep nesting.
 Json parseStrictly(const std::string& text, const std::string& source);
 
-/// A value of the text, and its path there. Everything throws Failure when the value does not fit.
+/// A value and its path in the text. The functions throw Failure when the value does not fit.
 struct JsonPlace {
   const Json& value;
   std::string path;
@@ -32,7 +32,7 @@ struct JsonPlace {
 /// An object that is read key by key.
 class JsonObject {
 public:
-  /// Throws Failure when the value is no object.
+  /// Throws Failure when the value is not an object.
   explicit JsonObject(const JsonPlace& place);
 
   std::optional<JsonPlace> find(const std::string& key);

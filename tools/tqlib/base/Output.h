@@ -8,8 +8,8 @@
 #include "base/Json.h"
 
 /// Prints `sentence`, or `values` as one JSON object when `json` is true. A command whose data goes
-/// to standard output prints its result to std::cerr. Throws Failure when standard
-/// output cannot be written.
+/// to standard output prints its result to std::cerr. Throws Failure when standard output cannot be
+/// written.
 void printResult(bool json, const Json& values, const std::string& sentence,
                  std::ostream& stream = std::cout);
 

@@ -1,5 +1,5 @@
-// The bar is drawn often enough to look alive, and rarely enough to cost nothing beside the
-// transfer. Its rate is that of the last seconds, so that it shows when a transfer becomes slow.
+// The bar is drawn ten times a second, which costs little compared with the transfer. Its rate is
+// that of the last seconds, so that it shows when a transfer becomes slow.
 #include "base/Progress.h"
 
 #include <unistd.h>
@@ -52,7 +52,7 @@ void Progress::draw(double seconds) {
   m_drawnDone = m_done;
   std::string line = fmt::format("{}, {}/s", sizeText(m_done), sizeText(m_rate));
   if (m_total > 0) {
-    // An input that grows while it is read passes its own total.
+    // An input that grows while it is read becomes larger than the total.
     const double left = std::max(m_total - m_done, 0.0);
     const auto filled = static_cast<std::size_t>(20 * (1 - left / m_total));
     const auto wait = static_cast<long long>(left / std::max(m_rate, 1.0));

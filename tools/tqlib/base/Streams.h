@@ -24,7 +24,7 @@ std::size_t readBlock(int descriptor, std::span<char> block);
 /// standard output, a pipe or a device is written to directly.
 class OutputFile {
 public:
-  /// Everything throws Failure, and Interrupted when a signal was recorded.
+  /// All functions throw Failure, or Interrupted when a signal was recorded.
   explicit OutputFile(const std::string& file);
 
   void write(std::string_view block);

@@ -1,5 +1,5 @@
-// Most of this is asked of the API. Where no call of it gives an answer, or only for a catalogue
-// without faults, the files are read.
+// Most answers come from the API. The files are read where no call has the answer, or has it only
+// for a catalogue without faults.
 #include "catalogue/Catalogue.h"
 
 #include <algorithm>
@@ -56,11 +56,11 @@ void asOneStep(const std::function<void()>& steps) {
 void changeFile(const std::string& path, const XMLCh* newRoot,
                 const std::function<bool(DOMDocument&)>& change) {
   asOneStep([&] {
-    // Its completion would replace this file by an older one.
+    // Its completion would replace this file with an older one.
     if (PairedSave::isPending(configuredCatalogue())) {
       throw Failure("an earlier save of two files is half done");
     }
-    // Where a broken symbolic link leads, a file may be back tomorrow.
+    // A broken symbolic link is not a new file: its target may come back, for example by a mount.
     const bool isNew =
         newRoot != nullptr && fs::symlink_status(path).type() == fs::file_type::not_found;
     const auto created = isNew ? newDocument(newRoot) : XmlOwner<DOMDocument>();
@@ -81,8 +81,8 @@ void change(const std::string& complaint, const std::function<bool(TqLibEmulator
   if (!reason.empty()) throw Failure(fmt::format("{}: {}", complaint, reason));
 }
 
-// The device query lists the libraries too, but stops at the first one that is damaged, when an
-// operator needs the list most.
+// The device query lists the libraries, too, but it fails at the first damaged one. With a damaged
+// library, an operator needs the list most.
 std::vector<std::string> listedLibraries() {
   const std::string list = catalogueFolder() + names::listFile;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
@@ -151,7 +151,7 @@ bool wasRemoved(const std::string& library) {
 }
 
 // Only the status query shows whether the library in the file has this serial number, whatever
-// hosts see it. With another one, a removal would be taken for that of a drive.
+// hosts see it. With another number, the API would look for a drive to remove.
 void requireWholeLibrary(const std::string& library) {
   constexpr int kOtherLibrary = 50008;
   inventory(library);

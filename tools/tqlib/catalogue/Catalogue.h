@@ -20,18 +20,17 @@ inline constexpr int kMediumChanger = 8;
 ParsedFile readDocument(const std::string& path);
 
 /// Passes the document of a catalogue file to `change`, and saves it when that returns true. Both
-/// are one step for other processes. A file that does not exist begins with an empty root of the
-/// name `newRoot`, unless that is null. Throws Failure.
+/// are one step for other processes. For a file that does not exist, the document has an empty root
+/// of the name `newRoot`, unless that is null. Throws Failure.
 void changeFile(const std::string& path, const XMLCh* newRoot,
                 const std::function<bool(xercesc::DOMDocument&)>& change);
 
-/// Runs `steps` while no other thread or process changes the catalogue, so that what they looked at
-/// is still true when they save. Lets exceptions through; throws Failure when the lock is not free.
+/// Runs `steps` while no other thread or process changes the catalogue, so that what they read is
+/// still true when they save. Passes exceptions on; throws Failure when others keep the lock.
 void asOneStep(const std::function<void()>& steps);
 
-/// Changes the catalogue by a call of the API. Throws Failure, which `complaint` begins, when the
-/// call fails, or when its change did not reach the disk; `otherwise` is the reason when it gives
-/// none.
+/// Changes the catalogue by a call of the API. Throws Failure when the call fails or its change was
+/// not saved. The text is `complaint` and the API's reason, or `otherwise` if it has none.
 void change(const std::string& complaint, const std::function<bool(TqLibEmulator&)>& call,
             const std::string& otherwise = seeLog());
 
@@ -41,8 +40,8 @@ std::vector<std::string> listedLibraries();
 
 bool isListed(const std::string& library);
 
-// Changes of the list that the API does not make: it removes an entry only together with a library
-// in its file.
+// Changes of the list that the API does not make: it removes an entry only together with the
+// library in the file.
 
 /// Removes the entries whose key `isUnwanted` accepts; it is called once for each entry, in order.
 /// An entry that contains elements stays, because these may be entries as well. Returns whether
@@ -59,7 +58,7 @@ void purgeLibrary(const std::string& library);
 /// The keys of the library files in the catalogue folder, in order.
 std::vector<std::string> storedLibraries();
 
-/// The library was removed, and its file is in the way of a new one.
+/// The library was removed, but its file stayed and prevents a new library of that name.
 struct RemovedLibrary : Failure {
   explicit RemovedLibrary(const std::string& library);
 };
@@ -70,10 +69,10 @@ Failure listedOnly(const std::string& library);
 /// The command that deletes what is left of a library, as the operator types it.
 std::string purgeCommand(const std::string& library);
 
-/// Whether the file of a library is what its removal left.
+/// Whether the library was removed and its file stayed.
 bool wasRemoved(const std::string& library);
 
-/// Throws Failure unless there is a file for the library and the library in it.
+/// Throws Failure unless the library has a file and the file holds this library.
 void requireWholeLibrary(const std::string& library);
 
 // Elements as operators write them: "slot:1000", "mail:10", "drive:500" or "shelf:1". Their
@@ -144,9 +143,9 @@ bool isLibrary(const SCSIUnitNoMap& device);
 /// The library itself; null when `devices` has none.
 const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
 
-/// A serial number as drives are told apart: without regard to case.
+/// A serial number for comparisons: drives are distinguished without regard to case.
 std::string folded(std::string serial);
 
 /// Throws Failure when a listed library, other than `library`, has a drive of one of the serial
-/// numbers: drives are asked for by these alone, and the first library that has one answers.
+/// numbers: a call finds a drive by its number alone, in the first library that has it.
 void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library);

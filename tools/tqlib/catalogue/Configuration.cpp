@@ -86,7 +86,7 @@ void useConfiguration(const std::string& config) {
   std::string file = config;
   if (file.empty() && named != nullptr) file = named;
   if (file.empty()) file = "/etc/tqlib.ini";
-  // Without a configuration the calls would fail with a path that means nothing to an operator.
+  // Without a configuration, the calls would report a path that an operator does not know.
   if (access(file.c_str(), R_OK) != 0) {
     const int code = errno;
     throw Failure(

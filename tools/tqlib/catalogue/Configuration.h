@@ -3,12 +3,11 @@
 
 #include <string>
 
-/// Makes `config`, or else what the environment or the system names, the API's configuration.
+/// Sets the API's configuration: `config`, else the file of the environment, else the system's.
 /// Throws Failure when that file cannot be read.
 void useConfiguration(const std::string& config);
 
-// What the configuration says. Nothing is created, while the API creates the folders that it is
-// asked for.
+// What the configuration says. Unlike the API, these functions create no folder.
 
 /// The catalogue folder, with "/" at its end.
 std::string configuredCatalogue();

@@ -24,14 +24,14 @@ bool isSeen(const Options& options) {
   });
 }
 
-/// The drive in the library when another host sees it already, else null. Throws Failure when it
+/// The drive in the library if another host sees it already; else null. Throws Failure when it
 /// cannot be added.
 const SCSIUnitNoMap* knownDrive(const Options& wanted, const std::vector<SCSIUnitNoMap>& devices) {
   const auto& [library, drive, number] = wanted;
   const SCSIUnitNoMap* known = nullptr;
   for (const SCSIUnitNoMap& device : devices) {
     if (isLibrary(device)) continue;
-    // Such a drive's serial number would break the map of all drives, which is text.
+    // Such a serial number would damage the text that holds the map of all drives.
     if (const std::string problem = driveSerialProblem(device.SerialNumber, library);
         !problem.empty()) {
       throw Failure(problem, "\"tqlib drive remove\" removes that drive");
@@ -83,7 +83,7 @@ int addressOf(const SCSIUnit& library, int number) {
   return address;
 }
 
-// An update writes the whole identity, so what is not given is taken from the known drive.
+// An update writes the whole identity, so missing values are taken from the known drive.
 SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, int address) {
   SCSIUnit record;
   static_cast<SCSIUnitFields&>(record) = drive;
@@ -141,7 +141,7 @@ void removeDrive(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& serial = options.drive.SerialNumber;
   const std::string& host = options.drive.MAName;
-  // The API takes the library's own serial number for a request to remove the library.
+  // With the library's own serial number, the API would remove the library.
   if (serial == library) {
     throw UsageError(serial + " is the library itself; see \"tqlib library remove\"");
   }
@@ -194,7 +194,7 @@ void showVolume(const Options& options, const Session& session) {
 
 void listDevices(const Options& options, const Session& session) {
   const std::string& host = options.drive.MAName;
-  // Without it a file that has no library would look like a host that sees nothing.
+  // Without this, a file without its library would look as if the host saw no device.
   if (!options.library.empty()) requireWholeLibrary(options.library);
   Json list = Json::array();
   std::vector<Row> rows{{"TYPE", "SERIAL", "VENDOR", "MODEL", "PORT", "B:T:L", "PATH"}};

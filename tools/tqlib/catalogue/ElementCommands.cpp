@@ -1,8 +1,8 @@
 // Names of elements, and tqlib element: lists the elements of a library, sets and removes them, and
 // moves media.
 //
-// What the API accepts without doing it (a second slot for one address, the removal of nothing) is
-// refused here.
+// Refuses what the API accepts without a useful result: a second slot for one address, the removal
+// of nothing.
 #include <algorithm>
 #include <charconv>
 

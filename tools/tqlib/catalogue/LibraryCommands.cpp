@@ -154,8 +154,8 @@ void removeWhole(const std::string& library, bool purge) {
   takeOffList(library);  // further entries
 }
 
-/// Removes the unit of one host. Whether it was the last one: then the library is gone too, but its
-/// entry in the list stays.
+/// Removes the unit of one host. Returns whether it was the last one: then the library is removed,
+/// too, but its entry in the list stays.
 bool removeUnit(const std::string& library, const std::string& host, bool purge) {
   requireWholeLibrary(library);
   if (findLibrary(devicesOf(library, host)) == nullptr) {
@@ -185,11 +185,11 @@ void removeLibrary(const Options& options, const Session& session) {
   values.update({{"removed", isRemoved}, {"file", file}, {"purged", purge}});
   std::string text = fmt::format("host {} no longer sees library {}", host, library);
   if (isRemoved) {
-    const std::string fate =
+    const std::string outcome =
         purge ? "is deleted"
               : fmt::format("stays and prevents a new library of that name until {} deletes it",
                             purgeCommand(library));
-    text = fmt::format("library {} removed; its file {}: {}", library, fate, file);
+    text = fmt::format("library {} removed; its file {}: {}", library, outcome, file);
   }
   printResult(session.json, values, text);
 }

@@ -1,5 +1,5 @@
-// One walk over a library file for its drives, slots and shelves in their order, then a look for
-// each value of the library itself.
+// Reads drives, slots and shelves in one pass over a library file, then looks up each value of the
+// library itself.
 #include "catalogue/LibraryContent.h"
 
 #include <cstdlib>
@@ -35,7 +35,7 @@ void readDevices(const DOMElement* owner, const XMLCh* block, int& count, std::s
   }
 }
 
-/// None for anything else than a drive, a shelf, or a slot of a library.
+/// Empty for all but a drive, a shelf, or a slot of a library.
 std::optional<int> typeOf(const DOMElement& element, bool isInLibrary) {
   if (isNamed(element, names::drive)) return LIB_ELEM_DRIVE;
   if (isNamed(element, names::shelf)) return LIB_ELEM_SHELF;

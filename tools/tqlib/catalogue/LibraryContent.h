@@ -1,4 +1,4 @@
-// A library file as it is, with what the API tolerates or passes over in silence.
+// A library file as it is, also with what the API tolerates or skips silently.
 #pragma once
 
 #include <map>
@@ -19,8 +19,8 @@ struct ElementContent {
   std::optional<int> address;
   bool isOccupied;
   std::string barcode;
-  bool hasBarcode;  ///< there is a place for one that the API can read
-  int devices = 0;  ///< device blocks; of a drive, and so is the serial number
+  bool hasBarcode;  ///< there is an element for it that the API can read
+  int devices = 0;  ///< device blocks; only drives have them, and a serial number
   std::string serial = {};
 };
 

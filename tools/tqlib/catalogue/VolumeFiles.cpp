@@ -7,6 +7,7 @@
 #include "TqLibEmlFile.h"
 #include "base/Errors.h"
 #include "catalogue/Configuration.h"
+#include "files/Names.h"
 
 namespace fs = std::filesystem;
 
@@ -45,7 +46,7 @@ std::vector<std::string> volumesIn(const fs::path& root) {
   std::erase_if(volumes, [&](const std::string& name) {
     std::error_code failure;
     const bool isFolder = fs::is_directory(root / name, failure);
-    return (!isFolder && !failure) || name.starts_with(".tqlib-");  // the tool's temporary folders
+    return (!isFolder && !failure) || name.starts_with(names::temporaryPrefix);
   });
   return volumes;
 }
@@ -54,7 +55,7 @@ VolumeContents examineVolume(const std::string& volume) {
   TqLibEmlFile file(volume);
   std::string folder;
   VolumeContents contents{};
-  // A listing that breaks off still counts as a success of the call, but leaves an error code.
+  // If a listing breaks off, the call still succeeds, but sets an error code.
   if (!file.GetVolumeFolder(folder) || !file.GetVolumeSize(contents.bytes) ||
       !file.GetLastFileMark(contents.nextMark) || file.getErrorCode() != 0) {
     throw libraryFailure("volume " + volume + " cannot be examined", file);

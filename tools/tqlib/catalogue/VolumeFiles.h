@@ -45,7 +45,7 @@ std::string markName(int number);
 /// The filemark that a file of that name holds; nothing when it is another file.
 std::optional<int> markNumber(const std::string& name);
 
-/// Filemarks that a volume lacks, though it has later ones.
+/// Filemarks that are missing in a volume, although it has later ones.
 struct Gap {
   long long first;
   long long last;

@@ -1,5 +1,5 @@
-// tqlib check: what is wrong in the catalogue and the volumes, and the fix of what has one right
-// answer, as lines for people and JSON for programs.
+// tqlib check: reports what is wrong in the catalogue and the volumes, and fixes what has only one
+// correct repair. Prints lines for people and JSON for programs.
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +8,6 @@
 
 #include "base/Output.h"
 #include "base/Screen.h"
-#include "catalogue/Configuration.h"
 #include "check/Checkup.h"
 
 namespace {
@@ -37,7 +36,7 @@ std::string line(const char* word, Colour colour, const std::string& text) {
                      fitted(text, INT_MAX, Charset::Utf8));
 }
 
-/// What `textOf` makes of the first findings of each kind, and how many others there are.
+/// The texts of the first findings of each kind, made by `textOf`, and how many more there are.
 template <typename TextOf>
 std::string textsOf(const std::vector<Finding>& findings, TextOf textOf) {
   std::string text;
@@ -139,7 +138,7 @@ std::set<std::string> identitiesOf(const std::vector<Finding>& findings) {
   return identities;
 }
 
-// Nobody could answer a question that a script asks.
+// In a script, nobody can answer the question.
 bool isConfirmed(const Options& options, const std::vector<Finding>& findings) {
   if (options.yes || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return true;
   std::cerr << fmt::format("Fix {} of {} findings? [y/N] ", countFixable(findings), findings.size())
@@ -149,8 +148,8 @@ bool isConfirmed(const Options& options, const std::vector<Finding>& findings) {
   return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-/// Says of each finding whether it is fixed, which a second check shows, and appends those that
-/// only this one found.
+/// Compares two checks: marks each finding of the first one as fixed or not, and appends those that
+/// only the second one found.
 std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Finding>& after,
                               const FixResult& result) {
   const std::set<std::string> known = identitiesOf(before);
@@ -173,7 +172,7 @@ std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Fin
   return before;
 }
 
-/// Fixes what `checkup` found, and makes it what is left.
+/// Fixes what `checkup` found; then it holds what a second check found.
 void fix(Checkup& checkup, const Options& options, bool json) {
   const std::vector<Finding> before = checkup.findings;
   const bool isFixable = countFixable(before) > 0;

@@ -1,5 +1,5 @@
-// One look at the whole catalogue and its volumes: the faults that it can find, each with its text
-// and its next step, what it found, and the fix of that.
+// A check of the whole catalogue and its volumes: the faults that it looks for, each with its text
+// and next step, what it found, and the fix.
 #pragma once
 
 #include <map>
@@ -18,14 +18,14 @@ enum class Severity { Error, Warning, Note };
 
 inline constexpr char kByHand[] = "fix the file by hand";
 
-/// A fault that a check looks for. Programs know it by its kind, which therefore stays; several
-/// faults may be of one kind. The text and the next step are formatted with the same values.
+/// A fault that a check looks for. Programs identify it by its kind, which therefore never changes;
+/// several faults may be of one kind. Text and next step are formatted with the same values.
 struct Fault {
   const char* kind;
   Severity severity;
   const char* text;
   const char* next = kByHand;
-  bool isFixable = false;  ///< as a rule; a single case may have a reason against it
+  bool isFixable = false;  ///< usually; a single finding may be an exception
 };
 
 namespace faults {
@@ -158,7 +158,7 @@ struct Checkup {
                 fmt::format(fmt::runtime(fault.next), values...), fault.isFixable});
   }
 
-  std::vector<Finding> findings = {};  ///< those of one file in a row
+  std::vector<Finding> findings = {};  ///< grouped by file
   std::size_t libraries = 0;           ///< files that could be read
   std::size_t elements = 0;
   std::set<std::string> volumes = {};
@@ -187,7 +187,7 @@ struct FixResult {
   std::vector<std::string> failures;
 };
 
-/// Fixes what is fixable, as far as it is still wrong. The next check shows what was fixed.
+/// Fixes what is fixable and still wrong. The next check shows what was fixed.
 FixResult fixFindings(const std::vector<Finding>& findings);
 
 /// Whether the file holds one library, the one of that key.
@@ -197,11 +197,11 @@ inline bool hasWrongOccupancy(const ElementContent& element) {
   return element.isOccupied == element.barcode.empty();
 }
 
-/// "slot:1000"; an element whose address cannot be read goes by its name.
+/// "slot:1000", or with the Name of an element whose address cannot be read.
 std::string nameOf(const ElementContent& element);
 
-/// Whether nothing has that name, no broken symbolic link either. Throws Failure when that cannot
-/// be found out.
+/// Whether nothing has that name, not even a broken symbolic link. Throws Failure when that cannot
+/// be examined.
 bool isAbsent(const std::string& path);
 
 void addCheckCommand(CLI::App& app, Session& session);

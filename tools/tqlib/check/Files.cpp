@@ -13,10 +13,10 @@
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
 #include "files/Descendants.h"
+#include "files/FolderLock.h"
 #include "files/PairedSave.h"
 #include "files/XmlText.h"
 
@@ -29,7 +29,7 @@ constexpr std::chrono::seconds kLongestWait{5};
 /// The entries of the list with one key.
 struct Entries {
   int count = 0;
-  bool holdOthers = false;  ///< elements, which would go with them
+  bool holdOthers = false;  ///< other elements, which would be removed with them
 };
 
 std::map<std::string, Entries> entriesOf(const std::string& list) {
@@ -54,7 +54,7 @@ struct FolderCheck {
     }
   }
 
-  // A process that keeps the lock must not keep the operator from finding out why.
+  // If another process keeps the lock, checks without it: the operator may look for the reason.
   void checkLocked() {
     const FolderLock lock(folder, kLongestWait);
     hasLock = lock.isHeld();
@@ -121,7 +121,7 @@ struct FolderCheck {
       }
       checkLibrary(key, path, content, checkup);
     } catch (const std::exception& failure) {
-      if (isAbsent(path)) return;  // its library was removed meanwhile
+      if (isAbsent(path)) return;  // its library was removed in the meantime
       checkup.add(faults::kUnreadableLibrary, {path}, failure.what());
       checkup.knowsAll = false;
     }

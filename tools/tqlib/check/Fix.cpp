@@ -1,9 +1,9 @@
-// The fix of what has one right answer.
+// The fix of what has only one correct repair.
 //
-// An emulator may go on meanwhile, so each change is made with the catalogue locked, and only as
-// far as what is there now is still wrong. The API enters and removes a library only together with
-// its file, and sets an occupancy only together with the barcode as it was read before; so the
-// documents are changed here, and saved as the API does it.
+// An emulator may change the catalogue at the same time, so each fix is made with the catalogue
+// locked, and only if the fault is still there. The API adds or removes a list entry only together
+// with a library, and sets an occupancy only together with a barcode. Therefore the documents are
+// changed here, and saved as the API saves them.
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,10 +16,10 @@
 #include "base/Errors.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
-#include "files/FolderLock.h"
 #include "check/Checkup.h"
 #include "common/FileContent.h"
 #include "files/Documents.h"
+#include "files/FolderLock.h"
 #include "files/PairedSave.h"
 #include "files/ReplacedFile.h"
 
@@ -29,7 +29,7 @@ namespace {
 
 using xercesc::DOMDocument;
 
-// Whoever still writes a temporary file or folder holds its lock.
+// A process that still writes a temporary file or folder holds a lock on it.
 void deleteStale(const std::string& path) {
   if (isAbsent(path)) return;
   const FolderLock lock(path, std::chrono::milliseconds(0));
@@ -105,8 +105,8 @@ struct Fix {
     });
   }
 
-  // A save that is completed replaces files; a damaged journal is deleted then, and has to be
-  // looked at first.
+  // The next change completes an interrupted save, or deletes a damaged journal. The operator has
+  // to look at a damaged journal first.
   SaveJournal journal() const {
     SaveJournal journal = PairedSave::readJournal(folder);
     if (journal.mayNeed("")) throw Failure("the journal of a save is damaged");
@@ -116,7 +116,7 @@ struct Fix {
   void completeSave() {
     const std::vector<std::string> names = journal().names;
     for (std::size_t i = 1; i < names.size(); i += 2) keepCopy(folder + names[i]);
-    asOneStep([] {});  // completes it first
+    asOneStep([] {});  // taking the lock completes the save
   }
 
   // Without the lock they may belong to a save in progress.

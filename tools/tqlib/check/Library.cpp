@@ -40,7 +40,7 @@ struct LibraryCheck {
     return checkup.add(fault, {file, element}, values...);
   }
 
-  // The shelves outlive the library, and the volumes of their media are in use.
+  // The shelves stay when a library is removed, and the volumes of their media are in use.
   void checkRemoved() {
     bool hasMedia = false;
     for (const ElementContent& element : content.elements) hasMedia |= countMedium(element);
@@ -124,7 +124,7 @@ struct LibraryCheck {
   const std::string& file;
   const LibraryContent& content;
   Checkup& checkup;
-  std::map<std::pair<bool, int>, int> sharers = {};  // of an address, which may be a shelf's
+  std::map<std::pair<bool, int>, int> sharers = {};  // elements with an address; true: shelves
 };
 
 }  // namespace

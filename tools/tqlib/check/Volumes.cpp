@@ -7,9 +7,9 @@
 
 #include "base/Errors.h"
 #include "catalogue/Configuration.h"
-#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
+#include "files/FolderLock.h"
 #include "files/Names.h"
 
 namespace fs = std::filesystem;
@@ -76,10 +76,10 @@ void checkFolder(const std::string& root, Checkup& checkup) {
 void checkVolumes(Checkup& checkup) {
   const ConfiguredFolder root = configuredTapeFolder();
   std::error_code ignored;
-  try {  // nothing was ever written where an unnamed folder is missing
+  try {  // if the default folder is missing, nothing was ever written to it
     if (root.isNamed || fs::exists(root.path, ignored)) checkFolder(root.path + "/", checkup);
   } catch (const std::exception& failure) {
-    // Without the folder every medium lacks its volume, which would hide this finding.
+    // Without the folder, a finding for each medium would hide this one.
     checkup.add(faults::kUnreadableTapeFolder, {root.path}, failure.what());
     return;
   }

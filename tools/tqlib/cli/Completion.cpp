@@ -1,7 +1,7 @@
 // tqlib completion: what can come next on a command line in bash.
 //
-// The shell calls the hidden command "complete". CLI11 parses the words typed so far; for
-// libraries, elements, drives, hosts and volumes the catalogue is asked.
+// The shell calls the hidden command "complete". CLI11 parses the words typed so far. Libraries,
+// elements, drives, hosts and volumes come from the catalogue.
 #include <wordexp.h>
 
 #include <iostream>
@@ -46,13 +46,13 @@ struct Typed {
   const CLI::App* command = &app;
 };
 
-/// The library on the command line, else all.
+/// The library on the command line, or all libraries.
 Words libraries(const Typed& typed) {
   const CLI::Option* library = typed.command->get_option_no_throw("LIBRARY");
   return library != nullptr && library->count() > 0 ? library->results() : storedLibraries();
 }
 
-/// With `occupied`, those in that state.
+/// All elements, or only those that are occupied or not.
 Words elements(const Typed& typed, std::optional<bool> occupied = std::nullopt) {
   Words names;
   for (const std::string& library : libraries(typed)) {
@@ -83,10 +83,10 @@ Words hosts() {
   return names;
 }
 
-/// What an option or operand of that name takes; empty for all others: the shell offers files.
+/// The values for an option or operand. Empty if they are not known: then the shell offers files.
 Words valuesOf(const CLI::Option& option, const Typed& typed) {
   const std::string name = option.get_positional() ? option.get_single_name() : option.get_name();
-  // The parser does not get as far as to set the value when the line is not complete.
+  // If the line is incomplete, the parser stops before it sets the value.
   const Words config = typed.app.get_option("--config")->results();
   useConfiguration(config.empty() ? typed.session.config : config.back());
   if (name == "LIBRARY") return storedLibraries();
@@ -99,7 +99,7 @@ Words valuesOf(const CLI::Option& option, const Typed& typed) {
   return {};
 }
 
-/// The words that can follow `before` and begin as `last`, if not all of the latter.
+/// The words that can follow `before`; also some that do not begin with `last`.
 Words candidates(const Typed& typed, const std::string& before, const std::string& last) {
   Words names;
   for (const CLI::App* app : {typed.command, &typed.app}) {
@@ -118,8 +118,8 @@ Words candidates(const Typed& typed, const std::string& before, const std::strin
   return names;
 }
 
-/// The words of the command that is being typed, the last one perhaps empty; none when a shell
-/// would not take them. The full stop behind the line keeps an empty word, and is removed again.
+/// The words of the command that is being typed; the last one may be empty. None when a shell would
+/// refuse them. A full stop is added, so that an empty last word is kept, and removed again.
 Words wordsOf(const std::string& line) {
   const std::string command = line.substr(line.find_last_of("|&;(") + 1);
   for (const char* end : {".", ".'", ".\""}) {

@@ -33,8 +33,8 @@ Wrong usage; nothing was changed.
 .PP
 A command that is interrupted ends by the signal.
 .SH OUTPUT
-With \fB\-\-json\fR each command prints one JSON object, and an error is one on standard error, with
-code, text and next step. Its keys stay; later versions may add some.
+With \fB\-\-json\fR each command prints one JSON object. A failure is one on standard error, with
+code, text and next step; wrong usage is reported as text. Later versions only add keys.
 \fI/usr/share/doc/tqlib/json.md\fR shows that of each command. Only terminals show colours.
 .SH ENVIRONMENT
 .TP
@@ -45,10 +45,10 @@ The configuration file.
 The file for the log, else standard error.
 .TP
 .B NO_COLOR
-Not empty: no colours.
+If it is not empty, no colours are used.
 .TP
 .B COLUMNS
-The width of pictures if it is not that of a terminal.
+The width of pictures if standard output is not a terminal.
 .SH FILES
 .TP
 .I /etc/tqlib.ini

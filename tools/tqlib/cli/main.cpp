@@ -52,8 +52,8 @@ int refuse(const CLI::App& app, const std::string& text) {
   return kWrongUsage;
 }
 
-// Help is an error without an exit code. After a word that is no command, the parser only reports
-// that the command is missing.
+// CLI11 reports help as an error with exit code 0. After a word that is not a command, it only
+// reports that the command is missing.
 int explain(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) {
     app.exit(error);
@@ -103,8 +103,8 @@ int run(int argc, char** argv) {
   }
 }
 
-// A file that is opened later would get the number of a closed standard stream, and be used as
-// that. A placeholder opened for the wrong direction fails as a closed stream does.
+// A file that is opened later would get the number of a closed standard stream and be used as that
+// stream. A placeholder is opened for the wrong direction, so its use fails as a closed stream's.
 void occupyClosedStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) < 0) {

@@ -34,7 +34,7 @@ struct ExportOptions {
   std::string file;
 };
 
-/// The description in JSON, so that the rest is as if it came from a file.
+/// Converts the options to JSON first, so that they are checked like a file.
 LibraryDescription fromOptions(const CreateOptions& options) {
   const SCSIUnitFields& library = options.library;
   const std::vector<std::string>& serials = options.driveSerials;
@@ -98,8 +98,8 @@ SCSIUnit unitOf(const SCSIUnitFields& device, const SCSIUnitFields& host) {
   return record;
 }
 
-// A new library gets all slots of the first record's ranges. When it must not have all of them, the
-// first record has none, and a later one the true ranges.
+// A new library gets all slots of the first record's ranges. If some are missing, the first record
+// has no slots, and a later one has the real ranges.
 std::vector<SCSIUnitNoMap> batchOf(const LibraryDescription& description, bool hasGaps) {
   std::vector<SCSIUnitNoMap> batch;
   if (hasGaps) {

@@ -130,8 +130,8 @@ void readDrive(const JsonPlace& place, LibraryDescription& description, std::int
   description.drives.push_back(std::move(drive));
 }
 
-/// Reads the drives, a list or a count, which is that of the range unless it is given. Without
-/// either, the library has as many drives as the highest number.
+/// Reads the drives: a list or a count, by default the count of the range. If the range has no
+/// count, its count becomes the highest drive number.
 void readDrives(JsonObject& object, LibraryDescription& description) {
   static const Json kUsual = Json::object();
   int& count = description.library.DriveCount;

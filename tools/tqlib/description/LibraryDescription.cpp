@@ -1,6 +1,6 @@
 // Defaults and ranges of a description, and the check that a library can be created from it.
 //
-// A refusal names the place in the JSON, whatever the description was made of.
+// An error names the place in the JSON, also if the description did not come from JSON.
 #include "description/LibraryDescription.h"
 
 #include <limits>
@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Behind the last address of a range.
+/// The address behind the last one of a range.
 std::int64_t endOf(const SCSIUnitFields& library, const ElementRange& range) {
   return std::int64_t{library.*range.base} + library.*range.count;
 }

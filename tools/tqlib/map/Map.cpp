@@ -13,7 +13,6 @@
 #include "base/Output.h"
 #include "base/Streams.h"
 #include "catalogue/Catalogue.h"
-#include "catalogue/Configuration.h"
 
 namespace {
 

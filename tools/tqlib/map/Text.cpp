@@ -43,7 +43,7 @@ constexpr const char* kDash[] = {"-", "–"};
 constexpr std::array<const char*, 5> kDensity[] = {{".", ":", "+", "*", "#"},
                                                    {"·", "░", "▒", "▓", "█"}};
 
-/// The room for a picture, and what its signs are from.
+/// The width of a picture, and the character set of its signs.
 struct MapStyle {
   template <typename Sign>
   const Sign& of(const Sign (&signs)[2]) const {
@@ -61,7 +61,7 @@ enum class Detail { Boxes, Labels, Singles, Densities };
 struct Painted {
   Detail detail;
   Lines lines;
-  std::string step = {};  ///< how many addresses a mark is, if several
+  std::string step = {};  ///< how many addresses a mark shows, if several
 };
 
 void append(Lines& lines, const Lines& more) {

@@ -1,4 +1,4 @@
-// The checksums of a volume's file marks, in a file of sha256sum(1) beside the volume's folder (the
+// The checksums of a volume's filemarks, in a file of sha256sum(1) beside the volume's folder (the
 // API counts every file in the folder to the volume); and the lock that keeps both consistent.
 #pragma once
 
@@ -13,8 +13,8 @@
 #include <fmt/ranges.h>
 #include <openssl/evp.h>
 
-#include "catalogue/VolumeFiles.h"
 #include "base/Errors.h"
+#include "catalogue/VolumeFiles.h"
 #include "files/FolderLock.h"
 
 /// SHA-256 of data that comes in blocks. Throws Failure.
@@ -42,7 +42,7 @@ private:
   std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> m_context{EVP_MD_CTX_new(), EVP_MD_CTX_free};
 };
 
-/// Hexadecimal digits, by the number of the file mark.
+/// Hexadecimal digits, by the number of the filemark.
 using Checksums = std::map<int, std::string>;
 
 /// Where the checksums of a volume are.
@@ -54,8 +54,8 @@ Checksums loadChecksums(const std::string& volume);
 /// Replaces the file, or removes it when there are no checksums. Throws Failure.
 void saveChecksums(const std::string& volume, const Checksums& checksums);
 
-/// Durably removes the checksums that a write to `mark` invalidates. With mark 0 these are all: the
-/// API erases the volume. Throws Failure.
+/// Durably removes the checksums that a write to `mark` invalidates; all with mark 0, because the
+/// API then erases the volume. Throws Failure.
 void dropChecksums(const std::string& volume, int mark);
 
 /// Keeps other tqlib processes from changing a volume, and makes its folder if it is missing. A

@@ -1,5 +1,5 @@
-// tqlib volume write, read and erase. Data goes through the API block by block, or straight from
-// the file of a file mark. A signal stops a transfer between two blocks.
+// tqlib volume write, read and erase. A write goes through the API block by block; a read goes
+// directly to the filemark's file. A signal stops a transfer between two blocks.
 #include "volume/VolumeCommands.h"
 
 #include <fcntl.h>
@@ -16,7 +16,6 @@
 #include "base/Output.h"
 #include "base/Progress.h"
 #include "base/Streams.h"
-#include "catalogue/Configuration.h"
 #include "catalogue/VolumeFiles.h"
 #include "volume/Checksums.h"
 
@@ -78,7 +77,7 @@ void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
   }
 }
 
-/// Fills the file mark from `input` until that ends or a signal is recorded, and returns the bytes
+/// Fills the filemark from `input` until that ends or a signal is recorded, and returns the bytes
 /// written.
 unsigned long long fillMark(const Options& options, const fs::path& path, int input,
                             Progress& progress, Sha256& checksum) {
@@ -88,11 +87,11 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
   std::size_t filled = readBlock(input, buffer);
   if (filled == 0) stopIfInterrupted("nothing was written");
   dropChecksums(options.volume, options.mark);
-  // The API keeps the bytes beyond those it writes. Emptying the file mark first, rather than
-  // cutting it at the end, also keeps a broken transfer from leaving a mixture.
+  // The API keeps the bytes beyond those it writes. The filemark is emptied now, not cut at the
+  // end: an interrupted transfer must not leave a mixture of old and new data.
   if (fs::exists(path)) fs::resize_file(path, 0);
   if (filled == 0) {
-    // The API takes a write of no bytes for a failed one, but a read makes a missing file.
+    // For the API, a write of no bytes is a failure. But a read creates a missing file.
     unsigned char byte = 0;
     unsigned long count = 0;
     const bool isReady = options.mark != 0 || volume.EraseVolume();
@@ -116,7 +115,7 @@ void writeVolume(const Options& options, const Session& session) {
   const fs::path path = volumeRoot() / options.volume / markName(options.mark);
   refuseOwnFile(options.file, path);
   const VolumeLock lock(options.volume);
-  // A long transfer must not end where no checksum can be saved.
+  // Fails now, not after a long transfer, if the checksum cannot be saved.
   if (options.checksum) OutputFile(checksumFile(options.volume).string());
 
   watchForInterruption();
@@ -125,7 +124,7 @@ void writeVolume(const Options& options, const Session& session) {
   Progress progress(sizeOf(input.get()));
   const auto bytes = fillMark(options, path, input.get(), progress, checksum);
   const double seconds = progress.finish();
-  // A program before the pipe that the same Ctrl-C ended looks like the end of the data.
+  // If the same Ctrl-C ended the program before the pipe, the data only seems complete.
   stopIfInterrupted(fmt::format("volume {}, mark {} is incomplete and holds {} bytes",
                                 options.volume, options.mark, bytes));
   auto [values, sentence] = resultOf(options, "wrote", bytes, seconds);
@@ -140,8 +139,8 @@ void writeVolume(const Options& options, const Session& session) {
   printResult(session.json, values, sentence);
 }
 
-// The API would open the file mark for writing, which a read-only folder or file system refuses,
-// and make a missing one.
+// Does not read through the API, which opens the filemark for writing and creates a missing one. A
+// read-only folder or file system would refuse that.
 void readVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
   const fs::path path = volumeRoot() / options.volume / markName(options.mark);

@@ -14,10 +14,9 @@
 #include "base/Output.h"
 #include "base/Progress.h"
 #include "base/Streams.h"
-#include "catalogue/Configuration.h"
-#include "files/FolderLock.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
+#include "files/FolderLock.h"
 #include "files/Names.h"
 #include "volume/Checksums.h"
 #include "volume/VolumeCommands.h"
@@ -31,7 +30,7 @@ struct Options {
   std::string to;
 };
 
-// Only root may give a file away; others can keep the group at best.
+// Only root can change the owner; other users can at most keep the group.
 void copyAccess(const fs::path& from, const fs::path& to) {
   struct stat record {};
   if (stat(from.c_str(), &record) != 0) throw systemFailure("cannot read the volume", errno);
@@ -87,8 +86,8 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
   syncFolder(folder);
 }
 
-// The checksums come first: a copy in its place is one that has succeeded. They replace those that
-// an erased volume left.
+// The checksums are saved first, so that a copy under its final name is complete. They replace
+// those of an earlier volume of that name.
 void place(const fs::path& copy, const std::string& volume, const Checksums& checksums) {
   const fs::path root = copy.parent_path();
   try {

@@ -1,5 +1,5 @@
 // tqlib volume list, info and verify: the volumes of the tape folder, one of them in full, and its
-// file marks compared with their checksums. What cannot be read is reported and hides nothing else.
+// filemarks compared with their checksums. What cannot be read is reported and hides nothing else.
 #include <cmath>
 #include <map>
 
