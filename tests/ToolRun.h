@@ -41,11 +41,11 @@ protected:
     return run("'" TQLIB_BINARY "' " + arguments);
   }
 
-  /// What a command answers a program.
+  /// The JSON that a command prints.
   nlohmann::json ask(const std::string& arguments) const {
     return nlohmann::json::parse(tqlib(arguments + " --json").out, nullptr, false);
   }
-  /// The values of these keys in each object of a list that a command answers, as "1/A 2/B ".
+  /// The values of these keys in each object of a list in that JSON, as "1/A 2/B ".
   std::string listed(const std::string& list, const std::vector<const char*>& keys,
                      const std::string& arguments) const {
     std::string text;

@@ -1,4 +1,5 @@
-// What embedders compile against, beside the signatures: conversions of device records and texts.
+// What embedders compile against, in addition to signatures: conversions of device records and
+// texts.
 
 #include <gmock/gmock.h>
 

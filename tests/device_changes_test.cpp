@@ -150,7 +150,7 @@ const std::string kShelves = "<Shelf><A/></Shelf><Shelf><B/></Shelf><Shelf><C/><
 const std::string kLibrary =
     libraryXml("A", unitXml("Library", "h1") + kDrivesWithoutSerialNumber + kD1 + kD2);
 
-TEST(DeviceRemoval, TakesAHostADriveOrTheLibraryAndNothingElse) {
+TEST(DeviceRemoval, RemovesAHostADriveOrTheLibraryAndNothingElse) {
   const struct {
     std::string host = "";
     std::string serial;
@@ -210,7 +210,7 @@ TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
   }
 }
 
-TEST(DeviceRemoval, TakesAnEmptyLibraryIdForAFileInTheWorkingDirectory) {
+TEST(DeviceRemoval, ReadsAnEmptyLibraryIdAsAFileInTheWorkingDirectory) {
   const TempCatalogue catalogue;
   const TempFolder here;
   const auto old = std::filesystem::current_path();

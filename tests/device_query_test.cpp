@@ -84,7 +84,7 @@ TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
   }
 }
 
-TEST(DeviceQuery, TakesNamesThatLieInItsOutput) {
+TEST(DeviceQuery, AcceptsNamesThatAreInItsOutput) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).drives(500, 40).build();
   TqLibEmulator emulator;

@@ -113,7 +113,7 @@ const Change kChanges[] = {
      .refused = Refused::Always,
      .error = "Invalid Element Type 0"}};
 
-TEST(ElementChange, OfABatchIsThatOfItsRecordsButForTheKnownDifferences) {
+TEST(ElementChange, OfABatchEqualsThatOfItsRecordsExceptKnownDifferences) {
   for (const Change& c : kChanges) {
     SCOPED_TRACE(c.before + ", set " + c.set + ", remove " + c.remove);
     const TempCatalogue catalogue;

@@ -86,8 +86,8 @@ TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFiles) {
   EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), fs::directory_iterator()), 2);
 }
 
-// A file that cannot be examined is taken for absent, but the new one does not replace it.
-TEST(LibraryFiles, AreNeverReplacedWhenTheyWereTakenForAbsent) {
+// A file that cannot be examined counts as absent, but the new one does not replace it.
+TEST(LibraryFiles, AreNotReplacedWhenTheyCannotBeExamined) {
   TempCatalogue catalogue;
   LibraryBuilder("A").slots(1000, 1).build();
   fs::create_symlink("Lib_C.xml", catalogue.libraryFile("C"));  // which leads nowhere

@@ -1,4 +1,5 @@
-// Random sequences of operations, beside a model of the catalogue that gives the same answers.
+// Random sequences of operations on the catalogue and on a model of it, which must give the same
+// answers.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -36,7 +36,7 @@ protected:
   TempCatalogue m_catalogue;
 };
 
-TEST_F(Configuration, TakesNamesAndValuesAsTheyAre) {
+TEST_F(Configuration, ReadsNamesAndValuesUnchanged) {
   write("; comment\n[a.b]\nc.d = D:\\Lib\\\nlong=12345678\nempty=\n[Base]\nc.d=x = y ; z\n");
   EXPECT_EQ(text("a.b", "c.d"), "D:\\Lib\\");
   EXPECT_EQ(text("Base", "c.d"), "x = y ; z");

@@ -178,7 +178,7 @@ private:
   FileDescriptor m_file;
 };
 
-TEST_F(Processes, KeepOutChangesOfOthersButNotQueries) {
+TEST_F(Processes, BlockChangesOfOthersButNotQueries) {
   const std::string catalogue = m_catalogue.catalogue();
   const std::string lockFile = catalogue + ".tqlib-lock";
   const fs::path standalone = m_catalogue.path() / "Library1.xml";
@@ -248,7 +248,7 @@ TEST_F(Processes, CallersThatHoldTheLockOfTheProcessDoNotDeadlock) {
   });
 }
 
-TEST_F(Processes, TakeSeveralStepsAsOne) {
+TEST_F(Processes, RunSeveralStepsAsOne) {
   EXPECT_TRUE(setElement("L1", "2@1000:0"));
   const int sum = inProcesses([](int) {
     int done = 0;
@@ -322,7 +322,7 @@ void expectDoneOnSmallStack(std::function<void()> work) {
 }
 
 // Not all code here can be unwound: a cancellation must wait for the end of the call.
-TEST(EveryOperation, IsDoneOnASmallStackAndByAThreadThatIsCancelled) {
+TEST(EveryOperation, WorksOnASmallStackAndInACancelledThread) {
   for (const ChangingOperation& operation : changingOperations()) {
     SCOPED_TRACE(operation.name);
     const FaultyCatalogue catalogue;

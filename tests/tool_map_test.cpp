@@ -113,7 +113,7 @@ TEST_F(MapTool, NothingIsWiderThanThePictureWhateverTheBarcodes) {
   }
 }
 
-TEST_F(MapTool, EveryMediumIsThereOnceAndTheFullOnesCountUp) {
+TEST_F(MapTool, EveryMediumIsShownOnceAndTheCountsMatch) {
   makeSlots(1000, {"A1", "", "A3", "A4", "", "A6", "A7"});
   expectDone("element remove LIB1 slot:15");
   const std::string marks = map("C.UTF-8", "--width 80");

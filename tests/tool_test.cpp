@@ -174,7 +174,7 @@ _tqlib tqlib && echo "${COMPREPLY[*]}"
 }
 
 // A terminal is what script(1) makes for the command.
-TEST_F(Tool, ColoursAreForTerminalsAlone) {
+TEST_F(Tool, ColoursAreForTerminalsOnly) {
   for (const std::string environment : {"TERM=xterm", "TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
     const Result result = run("env -u NO_COLOR " + environment +
                               " script -qc \"'" TQLIB_BINARY "' library show NONE\" /dev/null");

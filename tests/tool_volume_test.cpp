@@ -156,7 +156,7 @@ TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
   EXPECT_EQ(tapes(), before);
 }
 
-TEST_F(ToolVolume, AWriteOrReadThatFailsReportsHowFarItCame) {
+TEST_F(ToolVolume, AFailedWriteOrReadReportsHowFarItGot) {
   expectRefused(2, "volume copy A A", "itself");
   expectRefused(2, "volume write A --mark 1 store/tapes/A/00000001", "itself");
   expectRefused(2, "volume write .tqlib-x data --mark 0", ".tqlib-");

@@ -93,7 +93,7 @@ TEST_F(Volume, IsInTheConfiguredDirectoryOrInTheCataloguesDataFolder) {
                                  ", error: File exists\n"));
 }
 
-TEST_F(Volume, MakesAFolderAgainThatWasRemovedMeanwhile) {
+TEST_F(Volume, RecreatesAFolderThatWasRemoved) {
   m_catalogue.config("MediaManager", "sVirtualTapeDirectory", "");
   TqLibEmlFile volume(m_volumeName);
   unsigned long count = 0;

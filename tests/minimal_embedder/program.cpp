@@ -1,4 +1,4 @@
-// What an embedder with a platform of its own relies on.
+// What an embedder with its own platform relies on.
 #include <gtest/gtest.h>
 
 #include "../LibraryBuilder.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(MinimalHost, KeepsACatalogueAndAVolume) {
+TEST(MinimalEmbedder, KeepsACatalogueAndAVolume) {
   const tests::TempFolder work;
   setenv("sVirtualLibXMLDirectory", work.path().c_str(), 1);
   setenv("RACE", "1", 1);
