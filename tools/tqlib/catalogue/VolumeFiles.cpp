@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include <fmt/format.h>
+
 #include "TqLibEmlFile.h"
 #include "base/Errors.h"
 #include "catalogue/Configuration.h"
