@@ -25,7 +25,6 @@ public:
   template <std::size_t size>
   ErrorRecord(int& code, char (&text)[size]) : m_code(&code), m_text(text), m_size(size) {}
 
-  int code() const { return *m_code; }
   void setCode(int code) { *m_code = code; }
 
   const char* text() const { return m_text; }
