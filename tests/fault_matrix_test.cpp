@@ -99,6 +99,24 @@ TEST_F(FaultMatrix, AnOperationGoesOnIfLockingIsNotSupported) {
   EXPECT_TRUE(isLogged("No lock on directory"));
 }
 
+TEST_F(FaultMatrix, ALaterStepIsNotUndoneByTheCompletionOfAnEarlierOne) {
+  LibraryBuilder("A").slots(1000, 1).build();
+  const auto steps = [] {
+    Outcome outcome;
+    TqLibEmulator().ChangeCatalogue([&] {
+      TqLibEmulator().RemoveVirtualDevice("", "A", "A");
+      setElement("A", "2@1000:T1");
+      outcome.result = elements("A") == std::vector<std::string>{"2@1000:T1"};
+      return true;
+    });
+    return outcome;
+  };
+  runAll(steps, m_catalogue.state(), [](const ChildRun& run) {
+    EXPECT_TRUE(TqLibEmulator().ChangeCatalogue([] { return true; }));
+    if (run.isDone && run.outcome.result) EXPECT_EQ(elements("A")[0], "2@1000:T1");
+  });
+}
+
 // On a network file system another machine may replace a file while it is read.
 TEST_F(FaultMatrix, AStaleFileIsReadAgain) {
   LibraryBuilder("A").slots(1000, 2).build();

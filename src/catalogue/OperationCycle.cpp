@@ -64,6 +64,7 @@ bool OperationCycle::locked(const Work& work) {
 // The operation runs inside another one and uses its lock. If a lock is refused and the outer
 // operation can start again, the outer one handles it.
 bool OperationCycle::nested(CatalogueLock& outer, const Work& work) {
+  outer.completeSaves();
   const bool isDone = work();
   if (outer.isFinal() && outer.isRefused()) {
     errors().report(kLockOrigin, "%s", outer.acceptRefusal().c_str());

@@ -98,14 +98,6 @@ bool isAbsent(int code) {
   return code == ENOENT || code == ENOTDIR;
 }
 
-/// Whether `fd` is the file or folder that is now at `path`.
-bool isAt(int fd, const std::string& path) {
-  struct stat open {};
-  struct stat there {};
-  return ::fstat(fd, &open) == 0 && ::stat(path.c_str(), &there) == 0 &&
-         open.st_dev == there.st_dev && open.st_ino == there.st_ino;
-}
-
 std::string othersKeep(const std::string& path) {
   return "Cannot lock directory " + path + ": another process keeps it locked";
 }
@@ -182,6 +174,14 @@ bool CatalogueLock::take(Folder& folder) {
   folder.isTaken = true;
   folder.unfinished = PairedSave::complete(folder.path);
   return true;
+}
+
+void CatalogueLock::completeSaves() {
+  for (Folder& folder : m_folders) {
+    if (folder.isTaken) {
+      folder.unfinished = PairedSave::complete(folder.path);
+    }
+  }
 }
 
 // Compares the directories, not only the paths: the working directory may be the catalogue
@@ -314,6 +314,9 @@ bool CatalogueLock::wait() {
 std::string CatalogueLock::acceptRefusal() {
   std::string reason = m_error.empty() ? othersKeep(m_refused->path) : std::move(m_error);
   m_error.clear();
+  if (m_refused->waitingSince != 0) {
+    endWait(m_refused->directory.get(), std::exchange(m_refused->waitingSince, 0));
+  }
   m_refused = nullptr;
   return reason;
 }

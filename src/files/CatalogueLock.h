@@ -54,6 +54,9 @@ public:
   /// or is on a file system without locks. The last two cases are logged once in a process.
   bool take(const std::string& path);
 
+  /// Completes the saves that earlier steps of a running operation left half done, as take() does.
+  void completeSaves();
+
   /// Whether a directory could not be taken in this attempt.
   bool isRefused() const { return m_refused != nullptr; }
 

@@ -63,24 +63,6 @@ bool writeAll(int fd, std::string_view content) {
   return true;
 }
 
-/// Gives the new file the owner and the permissions of the old one. Only root can change the owner;
-/// other users can at most keep the group. False when the permissions cannot be kept.
-bool copyAccess(const std::string& from, int to) {
-  struct stat old {};
-  struct stat made {};
-  if (::stat(from.c_str(), &old) != 0) {
-    return errno == ENOENT;
-  }
-  if (::fstat(to, &made) != 0) {
-    return false;
-  }
-  const bool isOwned = (made.st_uid == old.st_uid && made.st_gid == old.st_gid) ||
-                       ::fchown(to, old.st_uid, old.st_gid) == 0 ||
-                       ::fchown(to, static_cast<uid_t>(-1), old.st_gid) == 0;
-  const mode_t kept = old.st_mode & (isOwned ? kPermissionBits : kAccessBits);
-  return (made.st_mode & kPermissionBits) == kept || ::fchmod(to, kept) == 0;
-}
-
 /// Whether only the folder refuses a new file, so the file itself may still be writable. Examples:
 /// a folder of another user, a sticky folder, a single file mounted into a read-only folder.
 bool admitsNoNewFile(int code) {
@@ -106,6 +88,22 @@ std::string temporaryName(Existing existing) {
 }
 
 }  // namespace
+
+bool copyAccess(const std::string& from, int to) {
+  struct stat old {};
+  struct stat made {};
+  if (::stat(from.c_str(), &old) != 0) {
+    return errno == ENOENT;
+  }
+  if (::fstat(to, &made) != 0) {
+    return false;
+  }
+  const bool isOwned = (made.st_uid == old.st_uid && made.st_gid == old.st_gid) ||
+                       ::fchown(to, old.st_uid, old.st_gid) == 0 ||
+                       ::fchown(to, static_cast<uid_t>(-1), old.st_gid) == 0;
+  const mode_t kept = old.st_mode & (isOwned ? kPermissionBits : kAccessBits);
+  return (made.st_mode & kPermissionBits) == kept || ::fchmod(to, kept) == 0;
+}
 
 ReplacedFile::ReplacedFile(const std::string& path, Existing existing)
     : m_path(path), m_existing(existing) {

@@ -12,6 +12,11 @@ enum class Existing {
   Kept  ///< the commit fails: the new content was made as if there were no file
 };
 
+/// Gives the open file `to` the owner and the permissions of `from`, if that exists. Only root can
+/// change the owner; other users can at most keep the group. False, with errno, when the
+/// permissions cannot be kept.
+bool copyAccess(const std::string& from, int to);
+
 /// The new content of a file, written to a temporary file beside it until it is committed.
 ///
 /// A reader in another process finds the old content or the new one at any moment, and so does the

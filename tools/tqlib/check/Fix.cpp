@@ -34,7 +34,7 @@ void deleteStale(const std::string& path) {
   if (isAbsent(path)) return;
   const FolderLock lock(path, std::chrono::milliseconds(0));
   std::error_code error;
-  if (lock.isHeld()) fs::remove_all(path, error);
+  if (lock.isExclusive()) fs::remove_all(path, error);
   if (error) throw systemFailure("cannot delete " + path, error.value());
 }
 

@@ -54,7 +54,7 @@ void checkFolder(const std::string& root, Checkup& checkup) {
     const std::string path = root + name;
     try {
       const bool isStale = names::isTemporary(name) && !isAbsent(path) &&
-                           FolderLock(path, std::chrono::milliseconds(0)).isHeld();
+                           FolderLock(path, std::chrono::milliseconds(0)).isExclusive();
       if (isStale) checkup.add(faults::kStaleVolume, {path});
       std::error_code ignored;
       const bool isOther = name == kOfFileSystem || name.starts_with(names::temporaryPrefix);

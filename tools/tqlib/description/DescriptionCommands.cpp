@@ -155,8 +155,13 @@ void create(const LibraryDescription& description, const std::vector<std::string
       return emulator.UpdateVirtualDevice(batchOf(description, hasGaps), library);
     });
     setElements(description, hasGaps);
-  } catch (...) {
-    if (libraryExists(library)) purgeLibrary(library);
+  } catch (const std::exception& failure) {
+    try {
+      if (libraryExists(library)) purgeLibrary(library);
+    } catch (const std::exception&) {
+      throw Failure(fmt::format("{}; the library is incomplete", failure.what()),
+                    purgeCommand(library) + " deletes it");
+    }
     throw;
   }
 }

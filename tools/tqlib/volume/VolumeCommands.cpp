@@ -111,6 +111,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 }
 
 void writeVolume(const Options& options, const Session& session) {
+  watchForInterruption();
   const FileDescriptor input = openForReading(options.file);
   const fs::path path = volumeRoot() / options.volume / markName(options.mark);
   refuseOwnFile(options.file, path);
@@ -118,7 +119,6 @@ void writeVolume(const Options& options, const Session& session) {
   // Fails now, not after a long transfer, if the checksum cannot be saved.
   if (options.checksum) OutputFile(checksumFile(options.volume).string());
 
-  watchForInterruption();
   widenPipe(input.get());
   Sha256 checksum;
   Progress progress(sizeOf(input.get()));

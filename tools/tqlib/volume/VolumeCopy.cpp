@@ -30,15 +30,8 @@ struct Options {
   std::string to;
 };
 
-// Only root can change the owner; other users can at most keep the group.
-void copyAccess(const fs::path& from, const fs::path& to) {
-  struct stat record {};
-  if (stat(from.c_str(), &record) != 0) throw systemFailure("cannot read the volume", errno);
-  const bool isOwned = chown(to.c_str(), record.st_uid, record.st_gid) == 0 ||
-                       chown(to.c_str(), uid_t(-1), record.st_gid) == 0;
-  if (chmod(to.c_str(), record.st_mode & (isOwned ? 07777 : 0777)) != 0) {
-    throw systemFailure("cannot set the permissions of " + to.string(), errno);
-  }
+void keepAccess(const fs::path& from, const FileDescriptor& to) {
+  if (!copyAccess(from, to.get())) throw systemFailure("cannot copy the permissions", errno);
 }
 
 // Ranges that were never written are skipped, so the copy takes no more room than the original.
@@ -47,7 +40,8 @@ void copyData(int from, int to, Progress& progress) {
   off_t at = 0;
   while ((at = lseek(from, at, SEEK_DATA)) >= 0) {
     const off_t end = lseek(from, at, SEEK_HOLE);
-    lseek(to, at, SEEK_SET);
+    if (end < 0 || lseek(to, at, SEEK_SET) < 0)
+      throw systemFailure("cannot copy the volume", errno);
     while (at < end) {
       stopIfInterrupted("nothing was copied");
       const off_t before = at;
@@ -65,7 +59,7 @@ void copyMark(const FileMark& mark, const fs::path& to, Progress& progress) {
   const FileDescriptor source = openForReading(mark.path.string());
   const FileDescriptor target(openFile(to.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600));
   if (!target) throw systemFailure("cannot write " + to.string(), errno);
-  copyAccess(mark.path, to);
+  keepAccess(mark.path, target);
   copyData(source.get(), target.get(), progress);
   const auto size = static_cast<off_t>(mark.bytes);
   if (ftruncate(target.get(), size) != 0 || fsync(target.get()) != 0) {
@@ -82,7 +76,7 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
   if (static_cast<std::size_t>(copied) != from.marks.size()) {
     throw Failure("files of the copy were deleted while it was made");
   }
-  copyAccess(from.folder, folder);
+  keepAccess(from.folder, FileDescriptor(openFile(folder.c_str(), O_RDONLY)));
   syncFolder(folder);
 }
 
@@ -102,6 +96,7 @@ void place(const fs::path& copy, const std::string& volume, const Checksums& che
 
 void copyVolume(const Options& options, const Session& session) {
   if (options.from == options.to) throw UsageError("a volume cannot be copied to itself");
+  watchForInterruption();
   requireVolume(options.from);
   const fs::path root = volumeRoot();
   const VolumeLock source(options.from);
@@ -115,7 +110,6 @@ void copyVolume(const Options& options, const Session& session) {
   unsigned long long bytes = 0;
   for (const FileMark& mark : from.marks) bytes += mark.bytes;
 
-  watchForInterruption();
   const fs::path copy =
       root / fmt::format("{}copy-{}{}", names::temporaryPrefix, getpid(), names::temporarySuffix);
   if (mkdir(copy.c_str(), 0700) != 0) throw systemFailure("cannot make " + copy.string(), errno);
