@@ -66,7 +66,7 @@ TEST_F(ToolVolume, DataOfAnyLengthComesBackInBlocksOfAnySizeWithoutTheTailOfLong
 
 TEST_F(ToolVolume, AFailedReadKeepsTheOlderFile) {
   writeFile(path("older"), "older");
-  expectRefused(1, "volume read A --mark 9 older", "no file mark 9");
+  expectRefused(1, "volume read A --mark 9 older", "no filemark 9");
   fs::create_directory(path("store/tapes/A/00000003"));
   expectRefused(1, "volume read A --mark 3 older", "");
   EXPECT_EQ(readFile(path("older")), "older");

@@ -183,7 +183,7 @@ bool ReplacedFile::place() {
     return fail(kExistsText, EEXIST);
   }
   if (m_temporary.empty()) {
-    return m_isWhole ? overwrite() : fail("its folder admits no new file", EACCES);
+    return m_isWhole ? overwrite() : fail("no new file can be created in its folder", EACCES);
   }
   if (!rename()) {
     const int code = errno;

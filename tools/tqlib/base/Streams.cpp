@@ -71,7 +71,7 @@ void OutputFile::require(bool isDone) const {
   if (isDone) return;
   const std::string& error = m_replaced->error();
   throw Failure(fmt::format("cannot write {}: {}", m_replaced->target(),
-                            error.empty() ? "its folder admits no new file" : error));
+                            error.empty() ? "no new file can be created in its folder" : error));
 }
 
 void OutputFile::write(std::string_view block) {

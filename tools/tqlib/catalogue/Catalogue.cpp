@@ -89,7 +89,8 @@ std::vector<std::string> listedLibraries() {
   try {
     return attributeValues(list, names::library, names::id);
   } catch (const Failure& failure) {
-    throw Failure(failure.what(), "fix the list, or write it anew");
+    throw Failure(failure.what(),
+                  "fix the list by hand, or delete it: \"tqlib check --fix\" makes a new one");
   }
 }
 

@@ -35,8 +35,9 @@ using enum Severity;
 // Of the catalogue folder and the list
 inline constexpr Fault kUnreadable{"unparsable-file", Error, "{}",
                                    "fix the permissions, or the disk"};
-inline constexpr Fault kUnreadableList{"unparsable-file", Error, "{}",
-                                       "fix the list by hand, or write it anew"};
+inline constexpr Fault kUnreadableList{
+    "unparsable-file", Error, "{}",
+    "fix the list by hand, or delete it: \"tqlib check --fix\" makes a new one"};
 inline constexpr Fault kEntryWithoutFile{
     "entry-without-file", Error, "the library has no file",
     "bring {} back; or \"tqlib check --fix\" takes the entry out", true};

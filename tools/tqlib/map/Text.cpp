@@ -195,7 +195,7 @@ Painted mapMarks(const MapSection& section, const MapStyle& style) {
     lines = linesOf(section, perRow, perMark, label, style);
   }
   return {Detail::Densities, std::move(lines),
-          fmt::format("a mark is {} {}", perMark, section.elements)};
+          fmt::format("a mark shows {} {}", perMark, section.elements)};
 }
 
 std::string heading(const MapSection& section, const std::string& step, const MapStyle& style) {

@@ -51,7 +51,7 @@ Checksums loadChecksums(const std::string& volume) {
     ++number;
     const auto checksum = parsed(line, volume);
     if (!checksum) {
-      throw Failure(fmt::format("{}, line {}: not a checksum of a file mark of the volume",
+      throw Failure(fmt::format("{}, line {}: not a checksum of a filemark of the volume",
                                 path.string(), number),
                     "fix the line, or delete the file");
     }

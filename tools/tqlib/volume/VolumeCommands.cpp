@@ -57,7 +57,7 @@ void widenPipe(int descriptor) {
 void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   std::error_code ignored;  // a file that does not exist is not the mark's
   if (!isStandardStream(file) && fs::equivalent(file, markFile, ignored)) {
-    throw UsageError("the file is the file mark itself: " + file);
+    throw UsageError("the file is the filemark itself: " + file);
   }
 }
 
@@ -96,7 +96,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
     unsigned long count = 0;
     const bool isReady = options.mark != 0 || volume.EraseVolume();
     if (!isReady || !volume.ReadDataForDrive(options.mark, 0, &byte, 1, count)) {
-      throw libraryFailure("cannot make the file mark", volume);
+      throw libraryFailure("cannot make the filemark", volume);
     }
   }
   unsigned long long offset = 0;
@@ -145,7 +145,7 @@ void readVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
   const fs::path path = volumeRoot() / options.volume / markName(options.mark);
   if (!fs::exists(path)) {
-    throw Failure(fmt::format("volume {} has no file mark {}", options.volume, options.mark));
+    throw Failure(fmt::format("volume {} has no filemark {}", options.volume, options.mark));
   }
   refuseOwnFile(options.file, path);
 
@@ -193,7 +193,7 @@ Command<Options> addVolumeCommand(CLI::App& group, Session& session, const Comma
 void addTransfer(const Command<Options>& command, const char* fileHelp) {
   const auto [app, options] = command;
   app.add_option("FILE", options.file, fileHelp);
-  app.add_option("--mark", options.mark, "Number of the file mark, from 0")
+  app.add_option("--mark", options.mark, "Number of the filemark, from 0")
       ->required()
       ->check(CLI::Range(std::numeric_limits<int>::max()));
   // A transfer of the API must stay below 2 GiB.
@@ -211,17 +211,17 @@ void addVolumeCommands(CLI::App& app, Session& session) {
   const auto write = addVolumeCommand(
       *group, session,
       {"write",
-       "Write a file mark from its beginning, in place of what it held.\n"
+       "Write a filemark from its beginning, in place of what it held.\n"
        "Writing mark 0 erases the whole volume first. A program before a pipe that\n"
        "fails looks like the end of its data: check its exit code (pipefail).",
        "tar -cf - . | tqlib volume write A00001 --mark 1"},
       writeVolume);
   addTransfer(write, "The data; standard input when not given or -");
   write.app.add_flag("--checksum", write.options.checksum,
-                     "Keep a SHA-256 of the file mark in NAME.sha256 beside the volume");
+                     "Keep a SHA-256 of the filemark in NAME.sha256 beside the volume");
   addTransfer(
       addVolumeCommand(*group, session,
-                       {"read", "Read a file mark", "tqlib volume read A00001 --mark 0 | wc -c"},
+                       {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"},
                        readVolume),
       "Where the data goes; standard output when not given or -");
   addVolumeCopy(*group, session);

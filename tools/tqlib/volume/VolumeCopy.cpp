@@ -130,9 +130,9 @@ void copyVolume(const Options& options, const Session& session) {
   target.keep();
   const double seconds = progress.finish();
 
-  std::string sentence = fmt::format("volume {} copied to {}, {} file marks: {}", options.from,
+  std::string sentence = fmt::format("volume {} copied to {}, {} filemarks: {}", options.from,
                                      options.to, from.marks.size(), transferText(bytes, seconds));
-  for (const std::string& name : from.others) sentence += "\nno file mark, not copied: " + name;
+  for (const std::string& name : from.others) sentence += "\nno filemark, not copied: " + name;
   printResult(session.json,
               {{"from", options.from},
                {"to", options.to},
@@ -150,7 +150,7 @@ void addVolumeCopy(CLI::App& group, Session& session) {
   const auto [copy, options] =
       addCommand(group, session,
                  {"copy",
-                  "Copy all file marks of a volume, and their checksums, to a new one.\n"
+                  "Copy all filemarks of a volume, and their checksums, to a new one.\n"
                   "Nothing may write to either meanwhile. A copy that fails leaves nothing.",
                   "tqlib volume copy A00001 A00002"},
                  copyVolume);

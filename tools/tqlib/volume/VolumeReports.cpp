@@ -95,7 +95,7 @@ void showVolume(const Options& options, const Session& session) {
   const Json values = examine(options.volume);
   std::vector<Row> rows{{"volume:", options.volume},
                         {"folder:", values["folder"]},
-                        {"next file mark:", values["nextMark"].dump()},
+                        {"next filemark:", values["nextMark"].dump()},
                         {"bytes:", fmt::format("{} ({} of {})", values["bytes"].dump(),
                                                shareText(values), values["limit"].dump())},
                         {"checksums:", checksumText(values)}};
@@ -107,7 +107,7 @@ void showVolume(const Options& options, const Session& session) {
   for (const Json& gap : values["gaps"]) {
     rows.push_back({"no marks:", gapText({gap["first"], gap["last"]})});
   }
-  for (const std::string name : values["otherEntries"]) rows.push_back({"no file mark:", name});
+  for (const std::string name : values["otherEntries"]) rows.push_back({"no filemark:", name});
   printResult(session.json, values, tableText(rows));
 }
 
@@ -175,10 +175,9 @@ void verifyVolume(const Options& options, const Session& session) {
   }
   printResult(session.json, {{"volume", options.volume}, {"marks", list}}, tableText(rows));
   if (faults > 0) {
-    throw Failure(
-        fmt::format("volume {}: file marks that differ, are missing or cannot be read: {}",
-                    options.volume, faults),
-        "one written after the checksums may be good: write it again with --checksum");
+    throw Failure(fmt::format("volume {}: filemarks that differ, are missing or cannot be read: {}",
+                              options.volume, faults),
+                  "one written after the checksums may be good: write it again with --checksum");
   }
 }
 
@@ -188,7 +187,7 @@ void addVolumeReports(CLI::App& group, Session& session) {
   addCommand(group, session, {"list", "List all volumes", "tqlib volume list"}, listVolumes);
   const auto [info, options] = addCommand(
       group, session,
-      {"info", "Show folder, size, file marks and gaps of a volume", "tqlib volume info A00001"},
+      {"info", "Show folder, size, filemarks and gaps of a volume", "tqlib volume info A00001"},
       showVolume);
   addVolumeOperand(info, options.volume);
 }
@@ -196,7 +195,7 @@ void addVolumeReports(CLI::App& group, Session& session) {
 void addVolumeVerify(CLI::App& group, Session& session) {
   const auto [verify, options] = addCommand(
       group, session,
-      {"verify", "Compare all file marks of a volume with their checksums",
+      {"verify", "Compare all filemarks of a volume with their checksums",
        "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"},
       verifyVolume);
   addVolumeOperand(verify, options.volume);
