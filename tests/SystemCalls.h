@@ -1,5 +1,5 @@
 // Runs an operation in a child process and counts, records or fails its system calls on one folder.
-// A seccomp filter sends every call of the C library to a signal handler of the child.
+// The kernel sends every call to a signal handler of the child.
 #pragma once
 
 #include <fcntl.h>
