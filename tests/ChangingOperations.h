@@ -10,8 +10,6 @@
 
 namespace tests {
 
-namespace fs = std::filesystem;
-
 /// Files and folders by path with their bytes; a folder's path ends in "/".
 using State = std::map<std::string, std::string>;
 

@@ -13,12 +13,14 @@
 
 namespace tests {
 
-inline std::string readFile(const std::filesystem::path& path) {
+namespace fs = std::filesystem;
+
+inline std::string readFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+inline void writeFile(const fs::path& path, const std::string& bytes) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
@@ -31,26 +33,26 @@ inline constexpr auto nameOfParam = [](const auto& test) { return std::string(te
 class TempFolder {
 public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "tqtest-XXXXXX").string();
+    std::string name = (fs::temp_directory_path() / "tqtest-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot create " + name);
     m_path = name;
   }
   TempFolder(const TempFolder&) = delete;
   ~TempFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    fs::remove_all(m_path, ignored);
   }
 
-  const std::filesystem::path& path() const { return m_path; }
+  const fs::path& path() const { return m_path; }
 
 private:
-  std::filesystem::path m_path;
+  fs::path m_path;
 };
 
 /// The log of the process. All catalogues share it, because a log may keep its file open.
-inline const std::filesystem::path& processLog() {
+inline const fs::path& processLog() {
   static const TempFolder folder;
-  static const std::filesystem::path path = folder.path() / "tqlib.log";
+  static const fs::path path = folder.path() / "tqlib.log";
   return path;
 }
 
@@ -59,12 +61,12 @@ public:
   TempCatalogue() : m_logStart(readFile(processLog()).size()) {
     setenv("TQ_PLATFORM_CONFIG", (path() / "tqlib.ini").c_str(), 1);
     setenv("TQ_PLATFORM_LOG", processLog().c_str(), 1);
-    std::filesystem::create_directory(catalogue());
+    fs::create_directory(catalogue());
     config("MediaManager", "sVirtualLibXMLDirectory", path().string());
   }
   ~TempCatalogue() { unsetenv("TQ_PLATFORM_CONFIG"); }
 
-  const std::filesystem::path& path() const { return m_folder.path(); }
+  const fs::path& path() const { return m_folder.path(); }
 
   /// The catalogue directory, spelled as the library spells it: with "/" at its end.
   std::string catalogue() const { return path().string() + "/LibEmulator/"; }
@@ -99,7 +101,7 @@ public:
   /// Every file and folder in the catalogue directory, by name, with its bytes.
   std::map<std::string, std::string> files() const {
     std::map<std::string, std::string> all;
-    for (const auto& entry : std::filesystem::directory_iterator(catalogue()))
+    for (const auto& entry : fs::directory_iterator(catalogue()))
       all[entry.path().filename().string()] =
           entry.is_regular_file() ? readFile(entry.path()) : std::string();
     return all;

@@ -23,7 +23,7 @@ protected:
 
   ToolRun() { expectDone("init store --volume-size-mb 1"); }
 
-  std::filesystem::path path(const std::string& name) const { return m_folder.path() / name; }
+  fs::path path(const std::string& name) const { return m_folder.path() / name; }
 
   /// Shell text that runs a command with the store's configuration.
   std::string inFolder(const std::string& command) const {
@@ -71,7 +71,7 @@ protected:
     EXPECT_EQ(result.out, "") << arguments;
   }
 
-  std::filesystem::path libraryFile(const std::string& library) const {
+  fs::path libraryFile(const std::string& library) const {
     return path("store/LibEmulator/Lib_" + library + ".xml");
   }
   void makeLibrary(const std::string& serial) const {

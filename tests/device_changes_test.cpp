@@ -213,12 +213,12 @@ TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
 TEST(DeviceRemoval, ReadsAnEmptyLibraryIdAsAFileInTheWorkingDirectory) {
   const TempCatalogue catalogue;
   const TempFolder here;
-  const auto old = std::filesystem::current_path();
-  std::filesystem::current_path(here.path());
+  const auto old = fs::current_path();
+  fs::current_path(here.path());
   writeFile("Library1.xml", fileXml(kLibrary + kD3));
   EXPECT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "D3", ""));
   EXPECT_EQ(compact(readFile("Library1.xml")), fileXml(kLibrary));
-  std::filesystem::current_path(old);
+  fs::current_path(old);
 }
 
 // Status

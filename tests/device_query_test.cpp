@@ -31,7 +31,7 @@ std::string fileOfX(const std::string& more) {
 }
 
 // Three libraries are listed: A, X and C.
-TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
+TEST(Queries, ReadTheFileOfALibraryOrSkipItOrEndThere) {
   const std::string otherDrives = driveXml("D1", 501, kOtherUnit) +
                                   driveXml("D2", 501, kDriveUnit) + driveXml("D3", 499, kOtherUnit);
   const std::string twoUnits = driveXml("D1", 500, kDriveUnit + unitXml("Drive", "H"));
@@ -39,6 +39,8 @@ TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
   const std::string several = "More than one library node in XML Files CATALOGUE/Lib_X.xml";
   const std::string unloaded = "Failed to Load XML Document CATALOGUE/Lib_X.xml for Library X";
   const std::string unread = "Failed to read value for Element ";
+  const std::string unnamed =
+      "Library Node not found in XML File CATALOGUE/Lib_X.xml for Library Lib_X.xml";
   const struct {
     std::string file;  // empty: none
     int code = 0;
@@ -81,6 +83,15 @@ TEST(DeviceQuery, ReadsTheFileOfALibraryOrSkipsItOrEndsThere) {
     EXPECT_EQ(emulator.getErrorCode(), c.code);
     EXPECT_EQ(catalogue.shortened(lastError(emulator)), c.error);
     EXPECT_TRUE(catalogue.logged(c.error)) << catalogue.log();
+
+    const bool isUnnamed = c.file.find("<Library>") != std::string::npos;
+    std::vector<LibElement> places;
+    TqLibEmulator other;
+    EXPECT_FALSE(other.GetVirtualLibraryElements("X", places));
+    EXPECT_TRUE(places.empty());
+    EXPECT_EQ(other.getErrorCode(), isUnnamed ? 50008 : c.code);
+    EXPECT_EQ(catalogue.shortened(lastError(other)), isUnnamed ? unnamed : c.error);
+    EXPECT_TRUE(catalogue.logged("[TqLibEmulator::GetVirtualLibraryElements] "));
   }
 }
 

@@ -37,33 +37,6 @@ TEST(ElementQuery, AppendsDrivesThenSlotsThenShelves) {
   }
 }
 
-TEST(ElementQuery, GivesTheReasonOfARefusalInTextAndLog) {
-  const std::string unloaded = "Failed to Load XML Document CATALOGUE/Lib_A.xml for Library A";
-  const std::string several = "More than one library node in XML Files CATALOGUE/Lib_A.xml";
-  const std::string absent =
-      "Library Node not found in XML File CATALOGUE/Lib_A.xml for Library Lib_A.xml";
-  const struct {
-    const char* xml;  // null: no file
-    int code = 0;
-    std::string error;
-  } cases[] = {{.xml = nullptr, .error = unloaded},
-               {.xml = "<Devices>", .code = 50005, .error = unloaded},
-               {.xml = "<D><Library Name='Lib_A'/><Library/></D>", .error = several},
-               {.xml = "<D><Library Name='Lib_a'/></D>", .code = 50008, .error = absent}};
-  for (const auto& c : cases) {
-    TempCatalogue catalogue;
-    if (c.xml != nullptr) writeFile(catalogue.libraryFile("A"), c.xml);
-    TqLibEmulator emulator;
-    std::vector<LibElement> found;
-    EXPECT_FALSE(emulator.GetVirtualLibraryElements("A", found));
-    EXPECT_TRUE(found.empty());
-    EXPECT_EQ(emulator.getErrorCode(), c.code);
-    EXPECT_EQ(catalogue.shortened(lastError(emulator)), c.error);
-    EXPECT_TRUE(catalogue.logged(c.error));
-    EXPECT_TRUE(catalogue.logged("TqLibEmulator::GetVirtualLibraryElements"));
-  }
-}
-
 enum class Refused { Never, AsSingleRecords, AsABatch, Always };
 
 struct Change {

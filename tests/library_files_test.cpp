@@ -8,8 +8,6 @@
 namespace tests {
 namespace {
 
-namespace fs = std::filesystem;
-
 TEST(LibraryFiles, RefuseOperationsWithoutADirectory) {
   TempCatalogue catalogue;
   TqLibEmulator emulator;

@@ -145,7 +145,7 @@ protected:
     EXPECT_EQ(elements(serial), Texts{"refused"});
     if (host.empty()) {  // its file must go before it can be created again
       m_listed.erase(std::find(m_listed.begin(), m_listed.end(), serial));
-      std::filesystem::remove(m_catalogue.libraryFile(serial));
+      fs::remove(m_catalogue.libraryFile(serial));
     } else {  // the entry stays without a library, which comes back from a copy
       m_libraries = before;
       writeFile(m_catalogue.libraryFile(serial), files.at("Lib_" + serial + ".xml"));
@@ -287,8 +287,7 @@ protected:
     const auto holder = std::find_if(m_listed.begin(), m_listed.end(), drive);
     std::string barCode = "old";
     EXPECT_EQ(emulator.GetCurrentVolume(serial, barCode),
-              m_listed.empty() ? !std::filesystem::exists(m_catalogue.listFile())
-                               : holder != m_listed.end());
+              m_listed.empty() ? !fs::exists(m_catalogue.listFile()) : holder != m_listed.end());
     EXPECT_EQ(barCode, holder == m_listed.end() ? "" : drive(*holder)->barCode);
   }
 

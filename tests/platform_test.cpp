@@ -9,11 +9,8 @@
 #include "TqLibEmulator.h"
 #include "TqPlatform/PlatformInfo.h"
 
+namespace tests {
 namespace {
-
-namespace fs = std::filesystem;
-using tests::TempCatalogue;
-using tests::writeFile;
 
 class Configuration : public testing::Test {
 protected:
@@ -104,3 +101,4 @@ TEST(LastError, IsCopiedWithinTheBufferGiven) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -297,42 +297,38 @@ constexpr std::size_t kStack = 128 << 10;  // arm64 allows no smaller one
 #endif
 
 /// Does the work in a thread that is cancelled. It must end only after the work.
-void expectDoneOnSmallStack(std::function<void()> work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
-  const auto run = [](void* it) -> void* {
-    pthread_cancel(pthread_self());
-    (*static_cast<std::function<void()>*>(it))();
-    pthread_testcancel();
-    return nullptr;
-  };
+void expectDoneByCancelledThread(const std::function<void()>& work) {
   bool isDone = false;
-  std::function<void()> all = [&] {
+  bool isCancelled = true;
+  std::thread([&] {
+    pthread_cancel(pthread_self());
     work();
     isDone = true;
-  };
-  pthread_t thread{};
-  void* result = nullptr;
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, &all), 0);
-  pthread_join(thread, &result);
-  pthread_attr_destroy(&attributes);
+    pthread_testcancel();
+    isCancelled = false;
+  }).join();
   EXPECT_TRUE(isDone);
-  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_TRUE(isCancelled);
 }
 
 // Not all code here can be unwound: a cancellation must wait for the end of the call.
 TEST(EveryOperation, WorksOnASmallStackAndInACancelledThread) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
+  const pthread_attr_t before = attributes;
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+  ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
   for (const ChangingOperation& operation : changingOperations()) {
     SCOPED_TRACE(operation.name);
     const FaultyCatalogue catalogue;
     catalogue.become(operation.states(catalogue).begun);
-    expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result); });
+    expectDoneByCancelledThread([&] { EXPECT_TRUE(operation().result); });
   }
   FaultyCatalogue catalogue;
   catalogue.makeTapes();
   for (const VolumeOperation& operation : volumeOperations())
-    expectDoneOnSmallStack([&] { EXPECT_TRUE(operation().result) << operation.name; });
+    expectDoneByCancelledThread([&] { EXPECT_TRUE(operation().result) << operation.name; });
+  pthread_setattr_default_np(&before);
 }
 
 TEST_F(Processes, IgnoreAndRemoveAForeignJournal) {

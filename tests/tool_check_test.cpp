@@ -3,11 +3,8 @@
 
 #include "ToolRun.h"
 
+namespace tests {
 namespace {
-
-namespace fs = std::filesystem;
-using tests::readFile;
-using tests::writeFile;
 
 // Paths are those in the store.
 const std::string kLibrary = "LibEmulator/Lib_LIB1.xml";
@@ -41,7 +38,7 @@ struct Fault {
   const char* element = "";
 };
 
-class ToolCheck : public tests::ToolRun {
+class ToolCheck : public ToolRun {
 protected:
   // A medium with its volume in slot:1000; drives 500 and 501, slots 1000 to 1002, mail 10 and 11.
   ToolCheck() {
@@ -209,3 +206,4 @@ TEST_F(ToolCheck, AsksOnATerminalAndFixesNothingAfterNo) {
 }
 
 }  // namespace
+}  // namespace tests

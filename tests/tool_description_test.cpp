@@ -3,13 +3,10 @@
 
 #include "ToolRun.h"
 
+namespace tests {
 namespace {
 
-namespace fs = std::filesystem;
-using tests::readFile;
-using tests::writeFile;
-
-class Description : public tests::ToolRun {
+class Description : public ToolRun {
 protected:
   Result create(const std::string& description, const std::string& options = "") const {
     writeFile(path("in.json"), description);
@@ -121,3 +118,4 @@ TEST_F(Description, AFailureLeavesNoPartialLibraryAndNoPartialFile) {
 }
 
 }  // namespace
+}  // namespace tests

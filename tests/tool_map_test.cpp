@@ -5,12 +5,12 @@
 #include "common/XercesObject.h"
 #include "files/ParsedFile.h"
 
+namespace tests {
 namespace {
 
-using tests::readFile;
 using Texts = std::vector<std::string>;
 
-class MapTool : public tests::ToolRun {
+class MapTool : public ToolRun {
 protected:
   void TearDown() override { unsetenv("LC_ALL"); }
 
@@ -37,7 +37,7 @@ protected:
           "</BarCode></Slots>",
           !barcode.empty(), 5 + slot, barcode);
     }
-    tests::writeFile(libraryFile("LIB1"), filled + text.substr(text.rfind("</Slots>") + 8));
+    writeFile(libraryFile("LIB1"), filled + text.substr(text.rfind("</Slots>") + 8));
   }
 
   std::string drawing() const {
@@ -101,7 +101,7 @@ TEST_F(MapTool, NothingIsWiderThanThePictureWhateverTheBarcodes) {
       const std::string picture = map(locale, "--width " + std::to_string(width));
       for (const char* harmful : {"\t", "\033", "\x7F", "\u202E", "\u009B"})
         EXPECT_EQ(picture.find(harmful), picture.npos) << picture;
-      tests::writeFile(path("picture"), picture);
+      writeFile(path("picture"), picture);
       const std::string measured = run("env LC_ALL=C.UTF-8 wc -l -L <picture").out;
       int lines = 0;
       int columns = 0;
@@ -132,7 +132,7 @@ TEST_F(MapTool, AnEmptyLibraryIsDrawnAndAFailureLeavesTheOldDrawing) {
   EXPECT_EQ(map("C", ""), "LIB1   ACME VL\nno elements\n");
   EXPECT_EQ(countOf(drawing(), "no elements"), 2U);  // in its title too
   EXPECT_EQ(map("C", "--svg -"), drawing());
-  tests::writeFile(path("map.svg"), "old");
+  writeFile(path("map.svg"), "old");
   letSavesFail();
   expectRefused(1, "map LIB1 --svg map.svg", "cannot write");
   EXPECT_EQ(readFile(path("map.svg")), "old");
@@ -140,3 +140,4 @@ TEST_F(MapTool, AnEmptyLibraryIsDrawnAndAFailureLeavesTheOldDrawing) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -1,14 +1,12 @@
 // The tool, run as an operator runs it: libraries, media, completion.
 #include "ToolRun.h"
 
+namespace tests {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
-using tests::readFile;
-using tests::writeFile;
 
-class Tool : public tests::ToolRun {
+class Tool : public ToolRun {
 protected:
   Tool() {
     makeLibrary("LIB0");
@@ -185,3 +183,4 @@ TEST_F(Tool, ColoursAreForTerminalsOnly) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -8,13 +8,10 @@
 
 #include "ToolRun.h"
 
+namespace tests {
 namespace {
 
-namespace fs = std::filesystem;
-using tests::readFile;
-using tests::writeFile;
-
-class ToolVolume : public tests::ToolRun {
+class ToolVolume : public ToolRun {
 protected:
   ToolVolume() {
     writeFile(path("data"), "data");
@@ -189,3 +186,4 @@ TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -14,11 +14,8 @@
 #include "common/FileDescriptor.h"
 #include "common/FolderListing.h"
 
+namespace tests {
 namespace {
-
-namespace fs = std::filesystem;
-using tests::readFile;
-using tests::writeFile;
 
 class Volume : public testing::Test {
 protected:
@@ -67,7 +64,7 @@ protected:
            std::to_string(volume.getErrorCode());
   }
 
-  tests::TempCatalogue m_catalogue;
+  TempCatalogue m_catalogue;
   std::string m_root = m_catalogue.path().string();
   std::string m_volumeName = "V1";
   unsigned char m_buffer[16] = {};
@@ -296,3 +293,4 @@ TEST_F(Volume, NeedsEveryArgumentOfADirectCallButCodeAndText) {
 }
 
 }  // namespace
+}  // namespace tests
