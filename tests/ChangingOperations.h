@@ -10,7 +10,7 @@
 
 namespace tests {
 
-/// Files and folders by path with their bytes; a folder's path ends in "/".
+/// As treeOf() gives it.
 using State = std::map<std::string, std::string>;
 
 /// `begun` is the old state, or a crashed one that the next change completes to the old state.
@@ -32,13 +32,7 @@ class FaultyCatalogue : private InMemory, public TempCatalogue {
 public:
   FaultyCatalogue() { fs::create_directory(path() / "work"); }
 
-  State state() const {
-    State all;
-    for (const auto& entry : fs::recursive_directory_iterator(path()))
-      all[entry.path().string() + (entry.is_directory() ? "/" : "")] =
-          entry.is_directory() ? "" : readFile(entry.path());
-    return all;
-  }
+  State state() const { return treeOf(path()); }
 
   /// Also empties the log. The configuration is written again, so each run reads it.
   void become(const State& state) const {
@@ -107,6 +101,16 @@ inline LibraryBuilder newLibrary() {
   return LibraryBuilder("N").slots(1000, 2).drives(500, 2);
 }
 
+/// Leaves the journal of a library that was saved with the list, and the temporary files of both.
+inline void leaveJournal(const TempCatalogue& catalogue, const std::string& file,
+                         const std::map<std::string, std::string>& saved) {
+  using namespace std::string_literals;
+  const std::string path = catalogue.catalogue() + ".tqlib-";
+  writeFile(path + "1.new", saved.at(file));
+  writeFile(path + "2.new", saved.at("LibraryList.xml"));
+  writeFile(path + "pending", ".tqlib-1.new\0"s + file + "\0.tqlib-2.new\0LibraryList.xml\0"s);
+}
+
 struct ChangingOperation {
   enum Beginning { NoFolder, NoLibrary, TwoLibraries, HalfSavedLibrary };
   const char* name;
@@ -142,16 +146,11 @@ struct ChangingOperation {
 private:
   /// Leaves the journal of a new library whose files are not in place yet.
   static void saveHalf(const FaultyCatalogue& catalogue) {
-    using namespace std::string_literals;
     const State whole = catalogue.state();
     newLibrary().build();
-    const std::string file = readFile(catalogue.libraryFile("N"));
-    const std::string list = readFile(catalogue.listFile());
+    const auto saved = catalogue.files();
     catalogue.become(whole);
-    writeFile(catalogue.catalogue() + ".tqlib-1.new", file);
-    writeFile(catalogue.catalogue() + ".tqlib-2.new", list);
-    writeFile(catalogue.catalogue() + ".tqlib-pending",
-              ".tqlib-1.new\0Lib_N.xml\0.tqlib-2.new\0LibraryList.xml\0"s);
+    leaveJournal(catalogue, "Lib_N.xml", saved);
   }
 };
 

@@ -1,8 +1,6 @@
 // Library files and lists as text: makes small ones, and compares those that the API wrote.
 #pragma once
 
-#include <map>
-#include <regex>
 #include <string>
 #include <vector>
 

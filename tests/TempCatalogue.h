@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <stdexcept>
 #include <string>
 
@@ -24,6 +25,15 @@ inline void writeFile(const fs::path& path, const std::string& bytes) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+/// Files and folders below a folder by path with their bytes; a folder's path ends in "/".
+inline std::map<std::string, std::string> treeOf(const fs::path& folder) {
+  std::map<std::string, std::string> all;
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
+    all[entry.path().string() + (entry.is_directory() ? "/" : "")] =
+        entry.is_regular_file() ? readFile(entry.path()) : "";
+  return all;
 }
 
 /// Names a parameterised test after its parameter.
@@ -88,10 +98,8 @@ public:
   }
 
   /// `text` with "CATALOGUE/" in place of the catalogue directory.
-  std::string shortened(std::string text) const {
-    for (std::size_t at = 0; (at = text.find(catalogue(), at)) != text.npos;)
-      text.replace(at, catalogue().size(), "CATALOGUE/");
-    return text;
+  std::string shortened(const std::string& text) const {
+    return std::regex_replace(text, std::regex(catalogue()), "CATALOGUE/");
   }
 
   /// What was logged since this catalogue was made, shortened.

@@ -210,17 +210,6 @@ TEST(DeviceRemoval, LeavesEveryFileAsItWasWhenItIsRefused) {
   }
 }
 
-TEST(DeviceRemoval, ReadsAnEmptyLibraryIdAsAFileInTheWorkingDirectory) {
-  const TempCatalogue catalogue;
-  const TempFolder here;
-  const auto old = fs::current_path();
-  fs::current_path(here.path());
-  writeFile("Library1.xml", fileXml(kLibrary + kD3));
-  EXPECT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "D3", ""));
-  EXPECT_EQ(compact(readFile("Library1.xml")), fileXml(kLibrary));
-  fs::current_path(old);
-}
-
 // Status
 
 using Values = std::array<int, 3>;  // status, ASC, ASCQ

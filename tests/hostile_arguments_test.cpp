@@ -1,6 +1,5 @@
 // Hostile arguments and files: a call does what was asked, or changes nothing.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <ctime>
@@ -83,10 +82,8 @@ protected:
   }
 
   /// Files and folders in and beside the catalogue, with their content.
-  std::map<std::string, std::string> tree() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : fs::recursive_directory_iterator(m_catalogue.path()))
-      all[entry.path().string()] = entry.is_regular_file() ? readFile(entry.path()) : "";
+  State tree() const {
+    State all = treeOf(m_catalogue.path());
     all[m_list] = compact(all[m_list]);
     return all;
   }
@@ -119,7 +116,7 @@ protected:
   const std::string m_file = m_catalogue.libraryFile("A");
   const std::string m_list = m_catalogue.listFile();
   std::string m_barCode;
-  std::map<std::string, std::string> m_before;
+  State m_before;
 };
 
 TEST_F(Hostile, TextIsReturnedUnchangedOrRefusedBeforeAnythingIsWritten) {

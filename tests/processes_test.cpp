@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <optional>
 #include <thread>
 
 #include "ChangingOperations.h"
@@ -168,15 +167,11 @@ private:
 };
 
 /// The lock of another process on a directory, or on a file in it.
-class ForeignLock {
-public:
-  explicit ForeignLock(const std::string& path) : m_file(openFile(path.c_str(), O_RDONLY)) {
-    EXPECT_EQ(flock(m_file.get(), LOCK_EX | LOCK_NB), 0) << path;
-  }
-
-private:
-  FileDescriptor m_file;
-};
+FileDescriptor foreignLock(const std::string& path) {
+  FileDescriptor file(openFile(path.c_str(), O_RDONLY));
+  EXPECT_EQ(flock(file.get(), LOCK_EX | LOCK_NB), 0) << path;
+  return file;
+}
 
 TEST_F(Processes, BlockChangesOfOthersButNotQueries) {
   const std::string catalogue = m_catalogue.catalogue();
@@ -202,7 +197,7 @@ TEST_F(Processes, BlockChangesOfOthersButNotQueries) {
   fs::current_path(m_catalogue.path());
   CatalogueLock::longestWait = 20ms;
   for (const auto& c : cases) {
-    const ForeignLock others(c.locked);
+    const FileDescriptor others = foreignLock(c.locked);
     TqLibEmulator emulator;
     EXPECT_FALSE(c.change(emulator));
     EXPECT_EQ(elements("L1"), Texts{"2@1000"});
@@ -213,12 +208,15 @@ TEST_F(Processes, BlockChangesOfOthersButNotQueries) {
     EXPECT_TRUE(m_catalogue.logged(error));
     EXPECT_EQ(m_catalogue.files(), before);
   }
+  EXPECT_TRUE(TqLibEmulator().RemoveVirtualDevice("", "L1", ""));
+  EXPECT_EQ(compact(readFile(standalone)), "<Devices/>");
+  EXPECT_EQ(elements("L1"), Texts{"2@1000"});
   fs::current_path(outside);
 }
 
 TEST_F(Processes, DoNotDelayAQueryOrAStatusReadWhileAChangeWaits) {
   std::atomic<bool> isDone = false;
-  std::optional<ForeignLock> others(m_catalogue.catalogue());
+  FileDescriptor others = foreignLock(m_catalogue.catalogue());
   std::thread change([&] { isDone = setElement("L1", "2@1000:T1"); });
   TqLibEmulator emulator;
   int status = -1;
@@ -228,7 +226,7 @@ TEST_F(Processes, DoNotDelayAQueryOrAStatusReadWhileAChangeWaits) {
     EXPECT_TRUE(emulator.GetVirtualDeviceStatus("L1", status, status, status, false));
   }
   EXPECT_FALSE(isDone);
-  others.reset();
+  others = FileDescriptor(-1);
   change.join();
   EXPECT_TRUE(isDone);
 }
@@ -266,12 +264,7 @@ TEST_F(Processes, RunSeveralStepsAsOne) {
 TEST_F(Processes, CompleteAHalfDoneSaveOnAChangeOfItsFilesOnly) {
   LibraryBuilder("L2").slots(1000, 1).build();
   const std::string file = m_catalogue.libraryFile("L2");
-  const std::string list = m_catalogue.listFile();
-  const std::string catalogue = m_catalogue.catalogue();
-  writeFile(catalogue + ".tqlib-1.new", readFile(file));
-  writeFile(catalogue + ".tqlib-2.new", readFile(list));
-  writeFile(catalogue + ".tqlib-pending",
-            ".tqlib-1.new\0Lib_L2.xml\0.tqlib-2.new\0LibraryList.xml\0"s);
+  leaveJournal(m_catalogue, "Lib_L2.xml", m_catalogue.files());
   fs::remove(file);
   fs::create_directory(file);  // which no file can replace
   const auto before = m_catalogue.files();

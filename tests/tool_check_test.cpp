@@ -59,14 +59,7 @@ protected:
     fs::copy(path("sound"), path("store"), fs::copy_options::recursive);
   }
 
-  /// Everything in the store, by name, with its bytes.
-  std::map<std::string, std::string> everything() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : fs::recursive_directory_iterator(path("store")))
-      all[entry.path().string()] = entry.is_regular_file() ? readFile(entry.path()) : "";
-    return all;
-  }
-
+  std::map<std::string, std::string> everything() const { return treeOf(path("store")); }
   void expectClean() const {
     EXPECT_EQ(tqlib("check").out, "no findings; 1 library, 7 elements and 1 volume checked\n");
   }

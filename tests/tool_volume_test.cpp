@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <set>
 
 #include "ToolRun.h"
 
@@ -23,13 +22,7 @@ protected:
   std::string marks() const {
     return listed("marks", {"mark", "bytes", "checksum"}, "volume info A");
   }
-  std::string verdict() const { return listed("marks", {"result", "newer"}, "volume verify A"); }
-  std::set<std::string> tapes() const {
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(path("store/tapes")))
-      names.insert(entry.path().filename().string());
-    return names;
-  }
+  std::map<std::string, std::string> tapes() const { return treeOf(path("store/tapes")); }
 
   /// Feeds a command `count` bytes, interrupts it when it has taken them all, and returns the
   /// signal that it ended by.
@@ -89,7 +82,7 @@ TEST_F(ToolVolume, AChecksumIsKeptAsLongAsItsData) {
     expectDone(std::string("volume ") + step.command);
     EXPECT_EQ(marks(), step.marks) << step.command;
   }
-  EXPECT_EQ(tapes(), std::set<std::string>{"A"});
+  EXPECT_EQ(tapes().size(), 1U);  // the empty folder
   expectRefused(1, "volume verify A", "--checksum");
 }
 
@@ -100,7 +93,8 @@ TEST_F(ToolVolume, VerifyReportsEveryMarkThatChanged) {
   fs::last_write_time(folder / "00000002", calculated);
   expectDone("volume verify A");
   const auto expectVerdict = [&](const std::string& ofMark1) {
-    EXPECT_EQ(verdict(), "ok/false " + ofMark1 + " no checksum/false ");
+    EXPECT_EQ(listed("marks", {"result", "newer"}, "volume verify A"),
+              "ok/false " + ofMark1 + " no checksum/false ");
     EXPECT_EQ(tqlib("volume verify A").exitCode, 1);
   };
   writeFile(folder / "00000001", "dbta");
@@ -131,7 +125,7 @@ TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrLeavesNothing) {
     EXPECT_EQ(readFile(to / mark.path().filename()), readFile(mark.path())) << mark;
   expectDone("volume verify B");
   expectRefused(1, "volume copy A B", "volume erase B");
-  const std::set<std::string> all = tapes();
+  const auto all = tapes();
   letSavesFail();
   expectRefused(1, "volume copy A E", "File too large");
   EXPECT_EQ(tapes(), all);
@@ -139,7 +133,7 @@ TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrLeavesNothing) {
 
 TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
   fs::create_directory(path("store/tapes/B"));
-  const std::set<std::string> before = tapes();
+  const auto before = tapes();
   const auto expectLocked = [this](const std::string& held, const std::string& command) {
     const Result result = run("flock store/tapes/" + held + " '" TQLIB_BINARY "' " + command);
     EXPECT_EQ(result.exitCode, 1) << command;
@@ -149,7 +143,6 @@ TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
   expectLocked("A", "volume erase A");
   expectLocked("A", "volume copy A C");
   expectLocked("B", "volume copy A B");
-  EXPECT_EQ(marks(), "0/4/true 1/4/true ");
   EXPECT_EQ(tapes(), before);
 }
 
