@@ -29,7 +29,7 @@ void inspect(const JsonWithAllKeys& value, const std::string& path, std::size_t 
       inspect(item, fmt::format("{}[{}]", path, key), depth + 1);
       continue;
     }
-    const std::string place = path.empty() ? key : path + "." + key;
+    const std::string place = path.empty() ? key : fmt::format("{}.{}", path, key);
     if (!keys.insert(key).second) throw Failure(place + ": the key appears twice");
     if (keys.size() > kMostKeys) throw Failure(place + ": too many keys");
     inspect(item, place, depth + 1);
