@@ -29,6 +29,7 @@ FileDescriptor openForReading(const std::string& file) {
   if (fs::is_directory(file)) throw systemFailure("cannot open " + file, EISDIR);
   FileDescriptor input = isStandardStream(file) ? duplicate(STDIN_FILENO)
                                                 : FileDescriptor(openFile(file.c_str(), O_RDONLY));
+  if (!input && errno == EINTR) stopIfInterrupted("nothing was read");
   if (!input) throw systemFailure("cannot open " + file, errno);
   return input;
 }

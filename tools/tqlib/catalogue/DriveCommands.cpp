@@ -97,7 +97,7 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
   return record;
 }
 
-/// Returns number and address of the drive.
+/// Returns its number and its address.
 std::pair<int, int> addToLibrary(const Options& wanted) {
   requireWholeLibrary(wanted.library);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");

@@ -86,8 +86,10 @@ struct Fix {
     if (result.copies.contains(file) || isAbsent(file)) return;
     const auto content = contentOf(file);
     if (!content) throw systemFailure(file, errno);
-    const std::string copy =
+    const std::string now =
         fmt::format("{}.before-fix-{:%Y%m%d-%H%M%S}", file, fmt::localtime(std::time(nullptr)));
+    std::string copy = now;
+    for (int number = 2; !isAbsent(copy); ++number) copy = fmt::format("{}-{}", now, number);
     ReplacedFile kept(copy, Existing::Kept);
     kept.copyAccessOf(file);
     if (!kept.prepare(*content) || !kept.commit()) {

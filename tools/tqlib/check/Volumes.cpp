@@ -47,15 +47,23 @@ void checkVolume(const std::string& folder, unsigned long long limit, Checkup& c
   if (!missing.empty()) checkup.add(faults::kMarkGap, {folder}, missing);
 }
 
-// A running command holds the lock of its temporary file or folder.
+/// Whether no command works on a temporary file or folder: a running one holds its lock. False also
+/// when it is gone, or another user's.
+bool isAbandoned(const std::string& path) {
+  try {
+    return FolderLock(path, std::chrono::milliseconds(0)).isExclusive();
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
 void checkFolder(const std::string& root, Checkup& checkup) {
   const unsigned long long limit = configuredVolumeLimit();
   for (const std::string& name : namesIn(root)) {
     const std::string path = root + name;
     try {
-      const bool isStale = names::isTemporary(name) && !isAbsent(path) &&
-                           FolderLock(path, std::chrono::milliseconds(0)).isExclusive();
-      if (isStale) checkup.add(faults::kStaleVolume, {path});
+      const bool isTemporary = names::isTemporary(name) && !checkup.media.contains(name);
+      if (isTemporary && isAbandoned(path)) checkup.add(faults::kStaleVolume, {path});
       std::error_code ignored;
       const bool isOther = name == kOfFileSystem || name.starts_with(names::temporaryPrefix);
       if (isOther || !fs::is_directory(path, ignored)) continue;

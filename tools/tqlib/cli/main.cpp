@@ -52,18 +52,14 @@ int refuse(const CLI::App& app, const std::string& text) {
   return kWrongUsage;
 }
 
-// CLI11 reports help as an error with exit code 0. After a word that is not a command, it only
-// reports that the command is missing.
+// CLI11 reports help as an error with exit code 0, also behind a word that is not a command.
+// Without help, it only reports that a command is missing.
 int explain(const CLI::App& app, const CLI::ParseError& error) {
-  if (error.get_exit_code() == 0) {
-    app.exit(error);
-    return std::cout.flush() ? kDone : kFailed;
-  }
   const std::vector<std::string> unknown = app.remaining(true);
-  const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-  return refuse(app, isMissing && !unknown.empty()
-                         ? "unknown command or argument: " + unknown.front()
-                         : error.what());
+  if (!unknown.empty()) return refuse(app, "unknown command or argument: " + unknown.front());
+  if (error.get_exit_code() != 0) return refuse(app, error.what());
+  app.exit(error);
+  return std::cout.flush() ? kDone : kFailed;
 }
 
 // "tqlib help library list" is "tqlib library list --help".

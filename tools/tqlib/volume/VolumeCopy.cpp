@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <random>
 
 #include <fmt/format.h>
 
@@ -110,8 +111,8 @@ void copyVolume(const Options& options, const Session& session) {
   unsigned long long bytes = 0;
   for (const FileMark& mark : from.marks) bytes += mark.bytes;
 
-  const fs::path copy =
-      root / fmt::format("{}copy-{}{}", names::temporaryPrefix, getpid(), names::temporarySuffix);
+  const fs::path copy = root / fmt::format("{}copy-{:08x}{}", names::temporaryPrefix,
+                                           std::random_device()(), names::temporarySuffix);
   if (mkdir(copy.c_str(), 0700) != 0) throw systemFailure("cannot make " + copy.string(), errno);
   const FolderLock lock(copy, std::chrono::seconds(5));  // shows that it is in use
   const auto remove = [](const fs::path* folder) {
