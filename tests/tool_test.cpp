@@ -80,6 +80,8 @@ TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
       {2, "status set LIB1 --status 0 --asc 0x00 --ascq 0", "no status"},
       {2, "library create L2 --host H --slots 5 --mail-slots 5 --mail-base 1004", "overlap"},
       {2, "volume write V --mark 1 --block-size 2G data", "--block-size"},
+      {2, "help bogus", "unknown command or argument: bogus"},
+      {2, "volume bogus --help", "unknown command or argument: bogus"},
       {1, "element set LIB1 drive:900 --empty", "drive add"},
       {1, "element set LIB1 slot:10 --empty", "mail:10"},
       {1, "element remove LIB1 slot:900", "no such element"},
