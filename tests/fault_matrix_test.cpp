@@ -113,7 +113,9 @@ TEST_F(FaultMatrix, ALaterStepIsNotUndoneByTheCompletionOfAnEarlierOne) {
   };
   runAll(steps, m_catalogue.state(), [](const ChildRun& run) {
     EXPECT_TRUE(TqLibEmulator().ChangeCatalogue([] { return true; }));
-    if (run.isDone && run.outcome.result) EXPECT_EQ(elements("A")[0], "2@1000:T1");
+    if (run.isDone && run.outcome.result) {
+      EXPECT_EQ(elements("A")[0], "2@1000:T1");
+    }
   });
 }
 
