@@ -15,7 +15,6 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include <algorithm>

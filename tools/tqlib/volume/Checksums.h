@@ -20,7 +20,7 @@
 /// SHA-256 of data that comes in blocks. Throws Failure.
 class Sha256 {
 public:
-  Sha256() { require(EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr)); }
+  Sha256() { require(m_context ? EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) : 0); }
 
   void update(std::span<const char> block) {
     require(EVP_DigestUpdate(m_context.get(), block.data(), block.size()));
