@@ -63,8 +63,11 @@ std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path) {
   return parser;
 }
 
-Content parseAndSerialise(const std::string& path) {
+Content parseAndSerialise(const std::string& path, const Edit& edit) {
   const auto parser = parse(path);
+  if (edit) {
+    edit(*parser->getDocument());
+  }
   auto content = std::make_unique<xercesc::MemBufFormatTarget>();
   serialise(*parser->getDocument(), *content);
   return content;
@@ -93,8 +96,15 @@ void replaceTogether(const Replacement& first, const Replacement& second) {
   require(unlink(journal.path.c_str()) == 0, "unlink");
 }
 
-void parseAndReplace(const std::string& path) {
-  replace(replacement(path, parseAndSerialise(path)));
+void parseAndReplace(const std::string& path, const Edit& edit) {
+  replace(replacement(path, parseAndSerialise(path, edit)));
+}
+
+void setSlots(xercesc::DOMDocument& document, const XMLCh* barCode) {
+  for (xercesc::DOMElement* slot : Descendants(rootOf(&document), names::slots)) {
+    slot->setAttribute(names::isOccupied, u"true");
+    slot->getLastElementChild()->setTextContent(barCode);
+  }
 }
 
 void readBlock(const std::string& path, off_t offset, unsigned char* buffer, std::size_t length) {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -17,8 +18,11 @@ std::unique_ptr<xercesc::XercesDOMParser> parse(const std::string& path);
 
 using Content = std::unique_ptr<xercesc::MemBufFormatTarget>;
 
+/// What the bare work changes in the document between parsing and serialising.
+using Edit = std::function<void(xercesc::DOMDocument&)>;
+
 /// Parses a file and serialises the document.
-Content parseAndSerialise(const std::string& path);
+Content parseAndSerialise(const std::string& path, const Edit& edit = {});
 
 /// A file and its new content; the bytes are borrowed.
 struct Replacement {
@@ -38,7 +42,11 @@ void replace(const Replacement& file);
 void replaceTogether(const Replacement& first, const Replacement& second);
 
 /// Parses a file, serialises the document and replaces the file with it.
-void parseAndReplace(const std::string& path);
+void parseAndReplace(const std::string& path, const Edit& edit = {});
+
+/// Gives every slot the barcode and marks it occupied: an Edit for calls that set all slots. The
+/// barcode must be the last child of a slot.
+void setSlots(xercesc::DOMDocument& document, const XMLCh* barCode);
 
 /// Reads a block as a volume does: open, seek, read, close.
 void readBlock(const std::string& path, off_t offset, unsigned char* buffer, std::size_t length);

@@ -39,6 +39,11 @@ void change(const Library& library) {
   bench::parseAndReplace(library.copy());
 }
 
+void changeAllSlots(const Library& library) {
+  bench::parseAndReplace(library.copy(),
+                         [](auto& document) { bench::setSlots(document, u"N00001"); });
+}
+
 void changeByList(const Library& library) {
   bench::parse(library.listCopy());
   bench::parseAndReplace(library.copy());
@@ -154,7 +159,7 @@ const Operation kChanges[] = {
                                                            true);
      },
      change},
-    {"SetVirtualLibraryElement,all-slots", setAll, change},
+    {"SetVirtualLibraryElement,all-slots", setAll, changeAllSlots},
     {"SetVirtualLibraryElement,remove-1%", removeHundredth, change},
     {"MoveVirtualLibraryElement", move, change},
     {"UpdateVirtualDevice,drive",
