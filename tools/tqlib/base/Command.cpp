@@ -1,8 +1,11 @@
 // The texts that operands accept, and the operands that many commands share.
 #include "base/Command.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
+#include <iostream>
 #include <stdexcept>
 
 #include "files/Names.h"
@@ -39,6 +42,12 @@ CLI::Validator nameText() {
   return {complaintAboutName, "", "name"};
 }
 
+std::string volumeNameProblem(const std::string& name) {
+  if (std::string complaint = complaintAboutName(name); !complaint.empty()) return complaint;
+  const bool isOwn = name.starts_with(names::temporaryPrefix);
+  return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + name : "";
+}
+
 CLI::App& addGroup(CLI::App& app, const char* name, const char* help) {
   return *app.add_subcommand(name, help)->require_subcommand(1);
 }
@@ -59,9 +68,20 @@ CLI::Option* addDriveOperand(CLI::App& command, std::string& serial) {
 
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name,
                               const char* help) {
-  const auto complaint = [](const std::string& text) {
-    const bool isOwn = text.starts_with(names::temporaryPrefix);
-    return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + text : "";
-  };
-  return command.add_option(name, volume, help)->required()->check(nameText())->check(complaint);
+  return command.add_option(name, volume, help)->required()->check(volumeNameProblem);
+}
+
+void addConsent(CLI::App& command, bool& isGiven) {
+  command.add_flag("--yes", isGiven, "Do not ask");
+}
+
+void requireConsent(bool isGiven, const std::string& deed) {
+  if (isGiven) return;
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
+    throw Failure("not done without consent: " + deed, "give --yes");
+  }
+  std::cerr << deed << "? [y/N] ";
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer != "y" && answer != "yes") throw Failure("nothing was changed");
 }

@@ -66,6 +66,10 @@ CLI::Validator catalogueText();
 /// Text that can name a library or a volume: catalogue text that is one path component.
 CLI::Validator nameText();
 
+/// Why a volume cannot have that name; empty when it can. A barcode that no volume can have is of
+/// no use, since the barcode of a medium is the name of its volume.
+std::string volumeNameProblem(const std::string& name);
+
 /// An option, or an operand, that takes catalogue text.
 CLI::Option* addText(CLI::App& command, const char* name, std::string& value, const char* help);
 
@@ -74,3 +78,11 @@ CLI::Option* addLibraryOperand(CLI::App& command, std::string& library);
 CLI::Option* addDriveOperand(CLI::App& command, std::string& serial);
 CLI::Option* addVolumeOperand(CLI::App& command, std::string& volume, const char* name = "NAME",
                               const char* help = "The volume, usually a barcode");
+
+/// Adds the option --yes, for a command that asks before it destroys something.
+void addConsent(CLI::App& command, bool& isGiven);
+
+/// Asks on the terminal whether to go on with `deed`, such as "erase volume A00001 (3 filemarks)",
+/// unless consent was given with --yes. Throws Failure when the answer is no, and, naming --yes,
+/// when standard input or standard error is no terminal.
+void requireConsent(bool isGiven, const std::string& deed);

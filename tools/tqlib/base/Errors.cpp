@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
@@ -21,7 +22,6 @@ struct Meaning {
 
 constexpr char kCheck[] = "\"tqlib check\" shows which file, and what is wrong in it";
 constexpr char kLocked[] = "fuser(1) on the folder names the process";
-constexpr char kElements[] = "\"tqlib element list LIBRARY\" shows what is where";
 
 // The API sets a text for some of its codes only.
 const Meaning kMeanings[] = {
@@ -33,8 +33,8 @@ const Meaning kMeanings[] = {
     {797, "the seek stopped short"},
     {979, "the read failed"},
     {993, "the volume name cannot be used"},
-    {40006, "the destination is occupied", kElements},
-    {40018, "the source is empty", kElements},
+    {40006, "the destination is occupied"},
+    {40018, "the source is empty"},
     {50001, "a device's address cannot be read", kCheck},
     {50002, "a drive's element address cannot be read", kCheck},
     {50003, "a device's identity cannot be read", kCheck},
@@ -43,7 +43,7 @@ const Meaning kMeanings[] = {
     {50006, "no memory for a parser"},
     {50007, "the catalogue folder cannot be made, or a file has no root"},
     {50008, "the catalogue file does not hold exactly this library", kCheck},
-    {50009, "no such element", kElements},
+    {50009, "no such element"},
 };
 
 Meaning meaningOf(int code) {
@@ -58,7 +58,21 @@ volatile std::sig_atomic_t recordedSignal = 0;
 
 std::string seeLog() {
   const char* const log = std::getenv("TQ_PLATFORM_LOG");
-  return log != nullptr && *log != '\0' ? fmt::format("see the log, {}", log) : "see the log";
+  return log != nullptr && *log != '\0' ? fmt::format("see the log, {}", log)
+                                        : "see the log above, on standard error";
+}
+
+std::string adviceOn(const std::string& text) {
+  static const std::pair<int, const char*> kAdvice[] = {
+      {ENOSPC, "free space on that file system, then try again"},
+      {EDQUOT, "free space within the quota, then try again"},
+      {EACCES, "run it as the user of the emulator"},
+      {EPERM, "run it as the user of the emulator"},
+      {EROFS, "the file system is mounted read-only"}};
+  for (const auto& [code, advice] : kAdvice) {
+    if (text.find(std::generic_category().message(code)) != std::string::npos) return advice;
+  }
+  return "";
 }
 
 Failure systemFailure(const std::string& what, int code) {

@@ -25,6 +25,10 @@ struct Failure : std::runtime_error {
   int code;
 };
 
+/// What an operator can do when `text` has the system's reason for a failure, such as "No space
+/// left on device"; empty when there is no advice.
+std::string adviceOn(const std::string& text);
+
 /// A failure of the operating system: `what`, then the text of `code`, an errno value.
 Failure systemFailure(const std::string& what, int code);
 

@@ -2,6 +2,7 @@
 #include "base/Output.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fmt/format.h>
 
 #include "base/Errors.h"
@@ -11,7 +12,14 @@
 void printResult(bool json, const Json& values, const std::string& sentence, std::ostream& stream) {
   stream << (json ? values.dump(2, ' ', false, Json::error_handler_t::replace) : sentence)
          << std::endl;
-  if (!std::cout) throw Failure("standard output cannot be written");
+  if (!std::cout) throw systemFailure("standard output cannot be written", errno);
+}
+
+std::string counted(unsigned long long count, const std::string& noun) {
+  if (count == 1) return "1 " + noun;
+  if (noun == "medium") return fmt::format("{} media", count);
+  if (noun.ends_with('y')) return fmt::format("{} {}ies", count, noun.substr(0, noun.size() - 1));
+  return fmt::format("{} {}s", count, noun);
 }
 
 std::string tableText(const std::vector<Row>& rows) {

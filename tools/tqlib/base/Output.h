@@ -13,6 +13,9 @@
 void printResult(bool json, const Json& values, const std::string& sentence,
                  std::ostream& stream = std::cout);
 
+/// "1 drive", "2 drives": `noun` in the singular.
+std::string counted(unsigned long long count, const std::string& noun);
+
 using Row = std::vector<std::string>;
 
 /// Rows in columns; a character that cannot be shown is a question mark. No newline at the end.

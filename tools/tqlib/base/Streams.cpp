@@ -14,6 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr std::size_t kLargestText = 64UL << 20;
+
 FileDescriptor duplicate(int stream) {
   return FileDescriptor(fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
@@ -47,6 +49,16 @@ std::size_t readBlock(int descriptor, std::span<char> block) {
     filled += static_cast<std::size_t>(count);
   }
   return filled;
+}
+
+std::string readText(const std::string& file) {
+  const FileDescriptor input = openForReading(file);
+  std::string text(kLargestText + 1, '\0');
+  text.resize(readBlock(input.get(), text));
+  if (text.size() > kLargestText) {
+    throw Failure(fmt::format("{} has more than {} MiB", file, kLargestText >> 20));
+  }
+  return text;
 }
 
 OutputFile::OutputFile(const std::string& file) {

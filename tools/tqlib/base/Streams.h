@@ -20,6 +20,9 @@ FileDescriptor openForReading(const std::string& file);
 /// Throws Failure.
 std::size_t readBlock(int descriptor, std::span<char> block);
 
+/// All of a file, or of standard input, of at most 64 MiB. Throws Failure.
+std::string readText(const std::string& file);
+
 /// Where data goes: a regular file is replaced by commit(), so that a failure leaves the old one;
 /// standard output, a pipe or a device is written to directly.
 class OutputFile {

@@ -2,11 +2,16 @@
 // for a catalogue without faults.
 #include "catalogue/Catalogue.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
+#include <optional>
 #include <set>
+#include <string_view>
 
 #include "catalogue/Configuration.h"
 #include "catalogue/VolumeFiles.h"
@@ -35,6 +40,22 @@ std::vector<std::string> attributeValues(const std::string& path, const XMLCh* e
   return values;
 }
 
+/// Until it ends, a wait for the lock of more than a second is told on the terminal.
+class WaitNotice {
+public:
+  WaitNotice() {
+    if (isatty(STDERR_FILENO) == 0) return;
+    std::signal(SIGALRM, [](int) {
+      constexpr std::string_view text = "waiting: another process is changing the catalogue\n";
+      [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
+    });
+    alarm(1);
+  }
+  ~WaitNotice() { alarm(0); }
+  WaitNotice(const WaitNotice&) = delete;
+  WaitNotice& operator=(const WaitNotice&) = delete;
+};
+
 }  // namespace
 
 ParsedFile readDocument(const std::string& path) {
@@ -46,7 +67,9 @@ ParsedFile readDocument(const std::string& path) {
 
 void asOneStep(const std::function<void()>& steps) {
   TqLibEmulator emulator;
+  std::optional<WaitNotice> notice(std::in_place);
   const bool isDone = emulator.ChangeCatalogue([&] {
+    notice.reset();
     steps();
     return true;
   });

@@ -75,30 +75,6 @@ bool wasRemoved(const std::string& library);
 /// Throws Failure unless the library has a file and the file holds this library.
 void requireWholeLibrary(const std::string& library);
 
-// Elements as operators write them: "slot:1000", "mail:10", "drive:500" or "shelf:1". Their
-// functions are in ElementCommands.cpp.
-
-/// The forms of an element's name, for messages and help.
-inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";
-
-/// The address, in the catalogue, of a drive that its library has not placed.
-inline constexpr int kUnplaced = -999999;
-
-/// The element of that name, empty and without barcode. Throws UsageError when `name` is not a type
-/// and an address.
-LibElement parseElementName(const std::string& name);
-
-/// The word for an element type; "unknown" for any other code.
-std::string elementTypeWord(int type);
-
-std::string elementName(const LibElement& element);
-
-/// Whether it is a storage slot or a mail slot: these share their addresses.
-bool isSlot(const LibElement& element);
-
-/// Whether both are the same element of a library, whatever they hold.
-bool isSameElement(const LibElement& one, const LibElement& other);
-
 /// Elements of one type with consecutive addresses, as a library announces them.
 struct ElementRange {
   const char* key;        ///< in reports

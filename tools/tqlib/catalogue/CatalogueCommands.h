@@ -11,6 +11,9 @@
 
 void addInitCommand(CLI::App& app, Session& session);
 void addElementCommands(CLI::App& app, Session& session);
+
+/// Adds find, load, unload and move, the latter to the group "element" as well.
+void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session);
 void addDriveCommands(CLI::App& app, Session& session);
 void addDeviceCommands(CLI::App& app, Session& session);
 void addStatusCommands(CLI::App& app, Session& session);

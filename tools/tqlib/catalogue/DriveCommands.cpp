@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Elements.h"
 
 namespace {
 

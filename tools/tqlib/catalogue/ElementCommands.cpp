@@ -1,193 +1,290 @@
-// Names of elements, and tqlib element: lists the elements of a library, sets and removes them, and
-// moves media.
+// tqlib element list, set and remove, for one element or many in one step.
 //
-// Refuses what the API accepts without a useful result: a second slot for one address, the removal
-// of nothing.
+// The API sets what it is given. What an operator would regret is refused here: a second place for
+// a medium, a medium that the catalogue forgets, an element that no host sees.
 #include <algorithm>
-#include <charconv>
+#include <regex>
+#include <sstream>
 
+#include <boost/algorithm/string/trim.hpp>
+#include <fnmatch.h>
+
+#include "base/Streams.h"
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Elements.h"
 #include "files/XmlText.h"
 
 namespace {
 
-const std::pair<std::string, int> kTypes[] = {{"slot", LIB_ELEM_SLOT},
-                                              {"mail", LIB_ELEM_MAIL_SLOT},
-                                              {"drive", LIB_ELEM_DRIVE},
-                                              {"shelf", LIB_ELEM_SHELF}};
-
 struct Options {
   std::string library;
-  std::string element;
-  std::string destination;
+  std::string elements;
   std::string barcode;
+  std::string barcodeFile;
+  std::string barcodePattern;
+  bool full = false;
   bool empty = false;
+  bool replace = false;
+  bool isNew = false;
+  bool force = false;
 };
 
-void listElements(const Options& options, const Session& session) {
-  Json list = Json::array();
-  std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
-  for (const LibElement& element : inventory(options.library)) {
-    const std::string name = elementName(element);
-    list.push_back({{"element", name},
-                    {"type", elementTypeWord(element.elementType)},
-                    {"address", element.elementAddress},
-                    {"occupied", element.isOccupied},
-                    {"barcode", element.barCode}});
-    rows.push_back(
-        {name, element.isOccupied ? "full" : "empty", element.isOccupied ? element.barCode : ""});
+// What is set
+
+/// "A{00001..00060}L8": as many digits as the first number has.
+std::vector<std::string> expanded(const std::string& pattern) {
+  static const std::regex form(R"((.*)\{(\d{1,8})\.\.(\d{1,8})\}(.*))");
+  std::smatch parts;
+  if (!std::regex_match(pattern, parts, form)) {
+    throw UsageError("--barcode-pattern takes a text such as A{00001..00060}L8, not " + pattern);
   }
-  printResult(session.json, {{"library", options.library}, {"elements", std::move(list)}},
-              tableText(rows));
+  std::vector<std::string> barcodes;
+  for (int number = std::stoi(parts[2]); number <= std::stoi(parts[3]); ++number) {
+    barcodes.push_back(
+        fmt::format("{}{:0{}}{}", parts[1].str(), number, parts[2].length(), parts[4].str()));
+  }
+  return barcodes;
 }
 
-/// Throws Failure when `wanted` cannot be set in a library of these elements.
-void requireSettable(const std::vector<LibElement>& elements, const LibElement& wanted) {
-  const LibElement* same = nullptr;
-  for (const LibElement& element : elements) {
-    if (element.elementAddress != wanted.elementAddress) continue;
-    if (element.elementType == wanted.elementType) {
-      same = &element;
-    } else if (isSlot(element) && isSlot(wanted)) {
-      throw Failure(fmt::format("cannot set {}: address {} belongs to {}", elementName(wanted),
-                                wanted.elementAddress, elementName(element)));
-    }
+/// The barcodes of the command line; empty with --empty.
+std::vector<std::string> givenBarcodes(const Options& options) {
+  const int ways = static_cast<int>(options.empty) + static_cast<int>(!options.barcode.empty()) +
+                   static_cast<int>(!options.barcodeFile.empty()) +
+                   static_cast<int>(!options.barcodePattern.empty());
+  if (ways != 1) {
+    throw UsageError("give one of --barcode, --barcodes, --barcode-pattern and --empty");
   }
-  if (same == nullptr && wanted.elementType == LIB_ELEM_DRIVE) {
-    throw Failure("no such drive: " + elementName(wanted), "\"tqlib drive add\" adds one");
+  if (options.empty) return {};
+  if (!options.barcode.empty()) return {options.barcode};
+  if (!options.barcodePattern.empty()) return expanded(options.barcodePattern);
+  std::vector<std::string> barcodes;
+  std::istringstream lines(readText(options.barcodeFile));
+  for (std::string line; std::getline(lines, line);) {
+    boost::trim(line);
+    if (!line.empty()) barcodes.push_back(line);
+  }
+  return barcodes;
+}
+
+/// The elements that are set, with what they will hold.
+std::vector<LibElement> wantedElements(const Options& options, const Inventory& inventory,
+                                       const std::vector<std::string>& barcodes) {
+  std::vector<LibElement> wanted;
+  if (const auto span = spanOf(options.elements)) {
+    for (int address = span->first; address <= span->last; ++address) {
+      wanted.push_back({span->type, address, true, false, ""});
+    }
+  } else {
+    wanted.push_back(inventory.locate(options.elements));
+  }
+  if (!options.empty && wanted.size() != barcodes.size()) {
+    throw UsageError(fmt::format("{} for {}", counted(barcodes.size(), "barcode"),
+                                 counted(wanted.size(), "element")));
+  }
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    wanted[i].isOccupied = !options.empty;
+    wanted[i].barCode = options.empty ? "" : barcodes[i];
+  }
+  return wanted;
+}
+
+// What is refused
+
+void requireReplaceable(const LibElement& known, const LibElement& wanted, bool replace) {
+  if (!known.isOccupied || !wanted.isOccupied || known.barCode == wanted.barCode) return;
+  if (!replace) {
+    throw Failure(contentText(known), "with --replace, the catalogue forgets that medium");
   }
   // The API never replaces a text by one that is the name of its own XML element.
-  const bool isOwnName = folded(wanted.barCode) == folded(toUtf8(names::barCode));
-  if (same != nullptr && isOwnName && !same->barCode.empty() && same->barCode != wanted.barCode) {
-    throw Failure(fmt::format("{} holds {}; only an empty element takes the barcode {}",
-                              elementName(wanted), same->barCode, wanted.barCode));
+  if (!known.barCode.empty() && folded(wanted.barCode) == folded(toUtf8(names::barCode))) {
+    throw Failure(fmt::format("{}; only an empty element takes the barcode {}", contentText(known),
+                              wanted.barCode));
   }
 }
 
-void setElement(const Options& options, const Session& session) {
-  LibElement element = parseElementName(options.element);
-  if (options.empty != options.barcode.empty()) {
-    throw UsageError("give either --barcode or --empty");
+/// Refuses new elements that cannot be, and without --new those that no host would see.
+void requireCreatable(const std::vector<LibElement>& created, const Inventory& inventory,
+                      bool isNew) {
+  if (created.empty()) return;
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(inventory.library(), "");
+  const SCSIUnitNoMap* library = findLibrary(devices);
+  for (const LibElement& element : created) {
+    const std::string none =
+        fmt::format("library {} has no {}", inventory.library(), elementName(element));
+    if (element.elementType == LIB_ELEM_DRIVE) {
+      throw Failure(none, "\"tqlib drive add\" adds a drive");
+    }
+    const int otherKind = element.elementType == LIB_ELEM_SLOT ? LIB_ELEM_MAIL_SLOT : LIB_ELEM_SLOT;
+    const LibElement* other = inventory.find(otherKind, element.elementAddress);
+    if (isSlot(element) && other != nullptr) {
+      throw Failure(fmt::format("{}: {} has that address", none, elementName(*other)));
+    }
+    const bool isSeen = std::ranges::any_of(kRanges, [&](const ElementRange& range) {
+      if (library == nullptr || range.type != element.elementType) return false;
+      const int offset = element.elementAddress - library->*range.base;
+      return offset >= 0 && offset < library->*range.count;
+    });
+    if (!isSeen && !isNew) {
+      throw Failure(none, isSlot(element)
+                              ? "\"tqlib library resize\" adds slots; with --new, one is "
+                                "made beyond those that hosts see"
+                              : "--new makes one");
+    }
   }
-  element.isOccupied = !options.empty;
-  element.barCode = options.barcode;
+}
+
+/// Refuses a barcode that no volume can have, and one that is, or comes, into a second place.
+void requireUniqueMedia(const std::vector<LibElement>& wanted, const Inventory& inventory) {
+  std::set<std::string> barcodes;
+  std::set<std::pair<int, int>> places;
+  for (const LibElement& element : wanted) {
+    places.emplace(element.elementType, element.elementAddress);
+    if (!element.isOccupied) continue;
+    const std::string& barcode = element.barCode;
+    if (const std::string problem = volumeNameProblem(barcode); !problem.empty()) {
+      throw Failure(fmt::format("not a barcode: {}", problem));
+    }
+    if (!barcodes.insert(barcode).second) throw Failure(barcode + " is given twice");
+  }
+  for (const LibElement& element : inventory.elements()) {
+    const bool isSet = places.contains({element.elementType, element.elementAddress});
+    if (isSet || !element.isOccupied || !barcodes.contains(element.barCode)) continue;
+    throw Failure(fmt::format("{} is in {}", element.barCode, elementName(element)),
+                  fmt::format("\"tqlib move {} {} ELEMENT\" moves it", inventory.library(),
+                              elementName(element)));
+  }
+  if (!barcodes.empty()) refuseMediaElsewhere(barcodes, inventory.library());
+}
+
+// The commands
+
+Json elementJson(const LibElement& element) {
+  return {{"element", elementName(element)},
+          {"type", elementTypeWord(element.elementType)},
+          {"address", element.elementAddress},
+          {"occupied", element.isOccupied},
+          {"barcode", element.barCode}};
+}
+
+void listElements(const Options& options, const Session& session) {
+  const Inventory inventory(options.library);
+  const auto isListed = [&](const LibElement& element) {
+    if ((options.full && !element.isOccupied) || (options.empty && element.isOccupied))
+      return false;
+    return options.barcode.empty() ||
+           (element.isOccupied &&
+            fnmatch(options.barcode.c_str(), element.barCode.c_str(), 0) == 0);
+  };
+  Json list = Json::array();
+  std::vector<Row> rows{{"ELEMENT", "STATE", "BARCODE"}};
+  for (const LibElement& element :
+       options.elements.empty() ? inventory.elements() : inventory.within(options.elements)) {
+    if (!isListed(element)) continue;
+    list.push_back(elementJson(element));
+    rows.push_back({elementName(element), element.isOccupied ? "full" : "empty",
+                    element.isOccupied ? element.barCode : ""});
+  }
+  const std::string text = list.empty() ? "no such elements" : tableText(rows);
+  printResult(session.json, {{"library", options.library}, {"elements", std::move(list)}}, text);
+}
+
+void setElements(const Options& options, const Session& session) {
+  const std::vector<std::string> barcodes = givenBarcodes(options);
+  std::vector<LibElement> wanted;
   asOneStep([&] {
-    requireSettable(inventory(options.library), element);
-    change("cannot set " + options.element, [&](TqLibEmulator& emulator) {
-      return emulator.SetVirtualLibraryElement(options.library, element, false);
+    const Inventory inventory(options.library);
+    wanted = wantedElements(options, inventory, barcodes);
+    std::vector<LibElement> created;
+    for (const LibElement& element : wanted) {
+      const LibElement* known = inventory.find(element.elementType, element.elementAddress);
+      if (known == nullptr) {
+        created.push_back(element);
+      } else {
+        requireReplaceable(*known, element, options.replace);
+      }
+    }
+    requireCreatable(created, inventory, options.isNew);
+    requireUniqueMedia(wanted, inventory);
+    change("cannot set " + options.elements, [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualLibraryElement(options.library, wanted, false);
     });
   });
-  printResult(session.json,
-              {{"library", options.library},
-               {"element", elementName(element)},
-               {"occupied", element.isOccupied},
-               {"barcode", element.barCode}},
-              options.element + (options.empty ? " is empty" : " holds " + options.barcode));
+  Json list = Json::array();
+  for (const LibElement& element : wanted) list.push_back(elementJson(element));
+  Json values{{"library", options.library}};
+  if (wanted.size() == 1) values.update(list.front());
+  values["elements"] = std::move(list);
+  const std::string content =
+      options.empty ? "empty" : fmt::format("{} to {}", barcodes.front(), barcodes.back());
+  printResult(session.json, values,
+              wanted.size() == 1
+                  ? contentText(wanted.front())
+                  : fmt::format("{} set: {}", counted(wanted.size(), "element"), content));
 }
 
-void removeElement(const Options& options, const Session& session) {
-  const LibElement element = parseElementName(options.element);
-  if (element.elementType == LIB_ELEM_DRIVE) {
-    throw UsageError(options.element + " is a drive; \"tqlib drive remove\" removes it");
-  }
+void removeElements(const Options& options, const Session& session) {
+  std::vector<LibElement> removed;
   asOneStep([&] {
-    const std::vector<LibElement> elements = inventory(options.library);
-    const bool exists = std::ranges::any_of(
-        elements, [&](const LibElement& one) { return isSameElement(one, element); });
-    if (!exists) throw Failure("no such element: " + options.element);
-    change("cannot remove " + options.element, [&](TqLibEmulator& emulator) {
-      return emulator.SetVirtualLibraryElement(options.library, element, true);
+    removed = Inventory(options.library).within(options.elements);
+    for (const LibElement& element : removed) {
+      if (element.elementType == LIB_ELEM_DRIVE) {
+        throw UsageError(elementName(element) + " is a drive; \"tqlib drive remove\" removes it");
+      }
+      if (element.isOccupied && !options.force) {
+        throw Failure(contentText(element), "with --force, the catalogue forgets that medium");
+      }
+    }
+    change("cannot remove " + options.elements, [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualLibraryElement(options.library, removed, true);
     });
   });
-  printResult(session.json, {{"library", options.library}, {"removed", options.element}},
-              options.element + " removed");
-}
-
-void moveMedium(const Options& options, const Session& session) {
-  const LibElement from = parseElementName(options.element);
-  const LibElement to = parseElementName(options.destination);
-  requireLibrary(options.library);
-  const std::string move = fmt::format("{} to {}", options.element, options.destination);
-  change("cannot move " + move, [&](TqLibEmulator& emulator) {
-    return emulator.MoveVirtualLibraryElement(
-        options.library, from.elementType, from.elementAddress, to.elementType, to.elementAddress);
-  });
-  printResult(
-      session.json,
-      {{"library", options.library}, {"from", options.element}, {"to", options.destination}},
-      fmt::format("{} moved to {}", options.element, options.destination));
+  const std::string text = removed.size() == 1 ? elementName(removed.front()) + " removed"
+                                               : fmt::format("{} elements removed", removed.size());
+  printResult(session.json, {{"library", options.library}, {"removed", options.elements}}, text);
 }
 
 void addList(CLI::App& parent, Session& session, const CommandTexts& texts) {
   const auto [list, options] = addCommand(parent, session, texts, listElements);
   addLibraryOperand(list, options.library);
-}
-
-void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
-  const std::string forms = std::string(": ") + kElementForms;
-  const auto [move, options] = addCommand(parent, session, texts, moveMedium);
-  addLibraryOperand(move, options.library);
-  move.add_option("FROM", options.element, "Where the medium is" + forms)->required();
-  move.add_option("TO", options.destination, "Where it goes" + forms)->required();
+  list.add_option("ELEMENT", options.elements, kElementsHelp);
+  auto* full = list.add_flag("--full", options.full, "Only elements with a medium");
+  list.add_flag("--empty", options.empty, "Only elements without a medium")->excludes(full);
+  addText(list, "--barcode", options.barcode, "Only barcodes of this pattern, such as 'A*L8'");
 }
 
 }  // namespace
 
-LibElement parseElementName(const std::string& name) {
-  LibElement element;
-  for (const auto& [word, type] : kTypes) {
-    if (!name.starts_with(word + ":")) continue;
-    element.elementType = type;
-    const char* end = name.data() + name.size();
-    const auto [last, error] =
-        std::from_chars(name.data() + word.size() + 1, end, element.elementAddress);
-    if (error == std::errc() && last == end && element.elementAddress >= 0) return element;
-  }
-  throw UsageError(fmt::format("not an element: \"{}\"; write {} with the element address N", name,
-                               kElementForms));
-}
-
-std::string elementTypeWord(int type) {
-  const auto* known = std::ranges::find(kTypes, type, &std::pair<std::string, int>::second);
-  return known == std::end(kTypes) ? "unknown" : known->first;
-}
-
-std::string elementName(const LibElement& element) {
-  return fmt::format("{}:{}", elementTypeWord(element.elementType), element.elementAddress);
-}
-
-bool isSlot(const LibElement& element) {
-  return element.elementType == LIB_ELEM_SLOT || element.elementType == LIB_ELEM_MAIL_SLOT;
-}
-
-bool isSameElement(const LibElement& one, const LibElement& other) {
-  return one.elementType == other.elementType && one.elementAddress == other.elementAddress;
-}
-
 void addElementCommands(CLI::App& app, Session& session) {
   CLI::App& group = addGroup(app, "element", "Elements of a library and their media");
-  addList(group, session, {"list", "List the elements of a library", "tqlib element list LIB001"});
-  addMove(group, session,
-          {"move", "Move a medium to another element",
-           "tqlib element move LIB001 slot:1000 drive:500"});
+  addList(group, session,
+          {"list", "List the elements of a library", "tqlib element list LIB001 --full"});
   addList(app, session, {"elements", "Short for \"element list\"", "tqlib elements LIB001 --json"});
-  addMove(app, session,
-          {"move", "Short for \"element move\"", "tqlib move LIB001 slot:1000 drive:500"});
 
-  const auto [set, setting] =
-      addCommand(group, session,
-                 {"set", "Set what an element holds; creates missing slots and shelves",
-                  "tqlib element set LIB001 slot:1002 --barcode A00004"},
-                 setElement);
+  const auto [set, setting] = addCommand(group, session,
+                                         {"set", "Set what elements hold, in one step",
+                                          "tqlib element set LIB001 slot:1002 --barcode A00004"},
+                                         setElements);
   addLibraryOperand(set, setting.library);
-  set.add_option("ELEMENT", setting.element, kElementForms)->required();
+  set.add_option("ELEMENT", setting.elements, kElementsHelp)->required();
   addText(set, "--barcode", setting.barcode, "Barcode of its medium");
-  set.add_flag("--empty", setting.empty, "It holds no medium");
+  set.add_option("--barcodes", setting.barcodeFile,
+                 "A file with a barcode in each line; - is standard input");
+  addText(set, "--barcode-pattern", setting.barcodePattern,
+          "Consecutive barcodes, such as A{00001..00060}L8");
+  set.add_flag("--empty", setting.empty, "They hold no medium");
+  set.add_flag("--replace", setting.replace,
+               "Also where another medium is, which the catalogue forgets");
+  set.add_flag(
+      "--new", setting.isNew,
+      "Also shelves and slots that do not exist; hosts see only those that the library announces");
 
   const auto [remove, removal] =
       addCommand(group, session,
-                 {"remove", "Remove a slot or a shelf", "tqlib element remove LIB001 slot:1007"},
-                 removeElement);
+                 {"remove", "Remove slots or shelves", "tqlib element remove LIB001 slot:1007"},
+                 removeElements);
   addLibraryOperand(remove, removal.library);
-  remove.add_option("ELEMENT", removal.element, "slot:N, mail:N or shelf:N")->required();
+  remove.add_option("ELEMENT", removal.elements, kElementsHelp)->required();
+  remove.add_flag("--force", removal.force, "Also full ones; the catalogue forgets their media");
+
+  addMediaCommands(app, group, session);
 }

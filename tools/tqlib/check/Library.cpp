@@ -3,7 +3,7 @@
 #include <ctime>
 
 #include "TqLibEmulator.h"
-#include "catalogue/Catalogue.h"
+#include "catalogue/Elements.h"
 #include "check/Checkup.h"
 
 namespace {

@@ -10,6 +10,7 @@
 #include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
+#include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
 #include "cli/Commands.h"
 

@@ -26,17 +26,16 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
 int complain(const Failure& failure, bool json) {
+  const std::string next = failure.next.empty() ? adviceOn(failure.what()) : failure.next;
   if (json) {
-    printResult(
-        true,
-        {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", failure.next}}}}, "",
-        std::cerr);
+    printResult(true,
+                {{"error", {{"code", failure.code}, {"text", failure.what()}, {"next", next}}}}, "",
+                std::cerr);
     return kFailed;
   }
   std::cerr << coloured("tqlib:", Colour::Red, STDERR_FILENO) << ' ' << failure.what() << std::endl;
-  if (!failure.next.empty()) {
-    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << failure.next
-              << std::endl;
+  if (!next.empty()) {
+    std::cerr << coloured("next:", Colour::Yellow, STDERR_FILENO) << ' ' << next << std::endl;
   }
   return kFailed;
 }

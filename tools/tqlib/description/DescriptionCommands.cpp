@@ -11,14 +11,13 @@
 
 #include "base/Streams.h"
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Elements.h"
 #include "description/LibraryDescription.h"
 #include "files/Descendants.h"
 #include "files/Documents.h"
 #include "files/XmlText.h"
 
 namespace {
-
-constexpr std::size_t kLargestDescription = std::size_t{64} << 20;
 
 struct CreateOptions {
   const CLI::App* command = nullptr;
@@ -64,23 +63,13 @@ LibraryDescription fromOptions(const CreateOptions& options) {
   }
 }
 
-std::string contentOf(const std::string& file) {
-  const FileDescriptor input = openForReading(file);
-  std::string text(kLargestDescription + 1, '\0');
-  text.resize(readBlock(input.get(), text));
-  if (text.size() > kLargestDescription) {
-    throw Failure(fmt::format("{} has more than {} MiB", file, kLargestDescription >> 20));
-  }
-  return text;
-}
-
 LibraryDescription fromFile(const CreateOptions& options) {
   for (const CLI::Option* option : options.command->get_options()) {
     if (option->count() > 0 && !option->get_positional() && option->get_name() != "--from") {
       throw UsageError(option->get_name() + " excludes --from");
     }
   }
-  Json values = parseStrictly(contentOf(options.from),
+  Json values = parseStrictly(readText(options.from),
                               isStandardStream(options.from) ? "standard input" : options.from);
   const std::string& serial = options.library.SerialNumber;
   if (!serial.empty() && values.is_object()) values["serial"] = serial;

@@ -8,6 +8,7 @@
 #include <set>
 #include <type_traits>
 
+#include "catalogue/Elements.h"
 #include "description/LibraryDescription.h"
 
 namespace {

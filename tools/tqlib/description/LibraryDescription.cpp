@@ -8,6 +8,7 @@
 #include <set>
 
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Elements.h"
 
 namespace {
 

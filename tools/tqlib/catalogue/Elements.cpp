@@ -1,0 +1,205 @@
+// Names of elements, and the search for elements and media by address, serial number and barcode.
+#include "catalogue/Elements.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+#include <fmt/ranges.h>
+
+#include "catalogue/Configuration.h"
+#include "common/FileContent.h"
+
+namespace {
+
+const std::pair<std::string, int> kTypes[] = {{"slot", LIB_ELEM_SLOT},
+                                              {"mail", LIB_ELEM_MAIL_SLOT},
+                                              {"drive", LIB_ELEM_DRIVE},
+                                              {"shelf", LIB_ELEM_SHELF}};
+
+/// The address at the front of `text`, which is removed from it; -1 when there is none.
+int takeAddress(std::string_view& text) {
+  int address = -1;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), address);
+  if (error != std::errc() || address < 0) return -1;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return address;
+}
+
+Failure noSuchElement(const std::string& library, const std::string& text) {
+  return Failure(fmt::format("library {} has no {}", library, text),
+                 fmt::format("\"tqlib elements {}\" lists the elements", library));
+}
+
+/// Whether a library file may have one of the barcodes. Parsing takes far longer than a search in
+/// the text, where a barcode is as it is, unless something in it is written as "&...;".
+bool mayHold(const std::string& library, const std::set<std::string>& barcodes) {
+  constexpr std::size_t kMostSearches = 100;
+  const auto text = contentOf(libraryFile(library));
+  return !text || barcodes.size() > kMostSearches || text->find('&') != std::string::npos ||
+         std::ranges::any_of(barcodes, [&](const std::string& barcode) {
+           return text->find(barcode) != std::string::npos;
+         });
+}
+
+}  // namespace
+
+bool ElementSpan::contains(const LibElement& element) const {
+  return element.elementType == type && element.elementAddress >= first &&
+         element.elementAddress <= last;
+}
+
+std::optional<ElementSpan> spanOf(std::string_view text) {
+  for (const auto& [word, type] : kTypes) {
+    if (!text.starts_with(word + ":")) continue;
+    text.remove_prefix(word.size() + 1);
+    ElementSpan span{type, takeAddress(text), 0};
+    span.last = span.first;
+    if (text.starts_with('-')) {
+      text.remove_prefix(1);
+      span.last = takeAddress(text);
+    }
+    if (text.empty() && span.first >= 0 && span.last >= span.first) return span;
+    break;
+  }
+  return std::nullopt;
+}
+
+LibElement parseElementName(const std::string& name) {
+  const auto span = spanOf(name);
+  if (!span || span->first != span->last) {
+    throw UsageError(fmt::format("not an element: \"{}\"; write {} with the element address N",
+                                 name, kElementForms));
+  }
+  LibElement element;
+  element.elementType = span->type;
+  element.elementAddress = span->first;
+  return element;
+}
+
+std::string elementTypeWord(int type) {
+  const auto* known = std::ranges::find(kTypes, type, &std::pair<std::string, int>::second);
+  return known == std::end(kTypes) ? "unknown" : known->first;
+}
+
+std::string elementName(const LibElement& element) {
+  return fmt::format("{}:{}", elementTypeWord(element.elementType), element.elementAddress);
+}
+
+bool isSlot(const LibElement& element) {
+  return element.elementType == LIB_ELEM_SLOT || element.elementType == LIB_ELEM_MAIL_SLOT;
+}
+
+bool isSameElement(const LibElement& one, const LibElement& other) {
+  return one.elementType == other.elementType && one.elementAddress == other.elementAddress;
+}
+
+std::string contentText(const LibElement& element) {
+  if (!element.isOccupied) return elementName(element) + " is empty";
+  return fmt::format("{} holds {}", elementName(element),
+                     element.barCode.empty() ? "a medium without barcode" : element.barCode);
+}
+
+Inventory::Inventory(const std::string& library)
+    : m_library(library), m_elements(inventory(library)) {
+  for (LibElement& element : m_elements) {
+    m_places.emplace(std::pair(element.elementType, element.elementAddress), &element);
+  }
+}
+
+const LibElement* Inventory::find(int type, int address) const {
+  const auto found = m_places.find({type, address});
+  return found == m_places.end() ? nullptr : found->second;
+}
+
+const LibElement& Inventory::locate(const std::string& text) const {
+  const auto span = spanOf(text);
+  if (span && span->first == span->last) {
+    if (const LibElement* element = find(span->type, span->first)) return *element;
+    throw noSuchElement(m_library, text);
+  }
+  if (text.starts_with("drive:")) {
+    const std::string serial = folded(text.substr(text.find(':') + 1));
+    for (const SCSIUnitNoMap& device : devicesOf(m_library, "")) {
+      if (isLibrary(device) || folded(device.SerialNumber) != serial) continue;
+      if (const auto* drive = find(LIB_ELEM_DRIVE, device.DriveBaseAddress)) return *drive;
+    }
+    throw Failure(fmt::format("library {} has no drive {}", m_library, serial),
+                  fmt::format("\"tqlib drive list {}\" lists the drives", m_library));
+  }
+  std::vector<std::string> places;
+  const LibElement* found = nullptr;
+  for (const LibElement& element : m_elements) {
+    if (!element.isOccupied || element.barCode != text) continue;
+    found = &element;
+    places.push_back(elementName(element));
+  }
+  if (places.size() == 1) return *found;
+  if (found == nullptr) {
+    throw Failure(fmt::format("library {} has no medium {}", m_library, text),
+                  fmt::format("\"tqlib find {}\" looks in all libraries", text));
+  }
+  throw Failure(fmt::format("{} is in {}", text, fmt::join(places, " and in ")),
+                "name the element; \"tqlib check\" shows media that are in two places");
+}
+
+std::vector<LibElement> Inventory::within(const std::string& text) const {
+  const auto span = spanOf(text);
+  if (!span || span->first == span->last) return {locate(text)};
+  std::vector<LibElement> found;
+  std::ranges::copy_if(m_elements, std::back_inserter(found),
+                       [&](const LibElement& element) { return span->contains(element); });
+  if (found.empty()) throw noSuchElement(m_library, text);
+  return found;
+}
+
+std::pair<LibElement, LibElement> Inventory::move(const std::string& from, const std::string& to) {
+  const LibElement& source = locate(from);
+  const LibElement& destination = locate(to);
+  requireMovable(source, destination);
+  LibElement& left = *m_places.at({source.elementType, source.elementAddress});
+  LibElement& taken = *m_places.at({destination.elementType, destination.elementAddress});
+  taken.barCode = std::exchange(left.barCode, "");
+  taken.isOccupied = std::exchange(left.isOccupied, false);
+  return {left, taken};
+}
+
+const LibElement& Inventory::firstEmpty(int type) const {
+  for (const auto& [place, element] : m_places) {
+    if (place.first == type && place.second >= 0 && !element->isOccupied) return *element;
+  }
+  throw Failure(fmt::format("library {} has no empty {}", m_library, elementTypeWord(type)));
+}
+
+void requireMovable(const LibElement& from, const LibElement& to) {
+  if (from.isOccupied && !to.isOccupied) return;
+  throw Failure(fmt::format("cannot move {} to {}: {}", elementName(from), elementName(to),
+                            contentText(from.isOccupied ? to : from)));
+}
+
+std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,
+                                  std::vector<std::string>* unread) {
+  std::vector<MediumPlace> places;
+  for (const std::string& library : listedLibraries()) {
+    if (library == except || !mayHold(library, barcodes)) continue;
+    try {
+      for (const LibElement& element : inventory(library)) {
+        if (barcodes.contains(element.barCode)) places.push_back({library, element});
+      }
+    } catch (const Failure&) {
+      if (unread != nullptr) unread->push_back(library);
+    }
+  }
+  return places;
+}
+
+void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library) {
+  const std::vector<MediumPlace> places = placesOf(barcodes, library);
+  if (places.empty()) return;
+  const auto& [other, element] = places.front();
+  throw Failure(
+      fmt::format("{} is in {} of library {}", element.barCode, elementName(element), other),
+      fmt::format("take it out there first: \"tqlib element set {} {} --empty\"", other,
+                  elementName(element)));
+}

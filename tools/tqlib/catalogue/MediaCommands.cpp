@@ -1,0 +1,228 @@
+// tqlib find, load, unload and move: where media are, and how they go from one element to another.
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include <boost/algorithm/string/trim.hpp>
+
+#include "base/Streams.h"
+#include "catalogue/CatalogueCommands.h"
+#include "catalogue/Elements.h"
+#include "catalogue/VolumeFiles.h"
+
+namespace {
+
+constexpr int kDestinationOccupied = 40006;  // codes of the API
+constexpr int kSourceEmpty = 40018;
+
+struct Options {
+  std::string library;
+  std::string from;
+  std::string to;
+  std::string file;
+};
+
+struct FindOptions {
+  std::vector<std::string> barcodes;
+};
+
+using Move = std::pair<LibElement, LibElement>;  // from, to
+
+/// Moves a medium. The library is read only when the API refuses, to say why: the API's own text
+/// has types and addresses.
+void callMove(const std::string& library, const Move& move) {
+  const LibElement& from = move.first;
+  const LibElement& to = move.second;
+  const std::string what = fmt::format("cannot move {} to {}", elementName(from), elementName(to));
+  try {
+    change(what, [&](TqLibEmulator& emulator) {
+      return emulator.MoveVirtualLibraryElement(library, from.elementType, from.elementAddress,
+                                                to.elementType, to.elementAddress);
+    });
+  } catch (const Failure& failure) {
+    const Inventory now(library);
+    requireMovable(now.locate(elementName(from)), now.locate(elementName(to)));
+    if (failure.code != kSourceEmpty && failure.code != kDestinationOccupied) throw;
+    throw Failure(what + ": one of them is marked empty but has a barcode, or has none",
+                  fmt::format("\"tqlib check {}\" shows which", library));
+  }
+}
+
+/// Moves between two addresses.
+Move moveByAddress(const Options& options) {
+  const Move move{parseElementName(options.from), parseElementName(options.to)};
+  requireLibrary(options.library);
+  asOneStep([&] { callMove(options.library, move); });
+  return move;
+}
+
+Move moveByContent(const Options& options) {
+  Move move;
+  asOneStep([&] {
+    Inventory inventory(options.library);
+    move = inventory.move(options.from, options.to);
+    callMove(options.library, move);
+  });
+  return move;
+}
+
+Json moveJson(const Move& move) {
+  return {{"from", elementName(move.first)}, {"to", elementName(move.second)}};
+}
+
+void report(const Options& options, const Move& move, const Session& session) {
+  Json values{{"library", options.library}};
+  values.update(moveJson(move));
+  printResult(session.json, values,
+              fmt::format("{} moved to {}", options.from, elementName(move.second)));
+}
+
+/// Moves along all lines of a file, each "FROM TO", in one step. Nothing is moved if one cannot be.
+void moveByFile(const Options& options, const Session& session) {
+  std::istringstream lines(readText(options.file));
+  Json moves = Json::array();
+  asOneStep([&] {
+    Inventory inventory(options.library);
+    std::vector<LibElement> changed;
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+      ++number;
+      boost::trim(line);
+      if (line.empty()) continue;
+      const auto space = line.find_last_of(" \t");
+      if (space == std::string::npos) {
+        throw Failure(fmt::format("line {} is not \"FROM TO\": {}", number, line));
+      }
+      try {
+        const Move move =
+            inventory.move(boost::trim_copy(line.substr(0, space)), line.substr(space + 1));
+        changed.insert(changed.end(), {move.first, move.second});
+        moves.push_back(moveJson(move));
+      } catch (const Failure& failure) {
+        throw Failure(fmt::format("line {}: {}", number, failure.what()), failure.next);
+      }
+    }
+    if (changed.empty()) return;
+    change("cannot move the media", [&](TqLibEmulator& emulator) {
+      return emulator.SetVirtualLibraryElement(options.library, changed, false);
+    });
+  });
+  const std::string text = counted(moves.size(), "medium") + " moved";
+  printResult(session.json, {{"library", options.library}, {"moves", std::move(moves)}}, text);
+}
+
+void moveMedium(const Options& options, const Session& session) {
+  if (options.file.empty() == options.to.empty()) throw UsageError("give FROM and TO, or --file");
+  if (!options.file.empty()) return moveByFile(options, session);
+  const bool haveAddresses = spanOf(options.from) && spanOf(options.to);
+  report(options, haveAddresses ? moveByAddress(options) : moveByContent(options), session);
+}
+
+/// The move of a load or an unload; `isLoad` tells which end is a drive.
+Move moveDrive(const Options& options, bool isLoad) {
+  Move move;
+  asOneStep([&] {
+    Inventory inventory(options.library);
+    const LibElement& from = inventory.locate(options.from);
+    const LibElement& to = options.to.empty()
+                               ? inventory.firstEmpty(isLoad ? LIB_ELEM_DRIVE : LIB_ELEM_SLOT)
+                               : inventory.locate(options.to);
+    const LibElement& drive = isLoad ? to : from;
+    if (drive.elementType != LIB_ELEM_DRIVE) {
+      throw Failure(elementName(drive) + " is not a drive");
+    }
+    requireMovable(from, to);
+    move = {from, to};
+    callMove(options.library, move);
+  });
+  return move;
+}
+
+void loadMedium(const Options& options, const Session& session) {
+  report(options, moveDrive(options, true), session);
+}
+
+void unloadMedium(const Options& options, const Session& session) {
+  report(options, moveDrive(options, false), session);
+}
+
+/// The volume of a barcode: its size, or null when there is none.
+Json volumeJson(const std::string& barcode) {
+  if (!volumeNameProblem(barcode).empty() || !std::filesystem::is_directory(volumeRoot() / barcode))
+    return {};
+  const VolumeContents contents = examineVolume(barcode);
+  return {{"bytes", contents.bytes}, {"filemarks", contents.marks.size()}};
+}
+
+void findMedia(const FindOptions& options, const Session& session) {
+  const std::set<std::string> barcodes(options.barcodes.begin(), options.barcodes.end());
+  std::vector<std::string> unread;
+  const std::vector<MediumPlace> places = placesOf(barcodes, "", &unread);
+  Json media = Json::array();
+  std::vector<Row> rows{{"BARCODE", "LIBRARY", "ELEMENT", "VOLUME"}};
+  std::vector<std::string> missing;
+  for (const std::string& barcode : barcodes) {
+    const Json volume = volumeJson(barcode);
+    const std::string size = volume.is_null()
+                                 ? "no volume"
+                                 : fmt::format("{} in {}", counted(volume["bytes"], "byte"),
+                                               counted(volume["filemarks"], "filemark"));
+    Json found = Json::array();
+    for (const auto& [library, element] : places) {
+      if (element.barCode != barcode) continue;
+      found.push_back({{"library", library}, {"element", elementName(element)}});
+      rows.push_back({barcode, library, elementName(element), size});
+    }
+    if (found.empty() && volume.is_null()) missing.push_back(barcode);
+    if (found.empty() && !volume.is_null()) rows.push_back({barcode, "-", "-", size});
+    media.push_back({{"barcode", barcode}, {"places", std::move(found)}, {"volume", volume}});
+  }
+  if (session.json || rows.size() > 1) {
+    printResult(session.json, {{"media", std::move(media)}, {"unread", unread}}, tableText(rows));
+  }
+  if (!missing.empty()) {
+    throw Failure(fmt::format("no medium and no volume: {}", fmt::join(missing, ", ")));
+  }
+  if (!unread.empty()) {
+    throw Failure(
+        fmt::format("not searched, since they cannot be read: {}", fmt::join(unread, ", ")),
+        "\"tqlib check\" shows what is wrong");
+  }
+}
+
+void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
+  const auto [move, options] = addCommand(parent, session, texts, moveMedium);
+  addLibraryOperand(move, options.library);
+  move.add_option("FROM", options.from, std::string("Where the medium is: ") + kElementHelp);
+  move.add_option("TO", options.to, "Where it goes");
+  move.add_option("--file", options.file,
+                  "Lines of FROM and TO, all in one step; - is standard input")
+      ->excludes("FROM");
+}
+
+}  // namespace
+
+void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session) {
+  addMove(elementGroup, session,
+          {"move", "Move a medium to another element",
+           "tqlib element move LIB001 slot:1000 drive:500"});
+  addMove(app, session, {"move", "Short for \"element move\"", "tqlib move LIB001 A00001 mail:10"});
+
+  const auto [load, loading] = addCommand(
+      app, session, {"load", "Load a medium into a drive", "tqlib load LIB001 A00001"}, loadMedium);
+  addLibraryOperand(load, loading.library);
+  load.add_option("FROM", loading.from, std::string("The medium: ") + kElementHelp)->required();
+  load.add_option("TO", loading.to, "The drive (else the first empty one)");
+
+  const auto [unload, unloading] = addCommand(
+      app, session, {"unload", "Take a medium out of a drive", "tqlib unload LIB001 drive:501"},
+      unloadMedium);
+  addLibraryOperand(unload, unloading.library);
+  unload.add_option("FROM", unloading.from, std::string("The drive: ") + kElementHelp)->required();
+  unload.add_option("TO", unloading.to, "Where it goes (else the first empty slot)");
+
+  const auto [find, finding] = addCommand(
+      app, session, {"find", "Find media by barcode, in all libraries", "tqlib find A00001 A00002"},
+      findMedia);
+  find.add_option("BARCODE", finding.barcodes, "Barcodes")->required();
+}
