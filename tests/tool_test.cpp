@@ -40,13 +40,14 @@ TEST_F(Tool, ALibraryIsCreatedOnceAndItsMediaAreSetMovedAndRemoved) {
   EXPECT_EQ(ask("elements LIB2")["elements"][1]["address"], 8);
 
   expectDone("element set LIB1 slot:1000 --barcode A00001L6");
-  expectDone("element set LIB1 shelf:7 --barcode A00002L6");
+  expectDone("element set LIB1 shelf:7 --barcode A00002L6 --new");
   expectDone("move LIB1 slot:1000 drive:500");
   expectRefused(1, "element set LIB1 drive:500 --barcode barcode", "holds A00001L6");
   const std::string slots = "mail:10/ mail:11/ slot:1000/ slot:1001/ slot:1002/ ";
   EXPECT_EQ(media(), "drive:500/A00001L6 drive:501/ " + slots + "shelf:7/A00002L6 ");
   expectDone("element set LIB1 drive:500 --empty");
-  expectDone("element remove LIB1 shelf:7");
+  expectRefused(1, "element remove LIB1 shelf:7", "holds A00002L6");
+  expectDone("element remove LIB1 shelf:7 --force");
   EXPECT_EQ(media(), "drive:500/ drive:501/ " + slots);
 }
 
@@ -55,7 +56,7 @@ TEST_F(Tool, AChangeThatCannotBeSavedIsAFailure) {
   const std::string before = readFile(libraryFile("LIB1"));
   letSavesFail();
   for (const char* change :
-       {"element set LIB1 slot:1000 --empty", "element set LIB1 shelf:1 --empty",
+       {"element set LIB1 slot:1000 --empty", "element set LIB1 shelf:1 --new --empty",
         "element remove LIB1 slot:1002", "move LIB1 slot:1000 drive:500",
         "status set LIB1 --status 2 --asc 4 --ascq 1", "drive remove LIB1 LIB1D1",
         "drive add LIB1 NEW --host HOST1", "library create LIB2 --host HOST1 --slots 3"}) {
@@ -84,10 +85,9 @@ TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
       {2, "volume bogus --help", "unknown command or argument: bogus"},
       {1, "element set LIB1 drive:900 --empty", "drive add"},
       {1, "element set LIB1 slot:10 --empty", "mail:10"},
-      {1, "element remove LIB1 slot:900", "no such element"},
+      {1, "element remove LIB1 slot:900", "has no slot:900"},
       {1, "volume write V --mark 1 absent", "absent"},
-      {1, "move LIB1 slot:1001 drive:500", "the source is empty (error 40018)"},
-      {1, "move LIB1 slot:1001 drive:500", "\nnext: \"tqlib element list LIBRARY\""},
+      {1, "move LIB1 slot:1001 drive:500", "to drive:500: slot:1001 is empty\n"},
       {1, "--json move LIB1 slot:1001 drive:500", R"("code": 40018,)"},
       {1, "volume read V --mark 1", "no such volume"},
   };
@@ -156,8 +156,9 @@ TEST_F(Tool, CompletionOffersWhatMayComeNext) {
       {"tqlib --config=store/tqlib.ini 'library' show L", "LIB0\nLIB1\n"},
       {"tqlib element move LIB1 slot:1000 slot:", "slot:1001\nslot:1002\n"},
       {"tqlib drive remove LIB1 LIB1D1 --host=H", "HOST1\n"},
+      {"tqlib element list LIB1 A00001 ", ""},
       {"tqlib volume write A00001 ", ""},
-      {"tqlib element list NONE slot:", ""},
+      {"tqlib element list LIB1 A", "A00001\n"},
       {"tar -c . | tqlib volume copy A", "A00001\n"},
   };
   for (const auto& [line, candidates] : kCases) {

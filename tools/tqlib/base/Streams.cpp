@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <sstream>
 
+#include <boost/algorithm/string/trim.hpp>
 #include <fmt/format.h>
 
 namespace fs = std::filesystem;
@@ -59,6 +61,13 @@ std::string readText(const std::string& file) {
     throw Failure(fmt::format("{} has more than {} MiB", file, kLargestText >> 20));
   }
   return text;
+}
+
+std::vector<std::string> readLines(const std::string& file) {
+  std::istringstream text(readText(file));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(boost::trim_copy(line));
+  return lines;
 }
 
 OutputFile::OutputFile(const std::string& file) {

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/Errors.h"
 #include "common/FileDescriptor.h"
@@ -22,6 +23,9 @@ std::size_t readBlock(int descriptor, std::span<char> block);
 
 /// All of a file, or of standard input, of at most 64 MiB. Throws Failure.
 std::string readText(const std::string& file);
+
+/// The lines of such a text, without white space around them.
+std::vector<std::string> readLines(const std::string& file);
 
 /// Where data goes: a regular file is replaced by commit(), so that a failure leaves the old one;
 /// standard output, a pipe or a device is written to directly.

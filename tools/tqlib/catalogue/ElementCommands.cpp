@@ -4,9 +4,7 @@
 // a medium, a medium that the catalogue forgets, an element that no host sees.
 #include <algorithm>
 #include <regex>
-#include <sstream>
 
-#include <boost/algorithm/string/trim.hpp>
 #include <fnmatch.h>
 
 #include "base/Streams.h"
@@ -31,6 +29,10 @@ struct Options {
 
 // What is set
 
+[[noreturn]] void tooMany() {
+  throw UsageError(fmt::format("more than {} elements", kMostElements));
+}
+
 /// "A{00001..00060}L8": as many digits as the first number has.
 std::vector<std::string> expanded(const std::string& pattern) {
   static const std::regex form(R"((.*)\{(\d{1,8})\.\.(\d{1,8})\}(.*))");
@@ -38,8 +40,11 @@ std::vector<std::string> expanded(const std::string& pattern) {
   if (!std::regex_match(pattern, parts, form)) {
     throw UsageError("--barcode-pattern takes a text such as A{00001..00060}L8, not " + pattern);
   }
+  const int first = std::stoi(parts[2]);
+  const int last = std::stoi(parts[3]);
+  if (last - first >= kMostElements) tooMany();
   std::vector<std::string> barcodes;
-  for (int number = std::stoi(parts[2]); number <= std::stoi(parts[3]); ++number) {
+  for (int number = first; number <= last; ++number) {
     barcodes.push_back(
         fmt::format("{}{:0{}}{}", parts[1].str(), number, parts[2].length(), parts[4].str()));
   }
@@ -48,21 +53,16 @@ std::vector<std::string> expanded(const std::string& pattern) {
 
 /// The barcodes of the command line; empty with --empty.
 std::vector<std::string> givenBarcodes(const Options& options) {
-  const int ways = static_cast<int>(options.empty) + static_cast<int>(!options.barcode.empty()) +
-                   static_cast<int>(!options.barcodeFile.empty()) +
-                   static_cast<int>(!options.barcodePattern.empty());
-  if (ways != 1) {
+  const bool ways[] = {options.empty, !options.barcode.empty(), !options.barcodeFile.empty(),
+                       !options.barcodePattern.empty()};
+  if (std::ranges::count(ways, true) != 1) {
     throw UsageError("give one of --barcode, --barcodes, --barcode-pattern and --empty");
   }
   if (options.empty) return {};
   if (!options.barcode.empty()) return {options.barcode};
   if (!options.barcodePattern.empty()) return expanded(options.barcodePattern);
-  std::vector<std::string> barcodes;
-  std::istringstream lines(readText(options.barcodeFile));
-  for (std::string line; std::getline(lines, line);) {
-    boost::trim(line);
-    if (!line.empty()) barcodes.push_back(line);
-  }
+  std::vector<std::string> barcodes = readLines(options.barcodeFile);
+  std::erase(barcodes, "");
   return barcodes;
 }
 
@@ -71,6 +71,7 @@ std::vector<LibElement> wantedElements(const Options& options, const Inventory& 
                                        const std::vector<std::string>& barcodes) {
   std::vector<LibElement> wanted;
   if (const auto span = spanOf(options.elements)) {
+    if (span->last - span->first >= kMostElements) tooMany();
     for (int address = span->first; address <= span->last; ++address) {
       wanted.push_back({span->type, address, true, false, ""});
     }

@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr int kElementNotFound = 50009;  // of the API
+
 const std::pair<std::string, int> kTypes[] = {{"slot", LIB_ELEM_SLOT},
                                               {"mail", LIB_ELEM_MAIL_SLOT},
                                               {"drive", LIB_ELEM_DRIVE},
@@ -29,7 +31,8 @@ int takeAddress(std::string_view& text) {
 
 Failure noSuchElement(const std::string& library, const std::string& text) {
   return Failure(fmt::format("library {} has no {}", library, text),
-                 fmt::format("\"tqlib elements {}\" lists the elements", library));
+                 fmt::format("\"tqlib elements {}\" lists the elements", library),
+                 kElementNotFound);
 }
 
 /// Whether a library file may have one of the barcodes. Parsing takes far longer than a search in
@@ -128,6 +131,10 @@ const LibElement& Inventory::locate(const std::string& text) const {
     throw Failure(fmt::format("library {} has no drive {}", m_library, serial),
                   fmt::format("\"tqlib drive list {}\" lists the drives", m_library));
   }
+  if (std::ranges::any_of(kTypes,
+                          [&](const auto& known) { return text.starts_with(known.first + ":"); })) {
+    throw UsageError(fmt::format("not an element: \"{}\"", text));
+  }
   std::vector<std::string> places;
   const LibElement* found = nullptr;
   for (const LibElement& element : m_elements) {
@@ -174,8 +181,10 @@ const LibElement& Inventory::firstEmpty(int type) const {
 
 void requireMovable(const LibElement& from, const LibElement& to) {
   if (from.isOccupied && !to.isOccupied) return;
+  const LibElement& obstacle = from.isOccupied ? to : from;
   throw Failure(fmt::format("cannot move {} to {}: {}", elementName(from), elementName(to),
-                            contentText(from.isOccupied ? to : from)));
+                            contentText(obstacle)),
+                "", from.isOccupied ? kDestinationOccupied : kSourceEmpty);
 }
 
 std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,

@@ -22,8 +22,15 @@ inline constexpr char kElementsHelp[] =
     "A range such as slot:1000-1059, or one element by address, "
     "drive:SERIAL or barcode";
 
+// Codes of the API
+inline constexpr int kDestinationOccupied = 40006;
+inline constexpr int kSourceEmpty = 40018;
+
 /// The address, in the catalogue, of a drive that its library has not placed.
 inline constexpr int kUnplaced = -999999;
+
+/// Far more than SCSI has element addresses: a larger count is a mistake.
+inline constexpr int kMostElements = 200'000;
 
 /// Elements of one type, from one address to another.
 struct ElementSpan {

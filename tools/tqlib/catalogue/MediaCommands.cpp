@@ -1,7 +1,6 @@
 // tqlib find, load, unload and move: where media are, and how they go from one element to another.
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 
 #include <boost/algorithm/string/trim.hpp>
 
@@ -11,9 +10,6 @@
 #include "catalogue/VolumeFiles.h"
 
 namespace {
-
-constexpr int kDestinationOccupied = 40006;  // codes of the API
-constexpr int kSourceEmpty = 40018;
 
 struct Options {
   std::string library;
@@ -48,7 +44,7 @@ void callMove(const std::string& library, const Move& move) {
   }
 }
 
-/// Moves between two addresses.
+/// Moves between two addresses, without a look at what is there.
 Move moveByAddress(const Options& options) {
   const Move move{parseElementName(options.from), parseElementName(options.to)};
   requireLibrary(options.library);
@@ -56,11 +52,26 @@ Move moveByAddress(const Options& options) {
   return move;
 }
 
-Move moveByContent(const Options& options) {
+enum class Way { Any, Load, Unload };
+
+/// Moves between elements in any form; a load and an unload know where to without TO.
+Move moveByContent(const Options& options, Way way) {
   Move move;
   asOneStep([&] {
-    Inventory inventory(options.library);
-    move = inventory.move(options.from, options.to);
+    const Inventory inventory(options.library);
+    const LibElement& from = inventory.locate(options.from);
+    const bool isInDrive = from.elementType == LIB_ELEM_DRIVE;
+    if (way != Way::Any && isInDrive != (way == Way::Unload)) {
+      throw Failure(fmt::format("{} is {}a drive", elementName(from), isInDrive ? "" : "not "));
+    }
+    const int type = way == Way::Load ? LIB_ELEM_DRIVE : LIB_ELEM_SLOT;
+    const LibElement& to =
+        options.to.empty() ? inventory.firstEmpty(type) : inventory.locate(options.to);
+    if (way == Way::Load && to.elementType != LIB_ELEM_DRIVE) {
+      throw Failure(elementName(to) + " is not a drive");
+    }
+    requireMovable(from, to);
+    move = {from, to};
     callMove(options.library, move);
   });
   return move;
@@ -71,23 +82,25 @@ Json moveJson(const Move& move) {
 }
 
 void report(const Options& options, const Move& move, const Session& session) {
+  const auto& [from, to] = move;
   Json values{{"library", options.library}};
   values.update(moveJson(move));
-  printResult(session.json, values,
-              fmt::format("{} moved to {}", options.from, elementName(move.second)));
+  const std::string medium = from.barCode.empty()
+                                 ? elementName(from)
+                                 : fmt::format("{} in {}", from.barCode, elementName(from));
+  printResult(session.json, values, fmt::format("{} moved to {}", medium, elementName(to)));
 }
 
 /// Moves along all lines of a file, each "FROM TO", in one step. Nothing is moved if one cannot be.
 void moveByFile(const Options& options, const Session& session) {
-  std::istringstream lines(readText(options.file));
+  const std::vector<std::string> lines = readLines(options.file);
   Json moves = Json::array();
   asOneStep([&] {
     Inventory inventory(options.library);
     std::vector<LibElement> changed;
     int number = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : lines) {
       ++number;
-      boost::trim(line);
       if (line.empty()) continue;
       const auto space = line.find_last_of(" \t");
       if (space == std::string::npos) {
@@ -115,35 +128,16 @@ void moveMedium(const Options& options, const Session& session) {
   if (options.file.empty() == options.to.empty()) throw UsageError("give FROM and TO, or --file");
   if (!options.file.empty()) return moveByFile(options, session);
   const bool haveAddresses = spanOf(options.from) && spanOf(options.to);
-  report(options, haveAddresses ? moveByAddress(options) : moveByContent(options), session);
-}
-
-/// The move of a load or an unload; `isLoad` tells which end is a drive.
-Move moveDrive(const Options& options, bool isLoad) {
-  Move move;
-  asOneStep([&] {
-    Inventory inventory(options.library);
-    const LibElement& from = inventory.locate(options.from);
-    const LibElement& to = options.to.empty()
-                               ? inventory.firstEmpty(isLoad ? LIB_ELEM_DRIVE : LIB_ELEM_SLOT)
-                               : inventory.locate(options.to);
-    const LibElement& drive = isLoad ? to : from;
-    if (drive.elementType != LIB_ELEM_DRIVE) {
-      throw Failure(elementName(drive) + " is not a drive");
-    }
-    requireMovable(from, to);
-    move = {from, to};
-    callMove(options.library, move);
-  });
-  return move;
+  report(options, haveAddresses ? moveByAddress(options) : moveByContent(options, Way::Any),
+         session);
 }
 
 void loadMedium(const Options& options, const Session& session) {
-  report(options, moveDrive(options, true), session);
+  report(options, moveByContent(options, Way::Load), session);
 }
 
 void unloadMedium(const Options& options, const Session& session) {
-  report(options, moveDrive(options, false), session);
+  report(options, moveByContent(options, Way::Unload), session);
 }
 
 /// The volume of a barcode: its size, or null when there is none.

@@ -53,13 +53,14 @@ Words libraries(const Typed& typed) {
   return library != nullptr && library->count() > 0 ? library->results() : storedLibraries();
 }
 
-/// All elements, or only those that are occupied or not.
+/// All elements and media, or only those that are occupied or not.
 Words elements(const Typed& typed, std::optional<bool> occupied = std::nullopt) {
   Words names;
   for (const std::string& library : libraries(typed)) {
     for (const LibElement& element : inventory(library)) {
       if (element.isOccupied == occupied.value_or(element.isOccupied)) {
         names.push_back(elementName(element));
+        if (element.isOccupied) names.push_back(element.barCode);
       }
     }
   }
@@ -92,7 +93,7 @@ Words valuesOf(const CLI::Option& option, const Typed& typed) {
   useConfiguration(config.empty() ? typed.session.config : config.back());
   if (name == "LIBRARY") return storedLibraries();
   if (name == "ELEMENT") return elements(typed);
-  if (name == "FROM") return elements(typed, true);
+  if (name == "FROM" || name == "BARCODE") return elements(typed, true);
   if (name == "TO") return elements(typed, false);
   if (name == "NAME") return volumesIn(volumeRoot());
   if (name == "SERIAL") return drives(typed);

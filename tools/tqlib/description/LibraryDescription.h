@@ -21,9 +21,6 @@ struct LibraryDescription {
   std::vector<LibElement> elements;  ///< the drives first, in their order
 };
 
-/// Far more than SCSI has element addresses: a larger count is a mistake.
-inline constexpr int kMostElements = 200'000;
-
 /// The drive's number in the library's map, from 1; meaningless for a drive that is not placed.
 std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive);
 
