@@ -210,17 +210,18 @@ void setElements(const Options& options, const Session& session) {
       return emulator.SetVirtualLibraryElement(options.library, wanted, false);
     });
   });
-  Json list = Json::array();
-  for (const LibElement& element : wanted) list.push_back(elementJson(element));
   Json values{{"library", options.library}};
-  if (wanted.size() == 1) values.update(list.front());
-  values["elements"] = std::move(list);
+  if (wanted.size() == 1) {
+    const LibElement& element = wanted.front();
+    values.update({{"element", elementName(element)},
+                   {"occupied", element.isOccupied},
+                   {"barcode", element.barCode}});
+    return printResult(session.json, values, contentText(element));
+  }
+  for (const LibElement& element : wanted) values["elements"].push_back(elementJson(element));
   const std::string content =
       options.empty ? "empty" : fmt::format("{} to {}", barcodes.front(), barcodes.back());
-  printResult(session.json, values,
-              wanted.size() == 1
-                  ? contentText(wanted.front())
-                  : fmt::format("{} set: {}", counted(wanted.size(), "element"), content));
+  printResult(session.json, values, fmt::format("{} elements set: {}", wanted.size(), content));
 }
 
 void removeElements(const Options& options, const Session& session) {

@@ -200,7 +200,7 @@ void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session) {
   addMove(elementGroup, session,
           {"move", "Move a medium to another element",
            "tqlib element move LIB001 slot:1000 drive:500"});
-  addMove(app, session, {"move", "Short for \"element move\"", "tqlib move LIB001 A00001 mail:10"});
+  addMove(app, session, {"move", "Short for \"element move\"", "tqlib move LIB001 A00001 mail:11"});
 
   const auto [load, loading] = addCommand(
       app, session, {"load", "Load a medium into a drive", "tqlib load LIB001 A00001"}, loadMedium);
@@ -208,9 +208,11 @@ void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session) {
   load.add_option("FROM", loading.from, std::string("The medium: ") + kElementHelp)->required();
   load.add_option("TO", loading.to, "The drive (else the first empty one)");
 
-  const auto [unload, unloading] = addCommand(
-      app, session, {"unload", "Take a medium out of a drive", "tqlib unload LIB001 drive:501"},
-      unloadMedium);
+  const auto [unload, unloading] =
+      addCommand(app, session,
+                 {"unload", "Take a medium out of a drive",
+                  "tqlib load LIB001 A00001 && tqlib unload LIB001 drive:500"},
+                 unloadMedium);
   addLibraryOperand(unload, unloading.library);
   unload.add_option("FROM", unloading.from, std::string("The drive: ") + kElementHelp)->required();
   unload.add_option("TO", unloading.to, "Where it goes (else the first empty slot)");

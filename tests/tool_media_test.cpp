@@ -1,0 +1,120 @@
+// The tool, run as an operator runs it: media are added, found and moved, one or many.
+#include "ToolRun.h"
+
+namespace tests {
+namespace {
+
+using nlohmann::json;
+
+class ToolMedia : public ToolRun {
+protected:
+  ToolMedia() {
+    makeLibrary("LIB0");
+    makeLibrary("LIB1");
+    expectDone("element set LIB0 slot:1000 --barcode OTHER");
+    expectDone("element set LIB1 slot:1000-1001 --barcode-pattern 'A{08..09}L8'");
+  }
+  std::string media() const {
+    return listed("elements", {"element", "barcode"}, "elements LIB1 --full");
+  }
+};
+
+TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
+  const std::string before = readFile(libraryFile("LIB1"));
+  const struct {
+    const char* arguments;
+    const char* reason;
+    int exitCode = 1;
+  } kCases[] = {
+      {"element set LIB1 slot:1000 --barcode B", "slot:1000 holds A08L8"},
+      {"element set LIB1 slot:1000-1002 --barcode-pattern 'B{1..3}'", "slot:1000 holds A08L8"},
+      {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001\n"},
+      {"element set LIB1 slot:1002 --barcode OTHER", "slot:1000 of library LIB0"},
+      {"element set LIB1 slot:1002 --barcode x/y", "x/y"},
+      {"element set LIB1 slot:1002 --barcode .tqlib-x", ".tqlib-x"},
+      {"element set LIB1 slot:1003 --barcode B", "no slot:1003"},
+      {"element set LIB1 shelf:1 --barcode B", "no shelf:1"},
+      {"element set LIB1 slot:999-1000 --empty", "no slot:999"},
+      {"element set LIB1 slot:1002 --barcodes two", "2 barcodes for 1 element", 2},
+      {"element set LIB1 mail:10-11 --replace --barcodes twice", "B is given twice"},
+      {"element set LIB1 slot:1002 --barcode-pattern 'B{2..1}'", "0 barcodes", 2},
+      {"element set LIB1 slot:1002 --barcode B --empty", "give one of", 2},
+      {"element set LIB1 slot:5-4 --empty", "slot:5-4", 2},
+      {"element set LIB1 slot:0-2000000000 --empty", "200000", 2},
+      {"element set LIB1 slot:1002 --barcode-pattern 'B{0..99999999}'", "200000", 2},
+      {"element remove LIB1 slot:1000", "holds A08L8"},
+      {"element remove LIB1 slot:1000-1002", "holds A08L8"},
+      {"load LIB1 OTHER", "no medium OTHER"},
+      {"load LIB1 A08L8 slot:1002", "slot:1002 is not a drive"},
+      {"load LIB1 A08L8 drive:nine", "no drive nine"},
+      {"unload LIB1 A08L8", "slot:1000 is not a drive"},
+      {"unload LIB1 drive:500", "drive:500 is empty"},
+      {"move LIB1 A08L8 slot:1001", "slot:1001 holds A09L8"},
+      {"move LIB1 slot:1000 slot:7", "has no slot:7"},
+      {"move LIB1 --file pairs", "line 3: cannot move slot:1000 to slot:1002: slot:1000 is empty"},
+      {"move LIB1 slot:1000", "TO", 2},
+      {"elements LIB1 slot:7-9", "no slot:7-9"},
+  };
+  writeFile(path("two"), "A\nB\n");
+  writeFile(path("twice"), "B\nB\n");
+  writeFile(path("pairs"), "A08L8 drive:500\n\nslot:1000 slot:1002\n");
+  for (const auto& one : kCases) expectRefused(one.exitCode, one.arguments, one.reason);
+  EXPECT_EQ(readFile(libraryFile("LIB1")), before);
+}
+
+TEST_F(ToolMedia, ManyElementsAreSetInOneStep) {
+  writeFile(path("barcodes"), "A09L8\n\n  A08L8 \n");
+  expectDone("element set LIB1 slot:1000-1001 --barcodes barcodes --replace");
+  expectDone("element set LIB1 slot:2000 --barcode NEW --new");
+  EXPECT_EQ(media(), "slot:1000/A09L8 slot:1001/A08L8 slot:2000/NEW ");
+  expectDone("element set LIB1 A08L8 --empty");
+  expectDone("element remove LIB1 slot:1001-2000 --force");
+  EXPECT_EQ(media(), "slot:1000/A09L8 ");
+  const auto names = [&](const std::string& filter) {
+    return listed("elements", {"element"}, "elements LIB1 " + filter);
+  };
+  EXPECT_EQ(names("slot:1000-1999"), "slot:1000 ");
+  EXPECT_EQ(names("mail:10"), "mail:10 ");
+  EXPECT_EQ(names("--barcode 'A*8'"), "slot:1000 ");
+  EXPECT_EQ(names("--empty"), "drive:500 drive:501 mail:10 mail:11 ");
+}
+
+TEST_F(ToolMedia, MediaAreMovedByBarcodeAndDriveBySerialNumber) {
+  const struct {
+    const char* command;
+    const char* media;
+  } kSteps[] = {
+      {"load LIB1 A09L8", "drive:500/A09L8 slot:1000/A08L8 "},
+      {"load LIB1 slot:1000", "drive:500/A09L8 drive:501/A08L8 "},
+      {"unload LIB1 drive:lib1d1", "drive:501/A08L8 slot:1000/A09L8 "},
+      {"unload LIB1 A08L8 mail:11", "mail:11/A08L8 slot:1000/A09L8 "},
+      {"move LIB1 A09L8 drive:LIB1D2", "drive:501/A09L8 mail:11/A08L8 "},
+      {"move LIB1 --file pairs", "drive:500/A09L8 drive:501/A08L8 "},
+  };
+  writeFile(path("pairs"), "drive:501 slot:1002\nA08L8\tdrive:501\nA09L8  drive:500\n");
+  for (const auto& [command, expected] : kSteps) {
+    expectDone(command);
+    EXPECT_EQ(media(), expected) << command;
+  }
+}
+
+TEST_F(ToolMedia, AMediumIsFoundInEveryLibraryAndAmongTheVolumes) {
+  expectDone("element set LIB0 slot:1001 --barcode 'A&B'");
+  run("printf abc | '" TQLIB_BINARY "' volume write A08L8 --mark 0");
+  EXPECT_EQ(ask("find A08L8 'A&B'")["media"], json::parse(R"([
+      {"barcode": "A&B", "places": [{"library": "LIB0", "element": "slot:1001"}], "volume": null},
+      {"barcode": "A08L8", "places": [{"library": "LIB1", "element": "slot:1000"}],
+       "volume": {"bytes": 3, "filemarks": 1}}])"));
+  expectRefused(1, "find NONE", "NONE");
+  writeFile(libraryFile("LIB0"), "A08L8 <broken");
+  const Result unread = tqlib("find A08L8");
+  EXPECT_EQ(unread.exitCode, 1);
+  EXPECT_NE(unread.err.find("LIB0"), std::string::npos);
+  EXPECT_NE(unread.out.find("slot:1000"), std::string::npos);
+  const std::string whole = readFile(libraryFile("LIB1"));
+  writeFile(libraryFile("LIB1"), std::string(whole).replace(whole.find("A09L8"), 5, "A08L8"));
+  expectRefused(1, "load LIB1 A08L8", "A08L8 is in slot:1000 and in slot:1001");
+}
+
+}  // namespace
+}  // namespace tests
