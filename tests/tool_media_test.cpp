@@ -46,7 +46,7 @@ TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
       {"element remove LIB1 slot:1000-1002", "holds A08L8"},
       {"load LIB1 OTHER", "no medium OTHER"},
       {"load LIB1 A08L8 slot:1002", "slot:1002 is not a drive"},
-      {"load LIB1 A08L8 drive:nine", "no drive nine"},
+      {"load LIB1 A08L8 drive:nine", "no drive:nine"},
       {"unload LIB1 A08L8", "slot:1000 is not a drive"},
       {"unload LIB1 drive:500", "drive:500 is empty"},
       {"move LIB1 A08L8 slot:1001", "slot:1001 holds A09L8"},

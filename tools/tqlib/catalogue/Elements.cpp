@@ -124,11 +124,12 @@ const LibElement& Inventory::locate(const std::string& text) const {
   }
   if (text.starts_with("drive:")) {
     const std::string serial = folded(text.substr(text.find(':') + 1));
-    for (const SCSIUnitNoMap& device : devicesOf(m_library, "")) {
+    if (!m_devices) m_devices = devicesOf(m_library, "");
+    for (const SCSIUnitNoMap& device : *m_devices) {
       if (isLibrary(device) || folded(device.SerialNumber) != serial) continue;
       if (const auto* drive = find(LIB_ELEM_DRIVE, device.DriveBaseAddress)) return *drive;
     }
-    throw Failure(fmt::format("library {} has no drive {}", m_library, serial),
+    throw Failure(fmt::format("library {} has no {}", m_library, text),
                   fmt::format("\"tqlib drive list {}\" lists the drives", m_library));
   }
   if (std::ranges::any_of(kTypes,

@@ -90,7 +90,8 @@ public:
 private:
   const std::string m_library;
   std::vector<LibElement> m_elements;
-  std::map<std::pair<int, int>, LibElement*> m_places;  // by type and address
+  std::map<std::pair<int, int>, LibElement*> m_places;          // by type and address
+  mutable std::optional<std::vector<SCSIUnitNoMap>> m_devices;  // read when first needed
 };
 
 /// Throws Failure, with what is in the way, unless the medium in `from` can go to `to`.
