@@ -46,7 +46,7 @@ void callMove(const std::string& library, const Move& move) {
 
 /// Moves between two addresses, without a look at what is there.
 Move moveByAddress(const Options& options) {
-  const Move move{parseElementName(options.from), parseElementName(options.to)};
+  Move move{parseElementName(options.from), parseElementName(options.to)};
   requireLibrary(options.library);
   asOneStep([&] { callMove(options.library, move); });
   return move;
