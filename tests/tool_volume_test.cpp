@@ -1,4 +1,4 @@
-// The volume commands of the tool: checksums, copies, and transfers that are stopped.
+// The volume commands of the tool: checksums, copies, questions, and transfers that are stopped.
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -14,8 +14,14 @@ class ToolVolume : public ToolRun {
 protected:
   ToolVolume() {
     writeFile(path("data"), "data");
-    expectDone("volume write A data --mark 0 --checksum");
+    expectDone("volume write A data --mark 0 --checksum --new");
     expectDone("volume write A data --mark 1 --checksum");
+  }
+
+  /// Runs a command on a terminal, as script(1) makes one, with `input` typed.
+  Result onTerminal(const std::string& arguments, const std::string& input) const {
+    return run("printf '" + input + "' | script -qc \"'" TQLIB_BINARY "' " + arguments +
+               "\" --return /dev/null");
   }
 
   /// The marks of A with their sizes, and whether they have a checksum.
@@ -46,9 +52,9 @@ TEST_F(ToolVolume, DataOfAnyLengthComesBackInBlocksOfAnySizeWithoutTheTailOfLong
     for (std::size_t i = 0; i < length; ++i) data[i] = static_cast<char>(i * 31 % 251);
     writeFile(path("in"), data);
     for (const std::string block : {"1000", "4K", "1M"}) {
-      const std::string options = " V --mark 1 --block-size " + block;
-      expectDone("volume write" + options + " <in");
-      EXPECT_TRUE(tqlib("volume read" + options).out == data)
+      const std::string options = " --mark 1 --block-size " + block;
+      expectDone("volume write V --new --yes" + options + " <in");
+      EXPECT_TRUE(tqlib("volume read V" + options).out == data)
           << length << " in blocks of " << block;
     }
   }
@@ -72,11 +78,11 @@ TEST_F(ToolVolume, AChecksumIsKeptAsLongAsItsData) {
     const char* marks;
   } kSteps[] = {
       {"write A --mark 2 --checksum </dev/null", "0/4/true 1/4/true 2/0/true "},
-      {"write A data --mark 1", "0/4/true 1/4/false 2/0/true "},
-      {"write A data --mark 0 --checksum", "0/4/true "},
-      {"write A data --mark 0", "0/4/false "},
+      {"write A data --mark 1 --yes", "0/4/true 1/4/false 2/0/true "},
+      {"write A data --mark 0 --checksum --yes", "0/4/true "},
+      {"write A data --mark 0 --yes", "0/4/false "},
       {"write A data --mark 3 --checksum", "0/4/false 3/4/true "},
-      {"erase A", ""},
+      {"erase A --yes", ""},
   };
   for (const auto& step : kSteps) {
     expectDone(std::string("volume ") + step.command);
@@ -131,6 +137,79 @@ TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrLeavesNothing) {
   EXPECT_EQ(tapes(), all);
 }
 
+TEST_F(ToolVolume, WhatDestroysDataOrMayBeASlipIsRefusedAndNamesWhatIsInTheWay) {
+  expectDone("volume copy A B");
+  makeLibrary("L");
+  expectDone("element set L slot:1000 --barcode A");
+  expectDone("element set L drive:500 --barcode D");
+  fs::create_directory_symlink("A", path("store/tapes/LINK"));
+  mkfifo(path("store/tapes/A/00000007").c_str(), 0600);
+  mkfifo(path("store/tapes/D.sha256").c_str(), 0600);
+  const auto before = tapes();
+  const struct {
+    const char* command;
+    const char* reason;
+  } kCases[] = {
+      {"erase A", "erase volume A (3 filemarks, 8 bytes)\nnext: give --yes"},
+      {"write A data --mark 0", "overwrite volume A (3 filemarks, 8 bytes)"},
+      {"write A data --mark 1", "overwrite mark 1 of volume A (1 filemark, 4 bytes)"},
+      {"write D data --mark 2", "write mark 2 of volume D; it is in drive:500 of library L"},
+      {"copy A D", "it is in drive:500 of library L"},
+      {"write NEW data --mark 0 --yes", "no medium has the name NEW"},
+      {"remove B", "remove volume B (2 filemarks, 8 bytes)"},
+      {"remove A --yes", "A is in slot:1000 of library L"},
+      {"remove LINK --yes", "symbolic link"},
+      {"rename A C --yes", "A is in slot:1000 of library L"},
+      {"rename B D --yes", "D is in drive:500 of library L"},
+      {"rename B D --force", "it is in drive:500 of library L"},
+      {"rename B A --force --yes", "volume A exists"},
+      {"read A --mark 7", "not a regular file"},
+      {"write A data --mark 7 --yes", "not a regular file"},
+      {"write D data --mark 0 --yes --checksum", "not a regular file"},
+      {"copy A D --yes", "not a regular file"},
+  };
+  for (const auto& each : kCases) {
+    expectRefused(1, std::string("volume ") + each.command, each.reason);
+  }
+  EXPECT_EQ(tapes(), before);
+  writeFile(path("store/LibEmulator/Lib_L.xml"), "broken, with A");
+  expectRefused(1, "volume write A data --mark 3", "in a drive of library L, which cannot be read");
+  EXPECT_NE(onTerminal("volume erase A", "n\\n").exitCode, 0);
+  EXPECT_EQ(tapes(), before);
+  EXPECT_EQ(onTerminal("volume erase A", "y\\n").exitCode, 0);
+  EXPECT_EQ(marks(), "");
+}
+
+TEST_F(ToolVolume, ARemovalOrRenamingIsWholeAndCompletesOneThatACrashEnded) {
+  const std::string sums = readFile(path("store/tapes/A.sha256"));
+  writeFile(path("store/tapes/B.sha256"), "left by a crash");
+  fs::create_directory(path("store/tapes/B"));
+  expectDone("volume rename A B");
+  expectDone("volume verify B");
+  writeFile(path("store/tapes/A.sha256"), sums);  // the last step is repeated
+  expectDone("volume remove A --yes");
+  EXPECT_EQ(tapes().size(), 4U) << "B, its checksums and two filemarks";
+  expectDone("volume rename B 'B 1'");
+  expectDone("volume remove 'B 1' --yes");
+  EXPECT_EQ(tapes().size(), 0U);
+  expectRefused(1, "volume remove B --yes", "no such volume");
+}
+
+TEST_F(ToolVolume, OnATerminalOnlyTextIsPrinted) {
+  const struct {
+    const char* data;
+    bool isText;
+  } kCases[] = {{"a label\twith \xC3\xA9\r\n", true}, {"\x1b[2J", false}, {"\x01", false}};
+  for (const auto& each : kCases) {
+    writeFile(path("store/tapes/A/00000000"), each.data);
+    const Result read = onTerminal("volume read A --mark 0", "");
+    EXPECT_EQ(read.exitCode == 0, each.isText) << read.out;
+    EXPECT_EQ(read.out.find("volume read A --mark 0 A.0") == std::string::npos, each.isText);
+    EXPECT_EQ(onTerminal("volume read A --mark 0 --force", "").exitCode, 0);
+    EXPECT_EQ(tqlib("volume read A --mark 0").out, each.data);
+  }
+}
+
 TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
   fs::create_directory(path("store/tapes/B"));
   const auto before = tapes();
@@ -150,14 +229,15 @@ TEST_F(ToolVolume, AFailedWriteOrReadReportsHowFarItGot) {
   expectRefused(2, "volume copy A A", "itself");
   expectRefused(2, "volume write A --mark 1 store/tapes/A/00000001", "itself");
   expectRefused(2, "volume write .tqlib-x data --mark 0", ".tqlib-");
-  expectRefused(1, "volume write A --mark 0 <&-", "cannot read the input");
+  expectRefused(1, "volume write A --mark 0 --yes <&-", "cannot read the input");
   EXPECT_EQ(marks(), "0/4/true 1/4/true ");
-  EXPECT_EQ(interrupt("volume write A --mark 1 --checksum --block-size 1000", 2500), SIGINT);
+  EXPECT_EQ(interrupt("volume write A --mark 1 --checksum --block-size 1000 --yes", 2500), SIGINT);
   EXPECT_NE(readFile(path("err")).find("mark 1 is incomplete and holds 2500 bytes"),
             std::string::npos);
   EXPECT_EQ(marks(), "0/4/true 1/2500/false ");
   writeFile(path("big"), std::string(3 << 19, 'x'));
-  expectRefused(1, "volume write A big --mark 0", "at byte 1310720");
+  EXPECT_EQ(run("('" TQLIB_BINARY "' volume read A --mark 0 2>/dev/full)").exitCode, 1);
+  expectRefused(1, "volume write A big --mark 0 --yes", "at byte 1310720");
   EXPECT_EQ(marks(), "0/1310720/false ");
   // Not even root can write to a program that runs, and a read needs no right to.
   fs::create_symlink("/proc/self/exe", path("store/tapes/A/00000002"));
@@ -171,7 +251,7 @@ TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {
   fs::create_directory(path("store/tapes/B"));
   fs::create_symlink("nothing", path("store/tapes/B/00000000"));
   writeFile(path("big"), std::string(1 << 19, 'x'));
-  expectDone("volume write C big --mark 0");
+  expectDone("volume write C big --mark 0 --new");
   EXPECT_EQ(listed("volumes", {"volume", "state", "marks", "share", "checksums"}, "volume list"),
             "A/ok/2/0.0/true B/unreadable/null/null/null C/ok/1/0.5/false ");
   fs::create_directory(path("store/tapes/é\x1b"));

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cerrno>
+
+#include <boost/algorithm/string/replace.hpp>
 #include <fmt/format.h>
 
 #include "base/Errors.h"
@@ -12,7 +14,7 @@
 void printResult(bool json, const Json& values, const std::string& sentence, std::ostream& stream) {
   stream << (json ? values.dump(2, ' ', false, Json::error_handler_t::replace) : sentence)
          << std::endl;
-  if (!std::cout) throw systemFailure("standard output cannot be written", errno);
+  if (!stream) throw systemFailure("standard output cannot be written", errno);
 }
 
 std::string counted(unsigned long long count, const std::string& noun) {
@@ -20,6 +22,13 @@ std::string counted(unsigned long long count, const std::string& noun) {
   if (noun == "medium") return fmt::format("{} media", count);
   if (noun.ends_with('y')) return fmt::format("{} {}ies", count, noun.substr(0, noun.size() - 1));
   return fmt::format("{} {}s", count, noun);
+}
+
+std::string quoted(const std::string& word) {
+  constexpr char kPlain[] =
+      "%+,-./0123456789:=@ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
+  if (word.find_first_not_of(kPlain) == std::string::npos) return word;
+  return "'" + boost::replace_all_copy(word, "'", "'\\''") + "'";
 }
 
 std::string tableText(const std::vector<Row>& rows) {
@@ -42,5 +51,5 @@ std::string tableText(const std::vector<Row>& rows) {
 
 std::string transferText(unsigned long long bytes, double seconds) {
   const double rate = seconds > 0 ? static_cast<double>(bytes) / 1e6 / seconds : 0;
-  return fmt::format("{} bytes in {:.3f} s ({:.1f} MB/s)", bytes, seconds, rate);
+  return fmt::format("{} in {:.3f} s ({:.1f} MB/s)", counted(bytes, "byte"), seconds, rate);
 }

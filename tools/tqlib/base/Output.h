@@ -16,6 +16,9 @@ void printResult(bool json, const Json& values, const std::string& sentence,
 /// "1 drive", "2 drives": `noun` in the singular.
 std::string counted(unsigned long long count, const std::string& noun);
 
+/// `word` as a shell reads it: in quotes where it needs them.
+std::string quoted(const std::string& word);
+
 using Row = std::vector<std::string>;
 
 /// Rows in columns; a character that cannot be shown is a question mark. No newline at the end.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <random>
 
 #include <fmt/format.h>
 
@@ -41,6 +42,22 @@ void requireVolume(const std::string& volume) {
     throw Failure(fmt::format("no such volume: {} ({})", volume, folder.string()),
                   "\"tqlib volume list\" lists the volumes");
   }
+}
+
+void requirePlainFile(const fs::path& path) {
+  if (fs::exists(path) && !fs::is_regular_file(path))
+    throw Failure("not a regular file: " + path.string());
+}
+
+void refuseLink(const fs::path& folder) {
+  if (fs::is_symlink(folder)) {
+    throw Failure(folder.string() + " is a symbolic link", "change it, and its target, by hand");
+  }
+}
+
+fs::path temporaryVolume(const char* purpose) {
+  return volumeRoot() / fmt::format("{}{}-{:08x}{}", names::temporaryPrefix, purpose,
+                                    std::random_device()(), names::temporarySuffix);
 }
 
 std::vector<std::string> volumesIn(const fs::path& root) {

@@ -16,6 +16,15 @@ std::filesystem::path volumeRoot();
 /// Throws Failure when there is no such volume.
 void requireVolume(const std::string& volume);
 
+/// Throws Failure when `path` is there and no regular file: opening a FIFO, for example, blocks.
+void requirePlainFile(const std::filesystem::path& path);
+
+/// Throws Failure when the folder of a volume is a symbolic link: only the link would be renamed.
+void refuseLink(const std::filesystem::path& folder);
+
+/// A path for a temporary folder beside the volumes; `purpose` is part of its name.
+std::filesystem::path temporaryVolume(const char* purpose);
+
 struct FileMark {
   int number;
   std::filesystem::path path;

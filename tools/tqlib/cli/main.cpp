@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string_view>
@@ -93,6 +94,8 @@ int run(int argc, char** argv) {
     return complain(failure, session.json);
   } catch (const std::bad_alloc&) {
     return complain(Failure("out of memory"), session.json);
+  } catch (const std::filesystem::filesystem_error& error) {
+    return complain(systemFailure(error.path1().string(), error.code().value()), session.json);
   } catch (const std::exception& error) {
     return complain(Failure(error.what()), session.json);
   }

@@ -42,7 +42,8 @@ fs::path checksumFile(const std::string& volume) {
 
 Checksums loadChecksums(const std::string& volume) {
   const fs::path path = checksumFile(volume);
-  if (!fs::is_regular_file(path)) return {};
+  if (!fs::exists(path)) return {};
+  requirePlainFile(path);
   std::ifstream file(path);
   if (!file) throw systemFailure("cannot open " + path.string(), errno);
   Checksums checksums;
@@ -63,8 +64,9 @@ Checksums loadChecksums(const std::string& volume) {
 
 void saveChecksums(const std::string& volume, const Checksums& checksums) {
   const fs::path path = checksumFile(volume);
+  requirePlainFile(path);
   if (checksums.empty()) {
-    if (fs::is_regular_file(path)) fs::remove(path);
+    fs::remove(path);
     syncFolder(path.parent_path());
     return;
   }

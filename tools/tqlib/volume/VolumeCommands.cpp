@@ -1,11 +1,14 @@
-// tqlib volume write, read and erase. A write goes through the API block by block; a read goes
-// directly to the filemark's file. A signal stops a transfer between two blocks.
+// tqlib volume write, read, erase and remove. A write goes through the API block by block; a read
+// goes directly to the filemark's file. A signal stops a transfer between two blocks.
 #include "volume/VolumeCommands.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 #include <vector>
@@ -16,18 +19,26 @@
 #include "base/Output.h"
 #include "base/Progress.h"
 #include "base/Streams.h"
+#include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
+#include "common/FolderSync.h"
 #include "volume/Checksums.h"
+#include "volume/Consent.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr int kVolumeFull = 785;  // a code of the API: nothing failed, but the volume is too large
 
 struct Options {
   std::string volume;
   std::string file;
   int mark = 0;
   bool checksum = false;
+  bool isNew = false;
+  bool yes = false;
+  bool force = false;
   // The API opens the file and measures the volume for each block, so small blocks are slow; blocks
   // of a MiB were measured slower as well.
   std::size_t blockSize = std::size_t{256} << 10;
@@ -61,9 +72,22 @@ void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   }
 }
 
+// The API does not keep the system's reason, so one byte of the refused write is tried again.
+Failure writeFailure(const fs::path& path, unsigned long long offset, char byte,
+                     const TqLibEmlFile& volume) {
+  const std::string what = fmt::format("the transfer stopped at byte {}", offset);
+  if (volume.getErrorCode() != kVolumeFull) {
+    const FileDescriptor file(openFile(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, 0600));
+    if (!file || pwrite(file.get(), &byte, 1, static_cast<off_t>(offset)) < 0) {
+      return systemFailure(what, errno);
+    }
+  }
+  return libraryFailure(what, volume);
+}
+
 // The API returns the result of measuring the volume after the write: only count and code show
 // whether the write itself succeeded.
-void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
+void storeBlock(TqLibEmlFile& volume, int mark, const fs::path& path, unsigned long long& offset,
                 std::span<const char> block) {
   while (!block.empty()) {
     unsigned long written = 0;
@@ -71,7 +95,7 @@ void storeBlock(TqLibEmlFile& volume, int mark, unsigned long long& offset,
         mark, offset, reinterpret_cast<const unsigned char*>(block.data()), block.size(), written);
     offset += written;  // these bytes stay, even if they made the volume too large
     if (!isMeasured || volume.getErrorCode() != 0 || written == 0) {
-      throw libraryFailure(fmt::format("the transfer stopped at byte {}", offset), volume);
+      throw writeFailure(path, offset, block[std::min(written, block.size() - 1)], volume);
     }
     block = block.subspan(written);
   }
@@ -102,7 +126,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
   unsigned long long offset = 0;
   while (filled > 0) {
     const auto block = std::span(buffer).first(filled);
-    storeBlock(volume, options.mark, offset, block);
+    storeBlock(volume, options.mark, path, offset, block);
     if (options.checksum) checksum.update(block);
     progress.advance(filled);
     filled = readBlock(input, buffer);
@@ -110,13 +134,37 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
   return offset;
 }
 
+// A new volume needs a medium of its name, since the name may be mistyped.
+Medium knownMedium(const Options& options, const fs::path& folder) {
+  const bool isKnown = options.isNew || fs::is_directory(folder);
+  const Medium medium = mediumOf({options.volume}, isKnown && options.yes);
+  if (isKnown || medium.isListed) return medium;
+  throw Failure("no volume and no medium has the name " + options.volume,
+                "look at the name again; with --new, the volume is made");
+}
+
+/// Asks before data is lost; a write to mark 0 erases the volume.
+void requireOverwritable(const Options& options, const fs::path& folder, const Medium& medium) {
+  const bool isAll = options.mark == 0;
+  const std::string lost = dataText(folder, isAll ? std::nullopt : std::optional(options.mark));
+  const std::string deed =
+      fmt::format("{} {}volume {}{}", lost.empty() ? "write" : "overwrite",
+                  isAll ? "" : fmt::format("mark {} of ", options.mark), options.volume, lost);
+  requireVolumeConsent(options.yes, deed, !lost.empty(), medium);
+}
+
 void writeVolume(const Options& options, const Session& session) {
   watchForInterruption();
   const FileDescriptor input = openForReading(options.file);
-  const fs::path path = volumeRoot() / options.volume / markName(options.mark);
+  const fs::path folder = volumeRoot() / options.volume;
+  const fs::path path = folder / markName(options.mark);
   refuseOwnFile(options.file, path);
+  requirePlainFile(path);
+  const Medium medium = knownMedium(options, folder);
   const VolumeLock lock(options.volume);
+  requireOverwritable(options, folder, medium);
   // Fails now, not after a long transfer, if the checksum cannot be saved.
+  requirePlainFile(checksumFile(options.volume));
   if (options.checksum) OutputFile(checksumFile(options.volume).string());
 
   widenPipe(input.get());
@@ -139,6 +187,19 @@ void writeVolume(const Options& options, const Session& session) {
   printResult(session.json, values, sentence);
 }
 
+void refuseBinary(const Options& options, std::span<const char> block) {
+  const bool isShown = isStandardStream(options.file) && isatty(STDOUT_FILENO) != 0;
+  const auto isBinary = [](unsigned char c) {
+    return std::iscntrl(c) != 0 && std::isspace(c) == 0;
+  };
+  if (options.force || !isShown || std::ranges::none_of(block, isBinary)) return;
+  throw Failure(fmt::format("volume {}, mark {} is no text, and is not printed on a terminal",
+                            options.volume, options.mark),
+                fmt::format("\"tqlib volume read {0} --mark {1} {0}.{1}\" makes a file of it; "
+                            "--force prints it",
+                            quoted(options.volume), options.mark));
+}
+
 // Does not read through the API, which opens the filemark for writing and creates a missing one. A
 // read-only folder or file system would refuse that.
 void readVolume(const Options& options, const Session& session) {
@@ -148,6 +209,7 @@ void readVolume(const Options& options, const Session& session) {
     throw Failure(fmt::format("volume {} has no filemark {}", options.volume, options.mark));
   }
   refuseOwnFile(options.file, path);
+  requirePlainFile(path);
 
   watchForInterruption();
   OutputFile output(options.file);
@@ -157,6 +219,7 @@ void readVolume(const Options& options, const Session& session) {
   Progress progress(sizeOf(input.get()));
   unsigned long long bytes = 0;
   while (const std::size_t filled = readBlock(input.get(), buffer)) {
+    if (bytes == 0) refuseBinary(options, std::span(buffer).first(filled));
     output.write({buffer.data(), filled});
     bytes += filled;
     progress.advance(filled);
@@ -169,18 +232,44 @@ void readVolume(const Options& options, const Session& session) {
 
 void eraseVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
+  const fs::path folder = volumeRoot() / options.volume;
   const VolumeLock lock(options.volume);
+  requireVolumeConsent(options.yes, "erase volume " + options.volume + dataText(folder), true,
+                       mediumOf({options.volume}, options.yes));
   TqLibEmlFile volume(options.volume);
-  dropChecksums(options.volume, 0);
   if (!volume.EraseVolume()) throw libraryFailure("cannot erase volume " + options.volume, volume);
-  // The API reports success even if a file could not be deleted.
-  for (const fs::directory_entry& entry : fs::directory_iterator(volumeRoot() / options.volume)) {
-    if (!entry.is_regular_file() || entry.is_symlink()) continue;
-    throw Failure(fmt::format("volume {} is not empty: cannot delete {}", options.volume,
-                              entry.path().string()));
+  // The API reports success even if a file could not be deleted; a second try has the reason.
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (entry.is_regular_file() && !entry.is_symlink()) fs::remove(entry);
   }
+  dropChecksums(options.volume, 0);
   printResult(session.json, {{"volume", options.volume}, {"erased", true}},
               fmt::format("volume {} erased", options.volume));
+}
+
+// The folder is first renamed to a temporary one, which "tqlib check" finds after a crash: half a
+// volume must not look like a whole one. If the checksums are left, a second removal deletes them.
+void removeVolume(const Options& options, const Session& session) {
+  if (!fs::exists(checksumFile(options.volume))) requireVolume(options.volume);
+  const fs::path root = volumeRoot();
+  const fs::path folder = root / options.volume;
+  refuseLink(folder);
+  if (!options.force) refuseMediaElsewhere({options.volume}, "");
+  const VolumeLock lock(options.volume);
+  requireVolumeConsent(options.yes, "remove volume " + options.volume + dataText(folder), true,
+                       mediumOf({options.volume}, options.yes));
+  // A volume whose files cannot be deleted stays whole.
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    throw systemFailure("cannot remove " + folder.string(), errno);
+  }
+  const fs::path removed = temporaryVolume("remove");
+  fs::rename(folder, removed);
+  syncFolder(root);
+  dropChecksums(options.volume, 0);
+  fs::remove_all(removed);
+  syncFolder(root);
+  printResult(session.json, {{"volume", options.volume}, {"removed", true}},
+              fmt::format("volume {} removed", options.volume));
 }
 
 Command<Options> addVolumeCommand(CLI::App& group, Session& session, const CommandTexts& texts,
@@ -212,22 +301,37 @@ void addVolumeCommands(CLI::App& app, Session& session) {
       *group, session,
       {"write",
        "Write a filemark from its beginning, in place of what it held.\n"
-       "Writing mark 0 erases the whole volume first. A program before a pipe that\n"
-       "fails looks like the end of its data: check its exit code (pipefail).",
+       "Writing mark 0 erases the whole volume first. Asks before data is overwritten,\n"
+       "and when the medium is in a drive. A program before a pipe that fails looks\n"
+       "like the end of its data: check its exit code (pipefail).",
        "tar -cf - . | tqlib volume write A00001 --mark 1"},
       writeVolume);
   addTransfer(write, "The data; standard input when not given or -");
   write.app.add_flag("--checksum", write.options.checksum,
                      "Keep a SHA-256 of the filemark in NAME.sha256 beside the volume");
-  addTransfer(
-      addVolumeCommand(*group, session,
-                       {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"},
-                       readVolume),
-      "Where the data goes; standard output when not given or -");
+  write.app.add_flag("--new", write.options.isNew,
+                     "Also a volume that does not exist and that no library has a medium for");
+  addConsent(write.app, write.options.yes);
+  const auto read = addVolumeCommand(
+      *group, session, {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"},
+      readVolume);
+  addTransfer(read, "Where the data goes; standard output when not given or -");
+  read.app.add_flag("--force", read.options.force, "Print also what is no text on a terminal");
   addVolumeCopy(*group, session);
   addVolumeVerify(*group, session);
-  addVolumeCommand(
+  const auto erase =
+      addVolumeCommand(*group, session,
+                       {"erase", "Delete all data of a volume, and its checksums; asks before",
+                        "tqlib volume erase A00001 --yes"},
+                       eraseVolume);
+  addConsent(erase.app, erase.options.yes);
+  const auto remove = addVolumeCommand(
       *group, session,
-      {"erase", "Delete all data of a volume, and its checksums", "tqlib volume erase A00001"},
-      eraseVolume);
+      {"remove",
+       "Delete a volume, with its data and checksums; asks before.\n"
+       "Refused while a library has its medium.",
+       "tqlib element set LIB001 slot:1000 --empty && tqlib volume remove A00001 --yes"},
+      removeVolume);
+  remove.app.add_flag("--force", remove.options.force, "Also while a library has its medium");
+  addConsent(remove.app, remove.options.yes);
 }

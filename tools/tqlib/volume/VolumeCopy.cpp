@@ -1,4 +1,5 @@
-// tqlib volume copy. The copy is built in a temporary folder, which is renamed when it is whole.
+// tqlib volume copy and rename. A copy is built in a temporary folder, which is renamed when it is
+// whole.
 #include <fcntl.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -8,18 +9,18 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
-#include <random>
 
 #include <fmt/format.h>
 
 #include "base/Output.h"
 #include "base/Progress.h"
 #include "base/Streams.h"
+#include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 #include "files/FolderLock.h"
-#include "files/Names.h"
 #include "volume/Checksums.h"
+#include "volume/Consent.h"
 #include "volume/VolumeCommands.h"
 
 namespace fs = std::filesystem;
@@ -29,6 +30,8 @@ namespace {
 struct Options {
   std::string from;
   std::string to;
+  bool yes = false;
+  bool force = false;
 };
 
 void keepAccess(const fs::path& from, const FileDescriptor& to) {
@@ -85,8 +88,8 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
 // those of an earlier volume of that name.
 void place(const fs::path& copy, const std::string& volume, const Checksums& checksums) {
   const fs::path root = copy.parent_path();
+  saveChecksums(volume, checksums);
   try {
-    saveChecksums(volume, checksums);
     fs::rename(copy, root / volume);
   } catch (...) {
     unlink(checksumFile(volume).c_str());
@@ -95,24 +98,30 @@ void place(const fs::path& copy, const std::string& volume, const Checksums& che
   syncFolder(root);
 }
 
+/// Locks a volume that must not hold anything yet.
+std::unique_ptr<VolumeLock> lockNew(const std::string& volume) {
+  auto lock = std::make_unique<VolumeLock>(volume);
+  if (!fs::is_empty(volumeRoot() / volume)) {
+    throw Failure(fmt::format("volume {} exists and holds data", volume),
+                  fmt::format("\"tqlib volume erase {}\" deletes it", quoted(volume)));
+  }
+  return lock;
+}
+
 void copyVolume(const Options& options, const Session& session) {
   if (options.from == options.to) throw UsageError("a volume cannot be copied to itself");
   watchForInterruption();
   requireVolume(options.from);
-  const fs::path root = volumeRoot();
   const VolumeLock source(options.from);
-  VolumeLock target(options.to);
-  if (!fs::is_empty(root / options.to)) {
-    throw Failure(fmt::format("volume {} exists and holds data", options.to),
-                  fmt::format("\"tqlib volume erase {}\" deletes it", options.to));
-  }
+  const auto target = lockNew(options.to);
+  requireVolumeConsent(options.yes, "write volume " + options.to, false,
+                       mediumOf({options.to}, options.yes));
   const VolumeContents from = examineVolume(options.from);
   const Checksums checksums = loadChecksums(options.from);
   unsigned long long bytes = 0;
   for (const FileMark& mark : from.marks) bytes += mark.bytes;
 
-  const fs::path copy = root / fmt::format("{}copy-{:08x}{}", names::temporaryPrefix,
-                                           std::random_device()(), names::temporarySuffix);
+  const fs::path copy = temporaryVolume("copy");
   if (mkdir(copy.c_str(), 0700) != 0) throw systemFailure("cannot make " + copy.string(), errno);
   const FolderLock lock(copy, std::chrono::seconds(5));  // shows that it is in use
   const auto remove = [](const fs::path* folder) {
@@ -128,11 +137,12 @@ void copyVolume(const Options& options, const Session& session) {
                   "copy it again while its medium is in no drive");
   }
   place(copy, options.to, checksums);
-  target.keep();
+  target->keep();
   const double seconds = progress.finish();
 
-  std::string sentence = fmt::format("volume {} copied to {}, {} filemarks: {}", options.from,
-                                     options.to, from.marks.size(), transferText(bytes, seconds));
+  std::string sentence =
+      fmt::format("volume {} copied to {}, {}: {}", options.from, options.to,
+                  counted(from.marks.size(), "filemark"), transferText(bytes, seconds));
   for (const std::string& name : from.others) sentence += "\nno filemark, not copied: " + name;
   printResult(session.json,
               {{"from", options.from},
@@ -143,6 +153,24 @@ void copyVolume(const Options& options, const Session& session) {
                {"checksums", checksums.size()},
                {"notCopied", from.others}},
               sentence);
+}
+
+// A second rename completes one that a crash ended before the folder had its new name.
+void renameVolume(const Options& options, const Session& session) {
+  if (options.from == options.to) throw UsageError("both names are the same");
+  requireVolume(options.from);
+  const fs::path folder = volumeRoot() / options.from;
+  refuseLink(folder);
+  if (!options.force) refuseMediaElsewhere({options.from, options.to}, "");
+  const VolumeLock source(options.from);
+  const auto target = lockNew(options.to);
+  requireVolumeConsent(options.yes, "rename volume " + options.from, false,
+                       mediumOf({options.from, options.to}, options.yes));
+  place(folder, options.to, loadChecksums(options.from));
+  target->keep();
+  dropChecksums(options.from, 0);
+  printResult(session.json, {{"from", options.from}, {"to", options.to}},
+              fmt::format("volume {} renamed to {}", options.from, options.to));
 }
 
 }  // namespace
@@ -157,4 +185,18 @@ void addVolumeCopy(CLI::App& group, Session& session) {
                  copyVolume);
   addVolumeOperand(copy, options.from, "NAME", "The volume to copy");
   addVolumeOperand(copy, options.to, "NEW", "The new volume; one that exists has to be empty");
+  addConsent(copy, options.yes);
+
+  const auto [rename, renaming] =
+      addCommand(group, session,
+                 {"rename",
+                  "Rename a volume, and its checksums; nothing may use it meanwhile.\n"
+                  "Refused while a library has a medium of either name. To give a medium a new\n"
+                  "barcode, use --force, then \"tqlib element set --replace\".",
+                  "tqlib volume rename A00001 B00001 --force"},
+                 renameVolume);
+  addVolumeOperand(rename, renaming.from, "NAME", "The volume to rename");
+  addVolumeOperand(rename, renaming.to, "NEW", "Its new name; one that exists has to be empty");
+  rename.add_flag("--force", renaming.force, "Also while a library has a medium of either name");
+  addConsent(rename, renaming.yes);
 }
