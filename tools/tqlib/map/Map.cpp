@@ -12,7 +12,7 @@
 #include "TqLibEmulator.h"
 #include "base/Output.h"
 #include "base/Streams.h"
-#include "catalogue/Catalogue.h"
+#include "catalogue/Elements.h"
 
 namespace {
 
@@ -27,6 +27,7 @@ const MapSection kSections[] = {
 
 struct Options {
   std::string library;
+  std::string elements;
   std::string svg;
   int width = 0;
 };
@@ -50,7 +51,7 @@ Json mapJson(const LibraryMap& map) {
 }
 
 void showMap(const Options& options, const Session& session) {
-  const LibraryMap map = readMap(options.library);
+  const LibraryMap map = readMap(options.library, options.elements);
   if (options.svg.empty()) {
     const int width = options.width > 0 ? options.width : terminalWidth(STDOUT_FILENO);
     printResult(session.json, mapJson(map),
@@ -90,9 +91,10 @@ std::vector<const MapCell*> MapSection::cellsAndGaps() const {
   return items;
 }
 
-LibraryMap readMap(const std::string& library) {
+LibraryMap readMap(const std::string& library, const std::string& elements) {
   LibraryMap map{library, "", {}, {std::begin(kSections), std::end(kSections)}};
-  const std::vector<LibElement> elements = inventory(library);
+  const std::vector<LibElement> shown =
+      elements.empty() ? inventory(library) : Inventory(library).within(elements);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
   if (const SCSIUnitNoMap* record = findLibrary(devices)) {
     map.identity = record->Manufacturer + " " + record->Model;
@@ -102,7 +104,7 @@ LibraryMap readMap(const std::string& library) {
     if (!isLibrary(device)) serials[device.DriveBaseAddress] = device.SerialNumber;
   }
   for (MapSection& section : map.sections) {
-    for (const LibElement& element : elements) {
+    for (const LibElement& element : shown) {
       if (element.elementType != section.type) continue;
       const int address = element.elementAddress;
       section.cells.push_back({address, element.isOccupied,
@@ -126,18 +128,22 @@ std::vector<std::string> LibraryMap::summaries() const {
   return texts.empty() ? std::vector<std::string>{"no elements"} : texts;
 }
 
-std::vector<MapRow> mapRows(const MapSection& section, int perRow, long long perPlace) {
-  const long long base = section.firstAddress();
-  const long long length = perRow * perPlace;
+std::vector<MapRow> mapRows(const MapSection& section, int columns) {
+  const int step = section.step();
+  const long long length = static_cast<long long>(columns) * step;
   std::vector<MapRow> rows;
   for (const MapCell& cell : section.cells) {
-    const auto offset = static_cast<double>(cell.address - base);  // negative if it is not placed
-    const auto row = static_cast<long long>(std::floor(offset / static_cast<double>(length)));
-    const long long address = base + row * length;
+    const auto row =
+        std::floor(cell.address / static_cast<double>(length));  // of -1, if not placed
+    const long long address = static_cast<long long>(row) * length;
     if (rows.empty() || rows.back().address != address) {
       rows.push_back({address, !rows.empty() && address - rows.back().address > length});
     }
-    rows.back().cells.push_back({&cell, static_cast<int>((cell.address - address) / perPlace)});
+    std::vector<MapPlace>& places = rows.back().places;
+    const int column = static_cast<int>((cell.address - address) / step);
+    if (places.empty() || places.back().column != column) places.push_back({column, &cell, 0, 0});
+    ++places.back().elements;
+    places.back().full += cell.isFull ? 1 : 0;
   }
   return rows;
 }
@@ -148,6 +154,7 @@ void addMapCommand(CLI::App& app, Session& session) {
       {"map", "Show a library as a picture: what is where, full or empty", "tqlib map LIB001"},
       showMap);
   addLibraryOperand(map, options.library);
+  map.add_option("ELEMENT", options.elements, kElementsHelp);
   map.add_option("--svg", options.svg,
                  "Draw it as SVG into this file instead; - is standard output");
   map.add_option("--width", options.width, "Columns of the picture (else those of the terminal)")

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -12,6 +13,11 @@
 
 inline constexpr int kLongestLabel = 16;
 inline constexpr int kGroup = 10;  // cells between two wider gaps, so that they can be counted
+
+// What is drawn for each element depends on how many of its kind there are.
+inline constexpr std::size_t kMostLabelled = 200;    // address and barcode
+inline constexpr std::size_t kMostSingles = 10'000;  // a mark; beyond, one for many addresses
+inline constexpr int kDenseStep = 100;
 
 /// "1000", or a dash for a drive that its library has not placed.
 inline std::string addressText(long long address) {
@@ -57,6 +63,8 @@ struct MapSection {
   /// The cells in their order, with null where addresses are missing between two of them.
   std::vector<const MapCell*> cellsAndGaps() const;
   bool hasGap() const { return cellsAndGaps().size() > cells.size(); }
+  /// The addresses that a mark shows.
+  int step() const { return cells.size() > kMostSingles ? kDenseStep : 1; }
 };
 
 struct LibraryMap {
@@ -69,23 +77,28 @@ struct LibraryMap {
   std::vector<std::string> summaries() const;
 };
 
-/// Throws Failure when there is no such library, or it cannot be read.
-LibraryMap readMap(const std::string& library);
+/// With `elements` only the elements that it names. Throws Failure when there is no such library or
+/// no such element, or it cannot be read.
+LibraryMap readMap(const std::string& library, const std::string& elements);
 
-/// Many elements by address: a row with places for equally many addresses each.
-struct MapRow {
-  struct Placed {
-    const MapCell* cell;
-    int place;  ///< from 0
-  };
-
-  long long address;  ///< of its first place, which may have no element
-  bool isAfterGap;    ///< rows without elements before it are left out
-  std::vector<Placed> cells{};
+/// The elements of one or several consecutive addresses, at least one.
+struct MapPlace {
+  int column;  ///< from 0
+  const MapCell* first;
+  std::ptrdiff_t elements;
+  std::ptrdiff_t full;
 };
 
-/// Rows that begin with the first address, of `perRow` places with `perPlace` addresses each.
-std::vector<MapRow> mapRows(const MapSection& section, int perRow, long long perPlace);
+/// Places for many elements by address.
+struct MapRow {
+  long long address;  ///< of its first column, which may have no element
+  bool isAfterGap;    ///< rows without elements before it are left out
+  std::vector<MapPlace> places{};
+};
+
+/// Rows with `columns` places of section.step() addresses each. Whatever the first address, rows
+/// begin with round ones: an address is found by its digits.
+std::vector<MapRow> mapRows(const MapSection& section, int columns);
 
 /// The narrowest picture: an address and some marks beside it.
 inline constexpr int kNarrowestMap = 20;

@@ -1,6 +1,6 @@
 // The picture as SVG. A cell is a box with address and barcode if there are few, otherwise a
 // square; pointing at it shows both. Full is filled and empty an outline, so that no colour is
-// needed.
+// needed. Of very many, a cell shows how full a hundred are.
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -15,9 +15,9 @@ constexpr int kWidth = 960;
 constexpr int kMargin = 28;
 constexpr int kRight = kWidth - kMargin;
 constexpr int kRoom = kRight - kMargin;
-constexpr std::size_t kMostBoxes = 200;
 constexpr std::size_t kMostLargeSquares = 2500;
 constexpr int kBetweenBoxes = 6;
+constexpr int kWiderGap = 4;
 constexpr int kLongestTitle = 200;
 
 constexpr char kHead[] =
@@ -31,6 +31,7 @@ text{{font-family:ui-monospace,SFMono-Regular,Menlo,Consolas,'DejaVu Sans Mono',
 .full{{stroke:none}}.full text{{fill:#fff}}
 .empty{{fill:#fff;stroke:#8c959f;stroke-width:1}}.empty text{{stroke:none}}
 .empty .at{{fill:#57606a}}.thin{{stroke-width:.7}}
+.share{{font-size:11px}}.part{{stroke:none;fill-opacity:.35}}.part,text{{pointer-events:none}}
 .rule{{stroke:#d0d7de}}.alarm{{fill:#fff1ee;stroke:#b42318}}.alarmText{{font-size:13px;fill:#b42318;font-weight:bold}}
 </style>
 <rect width="{0}" height="{1}" rx="8" fill="#f6f8fa"/>
@@ -60,13 +61,32 @@ std::string titleOf(const MapCell& cell) {
                      cell.isFull ? escaped(cell.label(), kLongestTitle) : "empty");
 }
 
+std::string titleOf(const MapSection& section, const MapRow& row, const MapPlace& place) {
+  const long long first = row.address + static_cast<long long>(place.column) * section.step();
+  return fmt::format("<title>{}–{}: {} of {} {}</title>", first, first + section.step() - 1,
+                     place.full, place.elements, section.filled);
+}
+
+/// How cells are laid out by address.
+struct Grid {
+  int columns;
+  int columnsPerHead;
+  int width;  ///< of a cell
+  int height;
+  int between;
+};
+
+constexpr Grid kLargeSquares{50, 10, 13, 13, 3};
+constexpr Grid kSmallSquares{100, 10, 6, 9, 2};
+constexpr Grid kHundreds{20, 1, 37, 22, 4};
+
 /// A picture that grows downwards.
 class Drawing {
 public:
   explicit Drawing(const LibraryMap& map) {
     int label = 6;
     for (const MapSection& section : map.sections) {
-      if (section.cells.size() > kMostBoxes) continue;
+      if (section.cells.size() > kMostLabelled) continue;
       label = std::max({label, section.widest(&MapCell::label), section.widest(&MapCell::serial)});
     }
     constexpr int kPixelsPerTwoColumns = 15;
@@ -96,14 +116,8 @@ private:
     m_body += text(kMargin, m_y + 20, "name", escaped(name, kNameColumns)) +
               text(after, m_y + 20, "about", escaped(map.identity, 34)) +
               text(kMargin, m_y + 46, "count", summary);
-    static constexpr char kLegend[] =
-        "<g class=\"full\" fill=\"#24292f\"><path d=\"M{0} {2}h12v12h-12z\"/></g>\n"
-        "<g class=\"empty\"><path d=\"M{1} {2}h12v12h-12z\"/></g>\n";
-    m_body += fmt::format(kLegend, kRight - 118, kRight - 58, m_y + 10) +
-              text(kRight - 100, m_y + 20, "count", "full") +
-              text(kRight - 40, m_y + 20, "count", "empty");
     if (std::ranges::any_of(map.sections, &MapSection::hasGap)) {
-      m_body += text(kRight, m_y + 37, "count", "⋯ or blank: no such address", "end");
+      m_body += text(kRight, m_y + 20, "count", "⋯ or blank: no such address", "end");
     }
     m_y += 58;
     if (map.status == Status{}) return;
@@ -116,15 +130,36 @@ private:
 
   void draw(const MapSection& section) {
     const int after = kMargin + (columnsOf(section.title) + 1) * 9;
-    const std::string count =
-        fmt::format("{} of {} {}", section.fullCells(), section.cells.size(), section.filled);
+    std::string range = section.range("–");
+    if (section.step() > 1) range += fmt::format(", {} {} a box", section.step(), section.elements);
     m_body += text(kMargin, m_y + 28, "head", section.title) +
-              text(after, m_y + 28, "count", section.range("–")) +
-              text(kRight, m_y + 28, "count", count, "end") +
+              text(after, m_y + 28, "count", range) +
               fmt::format("<path class=\"rule\" d=\"M{} {}h{}\"/>\n", kMargin, m_y + 35, kRoom);
+    legend(section);
     m_y += 45;
-    if (section.cells.size() <= kMostBoxes) return boxes(section);
-    squares(section);
+    if (section.cells.size() <= kMostLabelled) return boxes(section);
+    grid(section);
+  }
+
+  /// A square and a text for each paint, at the right end of the heading.
+  void legend(const MapSection& section) {
+    const std::size_t full = section.fullCells();
+    int x = kRight;
+    const auto explain = [&](const std::string& paint, const std::string& meaning) {
+      m_body += text(x, m_y + 28, "count", meaning, "end");
+      x -= static_cast<int>(columnsOf(meaning) * 7.3) + 18;
+      m_body += fmt::format("<path class=\"{}\" d=\"M{} {}h12v12h-12z\"/>\n", paint, x, m_y + 18);
+      x -= 14;
+    };
+    const std::string fill = fmt::format("\" fill=\"{}", section.svgColour);
+    if (section.step() == 1) {
+      explain("empty", fmt::format("{} empty", section.cells.size() - full));
+      explain("full" + fill, fmt::format("{} {}", full, section.filled));
+      return;
+    }
+    explain("empty", "none");
+    explain("part" + fill, "partly, in %");
+    explain("full" + fill, fmt::format("all {}", section.filled));
   }
 
   void boxes(const MapSection& section) {
@@ -151,31 +186,48 @@ private:
   }
 
   // Cells of one paint are in one group: a paint for each would double the document's size.
-  void squares(const MapSection& section) {
-    const bool isLarge = section.cells.size() <= kMostLargeSquares;
-    const int pitch = isLarge ? 16 : 8;
-    const int side = isLarge ? 13 : 6;
+  void grid(const MapSection& section) {
+    const Grid grid = section.step() > 1                         ? kHundreds
+                      : section.cells.size() > kMostLargeSquares ? kSmallSquares
+                                                                 : kLargeSquares;
     constexpr double kDigit = 6.1;
     const auto digits = static_cast<double>(section.cells.back().number().size());
     const int left = kMargin + 8 + static_cast<int>(digits * kDigit);
+    const auto xOf = [&](int column) {
+      return left + column * (grid.width + grid.between) + column / kGroup * kWiderGap;
+    };
+    for (int column = 0; column < grid.columns; column += grid.columnsPerHead) {
+      m_body += text(xOf(column), m_y + 6, "at", fmt::format("+{}", column * section.step()));
+    }
+    m_y += 10;
+    const int length = grid.columns * section.step();
     std::string full;
     std::string empty;
-    int sinceGap = 0;
-    for (const MapRow& row : mapRows(section, isLarge ? 50 : 100, 1)) {
+    for (const MapRow& row : mapRows(section, grid.columns)) {
+      if (row.address / length % kGroup == 0) m_y += kWiderGap;
       if (row.isAfterGap) {
         m_body += text(left - 8, m_y + 11, "at", "⋮", "end");
         m_y += 16;
-        sinceGap = 0;
       }
-      if (isLarge || sinceGap++ % 2 == 0) {
-        m_body += text(left - 8, m_y + (isLarge ? 11 : 8), "at", addressText(row.address), "end");
+      m_body += text(left - 8, m_y + grid.height / 2 + 4, "at", addressText(row.address), "end");
+      for (const MapPlace& place : row.places) {
+        const int x = xOf(place.column);
+        std::string& group = place.full == place.elements ? full : empty;
+        const std::string title =
+            section.step() == 1 ? titleOf(*place.first) : titleOf(section, row, place);
+        group += fmt::format("<path d=\"M{0} {1}h{2}v{3}h-{2}z\">{4}</path>\n", x, m_y, grid.width,
+                             grid.height, title);
+        if (section.step() == 1 || place.full == 0) continue;
+        const int share = std::max(1, static_cast<int>(place.full * 100 / place.elements));
+        const int level = grid.height * share / 100;
+        if (share < 100) {
+          group +=
+              fmt::format("<path class=\"part\" fill=\"{0}\" d=\"M{1} {2}h{3}v-{4}h-{3}z\"/>\n",
+                          section.svgColour, x, m_y + grid.height, grid.width, level);
+        }
+        group += text(x + grid.width / 2, m_y + 15, "share", std::to_string(share), "middle");
       }
-      for (const auto& [cell, place] : row.cells) {
-        const int x = left + place * pitch + place / kGroup * 4;
-        (cell->isFull ? full : empty) += fmt::format(
-            "<path d=\"M{0} {1}h{2}v{2}h-{2}z\">{3}</path>\n", x, m_y, side, titleOf(*cell));
-      }
-      m_y += pitch;
+      m_y += grid.height + grid.between;
     }
     m_body +=
         fmt::format("<g class=\"full\" fill=\"{}\">\n{}</g>\n<g class=\"empty thin\">\n{}</g>\n",

@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
-#include <set>
+#include <optional>
+#include <span>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -17,9 +17,8 @@ namespace {
 
 constexpr std::size_t kMostSlotBoxLines = 24;
 constexpr std::size_t kMostBoxLines = 12;
-constexpr std::size_t kMostLabelLines = 40;
-constexpr std::size_t kMostDriveLines = 64;  // what a drive holds is worth more lines
-constexpr std::size_t kMostMarkLines = 50;
+constexpr std::size_t kRowsPerHead = 20;
+constexpr int kBetweenParts = 2;
 
 struct BoxGlyphs {
   const char* topLeft;
@@ -39,9 +38,11 @@ constexpr const char* kGap[] = {"..", "⋯"};
 constexpr const char* kSkippedRows[] = {":", "⋮"};
 constexpr const char* kRule[] = {"-", "─"};
 constexpr const char* kDash[] = {"-", "–"};
-// None, up to a third, up to two thirds, more, all.
-constexpr std::array<const char*, 5> kDensity[] = {{".", ":", "+", "*", "#"},
-                                                   {"·", "░", "▒", "▓", "█"}};
+// How full a step of addresses is: not at all, in equal parts, and wholly.
+constexpr const char* kTenths[] = {".", "1", "2", "3", "4", "5", "6", "7", "8", "9", "#"};
+constexpr const char* kEighths[] = {"·", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr std::span<const char* const> kShares[] = {kTenths, kEighths};
+constexpr const char* kSomeShare[] = {"1-9 tenths", "▁–▇ partly"};
 
 /// The width of a picture, and the character set of its signs.
 struct MapStyle {
@@ -56,36 +57,41 @@ struct MapStyle {
 
 using Lines = std::vector<std::string>;
 
-enum class Detail { Boxes, Labels, Singles, Densities };
+/// A text of the picture, which is never broken.
+struct Part {
+  std::string text;
+  std::optional<Colour> colour = {};
+};
 
 struct Painted {
-  Detail detail;
   Lines lines;
-  std::string step = {};  ///< how many addresses a mark shows, if several
+  std::vector<Part> legend;
 };
 
 void append(Lines& lines, const Lines& more) {
   lines.insert(lines.end(), more.begin(), more.end());
 }
 
-/// Parts with three spaces between them, in as many lines as they need.
-Lines joined(const Lines& parts, const MapStyle& style) {
-  Lines lines;
-  for (const std::string& part : parts) {
-    const std::string cut = fitted(part, style.width, style.charset);
-    if (!lines.empty() && columnsOf(lines.back()) + 3 + columnsOf(cut) <= style.width) {
-      lines.back() += "   " + cut;
-    } else {
-      lines.push_back(cut);
-    }
-  }
-  return lines;
-}
-
 std::string repeated(const char* sign, int times) {
   std::string text;
   for (int i = 0; i < times; ++i) text += sign;
   return text;
+}
+
+/// Parts with spaces between them, in as many lines as they need; `rule` fills up the last one.
+Lines joined(const std::vector<Part>& parts, const MapStyle& style, const char* rule = "") {
+  Lines lines;
+  int used = 0;
+  for (const auto& [text, colour] : parts) {
+    const std::string cut = fitted(text, style.width, style.charset);
+    const bool isFirst = lines.empty() || used + kBetweenParts + columnsOf(cut) > style.width;
+    if (isFirst) lines.emplace_back();
+    const std::string space = repeated(" ", isFirst ? 0 : kBetweenParts);
+    lines.back() += space + (colour ? coloured(cut, *colour, STDOUT_FILENO) : cut);
+    used = (isFirst ? 0 : used + kBetweenParts) + columnsOf(cut);
+  }
+  lines.back() += ' ' + repeated(rule, style.width - used - 1);
+  return lines;
 }
 
 /// Cells side by side. `paint` gives the lines of one; the sign of a gap begins at column `gapAt`.
@@ -147,112 +153,99 @@ Lines mapLabels(const MapSection& section, const MapStyle& style) {
 /// As many marks as fit, in groups; round numbers of them, so that rows begin with round addresses.
 int marksPerRow(int room) {
   const int groups = (room + 1) / (kGroup + 1);
-  for (const int round : {30, 25, 20, 15, 12, 10, 8, 5, 4, 3, 2, 1}) {
+  for (const int round : {20, 10, 5, 2, 1}) {
     if (round <= groups) return kGroup * round;
   }
   return std::max(1, room / 5 * 5);
 }
 
-const char* markOf(std::ptrdiff_t elements, std::ptrdiff_t full, bool isSingle,
-                   const MapStyle& style) {
-  if (elements == 0) return " ";
-  if (isSingle) return style.of(full > 0 ? kFull : kEmpty);
-  const auto& density = style.of(kDensity);
-  if (full == elements) return density.back();
-  return density[static_cast<std::size_t>((3 * full + elements - 1) / elements)];
+const char* markOf(const MapPlace& place, bool isSingle, const MapStyle& style) {
+  if (isSingle) return style.of(place.full > 0 ? kFull : kEmpty);
+  const auto& shares = style.of(kShares);
+  const auto parts = static_cast<std::ptrdiff_t>(shares.size()) - 1;
+  const std::ptrdiff_t part =
+      place.full == 0 ? 0 : std::max<std::ptrdiff_t>(1, parts * place.full / place.elements);
+  return shares[static_cast<std::size_t>(part)];
 }
 
-Lines linesOf(const MapSection& section, int perRow, long long perMark, int labelColumns,
-              const MapStyle& style) {
+/// What has to be added to the address of a row: at each group, then at each mark.
+Lines columnHeads(int perRow, int step, int labelColumns) {
+  Lines heads(2, repeated(" ", labelColumns + 1));
+  for (int mark = 0; mark < perRow; ++mark) {
+    if (mark % kGroup == 0) {
+      heads[0] += fmt::format(" {:<{}}", fmt::format("+{}", mark * step), kGroup);
+      heads[1] += ' ';
+    }
+    heads[1] += std::to_string(mark % kGroup);
+  }
+  return heads;
+}
+
+/// Rows of marks, a character for one or several addresses.
+Lines mapMarks(const MapSection& section, const MapStyle& style) {
+  const int label = static_cast<int>(section.cells.back().number().size());
+  const int perRow = marksPerRow(style.width - label - 2);
+  const int step = section.step();
   Lines lines;
-  for (const MapRow& row : mapRows(section, perRow, perMark)) {
-    if (row.isAfterGap) lines.push_back(repeated(" ", labelColumns - 1) + style.of(kSkippedRows));
-    std::string& line =
-        lines.emplace_back(fmt::format("{:>{}} ", addressText(row.address), labelColumns));
-    auto at = row.cells.begin();
-    for (int place = 0; place < perRow; ++place) {
-      const auto first = at;
-      while (at != row.cells.end() && at->place == place) ++at;
-      const auto full =
-          std::count_if(first, at, [](const auto& each) { return each.cell->isFull; });
-      const char* const sign = markOf(at - first, full, perMark == 1, style);
-      if (place % kGroup == 0) line += ' ';
-      line += full > 0 ? coloured(sign, section.colour, STDOUT_FILENO) : sign;
+  std::size_t rows = 0;
+  for (const MapRow& row : mapRows(section, perRow)) {
+    if (row.isAfterGap) lines.push_back(repeated(" ", label - 1) + style.of(kSkippedRows));
+    if (rows++ % kRowsPerHead == 0) append(lines, columnHeads(perRow, step, label));
+    std::string& line = lines.emplace_back(fmt::format("{:>{}} ", addressText(row.address), label));
+    auto place = row.places.begin();
+    for (int mark = 0; mark < perRow; ++mark) {
+      if (mark % kGroup == 0) line += ' ';
+      if (place == row.places.end() || place->column != mark) {
+        line += ' ';
+        continue;
+      }
+      const char* const sign = markOf(*place, step == 1, style);
+      line += place->full > 0 ? coloured(sign, section.colour, STDOUT_FILENO) : sign;
+      ++place;
     }
   }
   return lines;
 }
 
-/// Rows of marks, a character for one or several addresses, in few enough lines for one look.
-Painted mapMarks(const MapSection& section, const MapStyle& style) {
-  const int label = static_cast<int>(section.cells.back().number().size());
-  const int perRow = marksPerRow(style.width - label - 2);
-  Lines lines = linesOf(section, perRow, 1, label, style);
-  if (lines.size() <= kMostMarkLines) return {Detail::Singles, std::move(lines)};
-  long long perMark = 1;
-  for (int step = 0; lines.size() > kMostMarkLines; ++step) {
-    perMark = step % 3 == 1 ? perMark / 2 * 5 : perMark * 2;  // 2, 5, 10, 20, 50 and so on
-    lines = linesOf(section, perRow, perMark, label, style);
-  }
-  return {Detail::Densities, std::move(lines),
-          fmt::format("a mark shows {} {}", perMark, section.elements)};
+/// The signs of full and of empty elements, with their numbers.
+std::vector<Part> legend(const MapSection& section, const char* full, const char* empty) {
+  const std::size_t count = section.fullCells();
+  return {{fmt::format("{} {} {}", full, count, section.filled), section.colour},
+          {fmt::format("{} {} empty", empty, section.cells.size() - count)}};
 }
 
-std::string heading(const MapSection& section, const std::string& step, const MapStyle& style) {
-  const std::string range = section.range(style.of(kDash));
-  std::string text = range.empty() ? section.title : fmt::format("{} {}", section.title, range);
-  if (!step.empty()) text += ", " + step;
-  text = fitted(text, style.width - 4, style.charset);
-  return fmt::format("{} {} {}", repeated(style.of(kRule), 2),
-                     coloured(text, section.colour, STDOUT_FILENO),
-                     repeated(style.of(kRule), style.width - 4 - columnsOf(text)));
+std::vector<Part> denseLegend(const MapSection& section, const MapStyle& style) {
+  const auto& shares = style.of(kShares);
+  return {{fmt::format("a sign is {} {}:", kDenseStep, section.elements)},
+          {fmt::format("{} all {}", shares.back(), section.filled), section.colour},
+          {style.of(kSomeShare), section.colour},
+          {fmt::format("{} none", shares.front())}};
 }
 
+/// As much detail as there is room for.
 Painted paint(const MapSection& section, const MapStyle& style) {
+  if (section.step() > 1) return {mapMarks(section, style), denseLegend(section, style)};
+  std::vector<Part> ofMarks = legend(section, style.of(kFull), style.of(kEmpty));
+  if (section.cells.size() > kMostLabelled) return {mapMarks(section, style), std::move(ofMarks)};
   Lines boxes = mapBoxes(section, style);
   const std::size_t mostBoxes = section.type == LIB_ELEM_SLOT ? kMostSlotBoxLines : kMostBoxLines;
-  if (boxes.size() <= mostBoxes) return {Detail::Boxes, std::move(boxes)};
-  Lines labels = mapLabels(section, style);
-  const std::size_t mostLabels = section.type == LIB_ELEM_DRIVE ? kMostDriveLines : kMostLabelLines;
-  if (labels.size() <= mostLabels) return {Detail::Labels, std::move(labels)};
-  return mapMarks(section, style);
+  const bool areBoxes = boxes.size() <= mostBoxes;
+  Painted painted{areBoxes ? std::move(boxes) : mapLabels(section, style),
+                  areBoxes ? legend(section, style.of(kFullBox).across, style.of(kEmptyBox).across)
+                           : std::move(ofMarks)};
+  // Between marks a gap is as wide as what is missing.
+  if (section.hasGap())
+    painted.legend.push_back({style.of(kGap) + std::string(" no such address")});
+  return painted;
 }
 
 Lines header(const LibraryMap& map, const MapStyle& style) {
-  Lines lines = joined({map.library, map.identity}, style);
-  lines.front() = coloured(lines.front(), Colour::Cyan, STDOUT_FILENO);
-  append(lines, joined(map.summaries(), style));
+  Lines lines = joined({{map.library, Colour::Cyan}, {map.identity, Colour::Cyan}}, style);
+  std::vector<Part> summaries;
+  for (const std::string& summary : map.summaries()) summaries.push_back({summary});
+  append(lines, joined(summaries, style));
   if (map.status == Status{}) return lines;
-  for (const std::string& line : joined({"injected:", statusText(map.status)}, style)) {
-    lines.push_back(coloured(line, Colour::Red, STDOUT_FILENO));
-  }
-  return lines;
-}
-
-/// What the signs of a picture mean. In ASCII several mean the same: each sign is explained once.
-Lines legend(const std::set<Detail>& used, const Lines& steps, bool hasGaps,
-             const MapStyle& style) {
-  Lines pieces;
-  std::set<std::string> explained;
-  const auto explain = [&](const std::string& sign, const char* meaning) {
-    if (explained.insert(sign).second) pieces.push_back(sign + ' ' + meaning);
-  };
-  if (used.contains(Detail::Labels) || used.contains(Detail::Singles)) {
-    explain(style.of(kFull), "full");
-    explain(style.of(kEmpty), "empty");
-  } else if (used.contains(Detail::Boxes)) {
-    explain(style.of(kFullBox).across, "full");
-    explain(style.of(kEmptyBox).across, "empty");
-  }
-  if (used.contains(Detail::Densities)) {
-    constexpr const char* kShares[] = {"none full", "up to 1/3", "up to 2/3", "more", "all full"};
-    std::size_t share = 0;
-    for (const char* const sign : style.of(kDensity)) explain(sign, kShares[share++]);
-  }
-  append(pieces, steps);  // a narrow heading may have no room for them
-  if (hasGaps) explain(style.of(kGap), "no such address");
-  Lines lines = joined(pieces, style);
-  if (!lines.empty()) lines.insert(lines.begin(), "");
+  append(lines, joined({{"injected:", Colour::Red}, {statusText(map.status), Colour::Red}}, style));
   return lines;
 }
 
@@ -261,20 +254,22 @@ Lines legend(const std::set<Detail>& used, const Lines& steps, bool hasGaps,
 std::string mapText(const LibraryMap& map, int width, Charset charset) {
   const MapStyle style{std::max(width, kNarrowestMap), charset};
   Lines lines = header(map, style);
-  std::set<Detail> used;
-  Lines steps;
-  bool hasGaps = false;
   for (const MapSection& section : map.sections) {
     if (section.cells.empty()) continue;
     const Painted painted = paint(section, style);
-    used.insert(painted.detail);
-    if (!painted.step.empty()) steps.push_back(painted.step);
-    // Between marks a gap is as wide as what is missing.
-    hasGaps |= painted.detail <= Detail::Labels && section.hasGap();
-    append(lines, {"", heading(section, painted.step, style)});
+    std::vector<Part> heading{
+        {fmt::format("{} {}", style.of(kRule), section.title), section.colour}};
+    const std::string range = section.range(style.of(kDash));
+    if (columnsOf(heading[0].text) + 1 + columnsOf(range) > style.width) {
+      heading.push_back({range, section.colour});
+    } else {
+      heading[0].text += ' ' + range;
+    }
+    heading.insert(heading.end(), painted.legend.begin(), painted.legend.end());
+    lines.emplace_back();
+    append(lines, joined(heading, style, style.of(kRule)));
     append(lines, painted.lines);
   }
-  append(lines, legend(used, steps, hasGaps, style));
   for (std::string& line : lines) line.erase(line.find_last_not_of(' ') + 1);
   return fmt::format("{}", fmt::join(lines, "\n"));
 }
