@@ -52,15 +52,14 @@ Json mapJson(const LibraryMap& map) {
 
 void showMap(const Options& options, const Session& session) {
   const LibraryMap map = readMap(options.library, options.elements);
+  const Json values = session.json ? mapJson(map) : Json();  // of many elements it takes long
   if (options.svg.empty()) {
     const int width = options.width > 0 ? options.width : terminalWidth(STDOUT_FILENO);
-    printResult(session.json, mapJson(map),
-                session.json ? "" : mapText(map, width, screenCharset()));
+    printResult(session.json, values, session.json ? "" : mapText(map, width, screenCharset()));
     return;
   }
   writeFile(options.svg, mapSvg(map));
-  printResult(session.json, mapJson(map),
-              fmt::format("library {} drawn to {}", map.library, options.svg),
+  printResult(session.json, values, fmt::format("library {} drawn to {}", map.library, options.svg),
               isStandardStream(options.svg) ? std::cerr : std::cout);
 }
 

@@ -11,6 +11,7 @@
 #include <fmt/ranges.h>
 
 #include "TqLibEmulator.h"
+#include "catalogue/Elements.h"
 #include "map/Map.h"
 
 namespace {
@@ -57,7 +58,7 @@ struct MapStyle {
 
 using Lines = std::vector<std::string>;
 
-/// A text of the picture, which is never broken.
+/// A text around the picture. It is broken only where it is wider than that.
 struct Part {
   std::string text;
   std::optional<Colour> colour = {};
@@ -78,17 +79,32 @@ std::string repeated(const char* sign, int times) {
   return text;
 }
 
+/// The size of the front of `text` that is shown in one line, up to a space where it is broken.
+std::size_t lineSize(const std::string& text, int columns) {
+  std::size_t size = text.size();
+  while (columnsOf(text.substr(0, size)) > columns) {
+    const std::size_t space = text.rfind(' ', size - 1);
+    if (space == std::string::npos || space == 0) return text.size();
+    size = space;
+  }
+  return size;
+}
+
 /// Parts with spaces between them, in as many lines as they need; `rule` fills up the last one.
 Lines joined(const std::vector<Part>& parts, const MapStyle& style, const char* rule = "") {
   Lines lines;
-  int used = 0;
+  int used = style.width;
   for (const auto& [text, colour] : parts) {
-    const std::string cut = fitted(text, style.width, style.charset);
-    const bool isFirst = lines.empty() || used + kBetweenParts + columnsOf(cut) > style.width;
-    if (isFirst) lines.emplace_back();
-    const std::string space = repeated(" ", isFirst ? 0 : kBetweenParts);
-    lines.back() += space + (colour ? coloured(cut, *colour, STDOUT_FILENO) : cut);
-    used = (isFirst ? 0 : used + kBetweenParts) + columnsOf(cut);
+    for (std::string rest = text; !rest.empty();) {
+      const std::size_t size = lineSize(rest, style.width);
+      const std::string cut = fitted(rest.substr(0, size), style.width, style.charset);
+      const bool isFirst = used + kBetweenParts + columnsOf(cut) > style.width;
+      if (isFirst) lines.emplace_back();
+      lines.back() += repeated(" ", isFirst ? 0 : kBetweenParts);
+      lines.back() += colour ? coloured(cut, *colour, STDOUT_FILENO) : cut;
+      used = (isFirst ? 0 : used + kBetweenParts) + columnsOf(cut);
+      rest.erase(0, size + 1);
+    }
   }
   lines.back() += ' ' + repeated(rule, style.width - used - 1);
   return lines;
@@ -258,17 +274,18 @@ std::string mapText(const LibraryMap& map, int width, Charset charset) {
     if (section.cells.empty()) continue;
     const Painted painted = paint(section, style);
     std::vector<Part> heading{
-        {fmt::format("{} {}", style.of(kRule), section.title), section.colour}};
-    const std::string range = section.range(style.of(kDash));
-    if (columnsOf(heading[0].text) + 1 + columnsOf(range) > style.width) {
-      heading.push_back({range, section.colour});
-    } else {
-      heading[0].text += ' ' + range;
-    }
+        {fmt::format("{} {} {}", style.of(kRule), section.title, section.range(style.of(kDash))),
+         section.colour}};
     heading.insert(heading.end(), painted.legend.begin(), painted.legend.end());
     lines.emplace_back();
     append(lines, joined(heading, style, style.of(kRule)));
     append(lines, painted.lines);
+    if (section.step() == 1) continue;
+    const int first = section.firstAddress();
+    append(lines,
+           joined({{fmt::format("\"tqlib map {} {}:{}-{}\" shows each", map.library,
+                                elementTypeWord(section.type), first, first + kDenseStep - 1)}},
+                  style));
   }
   for (std::string& line : lines) line.erase(line.find_last_not_of(' ') + 1);
   return fmt::format("{}", fmt::join(lines, "\n"));
