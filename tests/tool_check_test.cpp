@@ -44,7 +44,7 @@ protected:
   ToolCheck() {
     makeLibrary("LIB1");
     expectDone("element set LIB1 slot:1000 --barcode A1");
-    expectDone("volume write A1 --mark 0 store/tqlib.ini");
+    expectDone("volume write A1 --new --mark 0 store/tqlib.ini");
     fs::copy(path("store"), path("sound"), fs::copy_options::recursive);
   }
 

@@ -137,7 +137,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 // A new volume needs a medium of its name, since the name may be mistyped.
 Medium knownMedium(const Options& options, const fs::path& folder) {
   const bool isKnown = options.isNew || fs::is_directory(folder);
-  const Medium medium = mediumOf({options.volume}, isKnown && options.yes);
+  Medium medium = mediumOf({options.volume}, isKnown && options.yes);
   if (isKnown || medium.isListed) return medium;
   throw Failure("no volume and no medium has the name " + options.volume,
                 "look at the name again; with --new, the volume is made");
