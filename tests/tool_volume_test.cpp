@@ -173,7 +173,7 @@ TEST_F(ToolVolume, WhatDestroysDataOrMayBeASlipIsRefusedAndNamesWhatIsInTheWay) 
   }
   EXPECT_EQ(tapes(), before);
   writeFile(path("store/LibEmulator/Lib_L.xml"), "broken, with A");
-  expectRefused(1, "volume write A data --mark 3", "in a drive of library L, which cannot be read");
+  expectRefused(1, "volume write A data --mark 3", "a library that cannot be read: L");
   EXPECT_NE(onTerminal("volume erase A", "n\\n").exitCode, 0);
   EXPECT_EQ(tapes(), before);
   EXPECT_EQ(onTerminal("volume erase A", "y\\n").exitCode, 0);
@@ -186,6 +186,7 @@ TEST_F(ToolVolume, ARemovalOrRenamingIsWholeAndCompletesOneThatACrashEnded) {
   fs::create_directory(path("store/tapes/B"));
   expectDone("volume rename A B");
   expectDone("volume verify B");
+  EXPECT_FALSE(fs::exists(path("store/tapes/A.sha256")));
   writeFile(path("store/tapes/A.sha256"), sums);  // the last step is repeated
   expectDone("volume remove A --yes");
   EXPECT_EQ(tapes().size(), 4U) << "B, its checksums and two filemarks";
@@ -245,6 +246,8 @@ TEST_F(ToolVolume, AFailedWriteOrReadReportsHowFarItGot) {
   EXPECT_EQ(fs::file_size(path("copy")), fs::file_size(TQLIB_BINARY));
   tqlib("volume read A --mark 2 2>err2 | head -c 1");
   EXPECT_NE(readFile(path("err2")).find("its reader has ended"), std::string::npos);
+  letSavesFail();
+  expectRefused(1, "volume write A big --mark 4", "File too large");
 }
 
 TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {

@@ -104,7 +104,8 @@ void OutputFile::write(std::string_view block) {
     const ssize_t count = ::write(m_stream.get(), block.data(), block.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0 && errno == EPIPE)
-      throw Failure("the output is incomplete: its reader has ended");
+      throw Failure("the output is incomplete: its reader has ended",
+                    "look why the program behind the pipe has ended");
     if (count < 0) throw systemFailure("cannot write the output", errno);
     block.remove_prefix(static_cast<std::size_t>(count));
   }

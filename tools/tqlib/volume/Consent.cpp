@@ -1,5 +1,4 @@
-// The questions before a change of a volume. If the catalogue cannot be read, the medium may be in
-// a drive; that must not prevent the change.
+// With a catalogue that cannot be read, a volume can still be changed, but not unasked.
 #include "volume/Consent.h"
 
 #include "base/Command.h"
@@ -18,9 +17,9 @@ Medium mediumOf(const std::set<std::string>& volumes, bool isConsentGiven) {
       if (element.elementType != LIB_ELEM_DRIVE) continue;
       medium.risk = fmt::format("it is in {} of library {}", elementName(element), library);
     }
-    if (unread.empty() || !medium.risk.empty()) return medium;
-    medium.risk =
-        fmt::format("it may be in a drive of library {}, which cannot be read", unread[0]);
+    if (medium.risk.empty() && !unread.empty()) {
+      medium.risk = "it may be in a drive of a library that cannot be read: " + unread.front();
+    }
   } catch (const Failure& failure) {
     medium.risk = fmt::format("it may be in a drive: {}", failure.what());
   }

@@ -1,5 +1,4 @@
-// tqlib volume copy and rename. A copy is built in a temporary folder, which is renamed when it is
-// whole.
+// tqlib volume copy and rename. A copy is built in a temporary folder, then renamed as a whole.
 #include <fcntl.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
