@@ -81,6 +81,8 @@ Failure writeFailure(const fs::path& path, unsigned long long offset, char byte,
     if (!file || pwrite(file.get(), &byte, 1, static_cast<off_t>(offset)) < 0) {
       return systemFailure(what, errno);
     }
+    std::error_code ignored;
+    fs::resize_file(path, offset, ignored);  // the byte may have been written this time
   }
   return libraryFailure(what, volume);
 }
