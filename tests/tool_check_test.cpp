@@ -61,7 +61,8 @@ protected:
 
   std::map<std::string, std::string> everything() const { return treeOf(path("store")); }
   void expectClean() const {
-    EXPECT_EQ(tqlib("check").out, "no findings; 1 library, 7 elements and 1 volume checked\n");
+    EXPECT_EQ(tqlib("check").out,
+              "0 errors, 0 warnings; 1 library, 7 elements and 1 volume checked\n");
   }
   std::string kinds() const { return listed("findings", {"kind"}, "check"); }
 };
@@ -76,7 +77,7 @@ TEST_F(ToolCheck, FixesWhatHasOneRightAnswerAndWritesFilesAsTheApiDoes) {
   sh(write(kJournal, half + "\\0LibraryList.xml\\0"));
   sh("touch " + kTemporary + " tapes/" + half + " && mkdir -p " + kVolumeCopy + "/x");
   EXPECT_EQ(kinds(),
-            "half-saved left-over doubled-entry occupancy occupancy file-without-entry left-over "
+            "doubled-entry file-without-entry occupancy occupancy half-saved left-over left-over "
             "left-over ");
   const auto copies = ask("check --fix")["copies"];
   for (const std::string copy : copies) fs::remove(copy);
@@ -105,6 +106,8 @@ const Fault kNotFixed[] = {
     {"volume-without-medium", "mkdir tapes/B1", "tapes/B1"},
     {"volume-over-limit", "truncate -s 1048577 tapes/A1/00000000", "tapes/A1"},
     {"mark-gap", write("tapes/A1/00000002", ""), "tapes/A1"},
+    {"checksums-without-volume", "touch tapes/B1.sha256", "tapes/B1.sha256"},
+    {"checksums-without-volume", "mkdir tapes/B1 && touch tapes/B1.sha256", "tapes/B1.sha256"},
     {"half-saved",
      kPrepare + write(kJournal, ".tqlib-0123456789abcdef.new\\0../LibraryList.xml\\0"), kJournal},
 };
@@ -118,7 +121,7 @@ TEST_F(ToolCheck, LeavesWhatHasNoRightAnswer) {
     const std::string wanted =
         fmt::format("{}/{}/{}/false ", fault.kind, stored(fault.file), fault.element);
     EXPECT_NE(found.find(wanted), std::string::npos) << found;
-    EXPECT_EQ(tqlib("check --fix").exitCode, 1);
+    EXPECT_EQ(tqlib("check --fix --strict").exitCode, 1);
     EXPECT_EQ(everything(), before);
     restore();
   }
@@ -154,7 +157,7 @@ TEST_F(ToolCheck, AdvisesNoDeletionWhileALibraryCannotBeRead) {
     const Result result = tqlib("check");
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_NE(result.out.find("fix the libraries that cannot be read first"), std::string::npos);
-    EXPECT_EQ(result.out.find("delete the volume"), std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find("volume remove"), std::string::npos) << result.out;
     restore();
   }
 }
@@ -171,7 +174,10 @@ TEST_F(ToolCheck, ReportsAndDeletesNothingThatIsLocked) {
   const std::string found = run("flock store/LibEmulator '" TQLIB_BINARY "' check --json").out;
   EXPECT_NE(found.find("locked-catalogue"), std::string::npos) << found;
   EXPECT_EQ(found.find("left-over"), std::string::npos) << found;
-  sh("mkdir " + kVolumeCopy);
+  sh("mkdir " + kVolumeCopy + " tapes/B1 && touch tapes/B1.sha256");  // a copy that runs
+  EXPECT_EQ(run("flock store/tapes/B1 '" TQLIB_BINARY "' check").out.find("checksums"),
+            std::string::npos);
+  sh("rm -r tapes/B1*");
   const std::string locked = "flock store/" + kVolumeCopy;
   EXPECT_EQ(run(locked + " '" TQLIB_BINARY "' check --fix").exitCode, 0);
   EXPECT_TRUE(fs::exists(stored(kVolumeCopy)));
@@ -180,13 +186,59 @@ TEST_F(ToolCheck, ReportsAndDeletesNothingThatIsLocked) {
   EXPECT_TRUE(fs::exists(stored(kVolumeCopy)));
 }
 
+TEST_F(ToolCheck, SaysOnAPageWhatNeedsDoing) {
+  sh("rm -r tapes/A1");
+  EXPECT_EQ(tqlib("check").out,
+            "notes: 1 medium-without-volume; --notes lists them\n"
+            "0 errors, 0 warnings; 1 library, 7 elements and 0 volumes checked\n");
+  EXPECT_EQ(tqlib("check --notes").out.find("note: medium-without-volume\n  slot:1000 of "), 0);
+  EXPECT_EQ(tqlib("check").exitCode, 0);
+  EXPECT_EQ(tqlib("check --strict").exitCode, 1);
+  sh("seq -w 12 | sed \"s,.*,tapes/it's &,\" | tr '\\n' '\\0' | xargs -0 mkdir && " + kEmptied);
+  const Result result = tqlib("check");
+  EXPECT_EQ(result.exitCode, 1);
+  for (const std::string part :
+       {"error: occupancy\n  slot:1000 of library LIB1: it is empty, but has the barcode A1\n"
+        "  next: \"tqlib check --fix\" makes it full\nwarning: volume-without-medium\n",
+        "/it's 10: no library has a medium of that barcode\n  and 2 more; --json lists them all\n"
+        "  next: \"tqlib element set LIB1 slot:1001 --barcode 'it'\\''s 01'\" puts the medium ",
+        "; likewise for the others\nnotes: 1 medium-without-volume; --notes lists them\n1 error, "
+        "12"}) {
+    EXPECT_NE(result.out.find(part), std::string::npos) << part << "\n" << result.out;
+  }
+}
+
+TEST_F(ToolCheck, ChecksAndFixesOneLibraryButComparesItWithAllOthers) {
+  sh("sed s/LIB1/LIB2/g " + kLibrary + " | sed 's|>1002<|>1003<|' >LibEmulator/Lib_LIB2.xml");
+  sh("mkdir tapes/B1 && touch " + kTemporary);
+  const struct {
+    const char* library;
+    const char* kinds;
+  } kFound[] = {{"LIB1", "doubled-barcode "},
+                {"LIB2", "doubled-barcode file-without-entry address-out-of-range "}};
+  for (const auto& [library, kinds] : kFound) {
+    const std::string command = std::string("check ") + library;
+    EXPECT_EQ(listed("findings", {"kind"}, command), kinds);
+    EXPECT_EQ(ask(command)["findings"][0]["file"], stored("LibEmulator/Lib_") + library + ".xml");
+    EXPECT_EQ(ask(command)["checked"].dump(), R"({"elements":7,"libraries":1,"volumes":1})");
+  }
+  const auto before = everything();
+  tqlib("check LIB1 --fix");
+  EXPECT_EQ(everything(), before);
+  tqlib("check LIB2 --fix");
+  EXPECT_EQ(listed("libraries", {"library", "state"}, "library list"), "LIB1/ok LIB2/ok ");
+  expectRefused(1, "check LIB3", "no such library: LIB3");
+}
+
 TEST_F(ToolCheck, ReportsAFailedFixAndLeavesNothingBehind) {
   sh(kEmptied);
   const auto before = everything();
   letSavesFail();
   const Result result = tqlib("check --fix");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.out.find("not fixed: occupancy: slot:1000"), std::string::npos) << result.out;
+  for (const char* part : {"error: occupancy\n  slot:1000 of library LIB1: ", "\nfailed: "}) {
+    EXPECT_NE(result.out.find(part), std::string::npos) << result.out;
+  }
   EXPECT_EQ(everything(), before);
 }
 
@@ -196,7 +248,7 @@ TEST_F(ToolCheck, AsksOnATerminalAndFixesNothingAfterNo) {
     const Result result =
         run("echo " + answer + " | script -qec '" TQLIB_BINARY " check --fix' typescript");
     EXPECT_EQ(result.exitCode, answer == "y" ? 0 : 1);
-    EXPECT_NE(result.out.find("Fix 1 of 1 findings?"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("fix 1 finding? [y/N]"), std::string::npos) << result.out;
   }
   expectClean();
 }

@@ -27,7 +27,7 @@ std::string counted(unsigned long long count, const std::string& noun) {
 std::string quoted(const std::string& word) {
   constexpr char kPlain[] =
       "%+,-./0123456789:=@ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
-  if (word.find_first_not_of(kPlain) == std::string::npos) return word;
+  if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
   return "'" + boost::replace_all_copy(word, "'", "'\\''") + "'";
 }
 

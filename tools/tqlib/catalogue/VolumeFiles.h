@@ -25,6 +25,9 @@ void refuseLink(const std::filesystem::path& folder);
 /// A path for a temporary folder beside the volumes; `purpose` is part of its name.
 std::filesystem::path temporaryVolume(const char* purpose);
 
+/// After the name of a volume, it is the name of the file with its checksums.
+inline constexpr char checksumSuffix[] = ".sha256";
+
 struct FileMark {
   int number;
   std::filesystem::path path;

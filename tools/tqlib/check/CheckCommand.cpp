@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <iostream>
+#include <span>
 
 #include "base/Output.h"
 #include "base/Screen.h"
@@ -12,22 +13,29 @@
 
 namespace {
 
-constexpr std::size_t kMostOfAKind = 50;  // are shown to people
-constexpr const char* kSeverities[] = {"error", "warning", "note"};
-constexpr Colour kSeverityColours[] = {Colour::Red, Colour::Yellow, Colour::Cyan};
+constexpr std::size_t kMostOfAKind = 10;  // are shown to people
 
 struct Options {
+  std::string library;
+  bool notes = false;
+  bool strict = false;
   bool fix = false;
   bool yes = false;
 };
 
-std::size_t countFixable(const std::vector<Finding>& findings) {
-  return static_cast<std::size_t>(std::ranges::count_if(findings, &Finding::isFixable));
+std::size_t countOf(Severity severity, const std::vector<Finding>& findings) {
+  return static_cast<std::size_t>(std::ranges::count(
+      findings, severity, [](const Finding& each) { return each.fault->severity; }));
 }
 
-/// "1 volume", "2 volumes".
-std::string counted(std::size_t count, const char* one) {
-  return fmt::format("{} {}{}", count, one, count == 1 ? "" : "s");
+std::pair<const char*, Colour> headingOf(const Finding& finding) {
+  constexpr std::pair<const char*, Colour> kHeadings[] = {
+      {"error", Colour::Red}, {"warning", Colour::Yellow}, {"note", Colour::Cyan}};
+  return kHeadings[static_cast<std::size_t>(finding.fault->severity)];
+}
+
+std::size_t countFixable(const std::vector<Finding>& findings) {
+  return static_cast<std::size_t>(std::ranges::count_if(findings, &Finding::isFixable));
 }
 
 /// A line with a coloured word in front. A name on disk may have control characters for terminals.
@@ -36,91 +44,80 @@ std::string line(const char* word, Colour colour, const std::string& text) {
                      fitted(text, INT_MAX, Charset::Utf8));
 }
 
-/// The texts of the first findings of each kind, made by `textOf`, and how many more there are.
-template <typename TextOf>
-std::string textsOf(const std::vector<Finding>& findings, TextOf textOf) {
+/// Whether it is a note that nothing was done about.
+bool isOpenNote(const Finding& finding) {
+  return finding.fault->severity == Severity::Note && !finding.isFixed.value_or(false);
+}
+
+/// Findings of one group: the first of them, or all notes, and the next step of the first.
+std::string groupText(std::span<const Finding> group) {
+  const Finding& first = group.front();
+  const bool isFixed = first.isFixed.value_or(false);
+  const std::size_t most = isOpenNote(first) ? group.size() : kMostOfAKind;
+  const auto [word, colour] = isFixed ? std::pair("fixed", Colour::Green) : headingOf(first);
+  std::string text = line(word, colour, first.fault->kind);
+  for (const Finding& finding : group.first(std::min(group.size(), most))) {
+    const bool hasPath = finding.text.find(finding.place.file) != std::string::npos;
+    const std::string words = (hasPath ? "" : finding.place.words() + ": ") + finding.text;
+    text += "  " + fitted(words, INT_MAX, Charset::Utf8) + "\n";
+  }
+  if (group.size() > most) {
+    text += fmt::format("  and {} more; --json lists them all\n",
+                        fmt::group_digits(group.size() - most));
+  }
+  if (isFixed) return text;
+  const bool isForAll = std::ranges::count(group, first.next, &Finding::next) == std::ssize(group);
+  const std::string next = first.next + (isForAll ? "" : "; likewise for the others");
+  return text + line("  next", Colour::Blue, next);
+}
+
+/// Of notes, only the number is shown without --notes.
+std::string findingsText(std::span<const Finding> sorted, bool withNotes) {
   std::string text;
-  std::map<std::string, std::size_t> counts;
-  for (const Finding& finding : findings) {
-    if (++counts[finding.fault->kind] <= kMostOfAKind) text += textOf(finding);
+  std::string notes;
+  while (!sorted.empty()) {
+    const Finding& first = sorted.front();
+    const auto end = std::ranges::upper_bound(sorted, groupOf(first), {}, groupOf);
+    const auto group = sorted.first(static_cast<std::size_t>(end - sorted.begin()));
+    if (isOpenNote(first) && !withNotes) {
+      notes += fmt::format("{} {}; ", fmt::group_digits(group.size()), first.fault->kind);
+    } else {
+      text += groupText(group);
+    }
+    sorted = sorted.subspan(group.size());
   }
-  for (const auto& [kind, count] : counts) {
-    if (count <= kMostOfAKind) continue;
-    text +=
-        fmt::format("and {} more of the kind {}; --json lists all\n", count - kMostOfAKind, kind);
-  }
-  return text;
+  if (notes.empty()) return text;
+  return text + line("notes", Colour::Cyan, notes + "--notes lists them");
 }
 
-/// The findings by file, each on a line; empty without any.
-std::string findingsText(const std::vector<Finding>& findings) {
-  std::string file;
-  return textsOf(findings, [&](const Finding& finding) {
-    const auto& [path, element] = finding.place;
-    const std::string heading = path == file ? "" : fitted(path, INT_MAX, Charset::Utf8) + "\n";
-    file = path;
-    const auto severity = static_cast<std::size_t>(finding.fault->severity);
-    return heading + "  " +
-           line(kSeverities[severity], kSeverityColours[severity],
-                fmt::format("{}: {}{}{}; next: {}", finding.fault->kind, element,
-                            element.empty() ? "" : ": ", finding.text, finding.next));
-  });
-}
-
-/// "3 findings (...)" or "no findings", and how much was looked at.
+/// How many errors and warnings there are, how much was looked at, and what a fix would do.
 std::string summaryText(const Checkup& checkup) {
-  const std::string checked =
-      fmt::format("{} {}, {} and {} checked", checkup.libraries,
-                  checkup.libraries == 1 ? "library" : "libraries",
-                  counted(checkup.elements, "element"), counted(checkup.volumes.size(), "volume"));
-  const std::vector<Finding>& findings = checkup.findings;
-  if (findings.empty()) return "no findings; " + checked;
-  std::map<Severity, std::size_t> counts;
-  for (const Finding& finding : findings) ++counts[finding.fault->severity];
-  std::string severities;
-  for (const auto& [severity, count] : counts) {
-    severities += severities.empty() ? "" : ", ";
-    severities += counted(count, kSeverities[static_cast<std::size_t>(severity)]);
-  }
-  const std::size_t fixable = countFixable(findings);
-  return fmt::format("{} ({}); {}{}", counted(findings.size(), "finding"), severities, checked,
-                     fixable == 0 ? "" : fmt::format("; \"tqlib check --fix\" fixes {}", fixable));
+  const std::size_t fixable = countFixable(checkup.findings);
+  const std::string library = checkup.only.empty() ? "" : quoted(checkup.only) + " ";
+  return fmt::format(
+      "{}, {}; {}, {} and {} checked{}",
+      counted(countOf(Severity::Error, checkup.findings), "error"),
+      counted(countOf(Severity::Warning, checkup.findings), "warning"),
+      counted(checkup.libraries, "library"), counted(checkup.elements, "element"),
+      counted(checkup.volumes.size(), "volume"),
+      fixable == 0 ? "" : fmt::format("; \"tqlib check {}--fix\" fixes {}", library, fixable));
 }
 
-/// The findings that were fixed, or not fixed although they are fixable, and the result of the fix,
-/// each on a line.
-std::string outcomesText(std::vector<Finding> findings, const FixResult& result) {
-  std::erase_if(findings, [](const Finding& finding) {
-    return !finding.isFixed.value_or(false) && !finding.isFixable;
-  });
-  std::string text = textsOf(findings, [](const Finding& finding) {
-    const auto& [path, element] = finding.place;
-    const bool isFixed = finding.isFixed.value_or(false);
-    return line(isFixed ? "fixed" : "not fixed", isFixed ? Colour::Green : Colour::Red,
-                fmt::format("{}: {}{}{}", finding.fault->kind, element,
-                            element.empty() ? "" : " of ", path));
-  });
-  for (const auto& copy : result.copies) text += line("kept copy", Colour::Blue, copy.second);
-  for (const std::string& failure : result.failures) text += line("failed", Colour::Red, failure);
-  return text;
-}
-
-Json checkupJson(const Checkup& checkup) {
+Json checkupJson(const std::vector<Finding>& findings, const Checkup& checkup) {
   Json list = Json::array();
-  for (const Finding& finding : checkup.findings) {
-    Json& json = list.emplace_back(
-        Json{{"kind", finding.fault->kind},
-             {"severity", kSeverities[static_cast<std::size_t>(finding.fault->severity)]},
-             {"file", finding.place.file},
-             {"element", finding.place.element},
-             {"text", finding.text},
-             {"next", finding.next},
-             {"fixable", finding.isFixable}});
+  for (const Finding& finding : findings) {
+    Json& json = list.emplace_back(Json{{"kind", finding.fault->kind},
+                                        {"severity", headingOf(finding).first},
+                                        {"file", finding.place.file},
+                                        {"element", finding.place.element},
+                                        {"text", finding.text},
+                                        {"next", finding.next},
+                                        {"fixable", finding.isFixable}});
     if (finding.isFixed) json["fixed"] = *finding.isFixed;
     if (!finding.copy.empty()) json["copy"] = finding.copy;
   }
   return {{"findings", std::move(list)},
-          {"count", checkup.findings.size()},
+          {"count", findings.size()},
           {"checked",
            {{"libraries", checkup.libraries},
             {"elements", checkup.elements},
@@ -138,16 +135,6 @@ std::set<std::string> identitiesOf(const std::vector<Finding>& findings) {
   return identities;
 }
 
-// In a script, nobody can answer the question.
-bool isConfirmed(const Options& options, const std::vector<Finding>& findings) {
-  if (options.yes || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return true;
-  std::cerr << fmt::format("Fix {} of {} findings? [y/N] ", countFixable(findings), findings.size())
-            << std::flush;
-  std::string answer;
-  std::getline(std::cin, answer);
-  return answer == "y" || answer == "Y" || answer == "yes";
-}
-
 /// Compares two checks: marks each finding of the first one as fixed or not, and appends those that
 /// only the second one found.
 std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Finding>& after,
@@ -156,6 +143,9 @@ std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Fin
   const std::set<std::string> left = identitiesOf(after);
   const bool isLocked = std::ranges::any_of(
       after, [](const Finding& finding) { return finding.is(faults::kLockedCatalogue); });
+  std::ranges::copy_if(after, std::back_inserter(before), [&](const Finding& finding) {
+    return !known.contains(identityOf(finding));
+  });
   for (Finding& finding : before) {
     // These are not looked for while another process keeps the lock.
     const bool isUnknown =
@@ -164,43 +154,38 @@ std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Fin
     const auto copy = result.copies.find(finding.place.file);
     if (*finding.isFixed && copy != result.copies.end()) finding.copy = copy->second;
   }
-  for (const Finding& finding : after) {
-    if (known.contains(identityOf(finding))) continue;
-    before.push_back(finding);
-    before.back().isFixed = false;
-  }
+  std::ranges::stable_sort(before, {}, groupOf);
   return before;
 }
 
-/// Fixes what `checkup` found; then it holds what a second check found.
-void fix(Checkup& checkup, const Options& options, bool json) {
-  const std::vector<Finding> before = checkup.findings;
-  const bool isFixable = countFixable(before) > 0;
-  const bool isWanted = isFixable && isConfirmed(options, before);
-  const FixResult result = isWanted ? fixFindings(before) : FixResult();
-  if (isWanted) checkup = checkCatalogue();
-  Checkup all = checkup;
-  all.findings = outcomes(before, checkup.findings, result);
-  Json values = checkupJson(all);
-  values["left"] = checkup.findings.size();
-  values["copies"] = Json::array();
-  for (const auto& copy : result.copies) values["copies"].push_back(copy.second);
-  values["failures"] = result.failures;
-  std::string text = isFixable ? "nothing was fixed; " : "";
-  if (isWanted) {
-    const auto firstNew = all.findings.begin() + static_cast<std::ptrdiff_t>(before.size());
-    text = outcomesText(all.findings, result) + findingsText({firstNew, all.findings.end()}) +
-           "after the fix: ";
-  }
-  printResult(json, values, text + summaryText(checkup));
-}
-
 void check(const Options& options, const Session& session) {
-  Checkup checkup = checkCatalogue();
-  if (!session.json) std::cout << findingsText(checkup.findings) << std::flush;
-  if (options.fix) fix(checkup, options, session.json);
-  if (!options.fix) printResult(session.json, checkupJson(checkup), summaryText(checkup));
-  if (!checkup.findings.empty()) throw SilentFailure();
+  Checkup checkup = checkCatalogue(options.library);
+  std::vector<Finding> findings = checkup.findings;  // also those that were fixed
+  FixResult result;
+  if (options.fix && countFixable(findings) > 0) {
+    // In a script, nobody can answer the question.
+    if (!options.yes && isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1) {
+      std::cerr << findingsText(findings, options.notes);
+      requireConsent(false, "fix " + counted(countFixable(findings), "finding"));
+    }
+    result = fixFindings(findings);
+    checkup = checkCatalogue(options.library);
+  }
+  if (options.fix) findings = outcomes(findings, checkup.findings, result);
+  Json values = session.json ? checkupJson(findings, checkup) : Json();
+  std::string text = findingsText(findings, options.notes);
+  if (options.fix) {
+    values["left"] = checkup.findings.size();
+    values["copies"] = Json::array();
+    for (const auto& copy : result.copies) values["copies"].push_back(copy.second);
+    values["failures"] = result.failures;
+    for (const auto& copy : result.copies) text += line("kept copy", Colour::Blue, copy.second);
+    for (const auto& failure : result.failures) text += line("failed", Colour::Red, failure);
+    text += "after the fix: ";
+  }
+  printResult(session.json, values, text + summaryText(checkup));
+  const std::size_t allowed = options.strict ? 0 : countOf(Severity::Note, checkup.findings);
+  if (checkup.findings.size() > allowed) throw SilentFailure();
 }
 
 }  // namespace
@@ -210,9 +195,14 @@ void addCheckCommand(CLI::App& app, Session& session) {
       addCommand(app, session,
                  {"check",
                   "Look for faults in the catalogue and the volumes; the exit code is 1 when there "
-                  "are findings",
-                  "tqlib check || echo 'there are findings'"},
+                  "are errors or warnings",
+                  "tqlib check LIB001 || echo 'something needs doing'"},
                  check);
+  addLibraryOperand(command, options.library)
+      ->required(false)
+      ->description("Check this library only, with the volumes of its media");
+  command.add_flag("--notes", options.notes, "List the notes too, not only their number");
+  command.add_flag("--strict", options.strict, "Notes make the exit code 1 too");
   CLI::Option* fix = command.add_flag(
       "--fix", options.fix, "Fix what has one right answer, and keep copies of the files");
   command.add_flag("--yes", options.yes, "Do not ask before the fix")->needs(fix);

@@ -1,11 +1,13 @@
-// A check of the whole catalogue and its volumes: the faults that it looks for, each with its text
-// and next step, what it found, and the fix.
+// A check of the catalogue and its volumes, or of one library: the faults that it looks for, each
+// with its text and next step, what it found, and the fix.
 #pragma once
 
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -16,10 +18,11 @@
 
 enum class Severity { Error, Warning, Note };
 
-inline constexpr char kByHand[] = "fix the file by hand";
+inline constexpr char kByHand[] = "fix {file} by hand";
 
 /// A fault that a check looks for. Programs identify it by its kind, which therefore never changes;
-/// several faults may be of one kind. Text and next step are formatted with the same values.
+/// several faults may be of one kind. Text and next step are formatted with the same values, the
+/// next step also with the names of its place. What is normal in some installations is a note.
 struct Fault {
   const char* kind;
   Severity severity;
@@ -37,7 +40,7 @@ inline constexpr Fault kUnreadable{"unparsable-file", Error, "{}",
                                    "fix the permissions, or the disk"};
 inline constexpr Fault kUnreadableList{
     "unparsable-file", Error, "{}",
-    "fix the list by hand, or delete it: \"tqlib check --fix\" makes a new one"};
+    "fix {file} by hand, or delete it: \"tqlib check --fix\" makes a new one"};
 inline constexpr Fault kEntryWithoutFile{
     "entry-without-file", Error, "the library has no file",
     "bring {} back; or \"tqlib check --fix\" takes the entry out", true};
@@ -46,27 +49,28 @@ inline constexpr Fault kFileWithoutEntry{"file-without-entry", Error,
                                          "\"tqlib check --fix\" enters it", true};
 inline constexpr Fault kDoubledEntry{"doubled-entry", Error, "it is in the list {} times",
                                      "\"tqlib check --fix\" takes the later entries out", true};
-inline constexpr Fault kBadId{"bad-entry", Error, "the Id cannot be part of a file name",
-                              "fix the list by hand"};
+inline constexpr Fault kBadId{"bad-entry", Error, "the Id cannot be part of a file name"};
 inline constexpr Fault kHalfSaved{"half-saved", Warning,
                                   "a save of a library and the list is half done",
                                   "the next change of the catalogue completes it", true};
 inline constexpr Fault kDamagedJournal{
     "half-saved", Warning, "the journal of a save of a library and the list is damaged",
-    "look by hand whether a .tqlib-*.new file has to be kept: the next change of the catalogue "
-    "deletes the journal"};
+    "see whether a new file beside it, .tqlib-*.new, has to be kept: the next change of the "
+    "catalogue deletes the journal"};
 inline constexpr Fault kLockedCatalogue{
     "locked-catalogue", Warning,
     "another process keeps the catalogue locked; stale temporary files were not looked for",
-    "check again when its call is over, or find out what it waits for"};
-inline constexpr Fault kStaleFile{"left-over", Note, "left by a crash",
+    "check again when its call is over; \"fuser -v {file}\" names the process"};
+inline constexpr Fault kStaleFile{"left-over", Note,
+                                  "an unfinished file or folder that a crash left",
                                   "\"tqlib check --fix\" deletes it", true};
 
 // Of a library
 inline constexpr Fault kUnreadableLibrary{"unparsable-file", Error, "{}",
-                                          "fix the file by hand, or restore the last backup"};
-inline constexpr Fault kRemovedLibrary{
-    "removed-library", Warning, "the library was removed, and its file stayed", "{} deletes it"};
+                                          "fix {file} by hand, or restore the last backup"};
+inline constexpr Fault kRemovedLibrary{"removed-library", Note,
+                                       "the library was removed, and its file stayed",
+                                       "\"tqlib library remove {library} --purge\" deletes it"};
 inline constexpr Fault kManyLibraries{"library-identity", Error,
                                       "it holds {} libraries instead of one"};
 inline constexpr Fault kLibrarySerial{
@@ -77,7 +81,7 @@ inline constexpr Fault kOtherName{"library-identity", Error,
                                   "the library's Name is \"{}\" instead of \"{}\""};
 inline constexpr Fault kExpiredStatus{"expired-status", Warning,
                                       "the injected status has expired, and is reported once more",
-                                      "\"tqlib status get {}\" uses it up"};
+                                      "\"tqlib status get {library}\" uses it up"};
 
 // Of an element
 inline constexpr Fault kDriveSerial{"drive-identity", Error,
@@ -86,22 +90,23 @@ inline constexpr Fault kOtherDriveName{"drive-identity", Error,
                                        "the drive's Name is \"{}\", its serial number {}"};
 inline constexpr Fault kDoubledSerial{"drive-identity", Error,
                                       "the serial number {} is also that of {}"};
-inline constexpr Fault kUnplacedDrive{"unplaced-drive", Warning,
-                                      "the drive has no element address yet",
-                                      "\"tqlib drive add\" gives a drive its address"};
+inline constexpr Fault kUnplacedDrive{
+    "unplaced-drive", Warning, "the drive {} has no element address yet",
+    "\"tqlib drive remove {library} {0}\"; \"tqlib drive add {library} {0} --host {1}\""};
 inline constexpr Fault kBadAddress{"bad-address", Error,
                                    "the element address is missing, or is not a number"};
 inline constexpr Fault kDoubledAddress{"doubled-address", Error, "{} elements have the address {}"};
-inline constexpr Fault kOutOfRange{"address-out-of-range", Warning,
-                                   "hosts see {} elements of this type, from address {}",
-                                   "fix count and first address by hand, or remove the element"};
+inline constexpr Fault kOutOfRange{
+    "address-out-of-range", Warning, "hosts see {} elements of this type, from address {}",
+    "\"tqlib library resize {library} {2} {3}\" shows it to them, or "
+    "\"tqlib element remove {library} {element}\""};
 inline constexpr Fault kWronglyEmpty{"occupancy", Error, "it is empty, but has the barcode {}",
                                      "\"tqlib check --fix\" makes it full", true};
 inline constexpr Fault kWronglyFull{"occupancy", Error, "it is occupied, but has no barcode",
                                     "\"tqlib check --fix\" makes it empty", true};
 inline constexpr Fault kDoubledBarcode{
     "doubled-barcode", Error, "the barcode {} is also in {}",
-    "\"tqlib element set LIBRARY ELEMENT --empty\" where it is not"};
+    "look which of them it is in; \"tqlib element set {library} {element} --empty\" empties one"};
 inline constexpr Fault kMediumWithoutVolume{"medium-without-volume", Note,
                                             "the medium {} has no volume",
                                             "nothing, when it is new; else bring its volume back"};
@@ -112,15 +117,20 @@ inline constexpr Fault kUnreadableTapeFolder{
     "bring the folder back, or fix sVirtualTapeDirectory in the configuration"};
 inline constexpr Fault kVolumeWithoutMedium{
     "volume-without-medium", Warning, "no library has a medium of that barcode",
-    "\"tqlib element set\" puts the medium somewhere; or delete the volume"};
+    "\"tqlib element set {} {} --barcode {name}\" puts the medium into an empty slot; "
+    "\"tqlib volume remove {name}\" deletes the volume"};
 inline constexpr Fault kUnknownVolume{"volume-without-medium", Warning,
                                       "no library that can be read has a medium of that barcode",
                                       "fix the libraries that cannot be read first"};
 inline constexpr Fault kVolumeOverLimit{
     "volume-over-limit", Warning, "it has {} bytes; the limit is {}",
-    "raise nVirtualTapeSizeMB in the configuration, or erase the volume"};
-inline constexpr Fault kMarkGap{"mark-gap", Error, "it lacks the filemarks {}",
-                                "restore the last backup of the volume, or erase it"};
+    "raise nVirtualTapeSizeMB in the configuration, or \"tqlib volume erase {name}\""};
+inline constexpr Fault kMarkGap{
+    "mark-gap", Error, "it lacks the filemarks {}",
+    "restore the last backup of the volume, or \"tqlib volume erase {name}\""};
+inline constexpr Fault kStrayChecksums{"checksums-without-volume", Warning,
+                                       "checksums of a volume that has no filemarks",
+                                       "restore the volume, or \"rm {file}\""};
 inline constexpr Fault kStaleVolume = kStaleFile;
 
 }  // namespace faults
@@ -128,6 +138,10 @@ inline constexpr Fault kStaleVolume = kStaleFile;
 /// Where a fault is: a file or folder, and what in it. That is an element ("slot:1000"), the key of
 /// an entry of the list, or nothing.
 struct Place {
+  std::string library() const;  ///< whose file or entry it is; empty for anything else
+  std::string words() const;    ///< "slot:1000 of library LIB001"; else with the path
+  std::string name() const { return file.substr(file.rfind('/') + 1); }
+
   std::string file;
   std::string element = {};
 };
@@ -135,16 +149,26 @@ struct Place {
 struct Finding {
   bool is(const Fault& other) const { return fault == &other; }
 
-  void leaveToOperator(const char* step) {
+  template <typename... Values>
+  void advise(const char* nextStep, const Values&... values) {
+    step = nextStep;
+    next = fmt::format(fmt::runtime(nextStep), values...,
+                       fmt::arg("library", quoted(place.library())),
+                       fmt::arg("element", place.element), fmt::arg("file", quoted(place.file)),
+                       fmt::arg("name", quoted(place.name())));
+  }
+
+  void leaveToOperator(const char* nextStep) {
     isFixable = false;
-    next = step;
+    advise(nextStep);
   }
 
   const Fault* fault;
   Place place;
   std::string text;
-  std::string next;  ///< what the operator can do about it
   bool isFixable;
+  const char* step = "";             ///< `next` without the names
+  std::string next = {};             ///< what the operator can do about it
   std::string barcode = {};          ///< of an element whose occupancy is wrong
   std::optional<bool> isFixed = {};  ///< after a fix
   std::string copy = {};             ///< of the file before it was fixed
@@ -154,23 +178,37 @@ struct Finding {
 struct Checkup {
   template <typename... Values>
   Finding& add(const Fault& fault, Place place, const Values&... values) {
-    return findings.emplace_back(
+    Finding& finding = findings.emplace_back(
         Finding{&fault, std::move(place), fmt::format(fmt::runtime(fault.text), values...),
-                fmt::format(fmt::runtime(fault.next), values...), fault.isFixable});
+                fault.isFixable});
+    finding.advise(fault.next, values...);
+    return finding;
   }
 
-  std::vector<Finding> findings = {};  ///< grouped by file
+  /// Whether what is in that library is checked; else it is only compared.
+  bool covers(const std::string& library) const { return only.empty() || library == only; }
+
+  std::string only;                    ///< the library that is checked; empty: all
+  std::vector<Finding> findings = {};  ///< sorted by group
   std::size_t libraries = 0;           ///< files that could be read
   std::size_t elements = 0;
   std::set<std::string> volumes = {};
   std::map<std::string, std::vector<Place>> media = {};  ///< by barcode
   std::map<std::string, Place> drives = {};              ///< by serial number, folded
+  Place emptySlot = {};                                  ///< one of them, if there is any
   bool knowsAll = true;  ///< there is no library whose elements could not be read
 };
 
-/// Changes nothing. What cannot be read is a finding; throws Failure only when there is no
-/// catalogue folder.
-Checkup checkCatalogue();
+/// What findings have in common that are shown together; in this order, so that errors come first.
+inline auto groupOf(const Finding& finding) {
+  return std::tuple(finding.fault->severity, std::string_view(finding.fault->kind),
+                    std::string_view(finding.step), finding.isFixed);
+}
+
+/// Checks a library and the volumes of its media, or everything if `library` is empty. Media and
+/// drives are compared with all others; faults of the whole catalogue are those of each library.
+/// Changes nothing. Throws Failure only when there is no catalogue folder, or no such library.
+Checkup checkCatalogue(const std::string& library);
 
 /// Checks the file of the library `key`.
 void checkLibrary(const std::string& key, const std::string& file, const LibraryContent& content,

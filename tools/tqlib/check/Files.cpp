@@ -48,6 +48,10 @@ struct FolderCheck {
   void run() {
     checkLocked();
     if (listed) checkEntries();
+    // The chosen library comes last, so that what it shares with another one is found in it.
+    std::stable_partition(files.begin(), files.end(), [&](const std::string& file) {
+      return names::keyOf(file) != checkup.only;
+    });
     for (const std::string& file : files) {
       const std::string key = names::keyOf(file);
       if (!key.empty()) checkFile(key);
@@ -75,7 +79,7 @@ struct FolderCheck {
   void addEntry(const Fault& fault, const std::string& key, const Values&... values) {
     Finding& finding = checkup.add(fault, {folder + names::listFile, key}, values...);
     if (finding.isFixable && listed->at(key).holdOthers) {
-      finding.leaveToOperator("fix the list by hand: an entry of that Id holds others");
+      finding.leaveToOperator("fix {file} by hand: an entry of that Id holds others");
     }
   }
 
@@ -136,23 +140,39 @@ struct FolderCheck {
   std::optional<std::map<std::string, Entries>> listed = {};  // by key
 };
 
-/// The files in the order of their first findings.
-void groupByFile(std::vector<Finding>& findings) {
-  std::map<std::string, std::size_t> ranks;
-  for (const Finding& finding : findings) ranks.emplace(finding.place.file, ranks.size());
-  std::ranges::stable_sort(findings, {},
-                           [&](const Finding& finding) { return ranks.at(finding.place.file); });
+/// Removes what concerns other libraries only.
+void leaveOut(Checkup& checkup) {
+  std::erase_if(checkup.findings, [&](const Finding& finding) {
+    const std::string library = finding.place.library();
+    return !checkup.covers(library) && (!library.empty() || finding.is(faults::kStaleFile));
+  });
+  std::erase_if(checkup.media, [&](const auto& medium) {
+    return !checkup.covers(medium.second.back().library());
+  });
 }
 
 }  // namespace
 
-Checkup checkCatalogue() {
+std::string Place::library() const {
+  return name() == names::listFile ? element : names::keyOf(name());
+}
+
+std::string Place::words() const {
+  const std::string key = names::keyOf(name());
+  const std::string where = key.empty() ? file : "library " + key;
+  return element.empty() ? where : fmt::format("{} of {}", element, where);
+}
+
+Checkup checkCatalogue(const std::string& library) {
   const std::string folder = configuredCatalogue();
   if (isAbsent(folder)) {
     throw Failure("there is no catalogue: " + folder,
                   "bring the folder back, or \"tqlib init DIR\"");
   }
-  Checkup checkup;
+  if (!library.empty() && isAbsent(folder + names::fileOf(library)) && !isListed(library)) {
+    requireLibrary(library);
+  }
+  Checkup checkup{library};
   try {
     FolderCheck{folder, checkup}.run();
   } catch (const std::exception& failure) {
@@ -160,8 +180,9 @@ Checkup checkCatalogue() {
     checkup.knowsAll = false;
   }
   checkDoubledMedia(checkup);
+  leaveOut(checkup);
   checkVolumes(checkup);
-  groupByFile(checkup.findings);
+  std::ranges::stable_sort(checkup.findings, {}, groupOf);
   return checkup;
 }
 

@@ -147,11 +147,7 @@ struct Fix {
   /// The keys of the libraries with that finding.
   std::set<std::string> keysOf(const Fault& fault) const {
     std::set<std::string> keys;
-    for (const Finding* finding : fixable(fault)) {
-      const Place& place = finding->place;
-      keys.insert(place.element.empty() ? names::keyOf(place.file.substr(folder.size()))
-                                        : place.element);
-    }
+    for (const Finding* finding : fixable(fault)) keys.insert(finding->place.library());
     return keys;
   }
 

@@ -8,10 +8,6 @@
 
 namespace {
 
-std::string placeText(const Place& place) {
-  return fmt::format("{} of {}", place.element, place.file);
-}
-
 // Drives may be in a file without a library.
 bool isRemovedLibrary(const LibraryContent& content) {
   const auto isDrive = [](const ElementContent& each) { return each.type == LIB_ELEM_DRIVE; };
@@ -20,8 +16,8 @@ bool isRemovedLibrary(const LibraryContent& content) {
 
 struct LibraryCheck {
   void run() {
-    ++checkup.libraries;
-    checkup.elements += content.elements.size();
+    checkup.libraries += checkup.covers(key) ? 1 : 0;
+    checkup.elements += checkup.covers(key) ? content.elements.size() : 0;
     if (isRemovedLibrary(content)) return checkRemoved();
     const bool isStandalone = content.libraries == 0 && key == names::standaloneKey;
     if (!isStandalone) checkIdentity();
@@ -31,7 +27,7 @@ struct LibraryCheck {
     }
     for (const ElementContent& element : content.elements) checkElement(element);
     if (content.statusExpiry && *content.statusExpiry <= std::time(nullptr)) {
-      add(faults::kExpiredStatus, "", key);
+      add(faults::kExpiredStatus, "");
     }
   }
 
@@ -44,8 +40,8 @@ struct LibraryCheck {
   void checkRemoved() {
     bool hasMedia = false;
     for (const ElementContent& element : content.elements) hasMedia |= countMedium(element);
-    Finding& finding = add(faults::kRemovedLibrary, "", purgeCommand(key));
-    if (hasMedia) finding.leaveToOperator("move the barcodes elsewhere first, by hand");
+    Finding& finding = add(faults::kRemovedLibrary, "");
+    if (hasMedia) finding.leaveToOperator("move its media from {file} elsewhere first, by hand");
   }
 
   bool countMedium(const ElementContent& element) {
@@ -78,7 +74,9 @@ struct LibraryCheck {
     const std::string name = nameOf(element);
     if (element.type == LIB_ELEM_DRIVE) checkDrive(element, name);
     checkAddress(element, name);
-    countMedium(element);
+    const bool isTaken = countMedium(element) || element.isOccupied;
+    const bool isFree = !isTaken && element.type == LIB_ELEM_SLOT;
+    if (isFree && checkup.emptySlot.file.empty()) checkup.emptySlot = {file, name};
     if (hasWrongOccupancy(element)) addOccupancy(element, name);
   }
 
@@ -92,7 +90,7 @@ struct LibraryCheck {
       add(faults::kOtherDriveName, name, drive.name, drive.serial);
     }
     const auto [twin, isNew] = checkup.drives.emplace(serial, Place{file, name});
-    if (!isNew) add(faults::kDoubledSerial, name, drive.serial, placeText(twin->second));
+    if (!isNew) add(faults::kDoubledSerial, name, drive.serial, twin->second.words());
   }
 
   void checkAddress(const ElementContent& element, const std::string& name) {
@@ -101,7 +99,8 @@ struct LibraryCheck {
       return;
     }
     if (element.type == LIB_ELEM_DRIVE && *element.address == kUnplaced) {
-      add(faults::kUnplacedDrive, name);
+      const std::vector<std::string> hosts = hostsOf(key);
+      add(faults::kUnplacedDrive, name, element.serial, hosts.empty() ? "HOST" : hosts.front());
       return;
     }
     const int address = *element.address;
@@ -109,7 +108,10 @@ struct LibraryCheck {
     if (all > 1) add(faults::kDoubledAddress, name, all, address);
     if (element.type == LIB_ELEM_SHELF || content.libraries == 0) return;
     const auto& [first, count] = content.ranges.at(element.type);
-    if (address < first || address >= first + count) add(faults::kOutOfRange, name, count, first);
+    if (address >= first && address < first + count) return;
+    const char* option = (element.type == LIB_ELEM_SLOT ? kSlotRange : kMailRange).option;
+    Finding& finding = add(faults::kOutOfRange, name, count, first, option, address - first + 1);
+    if (address < first || element.type == LIB_ELEM_DRIVE) finding.advise(kByHand);
   }
 
   void addOccupancy(const ElementContent& element, const std::string& name) {
@@ -146,7 +148,7 @@ void checkDoubledMedia(Checkup& checkup) {
   }
   for (const auto& [barcode, places] : checkup.media) {
     for (std::size_t i = 1; i < places.size(); ++i) {
-      checkup.add(faults::kDoubledBarcode, places[i], barcode, placeText(places.front()));
+      checkup.add(faults::kDoubledBarcode, places[i], barcode, places.front().words());
     }
   }
 }

@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kOfFileSystem[] = "lost+found";
+constexpr char kNoSlot[] = "empty a slot for its medium, or \"tqlib volume remove {name}\"";
 constexpr std::size_t kMostGaps = 5;  // are shown by number
 
 /// "1, 3 to 7"; empty when no filemark is missing.
@@ -28,6 +29,16 @@ std::string missingMarks(const std::vector<int>& marks) {
     text += (text.empty() ? "" : ", ") + gapText(gap);
   }
   return text;
+}
+
+/// Whether no command works on a file or folder: a running one holds its lock. False also when it
+/// is gone, or another user's.
+bool isAbandoned(const std::string& path) {
+  try {
+    return FolderLock(path, std::chrono::milliseconds(0)).isExclusive();
+  } catch (const std::system_error&) {
+    return false;
+  }
 }
 
 void checkVolume(const std::string& folder, unsigned long long limit, Checkup& checkup) {
@@ -45,16 +56,22 @@ void checkVolume(const std::string& folder, unsigned long long limit, Checkup& c
   std::ranges::sort(marks);
   const std::string missing = missingMarks(marks);
   if (!missing.empty()) checkup.add(faults::kMarkGap, {folder}, missing);
+  // A copy that was interrupted leaves these; one that still runs locks the folder.
+  const std::string checksums = folder + checksumSuffix;
+  const bool areStray = marks.empty() && !isAbsent(checksums) && isAbandoned(folder);
+  if (areStray) checkup.add(faults::kStrayChecksums, {checksums});
 }
 
-/// Whether no command works on a temporary file or folder: a running one holds its lock. False also
-/// when it is gone, or another user's.
-bool isAbandoned(const std::string& path) {
-  try {
-    return FolderLock(path, std::chrono::milliseconds(0)).isExclusive();
-  } catch (const std::system_error&) {
-    return false;
-  }
+void addWithoutMedium(const std::string& folder, Checkup& checkup) {
+  const Fault& fault = checkup.knowsAll ? faults::kVolumeWithoutMedium : faults::kUnknownVolume;
+  const Place& slot = checkup.emptySlot;
+  Finding& finding = checkup.add(fault, {folder}, quoted(slot.library()), slot.element);
+  if (checkup.knowsAll && slot.file.empty()) finding.advise(kNoSlot);
+}
+
+/// Of one library, only the volumes of its media are checked.
+bool isCovered(const std::string& volume, const Checkup& checkup) {
+  return checkup.only.empty() || checkup.media.contains(volume);
 }
 
 void checkFolder(const std::string& root, Checkup& checkup) {
@@ -62,16 +79,18 @@ void checkFolder(const std::string& root, Checkup& checkup) {
   for (const std::string& name : namesIn(root)) {
     const std::string path = root + name;
     try {
+      std::error_code ignored;
+      const std::string volume = fs::path(name).stem();
+      const bool isStray = volume + checksumSuffix == name && isCovered(volume, checkup) &&
+                           fs::is_regular_file(path, ignored) && isAbsent(root + volume);
+      if (isStray) checkup.add(faults::kStrayChecksums, {path});
+      if (!isCovered(name, checkup)) continue;
       const bool isTemporary = names::isTemporary(name) && !checkup.media.contains(name);
       if (isTemporary && isAbandoned(path)) checkup.add(faults::kStaleVolume, {path});
-      std::error_code ignored;
       const bool isOther = name == kOfFileSystem || name.starts_with(names::temporaryPrefix);
       if (isOther || !fs::is_directory(path, ignored)) continue;
       checkup.volumes.insert(name);
-      if (!checkup.media.contains(name)) {
-        checkup.add(checkup.knowsAll ? faults::kVolumeWithoutMedium : faults::kUnknownVolume,
-                    {path});
-      }
+      if (!checkup.media.contains(name)) addWithoutMedium(path, checkup);
       checkVolume(path, limit, checkup);
     } catch (const std::exception& failure) {
       checkup.add(faults::kUnreadable, {path}, failure.what());
@@ -93,6 +112,6 @@ void checkVolumes(Checkup& checkup) {
   }
   for (const auto& [barcode, places] : checkup.media) {
     if (checkup.volumes.contains(barcode)) continue;
-    checkup.add(faults::kMediumWithoutVolume, places.front(), barcode);
+    checkup.add(faults::kMediumWithoutVolume, places.back(), barcode);
   }
 }

@@ -37,7 +37,7 @@ std::optional<Checksums::value_type> parsed(const std::string& line, const std::
 }  // namespace
 
 fs::path checksumFile(const std::string& volume) {
-  return volumeRoot() / (volume + ".sha256");
+  return volumeRoot() / (volume + checksumSuffix);
 }
 
 Checksums loadChecksums(const std::string& volume) {
