@@ -247,7 +247,7 @@ TEST_F(ToolVolume, AFailedWriteOrReadReportsHowFarItGot) {
   tqlib("volume read A --mark 2 2>err2 | head -c 1");
   EXPECT_NE(readFile(path("err2")).find("its reader has ended"), std::string::npos);
   letSavesFail();
-  expectRefused(1, "volume write A big --mark 4", "File too large");
+  expectRefused(1, "volume write B big --mark 0 --new", "at byte 512: File too large");
 }
 
 TEST_F(ToolVolume, TheListShowsUnreadableVolumesAndAllOthers) {
