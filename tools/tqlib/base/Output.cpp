@@ -24,7 +24,7 @@ std::string counted(unsigned long long count, const std::string& noun) {
   return fmt::format("{} {}s", count, noun);
 }
 
-std::string quoted(const std::string& word) {
+std::string shellWord(const std::string& word) {
   constexpr char kPlain[] =
       "%+,-./0123456789:=@ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
   if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;

@@ -17,7 +17,7 @@ void printResult(bool json, const Json& values, const std::string& sentence,
 std::string counted(unsigned long long count, const std::string& noun);
 
 /// `word` as a shell reads it: in quotes where it needs them.
-std::string quoted(const std::string& word);
+std::string shellWord(const std::string& word);
 
 using Row = std::vector<std::string>;
 

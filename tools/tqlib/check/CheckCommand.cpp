@@ -93,7 +93,7 @@ std::string findingsText(std::span<const Finding> sorted, bool withNotes) {
 /// How many errors and warnings there are, how much was looked at, and what a fix would do.
 std::string summaryText(const Checkup& checkup) {
   const std::size_t fixable = countFixable(checkup.findings);
-  const std::string library = checkup.only.empty() ? "" : quoted(checkup.only) + " ";
+  const std::string library = checkup.only.empty() ? "" : shellWord(checkup.only) + " ";
   return fmt::format(
       "{}, {}; {}, {} and {} checked{}",
       counted(countOf(Severity::Error, checkup.findings), "error"),

@@ -153,9 +153,9 @@ struct Finding {
   void advise(const char* nextStep, const Values&... values) {
     step = nextStep;
     next = fmt::format(fmt::runtime(nextStep), values...,
-                       fmt::arg("library", quoted(place.library())),
-                       fmt::arg("element", place.element), fmt::arg("file", quoted(place.file)),
-                       fmt::arg("name", quoted(place.name())));
+                       fmt::arg("library", shellWord(place.library())),
+                       fmt::arg("element", place.element), fmt::arg("file", shellWord(place.file)),
+                       fmt::arg("name", shellWord(place.name())));
   }
 
   void leaveToOperator(const char* nextStep) {

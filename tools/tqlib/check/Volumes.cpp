@@ -65,7 +65,7 @@ void checkVolume(const std::string& folder, unsigned long long limit, Checkup& c
 void addWithoutMedium(const std::string& folder, Checkup& checkup) {
   const Fault& fault = checkup.knowsAll ? faults::kVolumeWithoutMedium : faults::kUnknownVolume;
   const Place& slot = checkup.emptySlot;
-  Finding& finding = checkup.add(fault, {folder}, quoted(slot.library()), slot.element);
+  Finding& finding = checkup.add(fault, {folder}, shellWord(slot.library()), slot.element);
   if (checkup.knowsAll && slot.file.empty()) finding.advise(kNoSlot);
 }
 

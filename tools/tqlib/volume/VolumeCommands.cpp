@@ -199,7 +199,7 @@ void refuseBinary(const Options& options, std::span<const char> block) {
                             options.volume, options.mark),
                 fmt::format("\"tqlib volume read {0} --mark {1} {0}.{1}\" makes a file of it; "
                             "--force prints it",
-                            quoted(options.volume), options.mark));
+                            shellWord(options.volume), options.mark));
 }
 
 // Does not read through the API, which opens the filemark for writing and creates a missing one. A

@@ -102,7 +102,7 @@ std::unique_ptr<VolumeLock> lockNew(const std::string& volume) {
   auto lock = std::make_unique<VolumeLock>(volume);
   if (!fs::is_empty(volumeRoot() / volume)) {
     throw Failure(fmt::format("volume {} exists and holds data", volume),
-                  fmt::format("\"tqlib volume erase {}\" deletes it", quoted(volume)));
+                  fmt::format("\"tqlib volume erase {}\" deletes it", shellWord(volume)));
   }
   return lock;
 }
