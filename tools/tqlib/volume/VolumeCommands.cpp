@@ -253,8 +253,7 @@ void eraseVolume(const Options& options, const Session& session) {
 // volume must not look like a whole one. If the checksums are left, a second removal deletes them.
 void removeVolume(const Options& options, const Session& session) {
   if (!fs::exists(checksumFile(options.volume))) requireVolume(options.volume);
-  const fs::path root = volumeRoot();
-  const fs::path folder = root / options.volume;
+  const fs::path folder = volumeRoot() / options.volume;
   refuseLink(folder);
   if (!options.force) refuseMediaElsewhere({options.volume}, "");
   const VolumeLock lock(options.volume);
@@ -266,10 +265,10 @@ void removeVolume(const Options& options, const Session& session) {
   }
   const fs::path removed = temporaryVolume("remove");
   fs::rename(folder, removed);
-  syncFolder(root);
+  syncFolder(folder.parent_path());
   dropChecksums(options.volume, 0);
   fs::remove_all(removed);
-  syncFolder(root);
+  syncFolder(folder.parent_path());
   printResult(session.json, {{"volume", options.volume}, {"removed", true}},
               fmt::format("volume {} removed", options.volume));
 }
