@@ -38,7 +38,7 @@ TEST_F(Description, ALibraryCreatedFromItsExportIsTheSame) {
   const auto expectSame = [this] {
     expectDone("library export L out.json");
     const std::string before = content("L");
-    expectDone("library remove L --purge");
+    expectDone("library remove L --purge --yes");
     expectDone("library create --from - <out.json");
     EXPECT_EQ(tqlib("library export L").out, readFile(path("out.json")));
     EXPECT_EQ(content("L"), before);
@@ -46,7 +46,7 @@ TEST_F(Description, ALibraryCreatedFromItsExportIsTheSame) {
   expectSame();
   for (const char* change :
        {"element remove L slot:1000", "element remove L slot:1003", "element remove L mail:1",
-        "element set L slot:1003 --barcode B", "element set L mail:2000 --empty",
+        "element set L slot:1003 --barcode B", "element set L mail:2000 --empty --new",
         "drive add L L2 --host g --number 5", "drive remove L N --host a"}) {
     expectDone(change);
   }
@@ -56,7 +56,7 @@ TEST_F(Description, ALibraryCreatedFromItsExportIsTheSame) {
 TEST_F(Description, OptionsAndADescriptionCreateTheSameLibraryUnderAnyName) {
   expectDone("library create L --host h --port 1 --bus 2 --lun 3 --drives 2 --slots 3");
   const std::string bytes = readFile(libraryFile("L"));
-  expectDone("library remove L --purge");
+  expectDone("library remove L --purge --yes");
   const std::string description = R"({"format": 1, "serial": "OTHER", "drives": 2, "slots": 3,
                                       "hosts": [{"name": "h", "port": "1", "bus": 2, "lun": 3}]})";
   EXPECT_EQ(create(description, "L").exitCode, 0);
@@ -101,8 +101,54 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
   expectRefused(1, "library create --from in.json", "serial: it is missing");
   expectRefused(2, "library create --from in.json --drives 2", "--drives excludes --from");
   expectRefused(2, "library create L", "--host");
+  expectRefused(2, "library create L --host h --drives 2 --drive-base 2147483647",
+                "--drive-base: ");
   expectRefused(1, "library create --from absent", "absent");
   EXPECT_EQ(listed("libraries", {"library"}, "library list"), "");
+}
+
+TEST_F(Description, ABarcodeThatCannotBeOrIsInAnotherLibraryIsRefused) {
+  makeLibrary("L");
+  expectDone("element set L slot:1001 --barcode A");
+  const auto expectBarcodeRefused = [&](const std::string& barcode, const std::string& reason) {
+    writeFile(path("in.json"), R"({"serial": "N", "hosts": ["h"], "slots": 1, "elements": [
+                                   {"element": "slot:1000", "barcode": ")" +
+                                   barcode + "\"}]}");
+    expectRefused(1, "library create --from in.json", reason);
+  };
+  expectBarcodeRefused("A", "A is in slot:1001 of library L");
+  expectBarcodeRefused("a/b", "the barcode of slot:1000: the name cannot be a file name");
+  EXPECT_FALSE(fs::exists(libraryFile("N")));
+}
+
+TEST_F(Description, AResizeAddsAndRemovesSlotsAndNothingElse) {
+  const std::string options = " --host a --drives 1 --vendor V --slot-base 1000 --mail-base 10";
+  const auto made = [&](const std::string& sizes) {
+    expectDone("library create L" + options + sizes);
+    expectDone("element set L slot:1001 --barcode A");
+    return content("L");
+  };
+  const std::string small = made(" --slots 3 --mail-slots 2");
+  expectDone("library remove L --purge --yes");
+  const std::string large = made(" --slots 5 --mail-slots 4");
+  expectDone("library resize L --slots 3 --mail-slots 2");
+  EXPECT_EQ(content("L"), small);
+  expectDone("library resize L --mail-slots 4 --slots 5");
+  EXPECT_EQ(content("L"), large);
+  expectDone("element set L mail:20 --empty --new");
+  const std::string before = content("L");
+  const std::pair<const char*, const char*> refusals[] = {
+      {"--slots 1", "slots that hold 1 medium: A in 1001"},
+      {"--slots 1 --mail-slots 1", "A in 1001"},
+      {"--mail-slots 491", "overlap: drives 500 to 500, mail slots 10 to 500"},
+      {"--slots 1 --mail-slots 991", "overlap"},
+  };
+  for (const auto& [sizes, reason] : refusals) {
+    expectRefused(1, "library resize L " + std::string(sizes), reason);
+  }
+  expectDone("library resize L --mail-slots 11");  // one of them exists
+  EXPECT_EQ(listed("elements", {"element"}, "elements L 'mail:18-30'"), "mail:18 mail:19 mail:20 ");
+  expectRefused(2, "library resize L", "--slots");
 }
 
 TEST_F(Description, AFailureLeavesNoPartialLibraryAndNoPartialFile) {
@@ -110,6 +156,7 @@ TEST_F(Description, AFailureLeavesNoPartialLibraryAndNoPartialFile) {
                                       {"element": "shelf:1", "barcode": "A"}]})";
   EXPECT_EQ(create(description).exitCode, 0);
   writeFile(path("old.json"), "old");
+  writeFile(path("in.json"), std::regex_replace(description, std::regex("\"A\""), "\"B\""));
   letSavesFail();
   expectRefused(1, "library export L old.json", "cannot write old.json");
   EXPECT_EQ(readFile(path("old.json")), "old");

@@ -23,7 +23,7 @@ protected:
 
   /// A library whose slots hold these barcodes, over and over; an empty one is an empty slot.
   void makeSlots(std::size_t count, const Texts& barcodes) const {
-    tqlib("library remove LIB1 --purge");
+    tqlib("library remove LIB1 --purge --yes");
     expectDone(
         "library create LIB1 --host H --vendor ACME --model VL --drives 1 --drive-base 0 "
         "--slot-base 5 --slots " +

@@ -1,4 +1,7 @@
 // The tool, run as an operator runs it: libraries, media, completion.
+#include <regex>
+
+#include "SmallLibrary.h"
 #include "ToolRun.h"
 
 namespace tests {
@@ -90,6 +93,18 @@ TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
       {1, "move LIB1 slot:1001 drive:500", "to drive:500: slot:1001 is empty\n"},
       {1, "--json move LIB1 slot:1001 drive:500", R"("code": 40018,)"},
       {1, "volume read V --mark 1", "no such volume"},
+      {1, "devices NONE", "host NONE sees no device\nnext: \"tqlib host list\""},
+      {1, "devices NONE LIB1", "of library LIB1"},
+      {1, "devices HOST1 NONE", "no such library"},
+      {1, "drive list NONE", "no such library"},
+      {1, "status list NONE", "no such library"},
+      {1, "status clear NONE", "no such library"},
+      {1, "drive edit LIB1 LIB1D1 --model model", "cannot hold"},
+      {1, "drive edit LIB1 LIB1D9 --model M", "LIB1D9"},
+      {1, "drive edit LIB1 LIB1D1 --host NONE --lun 1", "LIB1D1"},
+      {2, "drive edit LIB1 LIB1D1 --lun 1", "--host"},
+      {2, "library edit LIB1", "--model"},
+      {1, "library remove LIB1 --purge", "LIB1, which has 0 media"},
   };
   for (const auto& one : kCases) expectRefused(one.exitCode, one.arguments, one.reason);
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
@@ -101,22 +116,25 @@ TEST_F(Tool, ARemovalLeavesAFileThatAPurgeDeletesUnlessItCannotBeRead) {
   const std::string whole = readFile(libraryFile("LIB1"));
   writeFile(libraryFile("LIB1"), whole.substr(0, whole.size() / 2));
   EXPECT_EQ(states(), "LIB0/ok/true LIB1/unreadable/true ");
-  expectRefused(1, "library remove LIB1 --purge", "50005");
+  expectRefused(1, "library remove LIB1 --purge --yes", "50005");
   writeFile(libraryFile("LIB1"), whole);
 
   expectDone("library remove LIB1");
   EXPECT_EQ(states(), "LIB0/ok/true LIB1/removed/false ");
-  for (const char* command : {"library remove LIB1", "library create LIB1 --host H",
-                              "elements LIB1", "library show LIB1"}) {
+  for (const char* command :
+       {"library remove LIB1", "drive list LIB1", "status list LIB1", "status get LIB1",
+        "status set LIB1 --status 2 --asc 4 --ascq 1", "devices HOST1 LIB1",
+        "library resize LIB1 --slots 1", "library edit LIB1 --model M",
+        "library create LIB1 --host H", "elements LIB1", "library show LIB1"}) {
     expectRefused(1, command, "tqlib library remove LIB1 --purge");
   }
-  expectDone("library remove LIB1 --purge");
+  expectDone("library remove LIB1 --purge --yes");
   EXPECT_FALSE(fs::exists(libraryFile("LIB1")));
   makeLibrary("LIB1");
 
   fs::remove(libraryFile("LIB1"));  // an entry without a file fails the query over all libraries
   expectRefused(1, "devices HOST1", "LIB1");
-  expectDone("library remove LIB1 --purge");
+  expectDone("library remove LIB1 --purge --yes");
   EXPECT_EQ(serials("HOST1"), "LIB0D1 LIB0D2 LIB0 ");
 }
 
@@ -137,12 +155,60 @@ TEST_F(Tool, ADriveIsAddedRemovedAndReportsItsMedium) {
   expectDone("element set LIB1 drive:502 --barcode A00001L6");
   EXPECT_EQ(tqlib("drive volume NEW").out, "A00001L6\n");
 
+  EXPECT_EQ(listed("drives", {"serial", "element", "barcode", "hosts"}, "drive list LIB1"),
+            R"(LIB1D1/drive:500//["HOST1"] LIB1D2/drive:501//["HOST1"] )"
+            R"(NEW/drive:502/A00001L6/["HOST1","HOST2"] )");
+  EXPECT_EQ(listed("hosts", {"host", "libraries", "devices"}, "host list"),
+            R"(HOST1/["LIB0","LIB1"]/7 HOST2/["LIB1"]/1 )");
   expectRefused(1, "drive remove LIB1 NEW --host HOST3", "HOST3");
   expectRefused(2, "drive remove LIB1 LIB1", "library remove");
   EXPECT_EQ(ask("drive remove LIB1 NEW --host host1")["removed"], false);
   EXPECT_EQ(serials("HOST1 LIB1") + "| " + serials("HOST2 LIB1"), "LIB1D1 LIB1D2 LIB1 | NEW ");
-  EXPECT_EQ(ask("drive remove LIB1 NEW")["removed"], true);
-  expectRefused(1, "drive remove LIB1 NEW", "no such drive");
+  expectRefused(1, "drive remove LIB1 NEW", "drive:502 holds A00001L6");
+  expectRefused(1, "drive remove LIB1 NEW --host HOST2", "drive:502 holds A00001L6");
+  EXPECT_EQ(ask("drive remove LIB1 NEW --force")["removed"], true);
+  expectRefused(1, "drive remove LIB1 NEW", "has no drive NEW");
+}
+
+TEST_F(Tool, AnEditChangesOnlyWhatItIsGiven) {
+  expectDone("drive add LIB1 LIB1D1 --host HOST2 --path /dev/nst7 --port 2 --lun 3 --model M1");
+  expectDone("element set LIB1 drive:500 --barcode A00001L6");
+  const struct {
+    const char* arguments;
+    const char* from;  // the first such text in the file changes, and nothing else
+    const char* to;
+  } kCases[] = {
+      {"drive edit LIB1 LIB1D1 --model M2", "<Model>M1<", "<Model>M2<"},
+      {"drive edit LIB1 LIB1D1 --host host2 --lun 4", "<Lun>3<", "<Lun>4<"},
+      {"library edit LIB1 --vendor V1", "<Manufacturer/>", "<Manufacturer>V1</Manufacturer>"},
+      {"library edit LIB1 --vendor V2", "<Manufacturer>V1<", "<Manufacturer>V2<"},
+      {"library edit LIB1 --host HOST1 --path /dev/sg3", "<AccessPath/>",
+       "<AccessPath>/dev/sg3</AccessPath>"},
+  };
+  for (const auto& one : kCases) {
+    std::string expected = compact(readFile(libraryFile("LIB1")));
+    expected.replace(expected.find(one.from), std::string(one.from).size(), one.to);
+    expectDone(one.arguments);
+    EXPECT_EQ(compact(readFile(libraryFile("LIB1"))), expected) << one.arguments;
+  }
+}
+
+TEST_F(Tool, AnInjectedStatusIsListedWithWhatIsLeftUntilItIsCleared) {
+  const auto left = [this](const char* keys) {
+    return listed("injections", {"library", "status", keys}, "status list");
+  };
+  expectDone("status set LIB0 --status 8 --asc 0 --ascq 0 --count 0");
+  expectDone("status set LIB1 --status 2 --asc 4 --ascq 1 --count 3");
+  expectDone("status get LIB1");
+  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null LIB1/2/2 ");
+  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null LIB1/2/2 ");
+  std::string file = readFile(libraryFile("LIB1"));
+  writeFile(libraryFile("LIB1"),
+            std::regex_replace(file, std::regex("ExpireTime=\"[0-9]+"), "ExpireTime=\"9"));
+  EXPECT_EQ(listed("injections", {"reportsLeft", "secondsLeft"}, "status list LIB1"), "1/0 ");
+  EXPECT_EQ(ask("status clear LIB1")["cleared"], true);
+  EXPECT_EQ(ask("status clear LIB1")["cleared"], false);
+  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null ");
 }
 
 TEST_F(Tool, CompletionOffersWhatMayComeNext) {

@@ -6,6 +6,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "base/Errors.h"
 #include "base/Screen.h"
@@ -47,6 +48,38 @@ std::string tableText(const std::vector<Row>& rows) {
     text += (text.empty() ? "" : "\n") + line;
   }
   return text;
+}
+
+namespace {
+
+std::string cellText(const Json& value) {
+  if (value.is_string()) return value;
+  if (value.is_null()) return "-";
+  if (value.is_array()) return shortList(value);
+  if (value.is_boolean()) return value ? "yes" : "no";
+  return value.is_number_float() ? fmt::format("{:.0f} %", value.get<double>() * 100)
+                                 : value.dump();
+}
+
+}  // namespace
+
+void printList(bool json, Json values, const char* name, const Json& list,
+               const std::vector<Column>& columns) {
+  std::vector<Row> rows(1);
+  for (const Column& column : columns) rows.front().emplace_back(column.head);
+  for (const Json& object : list) {
+    Row& row = rows.emplace_back();
+    for (const auto& [head, key] : columns) row.push_back(cellText(object.value(key, Json())));
+  }
+  values[name] = list;
+  printResult(json, values, list.empty() ? fmt::format("no {}", name) : tableText(rows));
+}
+
+std::string shortList(const std::vector<std::string>& all) {
+  constexpr std::size_t kShown = 3;
+  if (all.size() <= kShown) return fmt::format("{}", fmt::join(all, ", "));
+  return fmt::format("{} and {} more", fmt::join(all.begin(), all.begin() + kShown, ", "),
+                     all.size() - kShown);
 }
 
 std::string transferText(unsigned long long bytes, double seconds) {

@@ -24,5 +24,18 @@ using Row = std::vector<std::string>;
 /// Rows in columns; a character that cannot be shown is a question mark. No newline at the end.
 std::string tableText(const std::vector<Row>& rows);
 
+struct Column {
+  const char* head;
+  const char* key;
+};
+
+/// Prints a list of objects as a table of the values with these keys, or as a member of `values`.
+/// A fraction is shown in percent, and of a list in a cell the first few.
+void printList(bool json, Json values, const char* name, const Json& list,
+               const std::vector<Column>& columns);
+
+/// The first few, and how many more there are.
+std::string shortList(const std::vector<std::string>& all);
+
 /// "1234 bytes in 0.5 s (2.5 MB/s)"; a megabyte is 1,000,000 bytes.
 std::string transferText(unsigned long long bytes, double seconds);

@@ -28,18 +28,6 @@ using xercesc::DOMElement;
 
 namespace {
 
-/// The value of `attribute` in every element named `element` of a catalogue file, in the order of
-/// the file; empty text for an element without it. Throws as readDocument() does.
-std::vector<std::string> attributeValues(const std::string& path, const XMLCh* element,
-                                         const XMLCh* attribute) {
-  const ParsedFile file = readDocument(path);
-  std::vector<std::string> values;
-  for (const DOMElement* found : Descendants(rootOf(file.document()), element)) {
-    values.push_back(toUtf8(found->getAttribute(attribute)));
-  }
-  return values;
-}
-
 /// Until it ends, a wait for the lock of more than a second is told on the terminal.
 class WaitNotice {
 public:
@@ -110,7 +98,12 @@ std::vector<std::string> listedLibraries() {
   const std::string list = catalogueFolder() + names::listFile;
   if (!TqLibEmlFile::IsFilePresent(list)) return {};
   try {
-    return attributeValues(list, names::library, names::id);
+    const ParsedFile file = readDocument(list);
+    std::vector<std::string> keys;
+    for (const DOMElement* entry : Descendants(rootOf(file.document()), names::library)) {
+      keys.push_back(toUtf8(entry->getAttribute(names::id)));
+    }
+    return keys;
   } catch (const Failure& failure) {
     throw Failure(failure.what(),
                   "fix the list by hand, or delete it: \"tqlib check --fix\" makes a new one");
@@ -174,33 +167,30 @@ bool wasRemoved(const std::string& library) {
   return root != nullptr && Descendants(root, names::library).first() == nullptr;
 }
 
-// Only the status query shows whether the library in the file has this serial number, whatever
-// hosts see it. With another number, the API would look for a drive to remove.
-void requireWholeLibrary(const std::string& library) {
-  constexpr int kOtherLibrary = 50008;
-  inventory(library);
-  TqLibEmulator emulator;
-  int ignored = 0;
-  if (!emulator.GetVirtualDeviceStatus(library, ignored, ignored, ignored, true) &&
-      emulator.getErrorCode() == kOtherLibrary) {
-    throw libraryFailure(fmt::format("the file of library {} is that of another one", library),
-                         emulator);
-  }
+// The API says why a file cannot be read, with its code.
+ParsedFile readLibraryFile(const std::string& library) {
+  requireLibrary(library);
+  ParsedFile file = parseFile(libraryFile(library));
+  if (rootOf(file.document()) == nullptr) inventory(library);
+  wholeLibrary(file.document(), library);
+  return file;
 }
 
-std::size_t countElements(const std::string& library, const XMLCh* name) {
-  return attributeValues(libraryFile(library), name, names::name).size();
-}
-
-std::vector<std::string> hostsOf(const std::string& library) {
-  std::vector<std::string> hosts;
-  std::set<std::string> seen;
-  for (const XMLCh* unit : {names::libraryScsiUnit, names::driveScsiUnit}) {
-    for (const std::string& host : attributeValues(libraryFile(library), unit, names::maName)) {
-      if (seen.insert(folded(host)).second) hosts.push_back(host);
-    }
+// In the file of another library, a removal of the library would look for a drive.
+DOMElement& wholeLibrary(const DOMDocument* document, const std::string& library) {
+  const Descendants libraries(rootOf(document), names::library);
+  if (libraries.first() == nullptr) throw RemovedLibrary(library);
+  DOMElement* found = libraries.single();
+  std::string serial;
+  const DOMElement* device = Descendants(found, names::libraryScsiDevice).first();
+  const bool isReadable = readValue(device, names::serialNumber, serial);
+  if (isReadable && serial == library &&
+      toUtf8(found->getAttribute(names::name)) == names::libraryPrefix + library) {
+    return *found;
   }
-  return hosts;
+  throw Failure(fmt::format("the file of library {} is that of {}", library,
+                            found == nullptr ? "several libraries" : "another one"),
+                fmt::format("\"tqlib check {}\" shows what is wrong in it", library));
 }
 
 std::vector<LibElement> inventory(const std::string& library) {
@@ -219,11 +209,16 @@ std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::stri
     if (emulator.GetVirtualDeviceInfo(host, devices)) return devices;
     throw libraryFailure("cannot read the devices", emulator);
   }
-  if (emulator.GetVirtualDeviceInfo(host, devices, library)) return devices;
-  throw libraryFailure(fmt::format("the devices of library {} cannot be read", library), emulator);
+  requireLibrary(library);
+  if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
+    throw libraryFailure(fmt::format("the devices of library {} cannot be read", library),
+                         emulator);
+  }
+  if (devices.empty()) readLibraryFile(library);  // the call succeeds without a library, too
+  return devices;
 }
 
-bool isLibrary(const SCSIUnitNoMap& device) {
+bool isLibrary(const SCSIUnitFields& device) {
   return device.ScsiDeviceType == kMediumChanger;
 }
 

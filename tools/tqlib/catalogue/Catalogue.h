@@ -72,8 +72,13 @@ std::string purgeCommand(const std::string& library);
 /// Whether the library was removed and its file stayed.
 bool wasRemoved(const std::string& library);
 
-/// Throws Failure unless the library has a file and the file holds this library.
-void requireWholeLibrary(const std::string& library);
+/// The document of the file of a library. Throws Failure when it cannot be read, or does not hold
+/// just this library.
+ParsedFile readLibraryFile(const std::string& library);
+
+/// The library in the document of its file. Throws Failure when there is none, RemovedLibrary for
+/// a removed one, when there are several, or another one.
+xercesc::DOMElement& wholeLibrary(const xercesc::DOMDocument* document, const std::string& library);
 
 /// Elements of one type with consecutive addresses, as a library announces them.
 struct ElementRange {
@@ -85,27 +90,25 @@ struct ElementRange {
   int type;
   int SCSIUnitFields::*count;
   int SCSIUnitFields::*base;
+  const XMLCh* countElement;  ///< in the catalogue file
+  const XMLCh* baseElement;
 };
 
 /// In the order of reports and descriptions.
 inline constexpr ElementRange kRanges[] = {
     {"drives", "driveRange", "drives", "--drives", "--drive-base", LIB_ELEM_DRIVE,
-     &SCSIUnitFields::DriveCount, &SCSIUnitFields::DriveBaseAddress},
+     &SCSIUnitFields::DriveCount, &SCSIUnitFields::DriveBaseAddress, names::driveCount,
+     names::driveBaseAddress},
     {"slots", "slots", "slots", "--slots", "--slot-base", LIB_ELEM_SLOT, &SCSIUnitFields::SlotCount,
-     &SCSIUnitFields::SlotBaseAddress},
+     &SCSIUnitFields::SlotBaseAddress, names::slotCount, names::slotBaseAddress},
     {"mailSlots", "mailSlots", "mail slots", "--mail-slots", "--mail-base", LIB_ELEM_MAIL_SLOT,
-     &SCSIUnitFields::IEPortCount, &SCSIUnitFields::IEPortBaseAddress}};
+     &SCSIUnitFields::IEPortCount, &SCSIUnitFields::IEPortBaseAddress, names::iePortCount,
+     names::iePortBaseAddress}};
 inline constexpr const ElementRange& kDriveRange = kRanges[0];
 inline constexpr const ElementRange& kSlotRange = kRanges[1];
 inline constexpr const ElementRange& kMailRange = kRanges[2];
 
 // Each of the following throws Failure when the library cannot be read.
-
-/// The number of elements of that name in the file of a library.
-std::size_t countElements(const std::string& library, const XMLCh* name);
-
-/// The hosts that see the library or one of its drives, in the order of the file.
-std::vector<std::string> hostsOf(const std::string& library);
 
 /// All elements of a library. Throws RemovedLibrary when it was removed.
 std::vector<LibElement> inventory(const std::string& library);
@@ -114,7 +117,7 @@ std::vector<LibElement> inventory(const std::string& library);
 /// a library, of all that are listed.
 std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host);
 
-bool isLibrary(const SCSIUnitNoMap& device);
+bool isLibrary(const SCSIUnitFields& device);
 
 /// The library itself; null when `devices` has none.
 const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);

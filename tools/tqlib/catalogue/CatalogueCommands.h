@@ -53,7 +53,7 @@ inline constexpr DeviceField kAddressing[] = {
 void addFields(Json& values, const SCSIUnitFields& record, std::span<const DeviceField> fields);
 
 /// A device as one host sees it.
-Json deviceJson(const SCSIUnitNoMap& device);
+Json deviceJson(const SCSIUnitFields& device);
 
 /// The SCSI status that a library reports in place of its own.
 struct Status {

@@ -1,11 +1,12 @@
-// tqlib drive and tqlib device: drives are added to a library and removed from it, and reports
-// show what a drive holds and which devices a host sees.
+// tqlib drive, device and host: drives are added to a library, edited and removed from it, and
+// reports show what a drive holds, which hosts there are, and which devices a host sees.
 #include <algorithm>
 #include <iostream>
 #include <limits>
 #include <utility>
 
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Devices.h"
 #include "catalogue/Elements.h"
 
 namespace {
@@ -16,6 +17,7 @@ struct Options {
   std::string library;
   SCSIUnitFields drive;  // and the host that sees it
   int number = 0;        // 0: the next free one
+  bool force = false;
 };
 
 bool isSeen(const Options& options) {
@@ -28,7 +30,8 @@ bool isSeen(const Options& options) {
 /// The drive in the library if another host sees it already; else null. Throws Failure when it
 /// cannot be added.
 const SCSIUnitNoMap* knownDrive(const Options& wanted, const std::vector<SCSIUnitNoMap>& devices) {
-  const auto& [library, drive, number] = wanted;
+  const std::string& library = wanted.library;
+  const SCSIUnitFields& drive = wanted.drive;
   const SCSIUnitNoMap* known = nullptr;
   for (const SCSIUnitNoMap& device : devices) {
     if (isLibrary(device)) continue;
@@ -100,7 +103,6 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
 
 /// Returns its number and its address.
 std::pair<int, int> addToLibrary(const Options& wanted) {
-  requireWholeLibrary(wanted.library);
   const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");
   const SCSIUnitNoMap* known = knownDrive(wanted, devices);
   const SCSIUnitNoMap* found = findLibrary(devices);
@@ -148,19 +150,21 @@ void removeDrive(const Options& options, const Session& session) {
   }
   bool isGone = false;  // the drive itself, not only the unit of one of several hosts
   asOneStep([&] {
-    requireWholeLibrary(library);
-    if (!host.empty() && !isSeen(options)) {
-      throw Failure(
-          fmt::format("host {} does not see a drive {} of library {}", host, serial, library));
+    const LibraryDevices devices = devicesIn(library);
+    const Device& drive = requireDrive(devices, serial);
+    if (!host.empty() && findHost(drive, host) == nullptr) {
+      throw Failure(fmt::format("host {} does not see drive {}", host, serial));
     }
-    const std::size_t before = countElements(library, names::drive);
-    change(
-        "cannot remove drive " + serial,
-        [&](TqLibEmulator& emulator) {
-          return emulator.RemoveVirtualDevice(host, serial, library);
-        },
-        fmt::format("library {} has no such drive", library));
-    isGone = countElements(library, names::drive) < before;
+    isGone = host.empty() || drive.hosts.size() == 1;
+    if (isGone && drive.element.isOccupied && !options.force) {
+      throw Failure(
+          fmt::format("cannot remove drive {}: {}", serial, contentText(drive.element)),
+          fmt::format("\"tqlib unload {} drive:{}\" unloads it; --force removes it with its medium",
+                      library, serial));
+    }
+    change("cannot remove drive " + serial, [&](TqLibEmulator& emulator) {
+      return emulator.RemoveVirtualDevice(host, serial, library);
+    });
   });
   printResult(session.json,
               {{"library", library}, {"drive", serial}, {"host", host}, {"removed", isGone}},
@@ -168,12 +172,58 @@ void removeDrive(const Options& options, const Session& session) {
                      : fmt::format("host {} no longer sees drive {}", host, serial));
 }
 
+void listDrives(const Options& options, const Session& session) {
+  Json list = Json::array();
+  const auto add = [&](const std::string& library) {
+    for (const Device& drive : devicesIn(library).drives) {
+      const LibElement& element = drive.element;
+      const bool isPlaced = element.elementAddress >= 0;
+      Json& values = list.emplace_back(Json{{"library", library},
+                                            {"serial", drive.record.SerialNumber},
+                                            {"element", isPlaced ? elementName(element) : ""},
+                                            {"occupied", element.isOccupied},
+                                            {"barcode", element.barCode},
+                                            {"hosts", Json::array()}});
+      for (const SCSIUnitFields& host : drive.hosts) values["hosts"].push_back(host.MAName);
+    }
+  };
+  forEachLibrary(options.library, add, [&] {
+    printList(session.json, {}, "drives", list,
+              {{"LIBRARY", "library"},
+               {"SERIAL", "serial"},
+               {"ELEMENT", "element"},
+               {"FULL", "occupied"},
+               {"MEDIUM", "barcode"},
+               {"HOSTS", "hosts"}});
+  });
+}
+
+void listHosts(const NoOptions&, const Session& session) {
+  std::map<std::string, Json> hosts;
+  const auto add = [&](const std::string& library) {
+    for (const auto& [key, units] : unitsByHost(devicesIn(library))) {
+      const Json unknown{
+          {"host", units.front().MAName}, {"libraries", Json::array()}, {"devices", 0}};
+      Json& host = hosts.emplace(key, unknown).first->second;
+      host["libraries"].push_back(library);
+      host["devices"] = host["devices"].get<std::size_t>() + units.size();
+    }
+  };
+  forEachLibrary("", add, [&] {
+    Json list = Json::array();
+    for (const auto& [key, host] : hosts) list.push_back(host);
+    printList(session.json, {}, "hosts", list,
+              {{"HOST", "host"}, {"LIBRARIES", "libraries"}, {"DEVICES", "devices"}});
+  });
+}
+
 // The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.
 std::string currentVolume(const std::string& serial) {
   TqLibEmulator emulator;
   std::string barcode;
   if (listedLibraries().empty() || !emulator.GetCurrentVolume(serial, barcode)) {
-    throw libraryFailure("cannot find drive " + serial, emulator, "no listed library has it");
+    throw Failure("no listed library has a drive " + serial,
+                  "\"tqlib drive list\" lists the drives");
   }
   char text[64] = "";
   emulator.getLastError(text, sizeof text);
@@ -195,19 +245,24 @@ void showVolume(const Options& options, const Session& session) {
 
 void listDevices(const Options& options, const Session& session) {
   const std::string& host = options.drive.MAName;
-  // Without this, a file without its library would look as if the host saw no device.
-  if (!options.library.empty()) requireWholeLibrary(options.library);
-  Json list = Json::array();
-  std::vector<Row> rows{{"TYPE", "SERIAL", "VENDOR", "MODEL", "PORT", "B:T:L", "PATH"}};
-  for (const SCSIUnitNoMap& device : devicesOf(options.library, host)) {
-    const Json& values = list.emplace_back(deviceJson(device));
-    rows.push_back({values["type"], device.SerialNumber, device.Manufacturer, device.Model,
-                    device.ScsiPort, fmt::format("{}:{}:{}", device.Bus, device.Target, device.Lun),
-                    device.AccessPath});
+  const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, host);
+  if (devices.empty()) {
+    const std::string where = options.library.empty() ? "" : " of library " + options.library;
+    throw Failure(fmt::format("host {} sees no device{}", host, where),
+                  "\"tqlib host list\" lists the hosts");
   }
-  const std::string text =
-      list.empty() ? fmt::format("host {} sees no device", host) : tableText(rows);
-  printResult(session.json, {{"host", host}, {"devices", std::move(list)}}, text);
+  Json list = Json::array();
+  for (const SCSIUnitNoMap& device : devices) list.push_back(deviceJson(device));
+  printList(session.json, {{"host", host}}, "devices", list,
+            {{"TYPE", "type"},
+             {"SERIAL", "serial"},
+             {"VENDOR", "vendor"},
+             {"MODEL", "model"},
+             {"PORT", "port"},
+             {"BUS", "bus"},
+             {"TARGET", "target"},
+             {"LUN", "lun"},
+             {"PATH", "path"}});
 }
 
 void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts) {
@@ -240,7 +295,7 @@ void addFields(Json& values, const SCSIUnitFields& record, std::span<const Devic
   }
 }
 
-Json deviceJson(const SCSIUnitNoMap& device) {
+Json deviceJson(const SCSIUnitFields& device) {
   Json values{{"type", isLibrary(device) ? "library" : "drive"},
               {"serial", device.SerialNumber},
               {"host", device.MAName}};
@@ -274,15 +329,21 @@ void addDriveCommands(CLI::App& app, Session& session) {
   CLI::App& group = addGroup(app, "drive", "Drives");
   addDriveAddition(group, session);
 
-  const auto [remove, removal] =
+  const auto [list, listing] =
       addCommand(group, session,
-                 {"remove", "Remove a drive; empty it first, or the catalogue loses its medium",
-                  "tqlib drive remove LIB001 LIB001D2"},
-                 removeDrive);
+                 {"list", "List the drives with their media and hosts", "tqlib drive list LIB001"},
+                 listDrives);
+  addLibraryOperand(list, listing.library)->required(false)->description("Only its drives");
+
+  const auto [remove, removal] = addCommand(
+      group, session, {"remove", "Remove an empty drive", "tqlib drive remove LIB001 LIB001D2"},
+      removeDrive);
   addLibraryOperand(remove, removal.library);
   addDriveOperand(remove, removal.drive.SerialNumber);
   addText(remove, "--host", removal.drive.MAName,
           "Only this host loses the drive; the last host's removal removes the drive");
+  remove.add_flag("--force", removal.force,
+                  "Remove a loaded drive; the catalogue loses its medium");
 
   const auto [volume, query] = addCommand(
       group, session,
@@ -297,4 +358,7 @@ void addDeviceCommands(CLI::App& app, Session& session) {
                 {"list", "List the devices that a host sees", "tqlib device list host-a"});
   addDeviceList(app, session,
                 {"devices", "Short for \"device list\"", "tqlib devices host-a LIB001"});
+  CLI::App& hosts = addGroup(app, "host", "Hosts that see libraries and drives");
+  addCommand(hosts, session, {"list", "List the hosts and what they see", "tqlib host list"},
+             listHosts);
 }

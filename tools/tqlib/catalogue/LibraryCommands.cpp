@@ -3,6 +3,8 @@
 #include <optional>
 
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Devices.h"
+#include "catalogue/VolumeFiles.h"
 
 namespace {
 
@@ -10,6 +12,7 @@ struct Options {
   std::string library;
   std::string host;
   bool purge = false;
+  bool yes = false;
 };
 
 /// The keys in the list; null when it cannot be read, for the reason in `failure`.
@@ -41,6 +44,11 @@ Json entryOf(const std::string& library, const Json& isListed) {
     for (const ElementRange& range : kRanges) {
       entry[range.key] = std::ranges::count(elements, range.type, &LibElement::elementType);
     }
+    const auto fullSlots = std::ranges::count_if(elements, [](const LibElement& element) {
+      return element.isOccupied && element.elementType == LIB_ELEM_SLOT;
+    });
+    entry["media"] = std::ranges::count(elements, true, &LibElement::isOccupied);
+    entry["share"] = static_cast<double>(fullSlots) / std::max(1, entry["slots"].get<int>());
   } catch (const RemovedLibrary&) {
     entry["state"] = "removed";
   } catch (const Failure& failure) {
@@ -48,16 +56,6 @@ Json entryOf(const std::string& library, const Json& isListed) {
     entry["reason"] = failure.what();
   }
   return entry;
-}
-
-Row entryRow(const Json& entry) {
-  Row row{entry["library"], entry["state"]};
-  if (entry["listed"] == false) row.back() += ", not listed";
-  for (const ElementRange& range : kRanges) {
-    row.push_back(entry.contains(range.key) ? entry[range.key].dump() : "-");
-  }
-  row.push_back(entry.value("reason", ""));
-  return row;
 }
 
 /// The listed libraries, then those that only have a file.
@@ -70,14 +68,20 @@ void listLibraries(const NoOptions&, const Session& session) {
     const Json isListed = isIn(list, library);
     if (isListed != true) entries.push_back(entryOf(library, isListed));
   }
-  std::vector<Row> rows{{"LIBRARY", "STATE", "DRIVES", "SLOTS", "MAIL"}};
-  for (const Json& entry : entries) rows.push_back(entryRow(entry));
-  const std::string text = entries.empty() ? "no libraries" : tableText(rows);
-  printResult(session.json, {{"libraries", std::move(entries)}}, text);
+  printList(session.json, {}, "libraries", entries,
+            {{"LIBRARY", "library"},
+             {"STATE", "state"},
+             {"LISTED", "listed"},
+             {"DRIVES", "drives"},
+             {"SLOTS", "slots"},
+             {"MAIL", "mailSlots"},
+             {"MEDIA", "media"},
+             {"FULL", "share"},
+             {"", "reason"}});
   if (failure) throw Failure(*failure);
 }
 
-void addIdentity(const SCSIUnitNoMap& library, Json& values, std::vector<Row>& rows) {
+void addIdentity(const SCSIUnitFields& library, Json& values, std::vector<Row>& rows) {
   addFields(values, library, kIdentity);
   rows.push_back({"identity:", fmt::format("{} {} {}", library.Manufacturer, library.Model,
                                            library.FirmwareRevision)});
@@ -90,25 +94,24 @@ void addIdentity(const SCSIUnitNoMap& library, Json& values, std::vector<Row>& r
   }
 }
 
-void addDrives(const std::vector<SCSIUnitNoMap>& devices, Json& values, std::vector<Row>& rows) {
+void addDrives(const LibraryDevices& devices, Json& values, std::vector<Row>& rows) {
   Json& list = values["driveList"] = Json::array();
-  for (const SCSIUnitNoMap& device : devices) {
-    if (isLibrary(device)) continue;
-    const int address = device.DriveBaseAddress;
-    list.push_back({{"serial", device.SerialNumber}, {"address", address}});
-    rows.push_back(
-        {"drive:", device.SerialNumber + (address < 0 ? " without an address"
-                                                      : fmt::format(" at address {}", address))});
+  for (const Device& drive : devices.drives) {
+    const std::string& serial = drive.record.SerialNumber;
+    const int address = drive.record.DriveBaseAddress;
+    list.push_back({{"serial", serial}, {"address", address}});
+    rows.push_back({"drive:", serial + (address < 0 ? " without an address"
+                                                    : fmt::format(" at address {}", address))});
   }
 }
 
-void addUnits(const std::string& library, Json& values, std::vector<Row>& rows) {
+void addUnits(const LibraryDevices& devices, Json& values, std::vector<Row>& rows) {
   Json& list = values["units"] = Json::array();
-  for (const std::string& host : hostsOf(library)) {
-    for (const SCSIUnitNoMap& device : devicesOf(library, host)) {
-      list.push_back(deviceJson(device));
-      const std::string& path = device.AccessPath;
-      rows.push_back({"host:", fmt::format("{} sees {}{}", device.MAName, device.SerialNumber,
+  for (const auto& [host, units] : unitsByHost(devices)) {
+    for (const SCSIUnit& unit : units) {
+      list.push_back(deviceJson(unit));
+      const std::string& path = unit.AccessPath;
+      rows.push_back({"host:", fmt::format("{} sees {}{}", unit.MAName, unit.SerialNumber,
                                            path.empty() ? "" : " (" + path + ")")});
     }
   }
@@ -116,19 +119,17 @@ void addUnits(const std::string& library, Json& values, std::vector<Row>& rows) 
 
 void showLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
-  requireWholeLibrary(library);
+  const LibraryDevices devices = devicesIn(library);
   std::optional<Failure> failure;
   const Json isListed = isIn(readList(failure), library);
   const Status status = readStatus(library, true);
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
   const std::string file = libraryFile(library);
   Json values{{"library", library}, {"file", file}, {"listed", isListed}};
   std::vector<Row> rows{{"library:", library + (isListed == false ? " (not listed)" : "")},
                         {"file:", file}};
-  // The query has no record of a library that no host sees.
-  if (const SCSIUnitNoMap* record = findLibrary(devices)) addIdentity(*record, values, rows);
+  addIdentity(devices.library.record, values, rows);
   addDrives(devices, values, rows);
-  addUnits(library, values, rows);
+  addUnits(devices, values, rows);
   values["status"] = statusJson(status);
   rows.push_back({"status:", statusText(status)});
   printResult(session.json, values, tableText(rows));
@@ -148,7 +149,7 @@ void removeWhole(const std::string& library, bool purge) {
   const bool exists = libraryExists(library);
   if (!exists && wasListed && !purge) throw listedOnly(library);
   if (!exists && !wasListed) requireLibrary(library);
-  if (exists && !(purge && wasRemoved(library))) requireWholeLibrary(library);
+  if (exists && !(purge && wasRemoved(library))) readLibraryFile(library);
   if (purge) return purgeLibrary(library);
   dropLibrary("", library);
   takeOffList(library);  // further entries
@@ -157,11 +158,11 @@ void removeWhole(const std::string& library, bool purge) {
 /// Removes the unit of one host. Returns whether it was the last one: then the library is removed,
 /// too, but its entry in the list stays.
 bool removeUnit(const std::string& library, const std::string& host, bool purge) {
-  requireWholeLibrary(library);
-  if (findLibrary(devicesOf(library, host)) == nullptr) {
+  const LibraryDevices devices = devicesIn(library);
+  if (findHost(devices.library, host) == nullptr) {
     throw Failure(fmt::format("host {} does not see library {}", host, library));
   }
-  const bool isLast = countElements(library, names::libraryScsiUnit) == 1;
+  const bool isLast = devices.library.hosts.size() == 1;
   if (purge && !isLast) {
     throw Failure(fmt::format("cannot delete the file: other hosts see library {} too", library));
   }
@@ -170,11 +171,30 @@ bool removeUnit(const std::string& library, const std::string& host, bool purge)
   return isLast;
 }
 
+/// Asks before the file is deleted. A library that cannot be read may be deleted as well.
+void askToPurge(const std::string& library) {
+  if (!isListed(library)) requireLibrary(library);
+  std::string content = "cannot be read";
+  try {
+    const std::vector<std::string> volumes = volumesIn(volumeRoot());
+    unsigned media = 0;
+    unsigned kept = 0;
+    for (const LibElement& element : inventory(library)) {
+      media += element.isOccupied ? 1 : 0;
+      kept += std::ranges::binary_search(volumes, element.barCode) ? 1 : 0;
+    }
+    content = fmt::format("has {} ({} stay)", counted(media, "medium"), counted(kept, "volume"));
+  } catch (const Failure&) {
+  }
+  requireConsent(false, fmt::format("delete library {}, which {}", library, content));
+}
+
 void removeLibrary(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& host = options.host;
   const bool purge = options.purge;
   bool isRemoved = true;
+  if (purge && !options.yes) askToPurge(library);
   asOneStep([&] {
     if (host.empty()) return removeWhole(library, purge);
     isRemoved = removeUnit(library, host, purge);
@@ -207,11 +227,12 @@ void addLibraryCommands(CLI::App& group, Session& session) {
   const auto [remove, options] = addCommand(
       group, session,
       {"remove", "Remove a library with its drives and shelves; the data of its media stays",
-       "tqlib library remove LIB001 --purge"},
+       "tqlib library remove LIB001 --purge --yes"},
       removeLibrary);
   addLibraryOperand(remove, options.library);
   addText(remove, "--host", options.host,
           "Only this host loses the library; the last host's removal removes the library");
   remove.add_flag("--purge", options.purge,
                   "Delete the file too, so that the library can be created again");
+  addConsent(remove, options.yes);
 }

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "TqLibEmulator.h"
+#include "catalogue/Catalogue.h"
 #include "files/Documents.h"
 #include "files/XmlText.h"
 
@@ -60,10 +60,9 @@ void readValues(const DOMElement& library, LibraryContent& content) {
   content.name = toUtf8(library.getAttribute(names::name));
   readDevices(&library, names::libraryScsiDevice, content.devices, content.serial);
   const auto number = [&](const XMLCh* name) { return numberIn(&library, name).value_or(0); };
-  content.ranges = {
-      {LIB_ELEM_SLOT, {number(names::slotBaseAddress), number(names::slotCount)}},
-      {LIB_ELEM_MAIL_SLOT, {number(names::iePortBaseAddress), number(names::iePortCount)}},
-      {LIB_ELEM_DRIVE, {number(names::driveBaseAddress), number(names::driveCount)}}};
+  for (const ElementRange& range : kRanges) {
+    content.ranges[range.type] = {number(range.baseElement), number(range.countElement)};
+  }
   if (const DOMElement* status = Descendants(&library, names::scsiStatus).first()) {
     content.statusExpiry = std::atol(toUtf8(status->getAttribute(names::expireTime)).c_str());
   }

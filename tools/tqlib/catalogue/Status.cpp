@@ -1,11 +1,19 @@
-// tqlib status: sets and reads the SCSI status that a library reports in place of its own.
+// tqlib status: sets, reads, lists and clears the SCSI status that a library reports in place of
+// its own.
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Configuration.h"
+#include "catalogue/Devices.h"
+#include "files/Descendants.h"
+#include "files/Documents.h"
+#include "files/XmlText.h"
 
 namespace {
 
@@ -33,6 +41,20 @@ int parseByte(const char* option, const std::string& text) {
       fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
 }
 
+/// Calls the API, which counts a file without its library as success, with a text. Throws Failure
+/// then, too.
+void changeStatus(const std::string& library, const std::string& complaint,
+                  const std::function<bool(TqLibEmulator&)>& call) {
+  requireLibrary(library);
+  change(fmt::format("{} of library {}", complaint, library), [&](TqLibEmulator& emulator) {
+    char text[2] = "";
+    const bool isDone = call(emulator);
+    emulator.getLastError(text, sizeof text);
+    if (!isDone || *text != '\0') readLibraryFile(library);  // says what is wrong with it
+    return isDone;
+  });
+}
+
 void setStatus(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const Status wanted{parseByte("--status", options.status), parseByte("--asc", options.asc),
@@ -42,12 +64,9 @@ void setStatus(const Options& options, const Session& session) {
   if (std::time(nullptr) + std::time_t{options.lifetime} > kMost) {
     throw UsageError(fmt::format("--lifetime is too long: {}", options.lifetime));
   }
-  asOneStep([&] {
-    requireWholeLibrary(library);
-    change("cannot set the status of library " + library, [&](TqLibEmulator& emulator) {
-      return emulator.SetVirtualDeviceStatus(library, wanted.status, wanted.asc, wanted.ascq,
-                                             options.lifetime, options.count);
-    });
+  changeStatus(library, "cannot set the status", [&](TqLibEmulator& emulator) {
+    return emulator.SetVirtualDeviceStatus(library, wanted.status, wanted.asc, wanted.ascq,
+                                           options.lifetime, options.count);
   });
   Json values{{"library", library}};
   values.update(statusJson(wanted));
@@ -60,18 +79,69 @@ void setStatus(const Options& options, const Session& session) {
 }
 
 void getStatus(const Options& options, const Session& session) {
-  requireWholeLibrary(options.library);
   const Status status = readStatus(options.library, options.peek);
   Json values{{"library", options.library}};
   values.update(statusJson(status));
   printResult(session.json, values, statusText(status));
 }
 
+/// Adds the injected status of a library, if it has one, with what is left of it. Reads the file: a
+/// call of the API would not say what is left.
+void addInjection(const std::string& library, Json& list) {
+  const ParsedFile file = readLibraryFile(library);
+  const auto* record = Descendants(rootOf(file.document()), names::scsiStatus).first();
+  if (record == nullptr) return;
+  Status status;
+  readValue(record, names::status, status.status);
+  readValue(record, names::asc, status.asc);
+  readValue(record, names::ascq, status.ascq);
+  const auto number = [&](const XMLCh* name) {
+    return std::atoi(toUtf8(record->getAttribute(name)).c_str());
+  };
+  const auto left = std::max<std::time_t>(number(names::expireTime) - std::time(nullptr), 0);
+  // One that has expired is still reported by the next read, which removes it.
+  const int count = left == 0 ? 1 : number(names::count);
+  Json& values = list.emplace_back(Json{{"library", library}});
+  values.update(statusJson(status));
+  values.update({{"text", statusText(status)},
+                 {"reportsLeft", count > 0 ? Json(count) : Json()},
+                 {"secondsLeft", left}});
+}
+
+void listStatus(const Options& options, const Session& session) {
+  Json list = Json::array();
+  const auto add = [&](const std::string& library) { addInjection(library, list); };
+  forEachLibrary(options.library, add, [&] {
+    printList(session.json, {}, "injections", list,
+              {{"LIBRARY", "library"},
+               {"STATUS", "text"},
+               {"REPORTS LEFT", "reportsLeft"},
+               {"SECONDS LEFT", "secondsLeft"}});
+  });
+}
+
+void clearStatus(const Options& options, const Session& session) {
+  const std::string& library = options.library;
+  requireLibrary(library);
+  bool isCleared = false;
+  changeFile(libraryFile(library), nullptr, [&](xercesc::DOMDocument& document) {
+    xercesc::DOMElement& whole = wholeLibrary(&document, library);
+    while (xercesc::DOMElement* record = Descendants(&whole, names::scsiStatus).first()) {
+      removeFrom(*record->getParentNode(), record);
+      isCleared = true;
+    }
+    return isCleared;
+  });
+  printResult(session.json, {{"library", library}, {"cleared", isCleared}},
+              fmt::format("library {} {}", library,
+                          isCleared ? "reports its own status again" : "has no injected status"));
+}
+
 }  // namespace
 
 Status readStatus(const std::string& library, bool peek) {
   Status read;
-  change("cannot read the status of library " + library, [&](TqLibEmulator& emulator) {
+  changeStatus(library, "cannot read the status", [&](TqLibEmulator& emulator) {
     return emulator.GetVirtualDeviceStatus(library, read.status, read.asc, read.ascq, peek);
   });
   return read;
@@ -115,4 +185,16 @@ void addStatusCommands(CLI::App& app, Session& session) {
                  getStatus);
   addLibraryOperand(get, reading.library);
   get.add_flag("--peek", reading.peek, "Do not count the read");
+
+  const auto [list, listing] = addCommand(
+      group, session,
+      {"list", "List the injected statuses, without counting a report", "tqlib status list"},
+      listStatus);
+  addLibraryOperand(list, listing.library)->required(false)->description("Only this library's");
+
+  const auto [clear, clearing] =
+      addCommand(group, session,
+                 {"clear", "Remove the injected status of a library", "tqlib status clear LIB001"},
+                 clearStatus);
+  addLibraryOperand(clear, clearing.library);
 }

@@ -10,6 +10,7 @@
 #include "TqLibEmulator.h"
 #include "catalogue/Catalogue.h"
 #include "catalogue/Configuration.h"
+#include "catalogue/Devices.h"
 #include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
 #include "cli/Commands.h"
@@ -80,7 +81,9 @@ Words drives(const Typed& typed) {
 Words hosts() {
   Words names;
   for (const std::string& library : storedLibraries()) {
-    for (const std::string& host : hostsOf(library)) names.push_back(host);
+    for (const auto& [host, units] : unitsByHost(devicesIn(library))) {
+      names.push_back(units.front().MAName);
+    }
   }
   return names;
 }

@@ -128,6 +128,7 @@ void declareCommands(CLI::App& app, Session& session) {
   addLibraryGroup(app, session);
   addElementCommands(app, session);
   addDriveCommands(app, session);
+  addChangeCommands(app, session);
   addDeviceCommands(app, session);
   addStatusCommands(app, session);
   addVolumeCommands(app, session);

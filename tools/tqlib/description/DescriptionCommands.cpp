@@ -4,10 +4,11 @@
 // The API creates library, drives and units in one update; a second one creates and fills elements.
 // All is one step for other processes, so that a half-created library can be removed again.
 //
-// An export takes the library's record and its elements from the API. Drives and hosts are read
-// from the file, because no call reports the order of a drive's hosts.
+// An export takes the elements from the API. Devices and hosts are read from the file, because no
+// call reports the order of a drive's hosts.
 #include <algorithm>
 #include <limits>
+#include <set>
 
 #include "base/Streams.h"
 #include "catalogue/CatalogueCommands.h"
@@ -18,6 +19,8 @@
 #include "files/XmlText.h"
 
 namespace {
+
+constexpr std::size_t kFewHosts = 10;
 
 struct CreateOptions {
   const CLI::App* command = nullptr;
@@ -32,6 +35,18 @@ struct ExportOptions {
   std::string library;
   std::string file;
 };
+
+/// A problem in a description that was made from options, with the option in place of the key.
+std::string withOption(const std::string& problem) {
+  const std::string reason = problem.substr(std::min(problem.find(':'), problem.size()));
+  for (const ElementRange& range : kRanges) {
+    if (!problem.starts_with(range.described)) continue;
+    const bool isBase = problem.starts_with(std::string(range.described) + ".base");
+    return (isBase ? range.baseOption : range.option) + reason;
+  }
+  if (problem.starts_with("drives[")) return "--drive-serial" + reason;
+  return problem.starts_with("drives:") ? "--drives" + reason : problem;
+}
 
 /// Converts the options to JSON first, so that they are checked like a file.
 LibraryDescription fromOptions(const CreateOptions& options) {
@@ -59,7 +74,7 @@ LibraryDescription fromOptions(const CreateOptions& options) {
   try {
     return readDescription(values);
   } catch (const Failure& failure) {
-    throw UsageError(failure.what());
+    throw UsageError(withOption(failure.what()));
   }
 }
 
@@ -76,48 +91,37 @@ LibraryDescription fromFile(const CreateOptions& options) {
   return readDescription(values);
 }
 
-/// `device` as `host` sees it.
-SCSIUnit unitOf(const SCSIUnitFields& device, const SCSIUnitFields& host) {
-  SCSIUnit record;
-  static_cast<SCSIUnitFields&>(record) = device;
-  record.MAName = host.MAName;
-  for (const DeviceField& each : kAddressing) {
-    std::visit([&](auto field) { record.*field = host.*field; }, each.field);
-  }
-  return record;
-}
-
-// A new library gets all slots of the first record's ranges. If some are missing, the first record
-// has no slots, and a later one has the real ranges.
-std::vector<SCSIUnitNoMap> batchOf(const LibraryDescription& description, bool hasGaps) {
+// A new library gets all slots of the first record's ranges. With `isBare`, the first record has no
+// slots, and a later one has the real ranges.
+std::vector<SCSIUnitNoMap> batchOf(const LibraryDescription& description, bool isBare) {
   std::vector<SCSIUnitNoMap> batch;
-  if (hasGaps) {
+  if (isBare) {
     SCSIUnit bare = unitOf(description.library, description.hosts.front());
     bare.SlotCount = 0;
     bare.IEPortCount = 0;
     batch.emplace_back(bare);
   }
   std::map<int, std::string> map;
-  for (const DescribedDrive& drive : description.drives) {
-    if (drive.device.DriveBaseAddress == kUnplaced) continue;
-    map[static_cast<int>(numberOf(description, drive))] = drive.device.SerialNumber;
+  for (const Device& drive : description.drives) {
+    if (drive.record.DriveBaseAddress == kUnplaced) continue;
+    map[static_cast<int>(numberOf(description, drive))] = drive.record.SerialNumber;
   }
   for (const SCSIUnitFields& host : description.hosts) {
     SCSIUnit library = unitOf(description.library, host);
     library.DriveIdentifierMap = map;
     batch.emplace_back(library);
   }
-  for (const DescribedDrive& drive : description.drives) {
-    for (const SCSIUnitFields& host : drive.hosts) batch.emplace_back(unitOf(drive.device, host));
+  for (const Device& drive : description.drives) {
+    for (const SCSIUnitFields& host : drive.hosts) batch.emplace_back(unitOf(drive.record, host));
   }
   return batch;
 }
 
 /// Creates and fills the elements that the batch did not.
-void setElements(const LibraryDescription& description, bool hasGaps) {
+void setElements(const LibraryDescription& description, bool isBare) {
   const std::string& library = description.library.SerialNumber;
   const std::size_t created =
-      hasGaps ? description.drives.size() : usualElements(description).size();
+      isBare ? description.drives.size() : usualElements(description).size();
   std::vector<LibElement> elements;
   for (std::size_t i = 0; i < description.elements.size(); ++i) {
     const LibElement& element = description.elements[i];
@@ -129,6 +133,13 @@ void setElements(const LibraryDescription& description, bool hasGaps) {
   });
 }
 
+std::set<std::string> barcodesIn(const LibraryDescription& description) {
+  std::set<std::string> barcodes;
+  for (const LibElement& element : description.elements) barcodes.insert(element.barCode);
+  barcodes.erase("");
+  return barcodes;
+}
+
 void create(const LibraryDescription& description, const std::vector<std::string>& serials) {
   const std::string& library = description.library.SerialNumber;
   const bool exists = libraryExists(library);
@@ -138,12 +149,14 @@ void create(const LibraryDescription& description, const std::vector<std::string
     throw Failure(fmt::format("library {} exists already: {}", library, libraryFile(library)));
   }
   refuseDrivesElsewhere(serials, library);
-  const bool hasGaps = !gapsOf(description).empty();
+  refuseMediaElsewhere(barcodesIn(description), library);
+  // For each host, the API searches all of the library, so it gets its slots after its hosts.
+  const bool isBare = description.hosts.size() > kFewHosts || !gapsOf(description).empty();
   try {
     change("cannot create library " + library, [&](TqLibEmulator& emulator) {
-      return emulator.UpdateVirtualDevice(batchOf(description, hasGaps), library);
+      return emulator.UpdateVirtualDevice(batchOf(description, isBare), library);
     });
-    setElements(description, hasGaps);
+    setElements(description, isBare);
   } catch (const std::exception& failure) {
     try {
       if (libraryExists(library)) purgeLibrary(library);
@@ -159,73 +172,33 @@ void createLibrary(const CreateOptions& options, const Session& session) {
   const LibraryDescription description =
       options.from.empty() ? fromOptions(options) : fromFile(options);
   std::vector<std::string> serials;
-  for (const DescribedDrive& drive : description.drives) {
-    serials.push_back(drive.device.SerialNumber);
+  for (const Device& drive : description.drives) {
+    serials.push_back(drive.record.SerialNumber);
   }
   asOneStep([&] { create(description, serials); });
   const SCSIUnitFields& library = description.library;
-  printResult(
-      session.json,
-      {{"library", library.SerialNumber},
-       {"drives", serials.size()},
-       {"slots", library.SlotCount},
-       {"mailSlots", library.IEPortCount},
-       {"driveSerials", serials}},
-      fmt::format("library {} created: {} drives, {} slots, {} mail slots", library.SerialNumber,
-                  serials.size(), library.SlotCount, library.IEPortCount));
-}
-
-void readFields(const xercesc::DOMElement* element, SCSIUnitFields& record,
-                std::span<const DeviceField> fields) {
-  for (const DeviceField& field : fields) {
-    field.visit(record, [&](auto& value) {
-      if (readValue(element, field.element, value)) return;
-      throw Failure(
-          fmt::format("the value of an element {} cannot be read", toUtf8(field.element)));
-    });
-  }
-}
-
-std::vector<SCSIUnitFields> hostsIn(const xercesc::DOMElement* device, const XMLCh* unitName) {
-  std::vector<SCSIUnitFields> hosts;
-  for (const xercesc::DOMElement* unit : Descendants(device, unitName)) {
-    SCSIUnitFields& host = hosts.emplace_back();
-    host.MAName = toUtf8(unit->getAttribute(names::maName));
-    readFields(unit, host, kAddressing);
-  }
-  return hosts;
-}
-
-DescribedDrive driveIn(const xercesc::DOMElement* element) {
-  constexpr DeviceField kOthers[] = {
-      {"serial", names::serialNumber, &SCSIUnitFields::SerialNumber},
-      {"deviceType", names::scsiDeviceType, &SCSIUnitFields::ScsiDeviceType},
-      {"address", names::baseAddress, &SCSIUnitFields::DriveBaseAddress}};
-  DescribedDrive drive;
-  readFields(element, drive.device, kIdentity);
-  readFields(element, drive.device, kOthers);
-  drive.hosts = hostsIn(element, names::driveScsiUnit);
-  return drive;
+  printResult(session.json,
+              {{"library", library.SerialNumber},
+               {"drives", serials.size()},
+               {"slots", library.SlotCount},
+               {"mailSlots", library.IEPortCount},
+               {"driveSerials", serials}},
+              fmt::format("library {} created: {}, {}", library.SerialNumber,
+                          counted(serials.size(), "drive"), sizeText(library)));
 }
 
 /// The library as the catalogue holds it. Throws Failure when it cannot be described.
 LibraryDescription describeLibrary(const std::string& library) {
-  requireWholeLibrary(library);
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
-  const SCSIUnitNoMap* record = findLibrary(devices);
-  if (record == nullptr) throw Failure("no host sees library " + library);
+  LibraryDevices devices = devicesIn(library);
   LibraryDescription description;
-  description.library = *record;
+  description.library = std::move(devices.library.record);
+  description.hosts = std::move(devices.library.hosts);
+  description.drives = std::move(devices.drives);
   description.elements = inventory(library);
-  const ParsedFile file = readDocument(libraryFile(library));
-  const xercesc::DOMElement* found = singleLibrary(file.document());
-  description.hosts = hostsIn(found, names::libraryScsiUnit);
-  for (const xercesc::DOMElement* drive : Descendants(rootOf(file.document()), names::drive)) {
-    const std::size_t next = description.drives.size();
-    const DescribedDrive& added = description.drives.emplace_back(driveIn(drive));
-    const std::string name = fmt::format("drive:{}", added.device.DriveBaseAddress);
+  for (std::size_t i = 0; i < description.drives.size(); ++i) {
     // Hosts also see a drive beside the library, but it is not an element of the library.
-    if (next >= description.elements.size() || elementName(description.elements[next]) != name) {
+    if (i >= description.elements.size() ||
+        !isSameElement(description.elements[i], description.drives[i].element)) {
       throw Failure(fmt::format("the file of library {} has drives outside the library", library));
     }
   }
@@ -244,8 +217,8 @@ void exportLibrary(const ExportOptions& options, const Session& session) {
                {"file", isToStream ? Json() : Json(options.file)},
                {"drives", drives},
                {"elements", elements}},
-              fmt::format("library {} described: {} drives, {} slots and shelves", options.library,
-                          drives, elements - drives),
+              fmt::format("library {} described: {}, {} slots and shelves", options.library,
+                          counted(drives, "drive"), elements - drives),
               isToStream ? std::cerr : std::cout);
 }
 

@@ -87,12 +87,12 @@ int driveAddress(const LibraryDescription& description, std::int64_t number) {
 
 /// The next drive by default: the hosts of the library see it, at its port and bus. It is not
 /// placed yet.
-DescribedDrive usualDrive(const LibraryDescription& description) {
-  DescribedDrive drive;
-  drive.device.SerialNumber =
+Device usualDrive(const LibraryDescription& description) {
+  Device drive;
+  drive.record.SerialNumber =
       fmt::format("{}D{}", description.library.SerialNumber, description.drives.size() + 1);
-  drive.device.ScsiDeviceType = kSequentialAccess;
-  drive.device.DriveBaseAddress = kUnplaced;
+  drive.record.ScsiDeviceType = kSequentialAccess;
+  drive.record.DriveBaseAddress = kUnplaced;
   for (const SCSIUnitFields& host : description.hosts) {
     SCSIUnitFields& unit = drive.hosts.emplace_back();
     unit.MAName = host.MAName;
@@ -120,14 +120,14 @@ int readPlace(JsonObject& object, const LibraryDescription& description, std::in
 
 void readDrive(const JsonPlace& place, LibraryDescription& description, std::int64_t& number) {
   JsonObject object(place);
-  DescribedDrive drive = usualDrive(description);
-  object.read("serial", drive.device.SerialNumber);
-  readFields(object, drive.device, kIdentity);
-  object.read("deviceType", drive.device.ScsiDeviceType, -1, 255);
+  Device drive = usualDrive(description);
+  object.read("serial", drive.record.SerialNumber);
+  readFields(object, drive.record, kIdentity);
+  object.read("deviceType", drive.record.ScsiDeviceType, -1, 255);
   readHosts(object, drive.hosts);
-  drive.device.DriveBaseAddress = readPlace(object, description, number);
+  drive.record.DriveBaseAddress = readPlace(object, description, number);
   object.refuseOtherKeys();
-  if (drive.device.DriveBaseAddress != kUnplaced) number = numberOf(description, drive);
+  if (drive.record.DriveBaseAddress != kUnplaced) number = numberOf(description, drive);
   description.drives.push_back(std::move(drive));
 }
 
@@ -213,14 +213,14 @@ Json hostList(const std::vector<SCSIUnitFields>& hosts) {
   return list;
 }
 
-Json driveJson(const LibraryDescription& description, const DescribedDrive& drive) {
-  const int address = drive.device.DriveBaseAddress;
+Json driveJson(const LibraryDescription& description, const Device& drive) {
+  const int address = drive.record.DriveBaseAddress;
   const bool isPlaced = address != kUnplaced;
-  Json values{{"serial", drive.device.SerialNumber},
+  Json values{{"serial", drive.record.SerialNumber},
               {"number", isPlaced ? Json(numberOf(description, drive)) : Json()},
               {"address", isPlaced ? Json(address) : Json()}};
-  addFields(values, drive.device, kIdentity);
-  values["deviceType"] = drive.device.ScsiDeviceType;
+  addFields(values, drive.record, kIdentity);
+  values["deviceType"] = drive.record.ScsiDeviceType;
   values["hosts"] = hostList(drive.hosts);
   return values;
 }
@@ -252,7 +252,7 @@ LibraryDescription readDescription(const Json& values) {
   readHosts(object, description.hosts);
   std::set<int> gaps;
   for (const ElementRange& range : kRanges) readRange(object, library, range, gaps);
-  checkRanges(description);
+  checkRanges(library);
   readDrives(object, description);
   description.elements = readElements(object, description, gaps);
   object.refuseOtherKeys();
@@ -275,7 +275,7 @@ Json descriptionJson(const LibraryDescription& description) {
     values[range.described]["without"].push_back(gap.elementAddress);
   }
   values["drives"] = Json::array();
-  for (const DescribedDrive& drive : description.drives) {
+  for (const Device& drive : description.drives) {
     values["drives"].push_back(driveJson(description, drive));
   }
   // Drives and slots of the ranges exist anyway, so only those that hold a medium are listed.

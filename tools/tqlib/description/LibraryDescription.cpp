@@ -35,14 +35,22 @@ void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
 
 void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
                    const ElementRange& other) {
-  if (library.*one.count != 0 && library.*other.count != 0 &&
-      library.*one.base < endOf(library, other) && library.*other.base < endOf(library, one)) {
-    throw Failure(fmt::format("{} and {}: the addresses overlap", one.described, other.described));
+  if (library.*one.count == 0 || library.*other.count == 0) return;
+  if (library.*one.base >= endOf(library, other) || library.*other.base >= endOf(library, one)) {
+    return;
   }
+  const auto text = [&](const ElementRange& range) {
+    return fmt::format("{} {} to {}", range.name, library.*range.base, endOf(library, range) - 1);
+  };
+  throw Failure(fmt::format("the addresses overlap: {}, {}", text(one), text(other)));
+}
+
+void refuse(const std::string& problem, const std::string& place) {
+  if (!problem.empty()) throw Failure(place + ": " + problem);
 }
 
 void checkText(const CLI::Validator& rule, std::string text, const std::string& place) {
-  if (const std::string reason = rule(text); !reason.empty()) throw Failure(place + ": " + reason);
+  refuse(rule(text), place);
 }
 
 void checkTexts(const SCSIUnitFields& record, std::span<const DeviceField> fields,
@@ -68,13 +76,12 @@ void checkHosts(const std::vector<SCSIUnitFields>& hosts, const std::string& pla
   }
 }
 
-void checkDrive(const LibraryDescription& description, const DescribedDrive& drive,
+void checkDrive(const LibraryDescription& description, const Device& drive,
                 const std::string& place) {
-  const SCSIUnitFields& device = drive.device;
+  const SCSIUnitFields& device = drive.record;
   checkText(catalogueText(), device.SerialNumber, place + "serial");
-  const std::string problem =
-      driveSerialProblem(device.SerialNumber, description.library.SerialNumber);
-  if (!problem.empty()) throw Failure(place + "serial: " + problem);
+  refuse(driveSerialProblem(device.SerialNumber, description.library.SerialNumber),
+         place + "serial");
   checkTexts(device, kIdentity, place);
   if (device.ScsiDeviceType == kMediumChanger) {
     throw Failure(place + "deviceType: that is the type of a library");
@@ -91,13 +98,13 @@ void checkDrive(const LibraryDescription& description, const DescribedDrive& dri
 void checkDrives(const LibraryDescription& description) {
   std::set<std::string> seen;
   for (std::size_t i = 0; i < description.drives.size(); ++i) {
-    const DescribedDrive& drive = description.drives[i];
+    const Device& drive = description.drives[i];
     const std::string place = fmt::format("drives[{}].", i);
     checkDrive(description, drive, place);
     // Drives are found without regard to case, so two that differ in case are one.
-    if (!seen.insert(folded(drive.device.SerialNumber)).second) {
+    if (!seen.insert(folded(drive.record.SerialNumber)).second) {
       throw Failure(fmt::format("{}serial: two drives have one serial number: {}", place,
-                                drive.device.SerialNumber));
+                                drive.record.SerialNumber));
     }
   }
 }
@@ -119,7 +126,7 @@ void checkElements(const std::vector<LibElement>& elements) {
       throw Failure(fmt::format("elements: {} and {} have one address", twin->second, name));
     }
     if (!element.isOccupied || element.barCode.empty()) continue;
-    checkText(catalogueText(), element.barCode, "elements: the barcode of " + name);
+    refuse(volumeNameProblem(element.barCode), "elements: the barcode of " + name);
     const auto [other, isNewMedium] = media.emplace(element.barCode, name);
     if (!isNewMedium) {
       throw Failure(fmt::format("elements: barcode {} is in {} and in {}", element.barCode,
@@ -137,16 +144,20 @@ LibraryDescription::LibraryDescription() {
   library.IEPortBaseAddress = 10;
 }
 
-std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive) {
-  return std::int64_t{drive.device.DriveBaseAddress} - description.library.DriveBaseAddress + 1;
+std::int64_t numberOf(const LibraryDescription& description, const Device& drive) {
+  return std::int64_t{drive.record.DriveBaseAddress} - description.library.DriveBaseAddress + 1;
 }
 
-void checkRanges(const LibraryDescription& description) {
-  const SCSIUnitFields& library = description.library;
+void checkRanges(const SCSIUnitFields& library) {
   for (const ElementRange& range : kRanges) checkRange(library, range);
   refuseOverlap(library, kDriveRange, kSlotRange);
   refuseOverlap(library, kDriveRange, kMailRange);
   refuseOverlap(library, kSlotRange, kMailRange);
+}
+
+std::string sizeText(const SCSIUnitFields& library) {
+  return fmt::format("{}, {}", counted(static_cast<unsigned>(library.SlotCount), "slot"),
+                     counted(static_cast<unsigned>(library.IEPortCount), "mail slot"));
 }
 
 std::vector<LibElement> usualElements(const LibraryDescription& description) {
@@ -156,8 +167,8 @@ std::vector<LibElement> usualElements(const LibraryDescription& description) {
     element.elementType = type;
     element.elementAddress = address;
   };
-  for (const DescribedDrive& drive : description.drives) {
-    add(LIB_ELEM_DRIVE, drive.device.DriveBaseAddress);
+  for (const Device& drive : description.drives) {
+    add(LIB_ELEM_DRIVE, drive.record.DriveBaseAddress);
   }
   for (const ElementRange& range : {kMailRange, kSlotRange}) {  // the order of a new file
     for (int i = 0; i < description.library.*range.count; ++i) {
@@ -187,7 +198,7 @@ void checkDescription(const LibraryDescription& description) {
   checkText(nameText(), description.library.SerialNumber, "serial");
   checkTexts(description.library, kIdentity, "");
   checkHosts(description.hosts, "hosts");
-  checkRanges(description);
+  checkRanges(description.library);
   checkDrives(description);
   checkElements(description.elements);
 }

@@ -6,26 +6,22 @@
 #include <vector>
 
 #include "catalogue/CatalogueCommands.h"
-
-struct DescribedDrive {
-  SCSIUnitFields device;  ///< identity, device type; DriveBaseAddress: its address, or kUnplaced
-  std::vector<SCSIUnitFields> hosts;  ///< those that see it, each with its own addressing
-};
+#include "catalogue/Devices.h"
 
 struct LibraryDescription {
   LibraryDescription();
 
   SCSIUnitFields library;  ///< identity, and the ranges as the library announces them
   std::vector<SCSIUnitFields> hosts;
-  std::vector<DescribedDrive> drives;
+  std::vector<Device> drives;        ///< the address of one may be kUnplaced
   std::vector<LibElement> elements;  ///< the drives first, in their order
 };
 
 /// The drive's number in the library's map, from 1; meaningless for a drive that is not placed.
-std::int64_t numberOf(const LibraryDescription& description, const DescribedDrive& drive);
+std::int64_t numberOf(const LibraryDescription& description, const Device& drive);
 
 /// Throws Failure when a library cannot have such a range, or when two ranges overlap.
-void checkRanges(const LibraryDescription& description);
+void checkRanges(const SCSIUnitFields& library);
 
 /// The drives and the slots of the ranges, all empty. Call checkRanges() first.
 std::vector<LibElement> usualElements(const LibraryDescription& description);
@@ -36,6 +32,9 @@ std::vector<LibElement> gapsOf(const LibraryDescription& description);
 /// Throws Failure, with the place in the description, when no library can be created from it.
 void checkDescription(const LibraryDescription& description);
 
+/// "40 slots, 1 mail slot"
+std::string sizeText(const SCSIUnitFields& library);
+
 /// Reads and checks a description. Throws Failure, with the place in it.
 LibraryDescription readDescription(const Json& values);
 
@@ -43,3 +42,6 @@ Json descriptionJson(const LibraryDescription& description);
 
 /// The group "library": this room's commands create and export, and those of the catalogue.
 void addLibraryGroup(CLI::App& app, Session& session);
+
+/// The commands edit and resize, in groups that exist already.
+void addChangeCommands(CLI::App& app, Session& session);

@@ -1,0 +1,42 @@
+// The devices in a library file, with the hosts that see them, from one reading.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "catalogue/Catalogue.h"
+
+/// The library itself, or one of its drives.
+struct Device {
+  SCSIUnitFields record;  ///< identity, device type; a library's ranges, a drive's address
+  std::vector<SCSIUnitFields> hosts;  ///< those that see it, each with its own addressing
+  LibElement element = {};            ///< a drive's place and content
+};
+
+struct LibraryDevices {
+  Device library;
+  std::vector<Device> drives;  ///< in the order of the file, also those outside the library
+};
+
+/// Both throw Failure when the library cannot be read.
+LibraryDevices devicesIn(const xercesc::DOMDocument* document, const std::string& library);
+LibraryDevices devicesIn(const std::string& library);
+
+/// Throws Failure when the library has no such drive.
+const Device& requireDrive(const LibraryDevices& devices, const std::string& serial);
+
+/// `record` as `host` sees it.
+SCSIUnit unitOf(const SCSIUnitFields& record, const SCSIUnitFields& host);
+
+/// The unit of that host; null when it does not see the device.
+const SCSIUnitFields* findHost(const Device& device, const std::string& host);
+
+/// What each host sees: the drives, then the library. The key is the folded name of the host.
+std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices);
+
+/// Calls `use` with each listed library, or with `library` alone unless it is empty, then `print`.
+/// A library that cannot be read does not hide the others; its Failure is thrown at the end.
+void forEachLibrary(const std::string& library, const std::function<void(const std::string&)>& use,
+                    const std::function<void()>& print);
