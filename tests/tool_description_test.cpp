@@ -101,8 +101,7 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
   expectRefused(1, "library create --from in.json", "serial: it is missing");
   expectRefused(2, "library create --from in.json --drives 2", "--drives excludes --from");
   expectRefused(2, "library create L", "--host");
-  expectRefused(2, "library create L --host h --drives 2 --drive-base 2147483647",
-                "--drive-base: ");
+  expectRefused(2, "library create L --host h --drives 2 --drive-base 2147483647", "--drives: ");
   expectRefused(1, "library create --from absent", "absent");
   EXPECT_EQ(listed("libraries", {"library"}, "library list"), "");
 }
@@ -138,9 +137,9 @@ TEST_F(Description, AResizeAddsAndRemovesSlotsAndNothingElse) {
   expectDone("element set L mail:20 --empty --new");
   const std::string before = content("L");
   const std::pair<const char*, const char*> refusals[] = {
-      {"--slots 1", "slots that hold 1 medium: A in 1001"},
-      {"--slots 1 --mail-slots 1", "A in 1001"},
-      {"--mail-slots 491", "overlap: drives 500 to 500, mail slots 10 to 500"},
+      {"--slots 1", "slot:1001 holds A"},
+      {"--slots 1 --mail-slots 1", "slot:1001 holds A"},
+      {"--mail-slots 491", "the drives from 500 to 500 overlap the mail slots from 10 to 500"},
       {"--slots 1 --mail-slots 991", "overlap"},
   };
   for (const auto& [sizes, reason] : refusals) {

@@ -200,15 +200,15 @@ TEST_F(Tool, AnInjectedStatusIsListedWithWhatIsLeftUntilItIsCleared) {
   expectDone("status set LIB0 --status 8 --asc 0 --ascq 0 --count 0");
   expectDone("status set LIB1 --status 2 --asc 4 --ascq 1 --count 3");
   expectDone("status get LIB1");
-  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null LIB1/2/2 ");
-  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null LIB1/2/2 ");
+  EXPECT_EQ(left("reports"), "LIB0/8/null LIB1/2/2 ");
+  EXPECT_EQ(left("reports"), "LIB0/8/null LIB1/2/2 ");
   std::string file = readFile(libraryFile("LIB1"));
   writeFile(libraryFile("LIB1"),
             std::regex_replace(file, std::regex("ExpireTime=\"[0-9]+"), "ExpireTime=\"9"));
-  EXPECT_EQ(listed("injections", {"reportsLeft", "secondsLeft"}, "status list LIB1"), "1/0 ");
+  EXPECT_EQ(listed("injections", {"reports", "seconds"}, "status list LIB1"), "1/0 ");
   EXPECT_EQ(ask("status clear LIB1")["cleared"], true);
   EXPECT_EQ(ask("status clear LIB1")["cleared"], false);
-  EXPECT_EQ(left("reportsLeft"), "LIB0/8/null ");
+  EXPECT_EQ(left("reports"), "LIB0/8/null ");
 }
 
 TEST_F(Tool, CompletionOffersWhatMayComeNext) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -64,12 +65,13 @@ std::string cellText(const Json& value) {
 }  // namespace
 
 void printList(bool json, Json values, const char* name, const Json& list,
-               const std::vector<Column>& columns) {
+               const std::vector<std::string>& keys) {
   std::vector<Row> rows(1);
-  for (const Column& column : columns) rows.front().emplace_back(column.head);
+  for (const std::string& key : keys) rows.front().push_back(boost::to_upper_copy(key));
   for (const Json& object : list) {
     Row& row = rows.emplace_back();
-    for (const auto& [head, key] : columns) row.push_back(cellText(object.value(key, Json())));
+    for (const std::string& key : keys)
+      row.push_back(object.contains(key) ? cellText(object[key]) : "");
   }
   values[name] = list;
   printResult(json, values, list.empty() ? fmt::format("no {}", name) : tableText(rows));

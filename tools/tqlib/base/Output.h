@@ -24,15 +24,10 @@ using Row = std::vector<std::string>;
 /// Rows in columns; a character that cannot be shown is a question mark. No newline at the end.
 std::string tableText(const std::vector<Row>& rows);
 
-struct Column {
-  const char* head;
-  const char* key;
-};
-
-/// Prints a list of objects as a table of the values with these keys, or as a member of `values`.
-/// A fraction is shown in percent, and of a list in a cell the first few.
+/// Prints a list of objects as a table of the values with these keys, or as a member of `values`. A
+/// fraction is shown in percent, and of a list the first few.
 void printList(bool json, Json values, const char* name, const Json& list,
-               const std::vector<Column>& columns);
+               const std::vector<std::string>& keys);
 
 /// The first few, and how many more there are.
 std::string shortList(const std::vector<std::string>& all);

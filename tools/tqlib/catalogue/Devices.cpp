@@ -3,10 +3,8 @@
 #include "catalogue/Devices.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "catalogue/CatalogueCommands.h"
-#include "catalogue/Configuration.h"
 #include "catalogue/Elements.h"
 #include "files/Descendants.h"
 #include "files/Documents.h"
@@ -16,18 +14,15 @@ namespace {
 
 using xercesc::DOMElement;
 
-constexpr DeviceField kDevice[] = {
-    {"serial number", names::serialNumber, &SCSIUnitFields::SerialNumber},
-    {"device type", names::scsiDeviceType, &SCSIUnitFields::ScsiDeviceType}};
+void require(bool isRead) {
+  if (isRead) return;
+  throw Failure("the values of a device cannot be read", "\"tqlib check\" shows which");
+}
 
 void readFields(const DOMElement* element, SCSIUnitFields& record,
                 std::span<const DeviceField> fields) {
   for (const DeviceField& field : fields) {
-    field.visit(record, [&](auto& value) {
-      if (readValue(element, field.element, value)) return;
-      throw Failure(fmt::format("the {} of a device cannot be read", field.key),
-                    "\"tqlib check\" shows which file, and what is wrong in it");
-    });
+    field.visit(record, [&](auto& value) { require(readValue(element, field.element, value)); });
   }
 }
 
@@ -35,7 +30,8 @@ Device readDevice(const DOMElement& element, const XMLCh* blockName, const XMLCh
   Device device;
   const DOMElement* block = Descendants(&element, blockName).first();
   readFields(block, device.record, kIdentity);
-  readFields(block, device.record, kDevice);
+  require(readValue(block, names::serialNumber, device.record.SerialNumber));
+  require(readValue(block, names::scsiDeviceType, device.record.ScsiDeviceType));
   for (const DOMElement* unit : Descendants(&element, unitName)) {
     SCSIUnitFields& host = device.hosts.emplace_back();
     host.MAName = toUtf8(unit->getAttribute(names::maName));
@@ -47,10 +43,8 @@ Device readDevice(const DOMElement& element, const XMLCh* blockName, const XMLCh
 Device readDrive(const DOMElement& element) {
   Device drive = readDevice(element, names::driveScsiDevice, names::driveScsiUnit);
   drive.element.elementType = LIB_ELEM_DRIVE;
-  constexpr DeviceField kAddress[] = {
-      {"address", names::baseAddress, &SCSIUnitFields::DriveBaseAddress}};
-  readFields(&element, drive.record, kAddress);
-  drive.element.elementAddress = drive.record.DriveBaseAddress;
+  require(readValue(&element, names::baseAddress, drive.element.elementAddress));
+  drive.record.DriveBaseAddress = drive.element.elementAddress;
   drive.element.isOccupied = isTrue(element.getAttribute(names::isOccupied));
   if (drive.element.isOccupied) readValue(&element, names::barCode, drive.element.barCode);
   return drive;
@@ -63,9 +57,8 @@ LibraryDevices devicesIn(const xercesc::DOMDocument* document, const std::string
   const DOMElement& element = wholeLibrary(document, library);
   devices.library = readDevice(element, names::libraryScsiDevice, names::libraryScsiUnit);
   for (const ElementRange& range : kRanges) {
-    const DeviceField values[] = {{range.key, range.countElement, range.count},
-                                  {range.key, range.baseElement, range.base}};
-    readFields(&element, devices.library.record, values);
+    require(readValue(&element, range.countElement, devices.library.record.*range.count));
+    require(readValue(&element, range.baseElement, devices.library.record.*range.base));
   }
   for (const DOMElement* drive : Descendants(rootOf(document), names::drive)) {
     devices.drives.push_back(readDrive(*drive));
@@ -75,15 +68,6 @@ LibraryDevices devicesIn(const xercesc::DOMDocument* document, const std::string
 
 LibraryDevices devicesIn(const std::string& library) {
   return devicesIn(readLibraryFile(library).document(), library);
-}
-
-const Device& requireDrive(const LibraryDevices& devices, const std::string& serial) {
-  const auto found = std::ranges::find_if(
-      devices.drives, [&](const Device& drive) { return drive.record.SerialNumber == serial; });
-  if (found != devices.drives.end()) return *found;
-  const std::string& library = devices.library.record.SerialNumber;
-  throw Failure(fmt::format("library {} has no drive {}", library, serial),
-                fmt::format("\"tqlib drive list {}\" lists the drives", library));
 }
 
 SCSIUnit unitOf(const SCSIUnitFields& record, const SCSIUnitFields& host) {
@@ -97,10 +81,10 @@ SCSIUnit unitOf(const SCSIUnitFields& record, const SCSIUnitFields& host) {
 }
 
 const SCSIUnitFields* findHost(const Device& device, const std::string& host) {
-  const auto found = std::ranges::find_if(device.hosts, [&](const SCSIUnitFields& unit) {
-    return folded(unit.MAName) == folded(host);
-  });
-  return found == device.hosts.end() ? nullptr : &*found;
+  for (const SCSIUnitFields& unit : device.hosts) {
+    if (folded(unit.MAName) == folded(host)) return &unit;
+  }
+  return nullptr;
 }
 
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices) {
@@ -115,17 +99,6 @@ std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& d
   return units;
 }
 
-void forEachLibrary(const std::string& library, const std::function<void(const std::string&)>& use,
-                    const std::function<void()>& print) {
-  std::optional<Failure> first;
-  for (const std::string& each : library.empty() ? listedLibraries() : std::vector{library}) {
-    try {
-      if (library.empty() && !libraryExists(each)) throw listedOnly(each);
-      use(each);
-    } catch (const Failure& failure) {
-      if (!first) first = failure;
-    }
-  }
-  if (!first || library.empty()) print();
-  if (first) throw Failure(*first);
+std::vector<std::string> oneOrAll(const std::string& library) {
+  return library.empty() ? listedLibraries() : std::vector{library};
 }

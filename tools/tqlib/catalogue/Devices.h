@@ -1,7 +1,6 @@
 // The devices in a library file, with the hosts that see them, from one reading.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,9 +23,6 @@ struct LibraryDevices {
 LibraryDevices devicesIn(const xercesc::DOMDocument* document, const std::string& library);
 LibraryDevices devicesIn(const std::string& library);
 
-/// Throws Failure when the library has no such drive.
-const Device& requireDrive(const LibraryDevices& devices, const std::string& serial);
-
 /// `record` as `host` sees it.
 SCSIUnit unitOf(const SCSIUnitFields& record, const SCSIUnitFields& host);
 
@@ -36,7 +32,5 @@ const SCSIUnitFields* findHost(const Device& device, const std::string& host);
 /// What each host sees: the drives, then the library. The key is the folded name of the host.
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices);
 
-/// Calls `use` with each listed library, or with `library` alone unless it is empty, then `print`.
-/// A library that cannot be read does not hide the others; its Failure is thrown at the end.
-void forEachLibrary(const std::string& library, const std::function<void(const std::string&)>& use,
-                    const std::function<void()>& print);
+/// That library, or all listed ones when it is empty.
+std::vector<std::string> oneOrAll(const std::string& library);

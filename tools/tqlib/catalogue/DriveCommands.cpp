@@ -140,6 +140,15 @@ void addDrive(const Options& wanted, const Session& session) {
       fmt::format("host {} sees drive {}, number {} at address {}", host, serial, number, address));
 }
 
+const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
+  for (const Device& drive : devices.drives) {
+    if (drive.record.SerialNumber == serial) return drive;
+  }
+  const std::string& library = devices.library.record.SerialNumber;
+  throw Failure(fmt::format("library {} has no drive {}", library, serial),
+                fmt::format("\"tqlib drive list {}\" lists the drives", library));
+}
+
 void removeDrive(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& serial = options.drive.SerialNumber;
@@ -151,7 +160,7 @@ void removeDrive(const Options& options, const Session& session) {
   bool isGone = false;  // the drive itself, not only the unit of one of several hosts
   asOneStep([&] {
     const LibraryDevices devices = devicesIn(library);
-    const Device& drive = requireDrive(devices, serial);
+    const Device& drive = driveIn(devices, serial);
     if (!host.empty() && findHost(drive, host) == nullptr) {
       throw Failure(fmt::format("host {} does not see drive {}", host, serial));
     }
@@ -174,47 +183,32 @@ void removeDrive(const Options& options, const Session& session) {
 
 void listDrives(const Options& options, const Session& session) {
   Json list = Json::array();
-  const auto add = [&](const std::string& library) {
+  for (const std::string& library : oneOrAll(options.library)) {
     for (const Device& drive : devicesIn(library).drives) {
       const LibElement& element = drive.element;
-      const bool isPlaced = element.elementAddress >= 0;
-      Json& values = list.emplace_back(Json{{"library", library},
-                                            {"serial", drive.record.SerialNumber},
-                                            {"element", isPlaced ? elementName(element) : ""},
-                                            {"occupied", element.isOccupied},
-                                            {"barcode", element.barCode},
-                                            {"hosts", Json::array()}});
+      Json& values =
+          list.emplace_back(Json{{"library", library}, {"serial", drive.record.SerialNumber}});
+      values["element"] = element.elementAddress < 0 ? "" : elementName(element);
+      values.update({{"occupied", element.isOccupied}, {"barcode", element.barCode}});
       for (const SCSIUnitFields& host : drive.hosts) values["hosts"].push_back(host.MAName);
     }
-  };
-  forEachLibrary(options.library, add, [&] {
-    printList(session.json, {}, "drives", list,
-              {{"LIBRARY", "library"},
-               {"SERIAL", "serial"},
-               {"ELEMENT", "element"},
-               {"FULL", "occupied"},
-               {"MEDIUM", "barcode"},
-               {"HOSTS", "hosts"}});
-  });
+  }
+  printList(session.json, {}, "drives", list,
+            {"library", "serial", "element", "occupied", "barcode", "hosts"});
 }
 
 void listHosts(const NoOptions&, const Session& session) {
   std::map<std::string, Json> hosts;
-  const auto add = [&](const std::string& library) {
+  for (const std::string& library : listedLibraries()) {
     for (const auto& [key, units] : unitsByHost(devicesIn(library))) {
-      const Json unknown{
-          {"host", units.front().MAName}, {"libraries", Json::array()}, {"devices", 0}};
-      Json& host = hosts.emplace(key, unknown).first->second;
+      Json& host = hosts.emplace(key, Json{{"host", units.front().MAName}}).first->second;
       host["libraries"].push_back(library);
-      host["devices"] = host["devices"].get<std::size_t>() + units.size();
+      host["devices"] = host.value("devices", std::size_t{0}) + units.size();
     }
-  };
-  forEachLibrary("", add, [&] {
-    Json list = Json::array();
-    for (const auto& [key, host] : hosts) list.push_back(host);
-    printList(session.json, {}, "hosts", list,
-              {{"HOST", "host"}, {"LIBRARIES", "libraries"}, {"DEVICES", "devices"}});
-  });
+  }
+  Json list = Json::array();
+  for (const auto& [key, host] : hosts) list.push_back(host);
+  printList(session.json, {}, "hosts", list, {"host", "libraries", "devices"});
 }
 
 // The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.
@@ -254,15 +248,7 @@ void listDevices(const Options& options, const Session& session) {
   Json list = Json::array();
   for (const SCSIUnitNoMap& device : devices) list.push_back(deviceJson(device));
   printList(session.json, {{"host", host}}, "devices", list,
-            {{"TYPE", "type"},
-             {"SERIAL", "serial"},
-             {"VENDOR", "vendor"},
-             {"MODEL", "model"},
-             {"PORT", "port"},
-             {"BUS", "bus"},
-             {"TARGET", "target"},
-             {"LUN", "lun"},
-             {"PATH", "path"}});
+            {"type", "serial", "vendor", "model", "port", "bus", "target", "lun", "path"});
 }
 
 void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts) {

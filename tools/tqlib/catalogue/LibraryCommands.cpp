@@ -68,16 +68,9 @@ void listLibraries(const NoOptions&, const Session& session) {
     const Json isListed = isIn(list, library);
     if (isListed != true) entries.push_back(entryOf(library, isListed));
   }
-  printList(session.json, {}, "libraries", entries,
-            {{"LIBRARY", "library"},
-             {"STATE", "state"},
-             {"LISTED", "listed"},
-             {"DRIVES", "drives"},
-             {"SLOTS", "slots"},
-             {"MAIL", "mailSlots"},
-             {"MEDIA", "media"},
-             {"FULL", "share"},
-             {"", "reason"}});
+  printList(
+      session.json, {}, "libraries", entries,
+      {"library", "state", "listed", "drives", "slots", "mailSlots", "media", "share", "reason"});
   if (failure) throw Failure(*failure);
 }
 
@@ -94,26 +87,18 @@ void addIdentity(const SCSIUnitFields& library, Json& values, std::vector<Row>& 
   }
 }
 
-void addDrives(const LibraryDevices& devices, Json& values, std::vector<Row>& rows) {
-  Json& list = values["driveList"] = Json::array();
+void addDevices(const LibraryDevices& devices, Json& values, std::vector<Row>& rows) {
   for (const Device& drive : devices.drives) {
-    const std::string& serial = drive.record.SerialNumber;
-    const int address = drive.record.DriveBaseAddress;
-    list.push_back({{"serial", serial}, {"address", address}});
-    rows.push_back({"drive:", serial + (address < 0 ? " without an address"
-                                                    : fmt::format(" at address {}", address))});
+    const int address = drive.element.elementAddress;
+    values["driveList"].push_back({{"serial", drive.record.SerialNumber}, {"address", address}});
+    rows.push_back({"drive:", fmt::format("{} {}", drive.record.SerialNumber,
+                                          address < 0 ? "without an address"
+                                                      : fmt::format("at address {}", address))});
   }
-}
-
-void addUnits(const LibraryDevices& devices, Json& values, std::vector<Row>& rows) {
-  Json& list = values["units"] = Json::array();
   for (const auto& [host, units] : unitsByHost(devices)) {
-    for (const SCSIUnit& unit : units) {
-      list.push_back(deviceJson(unit));
-      const std::string& path = unit.AccessPath;
-      rows.push_back({"host:", fmt::format("{} sees {}{}", unit.MAName, unit.SerialNumber,
-                                           path.empty() ? "" : " (" + path + ")")});
-    }
+    for (const SCSIUnit& unit : units) values["units"].push_back(deviceJson(unit));
+    rows.push_back({"host:", fmt::format("{} sees {}", units.front().MAName,
+                                         counted(units.size(), "device"))});
   }
 }
 
@@ -128,8 +113,8 @@ void showLibrary(const Options& options, const Session& session) {
   std::vector<Row> rows{{"library:", library + (isListed == false ? " (not listed)" : "")},
                         {"file:", file}};
   addIdentity(devices.library.record, values, rows);
-  addDrives(devices, values, rows);
-  addUnits(devices, values, rows);
+  values.update({{"driveList", Json::array()}, {"units", Json::array()}});
+  addDevices(devices, values, rows);
   values["status"] = statusJson(status);
   rows.push_back({"status:", statusText(status)});
   printResult(session.json, values, tableText(rows));
@@ -177,13 +162,13 @@ void askToPurge(const std::string& library) {
   std::string content = "cannot be read";
   try {
     const std::vector<std::string> volumes = volumesIn(volumeRoot());
-    unsigned media = 0;
-    unsigned kept = 0;
-    for (const LibElement& element : inventory(library)) {
-      media += element.isOccupied ? 1 : 0;
-      kept += std::ranges::binary_search(volumes, element.barCode) ? 1 : 0;
-    }
-    content = fmt::format("has {} ({} stay)", counted(media, "medium"), counted(kept, "volume"));
+    std::vector<LibElement> media = inventory(library);
+    std::erase_if(media, [](const LibElement& element) { return !element.isOccupied; });
+    const auto kept = std::ranges::count_if(media, [&](const LibElement& medium) {
+      return std::ranges::binary_search(volumes, medium.barCode);
+    });
+    content = fmt::format("has {}; {} of their volumes exist and stay",
+                          counted(media.size(), "medium"), kept);
   } catch (const Failure&) {
   }
   requireConsent(false, fmt::format("delete library {}, which {}", library, content));

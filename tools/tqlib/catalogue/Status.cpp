@@ -41,8 +41,7 @@ int parseByte(const char* option, const std::string& text) {
       fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
 }
 
-/// Calls the API, which counts a file without its library as success, with a text. Throws Failure
-/// then, too.
+/// The API counts a file without its library as success, with a text.
 void changeStatus(const std::string& library, const std::string& complaint,
                   const std::function<bool(TqLibEmulator&)>& call) {
   requireLibrary(library);
@@ -50,7 +49,7 @@ void changeStatus(const std::string& library, const std::string& complaint,
     char text[2] = "";
     const bool isDone = call(emulator);
     emulator.getLastError(text, sizeof text);
-    if (!isDone || *text != '\0') readLibraryFile(library);  // says what is wrong with it
+    if (!isDone || *text != '\0') readLibraryFile(library);  // throws what is wrong
     return isDone;
   });
 }
@@ -85,39 +84,25 @@ void getStatus(const Options& options, const Session& session) {
   printResult(session.json, values, statusText(status));
 }
 
-/// Adds the injected status of a library, if it has one, with what is left of it. Reads the file: a
-/// call of the API would not say what is left.
-void addInjection(const std::string& library, Json& list) {
-  const ParsedFile file = readLibraryFile(library);
-  const auto* record = Descendants(rootOf(file.document()), names::scsiStatus).first();
-  if (record == nullptr) return;
-  Status status;
-  readValue(record, names::status, status.status);
-  readValue(record, names::asc, status.asc);
-  readValue(record, names::ascq, status.ascq);
-  const auto number = [&](const XMLCh* name) {
-    return std::atoi(toUtf8(record->getAttribute(name)).c_str());
-  };
-  const auto left = std::max<std::time_t>(number(names::expireTime) - std::time(nullptr), 0);
-  // One that has expired is still reported by the next read, which removes it.
-  const int count = left == 0 ? 1 : number(names::count);
-  Json& values = list.emplace_back(Json{{"library", library}});
-  values.update(statusJson(status));
-  values.update({{"text", statusText(status)},
-                 {"reportsLeft", count > 0 ? Json(count) : Json()},
-                 {"secondsLeft", left}});
-}
-
 void listStatus(const Options& options, const Session& session) {
   Json list = Json::array();
-  const auto add = [&](const std::string& library) { addInjection(library, list); };
-  forEachLibrary(options.library, add, [&] {
-    printList(session.json, {}, "injections", list,
-              {{"LIBRARY", "library"},
-               {"STATUS", "text"},
-               {"REPORTS LEFT", "reportsLeft"},
-               {"SECONDS LEFT", "secondsLeft"}});
-  });
+  for (const std::string& library : oneOrAll(options.library)) {
+    const ParsedFile file = readLibraryFile(library);
+    const auto* record = Descendants(rootOf(file.document()), names::scsiStatus).first();
+    if (record == nullptr) continue;
+    const auto number = [&](const XMLCh* name) {
+      return std::atoi(toUtf8(record->getAttribute(name)).c_str());
+    };
+    const auto left = std::max<std::time_t>(number(names::expireTime) - std::time(nullptr), 0);
+    // One that has expired is still reported by the next read, which removes it.
+    const int count = left == 0 ? 1 : number(names::count);
+    const Status status = readStatus(library, true);
+    Json& values = list.emplace_back(Json{{"library", library}});
+    values.update(statusJson(status));
+    values.update({{"report", statusText(status)}, {"seconds", left}});
+    values["reports"] = count > 0 ? Json(count) : Json();
+  }
+  printList(session.json, {}, "injections", list, {"library", "report", "reports", "seconds"});
 }
 
 void clearStatus(const Options& options, const Session& session) {

@@ -16,63 +16,58 @@ namespace {
 using xercesc::DOMDocument;
 using xercesc::DOMElement;
 
-struct EditOptions {
+struct Options {
   const CLI::App* command = nullptr;
   std::string library;
-  SCSIUnitFields device;  // the new values; without a serial number, of the library itself
-};
-
-struct SizeOptions {
-  std::string library;
+  SCSIUnitFields device;  // the new values
   std::optional<int> slots;
   std::optional<int> mailSlots;
 };
 
-/// Takes the values that were given over into `record`. Returns them as text.
-std::string takeOver(const EditOptions& options, std::span<const DeviceField> fields,
-                     SCSIUnitFields& record) {
-  std::string text;
+/// Takes the values that were given over into `record`. Returns whether there are any.
+bool takeOver(const Options& options, std::span<const DeviceField> fields, SCSIUnitFields& record) {
+  bool hasChanged = false;
   for (const DeviceField& field : fields) {
-    const std::string option = fmt::format("--{}", field.key);
-    if (options.command->count(option) == 0) continue;
-    if (fields.data() == kAddressing && options.device.MAName.empty()) {
-      throw UsageError(option + " needs --host: each host has its own");
+    const CLI::Option* option = options.command->get_option(std::string("--") + field.key);
+    if (option->count() == 0) continue;
+    // The API never replaces a text by one that is the name of its own XML element.
+    if (folded(option->as<std::string>()) == folded(toUtf8(field.element))) {
+      throw Failure("the catalogue cannot hold this value of " + option->get_name());
     }
     std::visit([&](auto member) { record.*member = options.device.*member; }, field.field);
-    const std::string value = options.command->get_option(option)->results().back();
-    // The API never replaces a text by one that is the name of its own XML element.
-    if (folded(value) == folded(toUtf8(field.element))) {
-      throw Failure(fmt::format("the catalogue cannot hold this value of {}: {}", option, value));
-    }
-    text += fmt::format(", {} {}", field.key, value);
+    hasChanged = true;
   }
-  return text;
+  return hasChanged;
 }
 
-void edit(const EditOptions& options, const Session& session) {
+void edit(const Options& options, const Session& session) {
+  const std::string& library = options.library;
+  const std::string& host = options.device.MAName;
   const bool isDrive = !options.device.SerialNumber.empty();
-  const std::string device =
-      isDrive ? "drive " + options.device.SerialNumber : "library " + options.library;
-  const std::string& serial = isDrive ? options.device.SerialNumber : options.library;
+  const std::string& serial = isDrive ? options.device.SerialNumber : library;
   SCSIUnit record;
-  std::string changes;
   asOneStep([&] {
-    const std::vector<SCSIUnitNoMap> seen = devicesOf(options.library, options.device.MAName);
+    const std::vector<SCSIUnitNoMap> seen = devicesOf(library, host);
     const auto found = std::ranges::find(seen, serial, &SCSIUnitNoMap::SerialNumber);
-    if (found == seen.end())
-      throw Failure(fmt::format("no such {}, or the host does not see it", device),
+    if (found == seen.end()) {
+      throw Failure(fmt::format("library {} has no {} that {} sees", library, serial,
+                                host.empty() ? "a host" : "host " + host),
                     "\"tqlib drive list\" lists the drives and their hosts");
+    }
     record = *found;
     std::erase_if(record.DriveIdentifierMap, [](const auto& drive) { return drive.first < 1; });
-    changes = takeOver(options, kIdentity, record) + takeOver(options, kAddressing, record);
-    if (changes.empty()) throw UsageError("give what to change, such as --model");
-    change("cannot edit " + device, [&](TqLibEmulator& emulator) {
-      return emulator.UpdateVirtualDevice(record, isDrive ? options.library : "");
+    const bool hasAddressing = takeOver(options, kAddressing, record);
+    if (hasAddressing && host.empty()) throw UsageError("give --host: each has its own values");
+    if (!takeOver(options, kIdentity, record) && !hasAddressing) {
+      throw UsageError("give what to change, such as --model");
+    }
+    change("cannot edit " + serial, [&](TqLibEmulator& emulator) {
+      return emulator.UpdateVirtualDevice(record, isDrive ? library : "");
     });
   });
-  Json values{{"library", options.library}};
+  Json values{{"library", library}};
   values.update(deviceJson(record));
-  printResult(session.json, values, fmt::format("{} has{}", device, changes.substr(1)));
+  printResult(session.json, values, serial + " is changed");
 }
 
 DOMElement* newSlot(DOMDocument& document, int type, int address) {
@@ -85,51 +80,45 @@ DOMElement* newSlot(DOMDocument& document, int type, int address) {
   return slot;
 }
 
-void removeSlots(const std::map<int, const ElementContent*>& slots) {
-  std::vector<std::string> full;
-  for (const auto& [address, slot] : slots) {
-    if (slot->isOccupied) full.push_back(fmt::format("{} in {}", slot->barcode, address));
-    removeFrom(*slot->node->getParentNode(), slot->node);
-  }
-  if (full.empty()) return;
-  throw Failure(fmt::format("cannot remove slots that hold {}: {}", counted(full.size(), "medium"),
-                            shortList(full)),
-                "\"tqlib move\" moves them to other slots");
-}
-
 void resizeRange(DOMDocument& document, SCSIUnitFields& library, const ElementRange& range,
                  int count) {
   const int before = std::exchange(library.*range.count, count);
   const int base = library.*range.base;
   checkRanges(library);
   const LibraryContent content = readLibrary(document);
-  std::map<int, const ElementContent*> changed;  // at the addresses that come or go
-  DOMElement* last = nullptr;                    // before those; new slots follow it
+  std::map<int, xercesc::DOMNode*> present;  // at the addresses that come or go
+  std::vector<std::string> full;
+  xercesc::DOMNode* last = nullptr;  // before those; new slots follow it
   for (const ElementContent& element : content.elements) {
     if (!element.address || element.type == LIB_ELEM_SHELF) continue;
     const int offset = *element.address - base;
     if (element.type == range.type && offset < before) last = element.node;
     if (offset < std::min(before, count) || offset >= std::max(before, count)) continue;
-    if (element.type != range.type) {
-      throw Failure(fmt::format("address {} belongs to a {}", *element.address,
-                                elementTypeWord(element.type)));
-    }
-    changed[*element.address] = &element;
+    const std::string name = fmt::format("{}:{}", elementTypeWord(element.type), *element.address);
+    if (element.type != range.type && count < before) continue;
+    if (element.type != range.type) throw Failure(name + " has an address that the slots need");
+    present[*element.address] = element.node;
+    if (element.isOccupied) full.push_back(fmt::format("{} holds {}", name, element.barcode));
   }
-  if (count < before) removeSlots(changed);
-  DOMElement& parent = *singleLibrary(&document);
+  if (count < before && !full.empty()) {
+    throw Failure("cannot remove full slots: " + shortList(full),
+                  fmt::format("\"tqlib elements {} --empty\" shows where the media can go",
+                              library.SerialNumber));
+  }
+  for (const auto& [address, slot] : present) {
+    if (count < before) removeFrom(*slot->getParentNode(), slot);
+  }
+  DOMElement* parent = singleLibrary(&document);
   for (int address = base + before; address < base + count; ++address) {
-    if (changed.contains(address)) continue;
-    DOMElement* slot = newSlot(document, range.type, address);
-    parent.insertBefore(slot, last == nullptr || last->getParentNode() != &parent
-                                  ? nullptr
-                                  : last->getNextSibling());
-    last = slot;
+    if (present.contains(address)) continue;
+    xercesc::DOMNode* next = last == nullptr ? nullptr : last->getNextSibling();
+    last = (last == nullptr ? parent : last->getParentNode())
+               ->insertBefore(newSlot(document, range.type, address), next);
   }
-  updateValues(&document, &parent, range.countElement, std::to_string(count));
+  updateValues(&document, parent, range.countElement, std::to_string(count));
 }
 
-void resize(const SizeOptions& options, const Session& session) {
+void resize(const Options& options, const Session& session) {
   const std::string& library = options.library;
   if (!options.slots && !options.mailSlots) throw UsageError("give --slots, --mail-slots or both");
   requireLibrary(library);
@@ -146,28 +135,26 @@ void resize(const SizeOptions& options, const Session& session) {
       fmt::format("library {} has {}", library, sizeText(record)));
 }
 
-Command<EditOptions> addEdit(CLI::App& app, const char* group, Session& session,
-                             const CommandTexts& texts) {
-  const auto added = addCommand(*app.get_subcommand(group), session, texts, edit);
+Command<Options> addEdit(CLI::App& app, const char* group, Session& session, const char* help,
+                         const char* example) {
+  const auto added = addCommand(*app.get_subcommand(group), session, {"edit", help, example}, edit);
   added.options.command = &added.app;
   addLibraryOperand(added.app, added.options.library);
   addDeviceOptions(added.app, added.options.device, "The new ");
   addText(added.app, "--host", added.options.device.MAName,
-          "The host whose path, port, bus, target or logical unit is meant");
+          "The host that uses this path and so on");
   return added;
 }
 
 }  // namespace
 
 void addChangeCommands(CLI::App& app, Session& session) {
-  addEdit(app, "library", session,
-          {"edit", "Change a library's identity, or how a host sees it",
-           "tqlib library edit LIB001 --model VL-9 --firmware 2.0"});
-  const auto [drive, edited] =
-      addEdit(app, "drive", session,
-              {"edit", "Change a drive's identity, or how a host sees it",
-               "tqlib drive edit LIB001 LIB001D1 --host host-a --path /dev/nst3"});
-  addDriveOperand(drive, edited.device.SerialNumber);
+  addEdit(app, "library", session, "Change a library's identity, or how a host sees it",
+          "tqlib library edit LIB001 --model VL-9 --firmware 2.0");
+  const auto drive =
+      addEdit(app, "drive", session, "Change a drive's identity, or how a host sees it",
+              "tqlib drive edit LIB001 LIB001D1 --host host-a --path /dev/nst3");
+  addDriveOperand(drive.app, drive.options.device.SerialNumber);
   const auto [command, options] =
       addCommand(*app.get_subcommand("library"), session,
                  {"resize", "Give a library more or fewer slots, at the end of their addresses",

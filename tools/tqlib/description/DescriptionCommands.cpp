@@ -40,12 +40,11 @@ struct ExportOptions {
 std::string withOption(const std::string& problem) {
   const std::string reason = problem.substr(std::min(problem.find(':'), problem.size()));
   for (const ElementRange& range : kRanges) {
-    if (!problem.starts_with(range.described)) continue;
-    const bool isBase = problem.starts_with(std::string(range.described) + ".base");
-    return (isBase ? range.baseOption : range.option) + reason;
+    const std::string place = range.described;
+    if (problem.starts_with(place + ".base")) return range.baseOption + reason;
+    if (problem.starts_with(place)) return range.option + reason;
   }
-  if (problem.starts_with("drives[")) return "--drive-serial" + reason;
-  return problem.starts_with("drives:") ? "--drives" + reason : problem;
+  return problem.starts_with("drives[") ? "--drive-serial" + reason : problem;
 }
 
 /// Converts the options to JSON first, so that they are checked like a file.
@@ -133,13 +132,6 @@ void setElements(const LibraryDescription& description, bool isBare) {
   });
 }
 
-std::set<std::string> barcodesIn(const LibraryDescription& description) {
-  std::set<std::string> barcodes;
-  for (const LibElement& element : description.elements) barcodes.insert(element.barCode);
-  barcodes.erase("");
-  return barcodes;
-}
-
 void create(const LibraryDescription& description, const std::vector<std::string>& serials) {
   const std::string& library = description.library.SerialNumber;
   const bool exists = libraryExists(library);
@@ -149,7 +141,10 @@ void create(const LibraryDescription& description, const std::vector<std::string
     throw Failure(fmt::format("library {} exists already: {}", library, libraryFile(library)));
   }
   refuseDrivesElsewhere(serials, library);
-  refuseMediaElsewhere(barcodesIn(description), library);
+  std::set<std::string> barcodes;
+  for (const LibElement& element : description.elements) barcodes.insert(element.barCode);
+  barcodes.erase("");
+  if (!barcodes.empty()) refuseMediaElsewhere(barcodes, library);
   // For each host, the API searches all of the library, so it gets its slots after its hosts.
   const bool isBare = description.hosts.size() > kFewHosts || !gapsOf(description).empty();
   try {

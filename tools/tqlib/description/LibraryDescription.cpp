@@ -35,14 +35,13 @@ void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
 
 void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
                    const ElementRange& other) {
-  if (library.*one.count == 0 || library.*other.count == 0) return;
-  if (library.*one.base >= endOf(library, other) || library.*other.base >= endOf(library, one)) {
+  if (library.*one.count == 0 || library.*other.count == 0 ||
+      library.*one.base >= endOf(library, other) || library.*other.base >= endOf(library, one)) {
     return;
   }
-  const auto text = [&](const ElementRange& range) {
-    return fmt::format("{} {} to {}", range.name, library.*range.base, endOf(library, range) - 1);
-  };
-  throw Failure(fmt::format("the addresses overlap: {}, {}", text(one), text(other)));
+  throw Failure(fmt::format("the {} from {} to {} overlap the {} from {} to {}", one.name,
+                            library.*one.base, endOf(library, one) - 1, other.name,
+                            library.*other.base, endOf(library, other) - 1));
 }
 
 void refuse(const std::string& problem, const std::string& place) {
