@@ -5,6 +5,8 @@
 #include "TqLibEmulator.h"
 #include "catalogue/Elements.h"
 #include "check/Checkup.h"
+#include "files/Descendants.h"
+#include "files/XmlText.h"
 
 namespace {
 
@@ -99,8 +101,9 @@ struct LibraryCheck {
       return;
     }
     if (element.type == LIB_ELEM_DRIVE && *element.address == kUnplaced) {
-      const std::vector<std::string> hosts = hostsOf(key);
-      add(faults::kUnplacedDrive, name, element.serial, hosts.empty() ? "HOST" : hosts.front());
+      const auto* unit = Descendants(element.node, names::driveScsiUnit).first();
+      add(faults::kUnplacedDrive, name, element.serial,
+          unit == nullptr ? "HOST" : toUtf8(unit->getAttribute(names::maName)));
       return;
     }
     const int address = *element.address;
