@@ -5,13 +5,8 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <string>
 #include <string_view>
 #include <tuple>
-#include <utility>
-#include <vector>
-
-#include <fmt/format.h>
 
 #include "base/Command.h"
 #include "catalogue/LibraryContent.h"
@@ -31,109 +26,94 @@ struct Fault {
   bool isFixable = false;  ///< usually; a single finding may be an exception
 };
 
-namespace faults {
+/// All faults. A finding points to the one here.
+inline constexpr struct Faults {
+  using enum Severity;
 
-using enum Severity;
+  // Of the catalogue folder and the list
+  Fault unreadable{"unparsable-file", Error, "{}", "fix the permissions, or the disk"};
+  Fault unreadableList{"unparsable-file", Error, "{}",
+                       "fix {file} by hand, or delete it: \"tqlib check --fix\" makes a new one"};
+  Fault entryWithoutFile{"entry-without-file", Error, "the library has no file",
+                         "bring {} back; or \"tqlib check --fix\" takes the entry out", true};
+  Fault fileWithoutEntry{"file-without-entry", Error, "the library is not in the list",
+                         "\"tqlib check --fix\" enters it", true};
+  Fault doubledEntry{"doubled-entry", Error, "it is in the list {} times",
+                     "\"tqlib check --fix\" takes the later entries out", true};
+  Fault badId{"bad-entry", Error, "the Id cannot be part of a file name"};
+  Fault halfSaved{"half-saved", Warning, "a save of a library and the list is half done",
+                  "the next change of the catalogue completes it", true};
+  Fault damagedJournal{
+      "half-saved", Warning, "the journal of a save of a library and the list is damaged",
+      "see whether a new file beside it, .tqlib-*.new, has to be kept: the next change of the "
+      "catalogue deletes the journal"};
+  Fault lockedCatalogue{
+      "locked-catalogue", Warning,
+      "another process keeps the catalogue locked; stale temporary files were not looked for",
+      "check again when its call is over; \"fuser -v {file}\" names the process"};
+  Fault staleFile{"left-over", Note, "an unfinished file or folder that a crash left",
+                  "\"tqlib check --fix\" deletes it", true};
 
-// Of the catalogue folder and the list
-inline constexpr Fault kUnreadable{"unparsable-file", Error, "{}",
-                                   "fix the permissions, or the disk"};
-inline constexpr Fault kUnreadableList{
-    "unparsable-file", Error, "{}",
-    "fix {file} by hand, or delete it: \"tqlib check --fix\" makes a new one"};
-inline constexpr Fault kEntryWithoutFile{
-    "entry-without-file", Error, "the library has no file",
-    "bring {} back; or \"tqlib check --fix\" takes the entry out", true};
-inline constexpr Fault kFileWithoutEntry{"file-without-entry", Error,
-                                         "the library is not in the list",
-                                         "\"tqlib check --fix\" enters it", true};
-inline constexpr Fault kDoubledEntry{"doubled-entry", Error, "it is in the list {} times",
-                                     "\"tqlib check --fix\" takes the later entries out", true};
-inline constexpr Fault kBadId{"bad-entry", Error, "the Id cannot be part of a file name"};
-inline constexpr Fault kHalfSaved{"half-saved", Warning,
-                                  "a save of a library and the list is half done",
-                                  "the next change of the catalogue completes it", true};
-inline constexpr Fault kDamagedJournal{
-    "half-saved", Warning, "the journal of a save of a library and the list is damaged",
-    "see whether a new file beside it, .tqlib-*.new, has to be kept: the next change of the "
-    "catalogue deletes the journal"};
-inline constexpr Fault kLockedCatalogue{
-    "locked-catalogue", Warning,
-    "another process keeps the catalogue locked; stale temporary files were not looked for",
-    "check again when its call is over; \"fuser -v {file}\" names the process"};
-inline constexpr Fault kStaleFile{"left-over", Note,
-                                  "an unfinished file or folder that a crash left",
-                                  "\"tqlib check --fix\" deletes it", true};
+  // Of a library
+  Fault unreadableLibrary{"unparsable-file", Error, "{}",
+                          "fix {file} by hand, or restore the last backup"};
+  Fault removedLibrary{"removed-library", Note, "the library was removed, and its file stayed",
+                       "\"tqlib library remove {library} --purge\" deletes it"};
+  Fault manyLibraries{"library-identity", Error, "it holds {} libraries instead of one"};
+  Fault librarySerial{"library-identity", Error,
+                      "the library has {} device blocks, or no serial number in it"};
+  Fault otherSerial{"library-identity", Error,
+                    "the library's serial number is {}, by the file's name {}"};
+  Fault otherName{"library-identity", Error, "the library's Name is \"{}\" instead of \"{}\""};
+  Fault expiredStatus{"expired-status", Warning,
+                      "the injected status has expired, and is reported once more",
+                      "\"tqlib status get {library}\" uses it up"};
 
-// Of a library
-inline constexpr Fault kUnreadableLibrary{"unparsable-file", Error, "{}",
-                                          "fix {file} by hand, or restore the last backup"};
-inline constexpr Fault kRemovedLibrary{"removed-library", Note,
-                                       "the library was removed, and its file stayed",
-                                       "\"tqlib library remove {library} --purge\" deletes it"};
-inline constexpr Fault kManyLibraries{"library-identity", Error,
-                                      "it holds {} libraries instead of one"};
-inline constexpr Fault kLibrarySerial{
-    "library-identity", Error, "the library has {} device blocks, or no serial number in it"};
-inline constexpr Fault kOtherSerial{"library-identity", Error,
-                                    "the library's serial number is {}, by the file's name {}"};
-inline constexpr Fault kOtherName{"library-identity", Error,
-                                  "the library's Name is \"{}\" instead of \"{}\""};
-inline constexpr Fault kExpiredStatus{"expired-status", Warning,
-                                      "the injected status has expired, and is reported once more",
-                                      "\"tqlib status get {library}\" uses it up"};
+  // Of an element
+  Fault driveSerial{"drive-identity", Error,
+                    "the drive has {} device blocks, or no serial number in it"};
+  Fault otherDriveName{"drive-identity", Error, "the drive's Name is \"{}\", its serial number {}"};
+  Fault doubledSerial{"drive-identity", Error, "the serial number {} is also that of {}"};
+  Fault unplacedDrive{
+      "unplaced-drive", Warning, "the drive {} has no element address yet",
+      "\"tqlib drive remove {library} {0}\"; \"tqlib drive add {library} {0} --host {1}\""};
+  Fault badAddress{"bad-address", Error, "the element address is missing, or is not a number"};
+  Fault doubledAddress{"doubled-address", Error, "{} elements have the address {}"};
+  Fault outOfRange{"address-out-of-range", Warning,
+                   "hosts see {} elements of this type, from address {}",
+                   "\"tqlib library resize {library} {2} {3}\" shows it to them, or "
+                   "\"tqlib element remove {library} {element}\""};
+  Fault wronglyEmpty{"occupancy", Error, "it is empty, but has the barcode {}",
+                     "\"tqlib check --fix\" makes it full", true};
+  Fault wronglyFull{"occupancy", Error, "it is occupied, but has no barcode",
+                    "\"tqlib check --fix\" makes it empty", true};
+  Fault doubledBarcode{
+      "doubled-barcode", Error, "the barcode {} is also in {}",
+      "look which of them it is in; \"tqlib element set {library} {element} --empty\" empties one"};
+  Fault mediumWithoutVolume{"medium-without-volume", Note, "the medium {} has no volume",
+                            "nothing, when it is new; else bring its volume back"};
 
-// Of an element
-inline constexpr Fault kDriveSerial{"drive-identity", Error,
-                                    "the drive has {} device blocks, or no serial number in it"};
-inline constexpr Fault kOtherDriveName{"drive-identity", Error,
-                                       "the drive's Name is \"{}\", its serial number {}"};
-inline constexpr Fault kDoubledSerial{"drive-identity", Error,
-                                      "the serial number {} is also that of {}"};
-inline constexpr Fault kUnplacedDrive{
-    "unplaced-drive", Warning, "the drive {} has no element address yet",
-    "\"tqlib drive remove {library} {0}\"; \"tqlib drive add {library} {0} --host {1}\""};
-inline constexpr Fault kBadAddress{"bad-address", Error,
-                                   "the element address is missing, or is not a number"};
-inline constexpr Fault kDoubledAddress{"doubled-address", Error, "{} elements have the address {}"};
-inline constexpr Fault kOutOfRange{
-    "address-out-of-range", Warning, "hosts see {} elements of this type, from address {}",
-    "\"tqlib library resize {library} {2} {3}\" shows it to them, or "
-    "\"tqlib element remove {library} {element}\""};
-inline constexpr Fault kWronglyEmpty{"occupancy", Error, "it is empty, but has the barcode {}",
-                                     "\"tqlib check --fix\" makes it full", true};
-inline constexpr Fault kWronglyFull{"occupancy", Error, "it is occupied, but has no barcode",
-                                    "\"tqlib check --fix\" makes it empty", true};
-inline constexpr Fault kDoubledBarcode{
-    "doubled-barcode", Error, "the barcode {} is also in {}",
-    "look which of them it is in; \"tqlib element set {library} {element} --empty\" empties one"};
-inline constexpr Fault kMediumWithoutVolume{"medium-without-volume", Note,
-                                            "the medium {} has no volume",
-                                            "nothing, when it is new; else bring its volume back"};
-
-// Of the volumes
-inline constexpr Fault kUnreadableTapeFolder{
-    "unparsable-file", Error, "{}",
-    "bring the folder back, or fix sVirtualTapeDirectory in the configuration"};
-inline constexpr Fault kVolumeWithoutMedium{
-    "volume-without-medium", Warning, "no library has a medium of that barcode",
-    "\"tqlib element set {} {} --barcode {name}\" puts the medium into an empty slot; "
-    "\"tqlib volume remove {name}\" deletes the volume"};
-inline constexpr Fault kUnknownVolume{"volume-without-medium", Warning,
-                                      "no library that can be read has a medium of that barcode",
-                                      "fix the libraries that cannot be read first"};
-inline constexpr Fault kVolumeOverLimit{
-    "volume-over-limit", Warning, "it has {} bytes; the limit is {}",
-    "raise nVirtualTapeSizeMB in the configuration, or \"tqlib volume erase {name}\""};
-inline constexpr Fault kMarkGap{
-    "mark-gap", Error, "it lacks the filemarks {}",
-    "restore the last backup of the volume, or \"tqlib volume erase {name}\""};
-inline constexpr Fault kStrayChecksums{"checksums-without-volume", Warning,
-                                       "checksums of a volume that has no filemarks",
-                                       "restore the volume, or \"rm {file}\""};
-inline constexpr Fault kStaleVolume = kStaleFile;
-
-}  // namespace faults
+  // Of the volumes
+  Fault unreadableTapeFolder{
+      "unparsable-file", Error, "{}",
+      "bring the folder back, or fix sVirtualTapeDirectory in the configuration"};
+  Fault volumeWithoutMedium{
+      "volume-without-medium", Warning, "no library has a medium of that barcode",
+      "\"tqlib element set {} {} --barcode {name}\" puts the medium into an empty slot; "
+      "\"tqlib volume remove {name}\" deletes the volume"};
+  Fault unknownVolume{"volume-without-medium", Warning,
+                      "no library that can be read has a medium of that barcode",
+                      "fix the libraries that cannot be read first"};
+  Fault volumeOverLimit{
+      "volume-over-limit", Warning, "it has {} bytes; the limit is {}",
+      "raise nVirtualTapeSizeMB in the configuration, or \"tqlib volume erase {name}\""};
+  Fault markGap{"mark-gap", Error, "it lacks the filemarks {}",
+                "restore the last backup of the volume, or \"tqlib volume erase {name}\""};
+  Fault strayChecksums{"checksums-without-volume", Warning,
+                       "checksums of a volume that has no filemarks",
+                       "restore the volume, or \"rm {file}\""};
+  Fault staleVolume = staleFile;
+} faults;
 
 /// Where a fault is: a file or folder, and what in it. That is an element ("slot:1000"), the key of
 /// an entry of the list, or nothing.
@@ -171,7 +151,6 @@ struct Finding {
   std::string next = {};             ///< what the operator can do about it
   std::string barcode = {};          ///< of an element whose occupancy is wrong
   std::optional<bool> isFixed = {};  ///< after a fix
-  std::string copy = {};             ///< of the file before it was fixed
 };
 
 /// What a check found, how much it looked at, and what must not be in the catalogue twice.
@@ -210,24 +189,8 @@ inline auto groupOf(const Finding& finding) {
 /// Changes nothing. Throws Failure only when there is no catalogue folder, or no such library.
 Checkup checkCatalogue(const std::string& library);
 
-/// Checks the file of the library `key`.
-void checkLibrary(const std::string& key, const std::string& file, const LibraryContent& content,
-                  Checkup& checkup);
-
-/// Looks for media that are in several places. Nobody knows which of these has the medium, so their
-/// occupancy cannot be fixed.
-void checkDoubledMedia(Checkup& checkup);
-
 /// Checks the volumes, each in itself and against the media of the libraries.
 void checkVolumes(Checkup& checkup);
-
-struct FixResult {
-  std::map<std::string, std::string> copies;  ///< of the files that were changed, by file
-  std::vector<std::string> failures;
-};
-
-/// Fixes what is fixable and still wrong. The next check shows what was fixed.
-FixResult fixFindings(const std::vector<Finding>& findings);
 
 /// Whether the file holds one library, the one of that key.
 bool isLibraryOfKey(const LibraryContent& content, const std::string& key);

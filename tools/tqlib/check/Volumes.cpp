@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "base/Errors.h"
 #include "catalogue/Configuration.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
@@ -52,18 +51,18 @@ void checkVolume(const std::string& folder, unsigned long long limit, Checkup& c
     bytes += static_cast<unsigned long long>(record.st_size);
     if (const auto mark = markNumber(name)) marks.push_back(*mark);
   }
-  if (bytes > limit) checkup.add(faults::kVolumeOverLimit, {folder}, bytes, limit);
+  if (bytes > limit) checkup.add(faults.volumeOverLimit, {folder}, bytes, limit);
   std::ranges::sort(marks);
   const std::string missing = missingMarks(marks);
-  if (!missing.empty()) checkup.add(faults::kMarkGap, {folder}, missing);
+  if (!missing.empty()) checkup.add(faults.markGap, {folder}, missing);
   // A copy that was interrupted leaves these; one that still runs locks the folder.
   const std::string checksums = folder + checksumSuffix;
   const bool areStray = marks.empty() && !isAbsent(checksums) && isAbandoned(folder);
-  if (areStray) checkup.add(faults::kStrayChecksums, {checksums});
+  if (areStray) checkup.add(faults.strayChecksums, {checksums});
 }
 
 void addWithoutMedium(const std::string& folder, Checkup& checkup) {
-  const Fault& fault = checkup.knowsAll ? faults::kVolumeWithoutMedium : faults::kUnknownVolume;
+  const Fault& fault = checkup.knowsAll ? faults.volumeWithoutMedium : faults.unknownVolume;
   const Place& slot = checkup.emptySlot;
   Finding& finding = checkup.add(fault, {folder}, shellWord(slot.library()), slot.element);
   if (checkup.knowsAll && slot.file.empty()) finding.advise(kNoSlot);
@@ -83,17 +82,17 @@ void checkFolder(const std::string& root, Checkup& checkup) {
       const std::string volume = fs::path(name).stem();
       const bool isStray = volume + checksumSuffix == name && isCovered(volume, checkup) &&
                            fs::is_regular_file(path, ignored) && isAbsent(root + volume);
-      if (isStray) checkup.add(faults::kStrayChecksums, {path});
+      if (isStray) checkup.add(faults.strayChecksums, {path});
       if (!isCovered(name, checkup)) continue;
       const bool isTemporary = names::isTemporary(name) && !checkup.media.contains(name);
-      if (isTemporary && isAbandoned(path)) checkup.add(faults::kStaleVolume, {path});
+      if (isTemporary && isAbandoned(path)) checkup.add(faults.staleVolume, {path});
       const bool isOther = name == kOfFileSystem || name.starts_with(names::temporaryPrefix);
       if (isOther || !fs::is_directory(path, ignored)) continue;
       checkup.volumes.insert(name);
       if (!checkup.media.contains(name)) addWithoutMedium(path, checkup);
       checkVolume(path, limit, checkup);
     } catch (const std::exception& failure) {
-      checkup.add(faults::kUnreadable, {path}, failure.what());
+      checkup.add(faults.unreadable, {path}, failure.what());
     }
   }
 }
@@ -107,11 +106,11 @@ void checkVolumes(Checkup& checkup) {
     if (root.isNamed || fs::exists(root.path, ignored)) checkFolder(root.path + "/", checkup);
   } catch (const std::exception& failure) {
     // Without the folder, a finding for each medium would hide this one.
-    checkup.add(faults::kUnreadableTapeFolder, {root.path}, failure.what());
+    checkup.add(faults.unreadableTapeFolder, {root.path}, failure.what());
     return;
   }
   for (const auto& [barcode, places] : checkup.media) {
     if (checkup.volumes.contains(barcode)) continue;
-    checkup.add(faults::kMediumWithoutVolume, places.back(), barcode);
+    checkup.add(faults.mediumWithoutVolume, places.back(), barcode);
   }
 }
