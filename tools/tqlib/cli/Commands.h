@@ -1,13 +1,7 @@
-// The commands about the tool itself.
+// The command line of the tool.
 #pragma once
 
 #include "base/Command.h"
 
-/// Adds all commands of the tool.
+/// Adds all commands.
 void declareCommands(CLI::App& app, Session& session);
-
-void addManualCommand(CLI::App& app, Session& session);
-void addCompletionCommands(CLI::App& app, Session& session);
-
-/// The commands of a group in their order, without hidden ones.
-std::vector<const CLI::App*> commandsOf(const CLI::App& group);

@@ -1,24 +1,18 @@
-// tqlib: the operator's tool for virtual tape libraries and their volumes. Declares all commands,
-// runs the chosen one, and turns exceptions into messages and exit codes: 0 done, 1 refused or
+// tqlib: the operator's tool for virtual tape libraries and their volumes. Runs the chosen command,
+// and turns exceptions into messages and exit codes: 0 done, 1 refused or
 // failed, 2 wrong usage. A transfer that a signal stops ends by that signal.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <new>
 #include <string_view>
 
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "base/Screen.h"
-#include "catalogue/CatalogueCommands.h"
-#include "check/Checkup.h"
+#include "catalogue/Configuration.h"
 #include "cli/Commands.h"
-#include "description/LibraryDescription.h"
-#include "map/Map.h"
-#include "volume/VolumeCommands.h"
 
 namespace {
 
@@ -112,31 +106,6 @@ void occupyClosedStreams() {
 }
 
 }  // namespace
-
-void declareCommands(CLI::App& app, Session& session) {
-  session.app = &app;
-  app.set_version_flag("--version", "tqlib " TQLIB_VERSION);
-  app.fallthrough();  // --json and --config may also follow the command
-  app.add_flag("--json", session.json, "Print JSON");
-  app.add_option("--config", session.config,
-                 "Configuration file (else $TQ_PLATFORM_CONFIG, else /etc/tqlib.ini)");
-  app.footer(
-      "Exit codes: 0 done, 1 refused or failed, 2 wrong usage.\n"
-      "The log: the file that $TQ_PLATFORM_LOG names, else standard error.");
-  app.require_subcommand(1);
-  addInitCommand(app, session);
-  addLibraryGroup(app, session);
-  addElementCommands(app, session);
-  addDriveCommands(app, session);
-  addChangeCommands(app, session);
-  addDeviceCommands(app, session);
-  addStatusCommands(app, session);
-  addVolumeCommands(app, session);
-  addMapCommand(app, session);
-  addCheckCommand(app, session);
-  addManualCommand(app, session);
-  addCompletionCommands(app, session);
-}
 
 int main(int argc, char** argv) {
   occupyClosedStreams();
