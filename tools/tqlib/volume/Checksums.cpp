@@ -5,8 +5,6 @@
 #include <fstream>
 #include <optional>
 
-#include <fmt/format.h>
-
 #include "base/Streams.h"
 #include "common/FolderSync.h"
 

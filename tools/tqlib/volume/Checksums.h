@@ -4,11 +4,9 @@
 
 #include <unistd.h>
 
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <span>
-#include <string>
 
 #include <fmt/ranges.h>
 #include <openssl/evp.h>

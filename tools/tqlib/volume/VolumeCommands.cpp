@@ -9,21 +9,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <filesystem>
 #include <limits>
-#include <vector>
 
-#include <fmt/format.h>
-
-#include "TqLibEmlFile.h"
-#include "base/Output.h"
-#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
-#include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
 #include "volume/Checksums.h"
-#include "volume/Consent.h"
 
 namespace fs = std::filesystem;
 
@@ -137,22 +128,36 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 }
 
 // A new volume needs a medium of its name, since the name may be mistyped.
-Medium knownMedium(const Options& options, const fs::path& folder) {
-  const bool isKnown = options.isNew || fs::is_directory(folder);
-  Medium medium = mediumOf({options.volume}, isKnown && options.yes);
-  if (isKnown || medium.isListed) return medium;
+void requireKnownName(const Options& options, const fs::path& folder) {
+  if (options.isNew || fs::is_directory(folder) || !placesOf({options.volume}, "").empty()) return;
   throw Failure("no volume and no medium has the name " + options.volume,
                 "look at the name again; with --new, the volume is made");
 }
 
+/// " (3 filemarks, 1234 bytes)": all that the folder of a volume holds, or one filemark if `mark`
+/// is not 0. Empty when that has no bytes.
+std::string dataText(const fs::path& folder, int mark = 0) {
+  std::size_t marks = 0;
+  std::uintmax_t bytes = 0;
+  for (const std::string& name : namesIn(folder)) {
+    const auto number = markNumber(name);
+    if (mark != 0 && number != mark) continue;
+    std::error_code failure;
+    const auto size = fs::file_size(folder / name, failure);
+    bytes += failure ? 0 : size;
+    marks += number ? 1 : 0;
+  }
+  if (bytes == 0) return "";
+  return fmt::format(" ({}, {})", counted(marks, "filemark"), counted(bytes, "byte"));
+}
+
 /// Asks before data is lost; a write to mark 0 erases the volume.
-void requireOverwritable(const Options& options, const fs::path& folder, const Medium& medium) {
-  const bool isAll = options.mark == 0;
-  const std::string lost = dataText(folder, isAll ? std::nullopt : std::optional(options.mark));
-  const std::string deed =
-      fmt::format("{} {}volume {}{}", lost.empty() ? "write" : "overwrite",
-                  isAll ? "" : fmt::format("mark {} of ", options.mark), options.volume, lost);
-  requireVolumeConsent(options.yes, deed, !lost.empty(), medium);
+void requireOverwritable(const Options& options, const fs::path& folder) {
+  const std::string lost = dataText(folder, options.mark);
+  const std::string place = options.mark == 0 ? "" : fmt::format("mark {} of ", options.mark);
+  const std::string deed = fmt::format("{} {}volume {}{}", lost.empty() ? "write" : "overwrite",
+                                       place, options.volume, lost);
+  requireVolumeConsent(options.yes, deed, !lost.empty(), {options.volume});
 }
 
 void writeVolume(const Options& options, const Session& session) {
@@ -162,9 +167,9 @@ void writeVolume(const Options& options, const Session& session) {
   const fs::path path = folder / markName(options.mark);
   refuseOwnFile(options.file, path);
   requirePlainFile(path);
-  const Medium medium = knownMedium(options, folder);
+  requireKnownName(options, folder);
   const VolumeLock lock(options.volume);
-  requireOverwritable(options, folder, medium);
+  requireOverwritable(options, folder);
   // Fails now, not after a long transfer, if the checksum cannot be saved.
   requirePlainFile(checksumFile(options.volume));
   if (options.checksum) OutputFile(checksumFile(options.volume).string());
@@ -237,7 +242,7 @@ void eraseVolume(const Options& options, const Session& session) {
   const fs::path folder = volumeRoot() / options.volume;
   const VolumeLock lock(options.volume);
   requireVolumeConsent(options.yes, "erase volume " + options.volume + dataText(folder), true,
-                       mediumOf({options.volume}, options.yes));
+                       {options.volume});
   TqLibEmlFile volume(options.volume);
   if (!volume.EraseVolume()) throw libraryFailure("cannot erase volume " + options.volume, volume);
   // The API reports success even if a file could not be deleted; a second try has the reason.
@@ -258,7 +263,7 @@ void removeVolume(const Options& options, const Session& session) {
   if (!options.force) refuseMediaElsewhere({options.volume}, "");
   const VolumeLock lock(options.volume);
   requireVolumeConsent(options.yes, "remove volume " + options.volume + dataText(folder), true,
-                       mediumOf({options.volume}, options.yes));
+                       {options.volume});
   // A volume whose files cannot be deleted stays whole.
   if (access(folder.c_str(), W_OK | X_OK) != 0) {
     throw systemFailure("cannot remove " + folder.string(), errno);
@@ -293,7 +298,31 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
       ->capture_default_str();
 }
 
+/// Why an emulator may use the media of volumes now; empty when none can. If the catalogue cannot
+/// be read, a volume can still be changed, but not unasked.
+std::string riskOf(const std::set<std::string>& volumes) {
+  std::vector<std::string> unread;
+  try {
+    for (const auto& [library, element] : placesOf(volumes, "", &unread)) {
+      if (element.elementType != LIB_ELEM_DRIVE) continue;
+      return fmt::format("it is in {} of library {}", elementName(element), library);
+    }
+  } catch (const Failure& failure) {
+    return fmt::format("it may be in a drive: {}", failure.what());
+  }
+  if (unread.empty()) return "";
+  return "it may be in a drive of a library that cannot be read: " + unread.front();
+}
+
 }  // namespace
+
+void requireVolumeConsent(bool isGiven, const std::string& deed, bool destroys,
+                          const std::set<std::string>& volumes) {
+  if (isGiven) return;  // to look for the media can take longer than a change
+  const std::string risk = riskOf(volumes);
+  if (!destroys && risk.empty()) return;
+  requireConsent(false, risk.empty() ? deed : deed + "; " + risk);
+}
 
 void addVolumeCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("volume", "Tape volumes")->require_subcommand(1);

@@ -1,5 +1,7 @@
-// The group "volume".
+// The group "volume", and what is asked before a volume changes.
 #pragma once
+
+#include <set>
 
 #include "base/Command.h"
 
@@ -9,3 +11,8 @@ void addVolumeCommands(CLI::App& app, Session& session);
 void addVolumeReports(CLI::App& group, Session& session);  ///< list, info
 void addVolumeCopy(CLI::App& group, Session& session);     ///< copy, rename
 void addVolumeVerify(CLI::App& group, Session& session);
+
+/// Asks whether to go on with `deed` when it destroys data or when a medium of the volumes may be
+/// in a drive, unless consent was given. Throws Failure as requireConsent() does.
+void requireVolumeConsent(bool isGiven, const std::string& deed, bool destroys,
+                          const std::set<std::string>& volumes);

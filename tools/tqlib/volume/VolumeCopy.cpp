@@ -6,20 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <memory>
 
-#include <fmt/format.h>
-
-#include "base/Output.h"
-#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
 #include "common/FolderSync.h"
-#include "files/FolderLock.h"
 #include "volume/Checksums.h"
-#include "volume/Consent.h"
 #include "volume/VolumeCommands.h"
 
 namespace fs = std::filesystem;
@@ -113,8 +105,7 @@ void copyVolume(const Options& options, const Session& session) {
   requireVolume(options.from);
   const VolumeLock source(options.from);
   const auto target = lockNew(options.to);
-  requireVolumeConsent(options.yes, "write volume " + options.to, false,
-                       mediumOf({options.to}, options.yes));
+  requireVolumeConsent(options.yes, "write volume " + options.to, false, {options.to});
   const VolumeContents from = examineVolume(options.from);
   const Checksums checksums = loadChecksums(options.from);
   unsigned long long bytes = 0;
@@ -164,7 +155,7 @@ void renameVolume(const Options& options, const Session& session) {
   const VolumeLock source(options.from);
   const auto target = lockNew(options.to);
   requireVolumeConsent(options.yes, "rename volume " + options.from, false,
-                       mediumOf({options.from, options.to}, options.yes));
+                       {options.from, options.to});
   place(folder, options.to, loadChecksums(options.from));
   target->keep();
   dropChecksums(options.from, 0);

@@ -1,25 +1,15 @@
 // tqlib volume list, info and verify: the volumes of the tape folder, one of them in full, and its
 // filemarks compared with their checksums. What cannot be read is reported and hides nothing else.
 #include <cmath>
-#include <map>
 
-#include <fmt/format.h>
-
-#include "base/Output.h"
-#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
-#include "catalogue/VolumeFiles.h"
 #include "volume/Checksums.h"
 #include "volume/VolumeCommands.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Options {
-  std::string volume;
-};
 
 /// Everything about a volume, except what cannot be read of its checksums.
 Json examine(const std::string& volume) {
@@ -90,10 +80,10 @@ void listVolumes(const NoOptions&, const Session& session) {
       rows.size() == 1 ? "no volumes" : tableText(rows));
 }
 
-void showVolume(const Options& options, const Session& session) {
-  requireVolume(options.volume);
-  const Json values = examine(options.volume);
-  std::vector<Row> rows{{"volume:", options.volume},
+void showVolume(const std::string& volume, const Session& session) {
+  requireVolume(volume);
+  const Json values = examine(volume);
+  std::vector<Row> rows{{"volume:", volume},
                         {"folder:", values["folder"]},
                         {"next filemark:", values["nextMark"].dump()},
                         {"bytes:", fmt::format("{} ({} of {})", values["bytes"].dump(),
@@ -153,18 +143,18 @@ Json verdictsOn(const std::vector<FileMark>& marks, const Checksums& checksums,
   return list;
 }
 
-void verifyVolume(const Options& options, const Session& session) {
-  requireVolume(options.volume);
-  const Checksums checksums = loadChecksums(options.volume);
+void verifyVolume(const std::string& volume, const Session& session) {
+  requireVolume(volume);
+  const Checksums checksums = loadChecksums(volume);
   if (checksums.empty()) {
     throw Failure(
-        fmt::format("volume {} has no checksums", options.volume),
+        fmt::format("volume {} has no checksums", volume),
         fmt::format("write with --checksum: \"tqlib volume write {} --mark N --checksum\"",
-                    options.volume));
+                    volume));
   }
   watchForInterruption();
-  const auto calculated = fs::last_write_time(checksumFile(options.volume));
-  const Json list = verdictsOn(examineVolume(options.volume).marks, checksums, calculated);
+  const auto calculated = fs::last_write_time(checksumFile(volume));
+  const Json list = verdictsOn(examineVolume(volume).marks, checksums, calculated);
   std::vector<Row> rows{{"MARK", "RESULT"}};
   int faults = 0;
   for (const Json& verdict : list) {
@@ -173,10 +163,10 @@ void verifyVolume(const Options& options, const Session& session) {
     rows.push_back({verdict["mark"].dump(), result, verdict.value("reason", remark)});
     faults += result == "ok" || result == "no checksum" ? 0 : 1;
   }
-  printResult(session.json, {{"volume", options.volume}, {"marks", list}}, tableText(rows));
+  printResult(session.json, {{"volume", volume}, {"marks", list}}, tableText(rows));
   if (faults > 0) {
     throw Failure(fmt::format("volume {}: filemarks that differ, are missing or cannot be read: {}",
-                              options.volume, faults),
+                              volume, faults),
                   "one written after the checksums may be good: write it again with --checksum");
   }
 }
@@ -185,18 +175,18 @@ void verifyVolume(const Options& options, const Session& session) {
 
 void addVolumeReports(CLI::App& group, Session& session) {
   addCommand(group, session, {"list", "List all volumes", "tqlib volume list"}, listVolumes);
-  const auto [info, options] = addCommand(
+  const auto [info, name] = addCommand(
       group, session,
       {"info", "Show folder, size, filemarks and gaps of a volume", "tqlib volume info A00001"},
       showVolume);
-  addVolumeOperand(info, options.volume);
+  addVolumeOperand(info, name);
 }
 
 void addVolumeVerify(CLI::App& group, Session& session) {
-  const auto [verify, options] = addCommand(
+  const auto [verify, name] = addCommand(
       group, session,
       {"verify", "Compare all filemarks of a volume with their checksums",
        "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"},
       verifyVolume);
-  addVolumeOperand(verify, options.volume);
+  addVolumeOperand(verify, name);
 }
