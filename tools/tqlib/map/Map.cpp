@@ -3,14 +3,8 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
 #include <map>
 
-#include <fmt/format.h>
-
-#include "TqLibEmulator.h"
-#include "base/Output.h"
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
 
@@ -19,11 +13,10 @@ namespace {
 constexpr int kWidestMap = 1000;
 
 const MapSection kSections[] = {
-    {LIB_ELEM_DRIVE, "drives", "Drives", "drive", "drives", "loaded", Colour::Green, "#0b6e4f"},
-    {LIB_ELEM_MAIL_SLOT, "mailSlots", "Mail slots", "mail slot", "mail slots", "full",
-     Colour::Yellow, "#9a4f00"},
-    {LIB_ELEM_SLOT, "slots", "Slots", "slot", "slots", "full", Colour::Cyan, "#0a5394"},
-    {LIB_ELEM_SHELF, "shelves", "Shelves", "shelf", "shelves", "full", Colour::Magenta, "#6f42a0"}};
+    {LIB_ELEM_DRIVE, "drives", "Drives", "drive", "loaded", Colour::Green, "#0b6e4f"},
+    {LIB_ELEM_MAIL_SLOT, "mailSlots", "Mail slots", "mail slot", "full", Colour::Yellow, "#9a4f00"},
+    {LIB_ELEM_SLOT, "slots", "Slots", "slot", "full", Colour::Cyan, "#0a5394"},
+    {LIB_ELEM_SHELF, "shelves", "Shelves", "shelf", "full", Colour::Magenta, "#6f42a0"}};
 
 struct Options {
   std::string library;
@@ -121,8 +114,8 @@ std::vector<std::string> LibraryMap::summaries() const {
   for (const MapSection& section : sections) {
     const std::size_t count = section.cells.size();
     if (count == 0) continue;
-    texts.push_back(fmt::format("{} of {} {} {}", section.fullCells(), count,
-                                count == 1 ? section.element : section.elements, section.filled));
+    texts.push_back(fmt::format("{} of {} {}", section.fullCells(), counted(count, section.element),
+                                section.filled));
   }
   return texts.empty() ? std::vector<std::string>{"no elements"} : texts;
 }
@@ -132,9 +125,8 @@ std::vector<MapRow> mapRows(const MapSection& section, int columns) {
   const long long length = static_cast<long long>(columns) * step;
   std::vector<MapRow> rows;
   for (const MapCell& cell : section.cells) {
-    const auto row =
-        std::floor(cell.address / static_cast<double>(length));  // of -1, if not placed
-    const long long address = static_cast<long long>(row) * length;
+    // A drive that is not placed, at -1, gets a row of its own.
+    const long long address = cell.address < 0 ? -length : cell.address / length * length;
     if (rows.empty() || rows.back().address != address) {
       rows.push_back({address, !rows.empty() && address - rows.back().address > length});
     }

@@ -2,13 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
-#include <functional>
-#include <string>
-#include <vector>
 
-#include "base/Command.h"
-#include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
 
 inline constexpr int kLongestLabel = 16;
@@ -40,8 +34,7 @@ struct MapSection {
   int type;               ///< a code of LibElemType
   const char* key;        ///< in JSON
   const char* title;      ///< for people
-  const char* element;    ///< what it counts
-  const char* elements;   ///< several of them
+  const char* element;    ///< what it counts, in the singular
   const char* filled;     ///< what an element with a medium is called
   Colour colour;          ///< in the terminal; full and empty never differ by colour alone
   const char* svgColour;  ///< dark enough for white text, and easy to distinguish

@@ -1,12 +1,9 @@
 // The picture as SVG. A cell is a box with address and barcode if there are few, otherwise a
 // square; pointing at it shows both. Full is filled and empty an outline, so that no colour is
 // needed. Of very many, a cell shows how full a hundred are.
-#include <algorithm>
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "TqLibEmulator.h"
 #include "map/Map.h"
 
 namespace {
@@ -131,7 +128,8 @@ private:
   void draw(const MapSection& section) {
     const int after = kMargin + (columnsOf(section.title) + 1) * 9;
     std::string range = section.range("–");
-    if (section.step() > 1) range += fmt::format(", {} {} a box", section.step(), section.elements);
+    if (section.step() > 1)
+      range += fmt::format(", {} a box", counted(kDenseStep, section.element));
     m_body += text(kMargin, m_y + 28, "head", section.title) +
               text(after, m_y + 28, "count", range) +
               fmt::format("<path class=\"rule\" d=\"M{} {}h{}\"/>\n", kMargin, m_y + 35, kRoom);

@@ -2,15 +2,11 @@
 // room for: boxes, then an address and a barcode each, then marks.
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
 #include <optional>
 #include <span>
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "TqLibEmulator.h"
 #include "catalogue/Elements.h"
 #include "map/Map.h"
 
@@ -22,17 +18,17 @@ constexpr std::size_t kRowsPerHead = 20;
 constexpr int kBetweenParts = 2;
 
 struct BoxGlyphs {
-  const char* topLeft;
-  const char* topRight;
-  const char* bottomLeft;
-  const char* bottomRight;
+  const char* top[2];  // the corners
+  const char* bottom[2];
   const char* across;
   const char* down;
 };
 
 // Each of these has a sign for ASCII and one for UTF-8.
-constexpr BoxGlyphs kFullBox[] = {{"#", "#", "#", "#", "=", "#"}, {"┏", "┓", "┗", "┛", "━", "┃"}};
-constexpr BoxGlyphs kEmptyBox[] = {{".", ".", ".", ".", ".", "."}, {"┌", "┐", "└", "┘", "╌", "╎"}};
+constexpr BoxGlyphs kFullBox[] = {{{"#", "#"}, {"#", "#"}, "=", "#"},
+                                  {{"┏", "┓"}, {"┗", "┛"}, "━", "┃"}};
+constexpr BoxGlyphs kEmptyBox[] = {{{".", "."}, {".", "."}, ".", "."},
+                                   {{"┌", "┐"}, {"└", "┘"}, "╌", "╎"}};
 constexpr const char* kFull[] = {"#", "■"};
 constexpr const char* kEmpty[] = {".", "□"};
 constexpr const char* kGap[] = {"..", "⋯"};
@@ -129,10 +125,10 @@ Lines flow(const MapSection& section, const MapStyle& style, int columns, int be
   return lines;
 }
 
-std::string border(const char* left, const char* right, const BoxGlyphs& box,
-                   const std::string& text, int inner, Charset charset) {
+std::string border(const char* const (&corners)[2], const char* across, const std::string& text,
+                   int inner, Charset charset) {
   const std::string inlaid = text.empty() ? "" : ' ' + fitted(text, inner - 2, charset) + ' ';
-  return left + inlaid + repeated(box.across, inner - columnsOf(inlaid)) + right;
+  return corners[0] + inlaid + repeated(across, inner - columnsOf(inlaid)) + corners[1];
 }
 
 /// A box for each element: with a heavy border if it is full, else a dashed one.
@@ -144,9 +140,9 @@ Lines mapBoxes(const MapSection& section, const MapStyle& style) {
   return flow(section, style, inner + 2, 1, inner / 2, [&](const MapCell& cell) {
     const BoxGlyphs& box = style.of(cell.isFull ? kFullBox : kEmptyBox);
     Lines lines{
-        border(box.topLeft, box.topRight, box, cell.number(), inner, style.charset),
+        border(box.top, box.across, cell.number(), inner, style.charset),
         fmt::format("{0} {1} {0}", box.down, filledUp(cell.label(), inner - 2, style.charset)),
-        border(box.bottomLeft, box.bottomRight, box, cell.serial, inner, style.charset)};
+        border(box.bottom, box.across, cell.serial, inner, style.charset)};
     if (!cell.isFull) return lines;
     for (std::string& line : lines) line = coloured(line, section.colour, STDOUT_FILENO);
     return lines;
@@ -232,7 +228,7 @@ std::vector<Part> legend(const MapSection& section, const char* full, const char
 
 std::vector<Part> denseLegend(const MapSection& section, const MapStyle& style) {
   const auto& shares = style.of(kShares);
-  return {{fmt::format("a sign is {} {}:", kDenseStep, section.elements)},
+  return {{fmt::format("a sign is {}:", counted(kDenseStep, section.element))},
           {fmt::format("{} all {}", shares.back(), section.filled), section.colour},
           {style.of(kSomeShare), section.colour},
           {fmt::format("{} none", shares.front())}};
