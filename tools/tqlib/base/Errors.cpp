@@ -46,12 +46,6 @@ const Meaning kMeanings[] = {
     {50009, "no such element"},
 };
 
-Meaning meaningOf(int code) {
-  const auto* const known = std::ranges::find(kMeanings, code, &Meaning::code);
-  if (known != std::end(kMeanings)) return *known;
-  return {code, std::generic_category().message(code)};
-}
-
 volatile std::sig_atomic_t recordedSignal = 0;
 
 }  // namespace
@@ -85,7 +79,9 @@ Failure libraryFailure(const std::string& what, const MMS2BaseError& error,
   error.getLastError(buffer.data(), static_cast<int>(buffer.size()));
   const std::string text = buffer.data();
   const int code = error.getErrorCode();
-  const Meaning meaning = meaningOf(code);
+  const auto* const known = std::ranges::find(kMeanings, code, &Meaning::code);
+  const Meaning meaning =
+      known != std::end(kMeanings) ? *known : Meaning{code, std::generic_category().message(code)};
   std::string reason = text.empty() ? otherwise : text;
   if (code != 0) {
     reason = fmt::format("{} (error {}){}{}", meaning.text, code, text.empty() ? "" : ": ", text);

@@ -44,8 +44,8 @@ Json parseStrictly(const std::string& text, const std::string& source) {
     return Json::parse(text);
   } catch (const Json::exception& error) {
     const std::string message = error.what();
-    const auto name = message.find("] ");  // the end of the exception's name
-    throw Failure(source + ": " + (name == std::string::npos ? message : message.substr(name + 2)));
+    // The exception's name, in brackets, comes first.
+    throw Failure(source + ": " + message.substr(message.find("] ") + 2));
   }
 }
 
