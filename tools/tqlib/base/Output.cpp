@@ -78,6 +78,15 @@ std::string sizeText(double bytes) {
   return fmt::format("{:.{}f} {}", bytes, unit > 0 ? 1 : 0, kUnits[unit]);
 }
 
+std::string cellText(const Json& value) {
+  if (value.is_string()) return value;
+  if (value.is_null()) return "-";
+  if (value.is_array()) return shortList(value);
+  if (value.is_boolean()) return value ? "yes" : "no";
+  return value.is_number_float() ? fmt::format("{:.0f} %", value.get<double>() * 100)
+                                 : value.dump();
+}
+
 }  // namespace
 
 std::string coloured(const std::string& text, Colour colour, int descriptor) {
@@ -162,19 +171,6 @@ std::string tableText(const std::vector<Row>& rows) {
   }
   return text;
 }
-
-namespace {
-
-std::string cellText(const Json& value) {
-  if (value.is_string()) return value;
-  if (value.is_null()) return "-";
-  if (value.is_array()) return shortList(value);
-  if (value.is_boolean()) return value ? "yes" : "no";
-  return value.is_number_float() ? fmt::format("{:.0f} %", value.get<double>() * 100)
-                                 : value.dump();
-}
-
-}  // namespace
 
 void printList(bool json, Json values, const char* name, const Json& list,
                const std::vector<std::string>& keys) {

@@ -239,12 +239,10 @@ Painted paint(const MapSection& section, const MapStyle& style) {
   if (section.step() > 1) return {mapMarks(section, style), denseLegend(section, style)};
   std::vector<Part> ofMarks = legend(section, style.of(kFull), style.of(kEmpty));
   if (section.cells.size() > kMostLabelled) return {mapMarks(section, style), std::move(ofMarks)};
-  Lines boxes = mapBoxes(section, style);
+  Painted painted{mapBoxes(section, style),
+                  legend(section, style.of(kFullBox).across, style.of(kEmptyBox).across)};
   const std::size_t mostBoxes = section.type == LIB_ELEM_SLOT ? kMostSlotBoxLines : kMostBoxLines;
-  const bool areBoxes = boxes.size() <= mostBoxes;
-  Painted painted{areBoxes ? std::move(boxes) : mapLabels(section, style),
-                  areBoxes ? legend(section, style.of(kFullBox).across, style.of(kEmptyBox).across)
-                           : std::move(ofMarks)};
+  if (painted.lines.size() > mostBoxes) painted = {mapLabels(section, style), std::move(ofMarks)};
   // Between marks a gap is as wide as what is missing.
   if (section.hasGap())
     painted.legend.push_back({style.of(kGap) + std::string(" no such address")});
