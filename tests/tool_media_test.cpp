@@ -102,9 +102,10 @@ TEST_F(ToolMedia, AMediumIsFoundInEveryLibraryAndAmongTheVolumes) {
   expectDone("element set LIB0 slot:1001 --barcode 'A&B'");
   run("printf abc | '" TQLIB_BINARY "' volume write A08L8 --mark 0");
   EXPECT_EQ(ask("find A08L8 'A&B'")["media"], json::parse(R"([
-      {"barcode": "A&B", "places": [{"library": "LIB0", "element": "slot:1001"}], "volume": null},
-      {"barcode": "A08L8", "places": [{"library": "LIB1", "element": "slot:1000"}],
-       "volume": {"bytes": 3, "filemarks": 1}}])"));
+      {"barcode": "A&B", "library": "LIB0", "element": "slot:1001", "filemarks": null,
+       "bytes": null},
+      {"barcode": "A08L8", "library": "LIB1", "element": "slot:1000", "filemarks": 1,
+       "bytes": 3}])"));
   expectRefused(1, "find NONE", "NONE");
   writeFile(libraryFile("LIB0"), "A08L8 <broken");
   const Result unread = tqlib("find A08L8");

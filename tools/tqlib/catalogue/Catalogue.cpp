@@ -222,11 +222,6 @@ bool isLibrary(const SCSIUnitFields& device) {
   return device.ScsiDeviceType == kMediumChanger;
 }
 
-const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices) {
-  const auto found = std::ranges::find_if(devices, isLibrary);
-  return found == devices.end() ? nullptr : &*found;
-}
-
 std::string folded(std::string serial) {
   std::ranges::transform(serial, serial.begin(), [](unsigned char character) {
     return static_cast<char>(std::tolower(character));

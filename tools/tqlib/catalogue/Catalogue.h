@@ -119,9 +119,6 @@ std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::stri
 
 bool isLibrary(const SCSIUnitFields& device);
 
-/// The library itself; null when `devices` has none.
-const SCSIUnitNoMap* findLibrary(const std::vector<SCSIUnitNoMap>& devices);
-
 /// A serial number for comparisons: drives are distinguished without regard to case.
 std::string folded(std::string serial);
 

@@ -105,8 +105,8 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
 std::pair<int, int> addToLibrary(const Options& wanted) {
   const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");
   const SCSIUnitNoMap* known = knownDrive(wanted, devices);
-  const SCSIUnitNoMap* found = findLibrary(devices);
-  if (found == nullptr) throw Failure("no host sees library " + wanted.library);
+  const auto found = std::ranges::find_if(devices, isLibrary);
+  if (found == devices.end()) throw Failure("no host sees library " + wanted.library);
   SCSIUnit library = *found;
   // A drive without a place appears under a number below the first.
   std::erase_if(library.DriveIdentifierMap, [](const auto& entry) { return entry.first < 1; });

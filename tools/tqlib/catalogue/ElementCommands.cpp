@@ -9,6 +9,7 @@
 
 #include "base/Streams.h"
 #include "catalogue/CatalogueCommands.h"
+#include "catalogue/Devices.h"
 #include "catalogue/Elements.h"
 #include "files/XmlText.h"
 
@@ -107,8 +108,7 @@ void requireReplaceable(const LibElement& known, const LibElement& wanted, bool 
 void requireCreatable(const std::vector<LibElement>& created, const Inventory& inventory,
                       bool isNew) {
   if (created.empty()) return;
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(inventory.library(), "");
-  const SCSIUnitNoMap* library = findLibrary(devices);
+  const SCSIUnitFields library = devicesIn(inventory.library()).library.record;
   for (const LibElement& element : created) {
     const std::string none =
         fmt::format("library {} has no {}", inventory.library(), elementName(element));
@@ -121,9 +121,8 @@ void requireCreatable(const std::vector<LibElement>& created, const Inventory& i
       throw Failure(fmt::format("{}: {} has that address", none, elementName(*other)));
     }
     const bool isSeen = std::ranges::any_of(kRanges, [&](const ElementRange& range) {
-      if (library == nullptr || range.type != element.elementType) return false;
-      const int offset = element.elementAddress - library->*range.base;
-      return offset >= 0 && offset < library->*range.count;
+      const int offset = element.elementAddress - library.*range.base;
+      return range.type == element.elementType && offset >= 0 && offset < library.*range.count;
     });
     if (!isSeen && !isNew) {
       throw Failure(none, isSlot(element)

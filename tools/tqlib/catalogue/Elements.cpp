@@ -124,10 +124,10 @@ const LibElement& Inventory::locate(const std::string& text) const {
   }
   if (text.starts_with("drive:")) {
     const std::string serial = folded(text.substr(text.find(':') + 1));
-    if (!m_devices) m_devices = devicesOf(m_library, "");
-    for (const SCSIUnitNoMap& device : *m_devices) {
-      if (isLibrary(device) || folded(device.SerialNumber) != serial) continue;
-      if (const auto* drive = find(LIB_ELEM_DRIVE, device.DriveBaseAddress)) return *drive;
+    if (m_drives.empty()) m_drives = devicesIn(m_library).drives;
+    for (const Device& drive : m_drives) {
+      if (folded(drive.record.SerialNumber) != serial) continue;
+      if (const auto* found = find(LIB_ELEM_DRIVE, drive.element.elementAddress)) return *found;
     }
     throw Failure(fmt::format("library {} has no {}", m_library, text),
                   fmt::format("\"tqlib drive list {}\" lists the drives", m_library));

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "catalogue/Catalogue.h"
+#include "catalogue/Devices.h"
 
 /// The forms of an element's name, for messages and help.
 inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";
@@ -90,8 +90,8 @@ public:
 private:
   const std::string m_library;
   std::vector<LibElement> m_elements;
-  std::map<std::pair<int, int>, LibElement*> m_places;          // by type and address
-  mutable std::optional<std::vector<SCSIUnitNoMap>> m_devices;  // read when first needed
+  std::map<std::pair<int, int>, LibElement*> m_places;  // by type and address
+  mutable std::vector<Device> m_drives;                 // read when first needed
 };
 
 /// Throws Failure, with what is in the way, unless the medium in `from` can go to `to`.

@@ -4,7 +4,6 @@
 
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Devices.h"
-#include "catalogue/VolumeFiles.h"
 
 namespace {
 
@@ -161,14 +160,9 @@ void askToPurge(const std::string& library) {
   if (!isListed(library)) requireLibrary(library);
   std::string content = "cannot be read";
   try {
-    const std::vector<std::string> volumes = volumesIn(volumeRoot());
-    std::vector<LibElement> media = inventory(library);
-    std::erase_if(media, [](const LibElement& element) { return !element.isOccupied; });
-    const auto kept = std::ranges::count_if(media, [&](const LibElement& medium) {
-      return std::ranges::binary_search(volumes, medium.barCode);
-    });
-    content = fmt::format("has {}; {} of their volumes exist and stay",
-                          counted(media.size(), "medium"), kept);
+    const auto media = std::ranges::count(inventory(library), true, &LibElement::isOccupied);
+    content = fmt::format("has {}; their volumes stay",
+                          counted(static_cast<std::size_t>(media), "medium"));
   } catch (const Failure&) {
   }
   requireConsent(false, fmt::format("delete library {}, which {}", library, content));

@@ -140,12 +140,18 @@ void unloadMedium(const Options& options, const Session& session) {
   report(options, moveByContent(options, Way::Unload), session);
 }
 
-/// The volume of a barcode: its size, or null when there is none.
-Json volumeJson(const std::string& barcode) {
-  if (!volumeNameProblem(barcode).empty() || !std::filesystem::is_directory(volumeRoot() / barcode))
-    return {};
-  const VolumeContents contents = examineVolume(barcode);
-  return {{"bytes", contents.bytes}, {"filemarks", contents.marks.size()}};
+/// A barcode and the size of its volume, without a place.
+Json mediumJson(const std::string& barcode) {
+  Json medium{{"barcode", barcode},
+              {"library", nullptr},
+              {"element", nullptr},
+              {"filemarks", nullptr},
+              {"bytes", nullptr}};
+  if (volumeNameProblem(barcode).empty() && std::filesystem::is_directory(volumeRoot() / barcode)) {
+    const VolumeContents contents = examineVolume(barcode);
+    medium.update({{"filemarks", contents.marks.size()}, {"bytes", contents.bytes}});
+  }
+  return medium;
 }
 
 void findMedia(const FindOptions& options, const Session& session) {
@@ -153,26 +159,25 @@ void findMedia(const FindOptions& options, const Session& session) {
   std::vector<std::string> unread;
   const std::vector<MediumPlace> places = placesOf(barcodes, "", &unread);
   Json media = Json::array();
-  std::vector<Row> rows{{"BARCODE", "LIBRARY", "ELEMENT", "VOLUME"}};
   std::vector<std::string> missing;
   for (const std::string& barcode : barcodes) {
-    const Json volume = volumeJson(barcode);
-    const std::string size = volume.is_null()
-                                 ? "no volume"
-                                 : fmt::format("{} in {}", counted(volume["bytes"], "byte"),
-                                               counted(volume["filemarks"], "filemark"));
-    Json found = Json::array();
+    Json found = mediumJson(barcode);
+    const std::size_t before = media.size();
     for (const auto& [library, element] : places) {
       if (element.barCode != barcode) continue;
-      found.push_back({{"library", library}, {"element", elementName(element)}});
-      rows.push_back({barcode, library, elementName(element), size});
+      found.update({{"library", library}, {"element", elementName(element)}});
+      media.push_back(found);
     }
-    if (found.empty() && volume.is_null()) missing.push_back(barcode);
-    if (found.empty() && !volume.is_null()) rows.push_back({barcode, "-", "-", size});
-    media.push_back({{"barcode", barcode}, {"places", std::move(found)}, {"volume", volume}});
+    if (media.size() > before) continue;
+    if (found["bytes"].is_null()) {
+      missing.push_back(barcode);
+    } else {
+      media.push_back(found);
+    }
   }
-  if (session.json || rows.size() > 1) {
-    printResult(session.json, {{"media", std::move(media)}, {"unread", unread}}, tableText(rows));
+  if (session.json || !media.empty()) {
+    printList(session.json, {{"unread", unread}}, "media", media,
+              {"barcode", "library", "element", "filemarks", "bytes"});
   }
   if (!missing.empty()) {
     throw Failure(fmt::format("no medium and no volume: {}", fmt::join(missing, ", ")));

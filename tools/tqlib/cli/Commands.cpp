@@ -88,38 +88,14 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& group) {
       [](const CLI::App* command) { return !command->get_group().empty(); });
 }
 
-std::string optionsText(const CLI::App& app) {
-  std::string text;
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_group().empty() || option->get_name() == "--help") continue;
-    text += fmt::format(".TP\n\\fB{}\\fR", escaped(option->get_name(false, true)));
-    if (option->get_expected_max() > 0 && !option->get_positional()) {
-      const std::string type = option->get_type_name();
-      text += fmt::format(" \\fI{}\\fR", escaped(type.substr(0, type.find(':'))));
-    }
-    if (option->get_required() && !option->get_positional()) text += " (required)";
-    text += "\n" + escaped(option->get_description());
-    const std::string value = option->get_default_str();
-    text += value.empty() ? "\n" : fmt::format(" (default {})\n", escaped(value));
-  }
-  return text;
-}
-
-std::string commandsText(const CLI::App& group, const std::string& path) {
+std::string sectionsText(const CLI::App& group, const std::string& path) {
   std::string text;
   for (const CLI::App* command : commandsOf(group)) {
     const std::string name = path + " " + command->get_name();
-    const std::string below = commandsText(*command, name);
-    text += below;
-    if (!below.empty()) continue;
-    text += fmt::format(".SS \\fB{}\\fR", escaped(name));
-    for (const CLI::Option* option : command->get_options()) {
-      if (!option->get_positional()) continue;
-      const std::string operand = fmt::format("\\fI{}\\fR", escaped(option->get_single_name()));
-      text += option->get_required() ? " " + operand : " [" + operand + "]";
-    }
-    text += fmt::format("\n{}\n{}.PP\n.nf\n{}\n.fi\n", escaped(command->get_description()),
-                        optionsText(*command), escaped(command->get_footer()));
+    const std::string below = sectionsText(*command, name);
+    text += below.empty()
+                ? fmt::format(".SS {}\n.nf\n{}\n.fi\n", escaped(name), escaped(command->help()))
+                : below;
   }
   return text;
 }
@@ -128,9 +104,9 @@ void printManual(const NoOptions&, const Session& session) {
   printResult(
       false, {},
       fmt::format(".TH TQLIB 1 \"\" \"tqlib {}\" \"Virtual tape libraries\"\n{}.SH OPTIONS\n"
-                  "They can be anywhere on the command line.\n{}.SH COMMANDS\n{}{}",
-                  TQLIB_VERSION, kHead, optionsText(*session.app),
-                  commandsText(*session.app, "tqlib"), kTail));
+                  ".nf\n{}\n.fi\n.SH COMMANDS\n{}{}",
+                  TQLIB_VERSION, kHead, escaped(session.app->help()),
+                  sectionsText(*session.app, "tqlib"), kTail));
 }
 
 // The colon of an element's name ends a word for readline, which then replaces only what follows.
@@ -187,9 +163,8 @@ Words elements(const Typed& typed, std::optional<bool> occupied = std::nullopt) 
 Words drives(const Typed& typed) {
   Words serials;
   for (const std::string& library : libraries(typed)) {
-    for (const SCSIUnitNoMap& device : devicesOf(library, "")) {
-      if (!isLibrary(device)) serials.push_back(device.SerialNumber);
-    }
+    for (const Device& drive : devicesIn(library).drives)
+      serials.push_back(drive.record.SerialNumber);
   }
   return serials;
 }

@@ -87,13 +87,12 @@ LibraryMap readMap(const std::string& library, const std::string& elements) {
   LibraryMap map{library, "", {}, {std::begin(kSections), std::end(kSections)}};
   const std::vector<LibElement> shown =
       elements.empty() ? inventory(library) : Inventory(library).within(elements);
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(library, "");
-  if (const SCSIUnitNoMap* record = findLibrary(devices)) {
-    map.identity = record->Manufacturer + " " + record->Model;
-  }
+  const LibraryDevices devices = devicesIn(library);
+  map.identity =
+      fmt::format("{} {}", devices.library.record.Manufacturer, devices.library.record.Model);
   std::map<int, std::string> serials;
-  for (const SCSIUnitNoMap& device : devices) {
-    if (!isLibrary(device)) serials[device.DriveBaseAddress] = device.SerialNumber;
+  for (const Device& drive : devices.drives) {
+    serials[drive.element.elementAddress] = drive.record.SerialNumber;
   }
   for (MapSection& section : map.sections) {
     for (const LibElement& element : shown) {
