@@ -101,7 +101,8 @@ TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
   expectRefused(1, "library create --from in.json", "serial: it is missing");
   expectRefused(2, "library create --from in.json --drives 2", "--drives excludes --from");
   expectRefused(2, "library create L", "--host");
-  expectRefused(2, "library create L --host h --drives 2 --drive-base 2147483647", "--drives: ");
+  expectRefused(2, "library create L --host h --drives 2 --drive-serial A --drive-serial a",
+                "--drive-serial: two drives");
   expectRefused(1, "library create --from absent", "absent");
   EXPECT_EQ(listed("libraries", {"library"}, "library list"), "");
 }

@@ -20,11 +20,13 @@ struct Options {
   bool force = false;
 };
 
-bool isSeen(const Options& options) {
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, options.drive.MAName);
-  return std::ranges::any_of(devices, [&](const SCSIUnitNoMap& device) {
-    return !isLibrary(device) && device.SerialNumber == options.drive.SerialNumber;
-  });
+const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
+  for (const Device& drive : devices.drives) {
+    if (drive.record.SerialNumber == serial) return drive;
+  }
+  const std::string& library = devices.library.record.SerialNumber;
+  throw Failure(fmt::format("library {} has no drive {}", library, serial),
+                fmt::format("\"tqlib drive list {}\" lists the drives", library));
 }
 
 /// The drive in the library if another host sees it already; else null. Throws Failure when it
@@ -47,7 +49,7 @@ const SCSIUnitNoMap* knownDrive(const Options& wanted, const std::vector<SCSIUni
   } else if (known->SerialNumber != drive.SerialNumber) {
     throw Failure(fmt::format("library {} has a drive {}, which differs in case only", library,
                               known->SerialNumber));
-  } else if (isSeen(wanted)) {
+  } else if (findHost(driveIn(devicesIn(library), drive.SerialNumber), drive.MAName) != nullptr) {
     throw Failure(fmt::format("host {} sees drive {} already", drive.MAName, drive.SerialNumber));
   }
   return known;
@@ -138,15 +140,6 @@ void addDrive(const Options& wanted, const Session& session) {
        {"number", number},
        {"address", address}},
       fmt::format("host {} sees drive {}, number {} at address {}", host, serial, number, address));
-}
-
-const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
-  for (const Device& drive : devices.drives) {
-    if (drive.record.SerialNumber == serial) return drive;
-  }
-  const std::string& library = devices.library.record.SerialNumber;
-  throw Failure(fmt::format("library {} has no drive {}", library, serial),
-                fmt::format("\"tqlib drive list {}\" lists the drives", library));
 }
 
 void removeDrive(const Options& options, const Session& session) {

@@ -36,17 +36,6 @@ struct ExportOptions {
   std::string file;
 };
 
-/// A problem in a description that was made from options, with the option in place of the key.
-std::string withOption(const std::string& problem) {
-  const std::string reason = problem.substr(std::min(problem.find(':'), problem.size()));
-  for (const ElementRange& range : kRanges) {
-    const std::string place = range.described;
-    if (problem.starts_with(place + ".base")) return range.baseOption + reason;
-    if (problem.starts_with(place)) return range.option + reason;
-  }
-  return problem.starts_with("drives[") ? "--drive-serial" + reason : problem;
-}
-
 /// Converts the options to JSON first, so that they are checked like a file.
 LibraryDescription fromOptions(const CreateOptions& options) {
   const SCSIUnitFields& library = options.library;
@@ -73,7 +62,9 @@ LibraryDescription fromOptions(const CreateOptions& options) {
   try {
     return readDescription(values);
   } catch (const Failure& failure) {
-    throw UsageError(withOption(failure.what()));
+    const std::string text = failure.what();
+    if (!text.starts_with("drives[")) throw UsageError(text);
+    throw UsageError("--drive-serial" + text.substr(text.find(':')));
   }
 }
 
@@ -218,14 +209,14 @@ void exportLibrary(const ExportOptions& options, const Session& session) {
 }
 
 void addRanges(CLI::App& command, SCSIUnitFields& library) {
-  const CLI::Range number(std::numeric_limits<int>::max());
+  const CLI::Range address(std::numeric_limits<int>::max());
   for (const ElementRange& range : kRanges) {
     command.add_option(range.option, library.*range.count, fmt::format("Number of {}", range.name))
-        ->check(number);
+        ->check(CLI::Range(kMostElements));
     command
         .add_option(range.baseOption, library.*range.base,
                     fmt::format("First address of the {}", range.name))
-        ->check(number)
+        ->check(address)
         ->capture_default_str();
   }
 }

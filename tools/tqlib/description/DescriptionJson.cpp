@@ -79,8 +79,7 @@ int driveAddress(const LibraryDescription& description, std::int64_t number) {
   const std::int64_t address = base + number - 1;
   if (base < 0 || address > std::numeric_limits<int>::max()) {
     throw Failure(
-        fmt::format("driveRange.base: drive number {} has no address when the drives begin at {}",
-                    number, base));
+        fmt::format("drive number {} has no address when the drives begin at {}", number, base));
   }
   return static_cast<int>(address);
 }

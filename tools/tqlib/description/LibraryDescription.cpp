@@ -29,7 +29,7 @@ void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
     throw Failure(fmt::format("{}.base: {} is not an address", range.described, base));
   }
   if (endOf(library, range) > std::numeric_limits<int>::max()) {
-    throw Failure(fmt::format("{}: the addresses are too large", range.described));
+    throw Failure(fmt::format("{}: the addresses are too large", range.name));
   }
 }
 
@@ -44,12 +44,8 @@ void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
                             library.*other.base, endOf(library, other) - 1));
 }
 
-void refuse(const std::string& problem, const std::string& place) {
-  if (!problem.empty()) throw Failure(place + ": " + problem);
-}
-
 void checkText(const CLI::Validator& rule, std::string text, const std::string& place) {
-  refuse(rule(text), place);
+  if (const std::string reason = rule(text); !reason.empty()) throw Failure(place + ": " + reason);
 }
 
 void checkTexts(const SCSIUnitFields& record, std::span<const DeviceField> fields,
@@ -79,8 +75,9 @@ void checkDrive(const LibraryDescription& description, const Device& drive,
                 const std::string& place) {
   const SCSIUnitFields& device = drive.record;
   checkText(catalogueText(), device.SerialNumber, place + "serial");
-  refuse(driveSerialProblem(device.SerialNumber, description.library.SerialNumber),
-         place + "serial");
+  const std::string problem =
+      driveSerialProblem(device.SerialNumber, description.library.SerialNumber);
+  if (!problem.empty()) throw Failure(place + "serial: " + problem);
   checkTexts(device, kIdentity, place);
   if (device.ScsiDeviceType == kMediumChanger) {
     throw Failure(place + "deviceType: that is the type of a library");
@@ -125,7 +122,7 @@ void checkElements(const std::vector<LibElement>& elements) {
       throw Failure(fmt::format("elements: {} and {} have one address", twin->second, name));
     }
     if (!element.isOccupied || element.barCode.empty()) continue;
-    refuse(volumeNameProblem(element.barCode), "elements: the barcode of " + name);
+    checkText({volumeNameProblem, ""}, element.barCode, "elements: the barcode of " + name);
     const auto [other, isNewMedium] = media.emplace(element.barCode, name);
     if (!isNewMedium) {
       throw Failure(fmt::format("elements: barcode {} is in {} and in {}", element.barCode,
