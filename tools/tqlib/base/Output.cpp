@@ -173,7 +173,10 @@ std::string tableText(const std::vector<Row>& rows) {
 }
 
 void printList(bool json, Json values, const char* name, const Json& list,
-               const std::vector<std::string>& keys) {
+               std::vector<std::string> keys) {
+  std::erase_if(keys, [&](const std::string& key) {
+    return std::ranges::none_of(list, [&](const Json& object) { return object.contains(key); });
+  });
   std::vector<Row> rows(1);
   for (const std::string& key : keys) rows.front().push_back(boost::to_upper_copy(key));
   for (const Json& object : list) {

@@ -51,9 +51,9 @@ using Row = std::vector<std::string>;
 std::string tableText(const std::vector<Row>& rows);
 
 /// Prints a list of objects as a table of the values with these keys, or as a member of `values`. A
-/// fraction is shown in percent, and of a list the first few.
+/// fraction is shown in percent, and of a list the first few; a key that none has is left out.
 void printList(bool json, Json values, const char* name, const Json& list,
-               const std::vector<std::string>& keys);
+               std::vector<std::string> keys);
 
 /// The first few, and how many more there are.
 std::string shortList(const std::vector<std::string>& all);

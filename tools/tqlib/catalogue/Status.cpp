@@ -2,8 +2,6 @@
 // its own.
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -21,25 +19,11 @@ constexpr int kMost = std::numeric_limits<int>::max();
 
 struct Options {
   std::string library;
-  std::string status;
-  std::string asc;
-  std::string ascq;
+  Status wanted;
   int lifetime = 3600;
   int count = 1;
   bool peek = false;
 };
-
-// A leading 0 has no meaning: an operator who writes 010 means ten.
-int parseByte(const char* option, const std::string& text) {
-  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-  std::uint8_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [last, error] =
-      std::from_chars(text.data() + (isHex ? 2 : 0), end, value, isHex ? 16 : 10);
-  if (error == std::errc() && last == end) return value;
-  throw UsageError(
-      fmt::format("{} takes a number from 0 to 255, or 0x00 to 0xff: {}", option, text));
-}
 
 /// The API counts a file without its library as success, with a text.
 void changeStatus(const std::string& library, const std::string& complaint,
@@ -56,8 +40,7 @@ void changeStatus(const std::string& library, const std::string& complaint,
 
 void setStatus(const Options& options, const Session& session) {
   const std::string& library = options.library;
-  const Status wanted{parseByte("--status", options.status), parseByte("--asc", options.asc),
-                      parseByte("--ascq", options.ascq)};
+  const Status& wanted = options.wanted;
   if (wanted == Status{}) throw UsageError("--status, --asc and --ascq of 0 are no status");
   // The end of the lifetime is kept in 32 bits; a later one would wrap into the past.
   if (std::time(nullptr) + std::time_t{options.lifetime} > kMost) {
@@ -122,6 +105,17 @@ void clearStatus(const Options& options, const Session& session) {
                           isCleared ? "reports its own status again" : "has no injected status"));
 }
 
+// CLI11 would take 010 for an octal number; an operator means ten.
+void addByte(CLI::App& command, const char* name, int& value, const char* help) {
+  command.add_option(name, value, help)
+      ->required()
+      ->check(CLI::Range(255))
+      ->transform([](const std::string& text) {
+        const auto first = text.find_first_not_of('0');
+        return first == std::string::npos || text[first] == 'x' ? text : text.substr(first);
+      });
+}
+
 }  // namespace
 
 Status readStatus(const std::string& library, bool peek) {
@@ -153,9 +147,9 @@ void addStatusCommands(CLI::App& app, Session& session) {
                   "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"},
                  setStatus);
   addLibraryOperand(set, setting.library);
-  set.add_option("--status", setting.status, "SCSI status, such as 2 or 0x02")->required();
-  set.add_option("--asc", setting.asc, "Additional sense code, such as 0x04")->required();
-  set.add_option("--ascq", setting.ascq, "Additional sense code qualifier")->required();
+  addByte(set, "--status", setting.wanted.status, "SCSI status, such as 2 or 0x02");
+  addByte(set, "--asc", setting.wanted.asc, "Additional sense code, such as 0x04");
+  addByte(set, "--ascq", setting.wanted.ascq, "Additional sense code qualifier");
   set.add_option("--lifetime", setting.lifetime, "Lifetime in seconds")
       ->check(CLI::Range(1, kMost))
       ->capture_default_str();

@@ -57,7 +57,6 @@ std::string checksumText(const Json& values) {
 void listVolumes(const NoOptions&, const Session& session) {
   const fs::path root = volumeRoot();
   Json list = Json::array();
-  std::vector<Row> rows{{"VOLUME", "MARKS", "BYTES", "OF LIMIT", "CHECKSUMS"}};
   for (const std::string& volume : volumesIn(root)) {
     Json& listed = list.emplace_back(Json{{"volume", volume}, {"state", "ok"}});
     try {
@@ -66,18 +65,13 @@ void listVolumes(const NoOptions&, const Session& session) {
       for (const char* key : {"bytes", "share", "checksums", "checksumProblem"}) {
         if (values.contains(key)) listed[key] = values[key];
       }
-      rows.push_back({volume, listed["marks"].dump(), listed["bytes"].dump(), shareText(listed),
-                      checksumText(listed)});
     } catch (const std::exception& failure) {
       listed["state"] = "unreadable";
       listed["reason"] = failure.what();
-      rows.push_back({volume, "-", "-", "-", "-", failure.what()});
     }
   }
-  printResult(
-      session.json,
-      {{"folder", root.string()}, {"limit", configuredVolumeLimit()}, {"volumes", std::move(list)}},
-      rows.size() == 1 ? "no volumes" : tableText(rows));
+  printList(session.json, {{"folder", root.string()}, {"limit", configuredVolumeLimit()}},
+            "volumes", list, {"volume", "state", "marks", "bytes", "share", "checksums", "reason"});
 }
 
 void showVolume(const std::string& volume, const Session& session) {
