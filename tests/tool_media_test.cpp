@@ -30,6 +30,10 @@ TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
       {"element set LIB1 slot:1000-1002 --barcode-pattern 'B{1..3}'", "slot:1000 holds A08L8"},
       {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001\n"},
       {"element set LIB1 slot:1002 --barcode OTHER", "slot:1000 of library LIB0"},
+      {"element set LIB1 slot:1002 --barcode slot:1", "name of an element"},
+      {"element set LIB1 slot:1002 --barcode ' B'", "white space"},
+      {"element set LIB1 slot:2147483647 --empty", "no slot:2147483647"},
+      {"find ''", "empty", 2},
       {"element set LIB1 slot:1002 --barcode x/y", "x/y"},
       {"element set LIB1 slot:1002 --barcode .tqlib-x", ".tqlib-x"},
       {"element set LIB1 slot:1003 --barcode B", "no slot:1003"},
@@ -51,7 +55,8 @@ TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
       {"unload LIB1 drive:500", "drive:500 is empty"},
       {"move LIB1 A08L8 slot:1001", "slot:1001 holds A09L8"},
       {"move LIB1 slot:1000 slot:7", "has no slot:7"},
-      {"move LIB1 --file pairs", "line 3: cannot move slot:1000 to slot:1002: slot:1000 is empty"},
+      {"move LIB1 --file pairs",
+       "pairs, line 3: cannot move slot:1000 to slot:1002: slot:1000 is empty"},
       {"move LIB1 slot:1000", "TO", 2},
       {"elements LIB1 slot:7-9", "no slot:7-9"},
   };
@@ -62,8 +67,35 @@ TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
 }
 
+TEST_F(ToolMedia, ALibraryThatCannotBeReadMayHaveTheMedium) {
+  const std::string whole = readFile(libraryFile("LIB0"));
+  writeFile(libraryFile("LIB0"), whole.substr(0, whole.find("OTHER") + 9));
+  for (const char* command :
+       {"element set LIB1 slot:1002 --barcode OTHER", "volume remove OTHER --yes"}) {
+    tqlib("volume write OTHER --mark 0 --new --yes </dev/null");
+    expectRefused(1, command, "library LIB0 cannot be read, and may have that medium");
+  }
+  expectDone("element set LIB1 slot:1002 --barcode NEW");
+  writeFile(libraryFile("LIB0"), whole);
+  fs::remove(path("store/LibEmulator/LibraryList.xml"));
+  expectRefused(1, "volume remove OTHER --yes", "OTHER is in slot:1000 of library LIB0");
+  expectRefused(1, "drive add LIB1 lib0d1 --host H", "another library has a drive");
+}
+
+TEST_F(ToolMedia, NoElementIsChosenAmongSeveralOfOneAddress) {
+  std::string text = readFile(libraryFile("LIB1"));
+  text.replace(text.find(">1002<"), 6, ">1001<");
+  writeFile(libraryFile("LIB1"), text);
+  for (const char* command : {"element set LIB1 slot:1001 --barcode B --replace",
+                              "element remove LIB1 slot:1001 --force", "unload LIB1 slot:1001"}) {
+    expectRefused(1, command, "two elements are slot:1001");
+  }
+}
+
 TEST_F(ToolMedia, ManyElementsAreSetInOneStep) {
-  writeFile(path("barcodes"), "A09L8\n\n  A08L8 \n");
+  writeFile(path("barcodes"),
+            "\xEF\xBB\xBF"
+            "A09L8\n\n  A08L8 \n");
   expectDone("element set LIB1 slot:1000-1001 --barcodes barcodes --replace");
   expectDone("element set LIB1 slot:2000 --barcode NEW --new");
   EXPECT_EQ(media(), "slot:1000/A09L8 slot:1001/A08L8 slot:2000/NEW ");

@@ -150,7 +150,7 @@ TEST_F(ToolVolume, WhatDestroysDataOrMayBeASlipIsRefusedAndNamesWhatIsInTheWay) 
     const char* command;
     const char* reason;
   } kCases[] = {
-      {"erase A", "erase volume A (3 filemarks, 8 bytes)\nnext: give --yes"},
+      {"erase A", "erase volume A (3 filemarks, 8 bytes)\nnext: repeat it with --yes"},
       {"write A data --mark 0", "overwrite volume A (3 filemarks, 8 bytes)"},
       {"write A data --mark 1", "overwrite mark 1 of volume A (1 filemark, 4 bytes)"},
       {"write D data --mark 2", "write mark 2 of volume D; it is in drive:500 of library L"},
@@ -229,6 +229,7 @@ TEST_F(ToolVolume, OneToolAtATimeChangesAVolume) {
 TEST_F(ToolVolume, AFailedWriteOrReadReportsHowFarItGot) {
   expectRefused(2, "volume copy A A", "itself");
   expectRefused(2, "volume write A --mark 1 store/tapes/A/00000001", "itself");
+  expectRefused(2, "volume write A --mark 0 store/tapes/A/00000001 --yes", "itself");
   expectRefused(2, "volume write .tqlib-x data --mark 0", ".tqlib-");
   expectRefused(1, "volume write A --mark 0 --yes <&-", "cannot read the input");
   EXPECT_EQ(marks(), "0/4/true 1/4/true ");

@@ -44,8 +44,8 @@ CLI::Validator nameText() {
 
 std::string volumeNameProblem(const std::string& name) {
   if (std::string complaint = complaintAboutName(name); !complaint.empty()) return complaint;
-  const bool isOwn = name.starts_with(names::temporaryPrefix);
-  return isOwn ? "a name that begins with .tqlib- is for the tool's own folders: " + name : "";
+  const bool isOwn = name.starts_with(names::temporaryPrefix) || name.ends_with(".sha256");
+  return isOwn ? "names that begin with .tqlib- or end with .sha256 are reserved: " + name : "";
 }
 
 CLI::App& addGroup(CLI::App& app, const char* name, const char* help) {
@@ -78,7 +78,7 @@ void addConsent(CLI::App& command, bool& isGiven) {
 void requireConsent(bool isGiven, const std::string& deed) {
   if (isGiven) return;
   if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-    throw Failure("not done without consent: " + deed, "give --yes");
+    throw Failure("needs confirmation: " + deed, "repeat it with --yes");
   }
   std::cerr << deed << "? [y/N] ";
   std::string answer;

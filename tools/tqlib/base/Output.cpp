@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -83,7 +84,7 @@ std::string cellText(const Json& value) {
   if (value.is_null()) return "-";
   if (value.is_array()) return shortList(value);
   if (value.is_boolean()) return value ? "yes" : "no";
-  return value.is_number_float() ? fmt::format("{:.0f} %", value.get<double>() * 100)
+  return value.is_number_float() ? fmt::format("{:.0f} %", std::floor(value.get<double>() * 100))
                                  : value.dump();
 }
 

@@ -64,7 +64,9 @@ std::string readText(const std::string& file) {
 }
 
 std::vector<std::string> readLines(const std::string& file) {
-  std::istringstream text(readText(file));
+  std::string content = readText(file);
+  if (content.starts_with("\xEF\xBB\xBF")) content.erase(0, 3);  // a byte order mark
+  std::istringstream text(content);
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) lines.push_back(boost::trim_copy(line));
   return lines;

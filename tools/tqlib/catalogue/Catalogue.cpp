@@ -15,6 +15,7 @@
 
 #include "catalogue/Configuration.h"
 #include "catalogue/VolumeFiles.h"
+#include "common/FileContent.h"
 #include "files/Descendants.h"
 #include "files/Documents.h"
 #include "files/PairedSave.h"
@@ -229,12 +230,24 @@ std::string folded(std::string serial) {
   return serial;
 }
 
+// Parsing takes far longer than a search in the text. There a value is as it is, unless it has a
+// character that is written as "&...;", or the text is UTF-16.
+bool mayHold(const std::string& library, const std::set<std::string>& texts, bool isFolded) {
+  constexpr std::size_t kMostSearches = 100;
+  auto text = contentOf(libraryFile(library));
+  if (!text || texts.size() > kMostSearches) return true;
+  if (text->find('&') != std::string::npos || text->find('\0') != std::string::npos) return true;
+  if (isFolded) text = folded(std::move(*text));
+  return std::ranges::any_of(
+      texts, [&](const std::string& value) { return text->find(value) != std::string::npos; });
+}
+
 void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library) {
   std::set<std::string> wanted;
   for (const std::string& serial : serials) wanted.insert(folded(names::drivePrefix + serial));
-  for (const std::string& other : listedLibraries()) {
-    if (other == library) continue;
-    const ParsedFile file = parseFile(libraryFile(other));  // one that cannot be parsed has none
+  for (const std::string& other : storedLibraries()) {
+    if (other == library || !mayHold(other, wanted, true)) continue;
+    const ParsedFile file = readDocument(libraryFile(other));
     for (const DOMElement* drive : Descendants(rootOf(file.document()), names::drive)) {
       if (!wanted.contains(folded(toUtf8(drive->getAttribute(names::name))))) continue;
       throw Failure("another library has a drive of that serial number: " + other,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -122,6 +123,10 @@ bool isLibrary(const SCSIUnitFields& device);
 /// A serial number for comparisons: drives are distinguished without regard to case.
 std::string folded(std::string serial);
 
-/// Throws Failure when a listed library, other than `library`, has a drive of one of the serial
+/// Whether the file of a library may have one of these texts as a value; otherwise it need not be
+/// parsed. With `isFolded`, the texts are folded, and so is the file for the comparison.
+bool mayHold(const std::string& library, const std::set<std::string>& texts, bool isFolded = false);
+
+/// Throws Failure when a library, other than `library`, has a drive of one of the serial
 /// numbers: a call finds a drive by its number alone, in the first library that has it.
 void refuseDrivesElsewhere(const std::vector<std::string>& serials, const std::string& library);

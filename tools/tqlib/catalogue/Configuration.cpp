@@ -87,11 +87,12 @@ void useConfiguration(const std::string& config) {
   if (file.empty() && named != nullptr) file = named;
   if (file.empty()) file = "/etc/tqlib.ini";
   // Without a configuration, the calls would report a path that an operator does not know.
-  if (access(file.c_str(), R_OK) != 0) {
-    const int code = errno;
-    throw Failure(
-        std::string("no configuration: ") + systemFailure(file, code).what(),
-        code == EACCES ? "run it as the user of the emulator" : "\"tqlib init DIR\" writes one");
+  if (access(file.c_str(), R_OK) != 0 || fs::is_directory(file)) {
+    const int code = fs::is_directory(file) ? EISDIR : errno;
+    throw Failure(std::string("no configuration: ") + systemFailure(file, code).what(),
+                  code == EACCES
+                      ? "run it as the user of the emulator"
+                      : "\"tqlib init DIR\" writes one; --config or TQ_PLATFORM_CONFIG names one");
   }
   setenv(kVariable, file.c_str(), 1);
 }

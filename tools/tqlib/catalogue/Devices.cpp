@@ -46,7 +46,7 @@ Device readDrive(const DOMElement& element) {
   require(readValue(&element, names::baseAddress, drive.element.elementAddress));
   drive.record.DriveBaseAddress = drive.element.elementAddress;
   drive.element.isOccupied = isTrue(element.getAttribute(names::isOccupied));
-  if (drive.element.isOccupied) readValue(&element, names::barCode, drive.element.barCode);
+  readValue(&element, names::barCode, drive.element.barCode);
   return drive;
 }
 
@@ -99,6 +99,15 @@ std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& d
   return units;
 }
 
-std::vector<std::string> oneOrAll(const std::string& library) {
-  return library.empty() ? listedLibraries() : std::vector{library};
+std::optional<Failure> forEachLibrary(const std::string& library,
+                                      const std::function<void(const std::string&)>& use) {
+  std::optional<Failure> first;
+  for (const std::string& each : library.empty() ? listedLibraries() : std::vector{library}) {
+    try {
+      use(each);
+    } catch (const Failure& failure) {
+      if (!first) first.emplace(failure);
+    }
+  }
+  return first;
 }

@@ -1,7 +1,9 @@
 // The devices in a library file, with the hosts that see them, from one reading.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,5 +34,7 @@ const SCSIUnitFields* findHost(const Device& device, const std::string& host);
 /// What each host sees: the drives, then the library. The key is the folded name of the host.
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices);
 
-/// That library, or all listed ones when it is empty.
-std::vector<std::string> oneOrAll(const std::string& library);
+/// Calls `use` for that library, or for all listed ones when it is empty. A failure does not hide
+/// the others: the first one is returned.
+std::optional<Failure> forEachLibrary(const std::string& library,
+                                      const std::function<void(const std::string&)>& use);

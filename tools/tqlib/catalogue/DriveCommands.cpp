@@ -1,4 +1,4 @@
-// tqlib drive, device and host: drives are added to a library, edited and removed from it, and
+// tqlib drive, device and host: drives are added to a library, and removed from it, and
 // reports show what a drive holds, which hosts there are, and which devices a host sees.
 #include <algorithm>
 #include <iostream>
@@ -22,7 +22,7 @@ struct Options {
 
 const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
   for (const Device& drive : devices.drives) {
-    if (drive.record.SerialNumber == serial) return drive;
+    if (folded(drive.record.SerialNumber) == folded(serial)) return drive;
   }
   const std::string& library = devices.library.record.SerialNumber;
   throw Failure(fmt::format("library {} has no drive {}", library, serial),
@@ -158,7 +158,7 @@ void removeDrive(const Options& options, const Session& session) {
       throw Failure(fmt::format("host {} does not see drive {}", host, serial));
     }
     isGone = host.empty() || drive.hosts.size() == 1;
-    if (isGone && drive.element.isOccupied && !options.force) {
+    if (isGone && (drive.element.isOccupied || !drive.element.barCode.empty()) && !options.force) {
       throw Failure(
           fmt::format("cannot remove drive {}: {}", serial, contentText(drive.element)),
           fmt::format("\"tqlib unload {} drive:{}\" unloads it; --force removes it with its medium",
@@ -176,7 +176,7 @@ void removeDrive(const Options& options, const Session& session) {
 
 void listDrives(const Options& options, const Session& session) {
   Json list = Json::array();
-  for (const std::string& library : oneOrAll(options.library)) {
+  const auto failure = forEachLibrary(options.library, [&](const std::string& library) {
     for (const Device& drive : devicesIn(library).drives) {
       const LibElement& element = drive.element;
       Json& values =
@@ -185,23 +185,26 @@ void listDrives(const Options& options, const Session& session) {
       values.update({{"occupied", element.isOccupied}, {"barcode", element.barCode}});
       for (const SCSIUnitFields& host : drive.hosts) values["hosts"].push_back(host.MAName);
     }
-  }
+  });
+  if (failure && list.empty()) throw Failure(*failure);
   printList(session.json, {}, "drives", list,
             {"library", "serial", "element", "occupied", "barcode", "hosts"});
+  if (failure) throw Failure(*failure);
 }
 
 void listHosts(const NoOptions&, const Session& session) {
   std::map<std::string, Json> hosts;
-  for (const std::string& library : listedLibraries()) {
+  const auto failure = forEachLibrary("", [&](const std::string& library) {
     for (const auto& [key, units] : unitsByHost(devicesIn(library))) {
       Json& host = hosts.emplace(key, Json{{"host", units.front().MAName}}).first->second;
       host["libraries"].push_back(library);
       host["devices"] = host.value("devices", std::size_t{0}) + units.size();
     }
-  }
+  });
   Json list = Json::array();
   for (const auto& [key, host] : hosts) list.push_back(host);
   printList(session.json, {}, "hosts", list, {"host", "libraries", "devices"});
+  if (failure) throw Failure(*failure);
 }
 
 // The API succeeds without a list, and, with a text, when the drive's barcode cannot be read.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <regex>
 
+#include <boost/algorithm/string/trim.hpp>
 #include <fnmatch.h>
 
 #include "base/Streams.h"
@@ -73,8 +74,8 @@ std::vector<LibElement> wantedElements(const Options& options, const Inventory& 
   std::vector<LibElement> wanted;
   if (const auto span = spanOf(options.elements)) {
     if (span->last - span->first >= kMostElements) tooMany();
-    for (int address = span->first; address <= span->last; ++address) {
-      wanted.push_back({span->type, address, true, false, ""});
+    for (int i = 0; i <= span->last - span->first; ++i) {
+      wanted.push_back({span->type, span->first + i, true, false, ""});
     }
   } else {
     wanted.push_back(inventory.locate(options.elements));
@@ -95,7 +96,9 @@ std::vector<LibElement> wantedElements(const Options& options, const Inventory& 
 void requireReplaceable(const LibElement& known, const LibElement& wanted, bool replace) {
   if (!known.isOccupied || !wanted.isOccupied || known.barCode == wanted.barCode) return;
   if (!replace) {
-    throw Failure(contentText(known), "with --replace, the catalogue forgets that medium");
+    throw Failure(
+        contentText(known),
+        fmt::format("--replace takes {} out of the catalogue; its volume stays", known.barCode));
   }
   // The API never replaces a text by one that is the name of its own XML element.
   if (!known.barCode.empty() && folded(wanted.barCode) == folded(toUtf8(names::barCode))) {
@@ -141,17 +144,18 @@ void requireUniqueMedia(const std::vector<LibElement>& wanted, const Inventory& 
     places.emplace(element.elementType, element.elementAddress);
     if (!element.isOccupied) continue;
     const std::string& barcode = element.barCode;
-    if (const std::string problem = volumeNameProblem(barcode); !problem.empty()) {
-      throw Failure(fmt::format("not a barcode: {}", problem));
-    }
+    std::string problem = volumeNameProblem(barcode);
+    if (boost::trim_copy(barcode) != barcode) problem = "white space around it: " + barcode;
+    if (problem.empty() && spanOf(barcode)) problem = "it is the name of an element: " + barcode;
+    if (!problem.empty()) throw Failure("not a barcode: " + problem);
     if (!barcodes.insert(barcode).second) throw Failure(barcode + " is given twice");
   }
   for (const LibElement& element : inventory.elements()) {
     const bool isSet = places.contains({element.elementType, element.elementAddress});
     if (isSet || !element.isOccupied || !barcodes.contains(element.barCode)) continue;
     throw Failure(fmt::format("{} is in {}", element.barCode, elementName(element)),
-                  fmt::format("\"tqlib move {} {} ELEMENT\" moves it", inventory.library(),
-                              elementName(element)));
+                  fmt::format("\"tqlib move {} {} {}\" moves it", shellWord(inventory.library()),
+                              elementName(element), elementName(wanted.front())));
   }
   if (!barcodes.empty()) refuseMediaElsewhere(barcodes, inventory.library());
 }
@@ -191,6 +195,7 @@ void listElements(const Options& options, const Session& session) {
 void setElements(const Options& options, const Session& session) {
   const std::vector<std::string> barcodes = givenBarcodes(options);
   std::vector<LibElement> wanted;
+  std::vector<std::string> forgotten;
   asOneStep([&] {
     const Inventory inventory(options.library);
     wanted = wantedElements(options, inventory, barcodes);
@@ -201,6 +206,8 @@ void setElements(const Options& options, const Session& session) {
         created.push_back(element);
       } else {
         requireReplaceable(*known, element, options.replace);
+        const bool isSame = known->barCode == element.barCode;
+        if (known->isOccupied && !isSame) forgotten.push_back(known->barCode);
       }
     }
     requireCreatable(created, inventory, options.isNew);
@@ -209,18 +216,20 @@ void setElements(const Options& options, const Session& session) {
       return emulator.SetVirtualLibraryElement(options.library, wanted, false);
     });
   });
+  const std::string before = forgotten.empty() ? "" : "; before: " + shortList(forgotten);
   Json values{{"library", options.library}};
   if (wanted.size() == 1) {
     const LibElement& element = wanted.front();
     values.update({{"element", elementName(element)},
                    {"occupied", element.isOccupied},
                    {"barcode", element.barCode}});
-    return printResult(session.json, values, contentText(element));
+    return printResult(session.json, values, contentText(element) + before);
   }
   for (const LibElement& element : wanted) values["elements"].push_back(elementJson(element));
   const std::string content =
       options.empty ? "empty" : fmt::format("{} to {}", barcodes.front(), barcodes.back());
-  printResult(session.json, values, fmt::format("{} elements set: {}", wanted.size(), content));
+  printResult(session.json, values,
+              fmt::format("{} elements set: {}{}", wanted.size(), content, before));
 }
 
 void removeElements(const Options& options, const Session& session) {
@@ -232,7 +241,8 @@ void removeElements(const Options& options, const Session& session) {
         throw UsageError(elementName(element) + " is a drive; \"tqlib drive remove\" removes it");
       }
       if (element.isOccupied && !options.force) {
-        throw Failure(contentText(element), "with --force, the catalogue forgets that medium");
+        throw Failure(contentText(element),
+                      "--force takes its medium out of the catalogue, too; its volume stays");
       }
     }
     change("cannot remove " + options.elements, [&](TqLibEmulator& emulator) {
@@ -274,7 +284,7 @@ void addElementCommands(CLI::App& app, Session& session) {
           "Consecutive barcodes, such as A{00001..00060}L8");
   set.add_flag("--empty", setting.empty, "They hold no medium");
   set.add_flag("--replace", setting.replace,
-               "Also where another medium is, which the catalogue forgets");
+               "Also where another medium is, which is taken out of the catalogue");
   set.add_flag(
       "--new", setting.isNew,
       "Also shelves and slots that do not exist; hosts see only those that the library announces");
@@ -285,7 +295,8 @@ void addElementCommands(CLI::App& app, Session& session) {
                  removeElements);
   addLibraryOperand(remove, removal.library);
   remove.add_option("ELEMENT", removal.elements, kElementsHelp)->required();
-  remove.add_flag("--force", removal.force, "Also full ones; the catalogue forgets their media");
+  remove.add_flag("--force", removal.force,
+                  "Remove full elements, too, and take their media out of the catalogue");
 
   addMediaCommands(app, group, session);
 }

@@ -8,6 +8,7 @@
 
 #include <fmt/ranges.h>
 
+#include "base/Output.h"
 #include "catalogue/Configuration.h"
 #include "common/FileContent.h"
 
@@ -33,17 +34,6 @@ Failure noSuchElement(const std::string& library, const std::string& text) {
   return Failure(fmt::format("library {} has no {}", library, text),
                  fmt::format("\"tqlib elements {}\" lists the elements", library),
                  kElementNotFound);
-}
-
-/// Whether a library file may have one of the barcodes. Parsing takes far longer than a search in
-/// the text, where a barcode is as it is, unless something in it is written as "&...;".
-bool mayHold(const std::string& library, const std::set<std::string>& barcodes) {
-  constexpr std::size_t kMostSearches = 100;
-  const auto text = contentOf(libraryFile(library));
-  return !text || barcodes.size() > kMostSearches || text->find('&') != std::string::npos ||
-         std::ranges::any_of(barcodes, [&](const std::string& barcode) {
-           return text->find(barcode) != std::string::npos;
-         });
 }
 
 }  // namespace
@@ -107,12 +97,17 @@ std::string contentText(const LibElement& element) {
 Inventory::Inventory(const std::string& library)
     : m_library(library), m_elements(inventory(library)) {
   for (LibElement& element : m_elements) {
-    m_places.emplace(std::pair(element.elementType, element.elementAddress), &element);
+    const std::pair place(element.elementType, element.elementAddress);
+    if (!m_places.emplace(place, &element).second && place.second >= 0) m_doubled.insert(place);
   }
 }
 
 const LibElement* Inventory::find(int type, int address) const {
   const auto found = m_places.find({type, address});
+  if (m_doubled.contains({type, address})) {
+    throw Failure(fmt::format("two elements are {}", elementName(*found->second)),
+                  fmt::format("\"tqlib check {}\" shows what to do", shellWord(m_library)));
+  }
   return found == m_places.end() ? nullptr : found->second;
 }
 
@@ -132,9 +127,11 @@ const LibElement& Inventory::locate(const std::string& text) const {
     throw Failure(fmt::format("library {} has no {}", m_library, text),
                   fmt::format("\"tqlib drive list {}\" lists the drives", m_library));
   }
-  if (std::ranges::any_of(kTypes,
-                          [&](const auto& known) { return text.starts_with(known.first + ":"); })) {
-    throw UsageError(fmt::format("not an element: \"{}\"", text));
+  if (text.empty() || std::ranges::any_of(kTypes, [&](const auto& known) {
+        return text.starts_with(known.first + ":");
+      })) {
+    throw UsageError(
+        fmt::format("neither an element nor a range with the lower address first: \"{}\"", text));
   }
   std::vector<std::string> places;
   const LibElement* found = nullptr;
@@ -146,7 +143,8 @@ const LibElement& Inventory::locate(const std::string& text) const {
   if (places.size() == 1) return *found;
   if (found == nullptr) {
     throw Failure(fmt::format("library {} has no medium {}", m_library, text),
-                  fmt::format("\"tqlib find {}\" looks in all libraries", text));
+                  fmt::format("write {}; or \"tqlib find {}\" looks in all libraries", kElementHelp,
+                              shellWord(text)));
   }
   throw Failure(fmt::format("{} is in {}", text, fmt::join(places, " and in ")),
                 "name the element; \"tqlib check\" shows media that are in two places");
@@ -177,7 +175,8 @@ const LibElement& Inventory::firstEmpty(int type) const {
   for (const auto& [place, element] : m_places) {
     if (place.first == type && place.second >= 0 && !element->isOccupied) return *element;
   }
-  throw Failure(fmt::format("library {} has no empty {}", m_library, elementTypeWord(type)));
+  throw Failure(fmt::format("library {} has no empty {}", m_library, elementTypeWord(type)),
+                fmt::format("\"tqlib map {}\" shows what is where", shellWord(m_library)));
 }
 
 void requireMovable(const LibElement& from, const LibElement& to) {
@@ -191,12 +190,13 @@ void requireMovable(const LibElement& from, const LibElement& to) {
 std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,
                                   std::vector<std::string>* unread) {
   std::vector<MediumPlace> places;
-  for (const std::string& library : listedLibraries()) {
+  for (const std::string& library : storedLibraries()) {
     if (library == except || !mayHold(library, barcodes)) continue;
     try {
       for (const LibElement& element : inventory(library)) {
         if (barcodes.contains(element.barCode)) places.push_back({library, element});
       }
+    } catch (const RemovedLibrary&) {  // it has none
     } catch (const Failure&) {
       if (unread != nullptr) unread->push_back(library);
     }
@@ -204,12 +204,23 @@ std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const s
   return places;
 }
 
-void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library) {
-  const std::vector<MediumPlace> places = placesOf(barcodes, library);
+void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library,
+                          const std::string& next) {
+  std::vector<std::string> unread;
+  const std::vector<MediumPlace> places = placesOf(barcodes, library, &unread);
+  if (!unread.empty()) {
+    throw Failure(
+        fmt::format("library {} cannot be read, and may have that medium", unread.front()),
+        !next.empty()
+            ? next
+            : fmt::format("\"tqlib check {}\" shows what is wrong", shellWord(unread.front())));
+  }
   if (places.empty()) return;
   const auto& [other, element] = places.front();
   throw Failure(
       fmt::format("{} is in {} of library {}", element.barCode, elementName(element), other),
-      fmt::format("take it out there first: \"tqlib element set {} {} --empty\"", other,
-                  elementName(element)));
+      !next.empty()
+          ? next
+          : fmt::format("\"tqlib element set {} {} --empty\" takes it out of that library",
+                        shellWord(other), elementName(element)));
 }

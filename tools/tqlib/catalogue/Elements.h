@@ -1,7 +1,7 @@
 // Elements as operators write them, and what is in them.
 //
 // An element is "slot:1000", "mail:10", "drive:500" or "shelf:1", with its element address. Where
-// an element is expected, "drive:SERIAL" and the barcode of the medium in it will do as well.
+// an element is expected, "drive:SERIAL" and the barcode of the medium in it can be used instead.
 #pragma once
 
 #include <map>
@@ -91,22 +91,25 @@ private:
   const std::string m_library;
   std::vector<LibElement> m_elements;
   std::map<std::pair<int, int>, LibElement*> m_places;  // by type and address
+  std::set<std::pair<int, int>> m_doubled;              // with several elements
   mutable std::vector<Device> m_drives;                 // read when first needed
 };
 
 /// Throws Failure, with what is in the way, unless the medium in `from` can go to `to`.
 void requireMovable(const LibElement& from, const LibElement& to);
 
-/// A medium of a listed library.
+/// A medium of a library.
 struct MediumPlace {
   std::string library;
   LibElement element;
 };
 
-/// All places of these barcodes in the listed libraries but `except`. A library that cannot be read
+/// All places of these barcodes in the libraries but `except`. A library that cannot be read
 /// is left out; its name is added to `unread` unless that is null.
 std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,
                                   std::vector<std::string>* unread = nullptr);
 
-/// Throws Failure when one of the barcodes is in another listed library than `library`.
-void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library);
+/// Throws Failure when one of the barcodes is in another library than `library`, or may be in one
+/// that cannot be read. `next` is what the operator can do, unless it is to empty that element.
+void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library,
+                          const std::string& next = "");

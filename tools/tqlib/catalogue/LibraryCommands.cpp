@@ -1,6 +1,10 @@
 // tqlib library list, show and remove.
+#include <unistd.h>
+
 #include <algorithm>
 #include <optional>
+
+#include <boost/algorithm/string/trim.hpp>
 
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Devices.h"
@@ -75,8 +79,8 @@ void listLibraries(const NoOptions&, const Session& session) {
 
 void addIdentity(const SCSIUnitFields& library, Json& values, std::vector<Row>& rows) {
   addFields(values, library, kIdentity);
-  rows.push_back({"identity:", fmt::format("{} {} {}", library.Manufacturer, library.Model,
-                                           library.FirmwareRevision)});
+  rows.push_back({"identity:", boost::trim_copy(library.Manufacturer + ' ' + library.Model + ' ' +
+                                                library.FirmwareRevision)});
   for (const ElementRange& range : kRanges) {
     const int count = library.*range.count;
     const int base = library.*range.base;
@@ -155,15 +159,17 @@ bool removeUnit(const std::string& library, const std::string& host, bool purge)
   return isLast;
 }
 
-/// Asks before the file is deleted. A library that cannot be read may be deleted as well.
-void askToPurge(const std::string& library) {
+/// Asks before places of media are forgotten. A library that cannot be read may be removed as well.
+void askToRemove(const std::string& library) {
   if (!isListed(library)) requireLibrary(library);
   std::string content = "cannot be read";
   try {
     const auto media = std::ranges::count(inventory(library), true, &LibElement::isOccupied);
     content = fmt::format("has {}; their volumes stay",
                           counted(static_cast<std::size_t>(media), "medium"));
-  } catch (const Failure&) {
+  } catch (const RemovedLibrary&) {
+    content = "was removed before";
+  } catch (const Failure&) {  // its media are not known
   }
   requireConsent(false, fmt::format("delete library {}, which {}", library, content));
 }
@@ -173,7 +179,8 @@ void removeLibrary(const Options& options, const Session& session) {
   const std::string& host = options.host;
   const bool purge = options.purge;
   bool isRemoved = true;
-  if (purge && !options.yes) askToPurge(library);
+  const bool isAsked = purge || (host.empty() && isatty(STDIN_FILENO) == 1);
+  if (isAsked && !options.yes) askToRemove(library);
   asOneStep([&] {
     if (host.empty()) return removeWhole(library, purge);
     isRemoved = removeUnit(library, host, purge);
@@ -186,8 +193,9 @@ void removeLibrary(const Options& options, const Session& session) {
   if (isRemoved) {
     const std::string outcome =
         purge ? "is deleted"
-              : fmt::format("stays and prevents a new library of that name until {} deletes it",
-                            purgeCommand(library));
+              : fmt::format(
+                    "stays, empty, and prevents a new library of that name until {} deletes it",
+                    purgeCommand(library));
     text = fmt::format("library {} removed; its file {}: {}", library, outcome, file);
   }
   printResult(session.json, values, text);

@@ -38,7 +38,9 @@ void callMove(const std::string& library, const Move& move) {
   } catch (const Failure& failure) {
     const Inventory now(library);
     requireMovable(now.locate(elementName(from)), now.locate(elementName(to)));
-    if (failure.code != kSourceEmpty && failure.code != kDestinationOccupied) throw;
+    const bool isRefused =
+        std::string(failure.what()).find("Failed to move element") != std::string::npos;
+    if (!isRefused && failure.code != kSourceEmpty && failure.code != kDestinationOccupied) throw;
     throw Failure(what + ": one of them is marked empty but has a barcode, or has none",
                   fmt::format("\"tqlib check {}\" shows which", library));
   }
@@ -62,7 +64,8 @@ Move moveByContent(const Options& options, Way way) {
     const LibElement& from = inventory.locate(options.from);
     const bool isInDrive = from.elementType == LIB_ELEM_DRIVE;
     if (way != Way::Any && isInDrive != (way == Way::Unload)) {
-      throw Failure(fmt::format("{} is {}a drive", elementName(from), isInDrive ? "" : "not "));
+      throw Failure(isInDrive ? fmt::format("{} is in {} already", options.from, elementName(from))
+                              : elementName(from) + " is not a drive");
     }
     const int type = way == Way::Load ? LIB_ELEM_DRIVE : LIB_ELEM_SLOT;
     const LibElement& to =
@@ -112,7 +115,8 @@ void moveByFile(const Options& options, const Session& session) {
         changed.insert(changed.end(), {move.first, move.second});
         moves.push_back(moveJson(move));
       } catch (const Failure& failure) {
-        throw Failure(fmt::format("line {}: {}", number, failure.what()), failure.next);
+        throw Failure(fmt::format("{}, line {}: {}", options.file, number, failure.what()),
+                      failure.next);
       }
     }
     if (changed.empty()) return;
@@ -180,7 +184,8 @@ void findMedia(const FindOptions& options, const Session& session) {
               {"barcode", "library", "element", "filemarks", "bytes"});
   }
   if (!missing.empty()) {
-    throw Failure(fmt::format("no medium and no volume: {}", fmt::join(missing, ", ")));
+    throw Failure(fmt::format("no medium and no volume: {}", fmt::join(missing, ", ")),
+                  "\"tqlib elements LIBRARY --barcode 'A*'\" takes patterns");
   }
   if (!unread.empty()) {
     throw Failure(
@@ -219,11 +224,12 @@ void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session) {
                   "tqlib load LIB001 A00001 && tqlib unload LIB001 drive:500"},
                  unloadMedium);
   addLibraryOperand(unload, unloading.library);
-  unload.add_option("FROM", unloading.from, std::string("The drive: ") + kElementHelp)->required();
+  unload.add_option("FROM", unloading.from, "drive:N, drive:SERIAL or the barcode of its medium")
+      ->required();
   unload.add_option("TO", unloading.to, "Where it goes (else the first empty slot)");
 
   const auto [find, finding] = addCommand(
       app, session, {"find", "Find media by barcode, in all libraries", "tqlib find A00001 A00002"},
       findMedia);
-  find.add_option("BARCODE", finding.barcodes, "Barcodes")->required();
+  find.add_option("BARCODE", finding.barcodes, "Barcodes")->required()->check(catalogueText());
 }

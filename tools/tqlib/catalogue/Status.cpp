@@ -69,10 +69,10 @@ void getStatus(const Options& options, const Session& session) {
 
 void listStatus(const Options& options, const Session& session) {
   Json list = Json::array();
-  for (const std::string& library : oneOrAll(options.library)) {
+  const auto failure = forEachLibrary(options.library, [&](const std::string& library) {
     const ParsedFile file = readLibraryFile(library);
     const auto* record = Descendants(rootOf(file.document()), names::scsiStatus).first();
-    if (record == nullptr) continue;
+    if (record == nullptr) return;
     const auto number = [&](const XMLCh* name) {
       return std::atoi(toUtf8(record->getAttribute(name)).c_str());
     };
@@ -84,8 +84,10 @@ void listStatus(const Options& options, const Session& session) {
     values.update(statusJson(status));
     values.update({{"report", statusText(status)}, {"seconds", left}});
     values["reports"] = count > 0 ? Json(count) : Json();
-  }
+  });
+  if (failure && list.empty()) throw Failure(*failure);
   printList(session.json, {}, "injections", list, {"library", "report", "reports", "seconds"});
+  if (failure) throw Failure(*failure);
 }
 
 void clearStatus(const Options& options, const Session& session) {

@@ -67,7 +67,7 @@ inline constexpr struct Faults {
   Fault otherName{"library-identity", Error, "the library's Name is \"{}\" instead of \"{}\""};
   Fault expiredStatus{"expired-status", Warning,
                       "the injected status has expired, and is reported once more",
-                      "\"tqlib status get {library}\" uses it up"};
+                      "\"tqlib status clear {library}\" removes it"};
 
   // Of an element
   Fault driveSerial{"drive-identity", Error,
@@ -91,7 +91,7 @@ inline constexpr struct Faults {
       "doubled-barcode", Error, "the barcode {} is also in {}",
       "look which of them it is in; \"tqlib element set {library} {element} --empty\" empties one"};
   Fault mediumWithoutVolume{"medium-without-volume", Note, "the medium {} has no volume",
-                            "nothing, when it is new; else bring its volume back"};
+                            "none if the medium is new; else restore its volume"};
 
   // Of the volumes
   Fault unreadableTapeFolder{

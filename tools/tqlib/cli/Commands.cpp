@@ -24,11 +24,11 @@ namespace {
 constexpr char kHead[] = R"(.SH NAME
 tqlib \- virtual tape libraries: their catalogue and their volumes
 .SH SYNOPSIS
-\fBtqlib\fR [\fIoptions\fR] \fInoun verb\fR [\fIarguments\fR]
+\fBtqlib\fR [\fIoptions\fR] \fIcommand\fR [\fIarguments\fR]
 .SH DESCRIPTION
 The catalogue holds libraries: medium changers with drives, storage slots, import/export slots and
 shelves, and the hosts that see them. The data of each medium is in a volume, a folder that has the
-name of the barcode. A command is a noun and a verb, then the library, then its elements, written
+name of the barcode. An element is written
 \fBslot:\fRN, \fBmail:\fRN, \fBdrive:\fRN and \fBshelf:\fRN with N the element address.
 .PP
 An emulator may work on the same catalogue at the same time: each waits for the other's changes.
@@ -37,11 +37,11 @@ An emulator may work on the same catalogue at the same time: each waits for the 
 constexpr char kTail[] = R"(.SH EXIT STATUS
 .TP
 .B 0
-Done; for \fBcheck\fR: nothing was found.
+Done; for \fBcheck\fR: no errors and no warnings.
 .TP
 .B 1
 Refused or failed. A refusal changes nothing; after a volume write that failed, what was written
-stays; for \fBcheck\fR: something was found.
+stays; for \fBcheck\fR: there are errors or warnings.
 .TP
 .B 2
 Wrong usage; nothing was changed.

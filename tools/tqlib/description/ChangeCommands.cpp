@@ -48,7 +48,9 @@ void edit(const Options& options, const Session& session) {
   SCSIUnit record;
   asOneStep([&] {
     const std::vector<SCSIUnitNoMap> seen = devicesOf(library, host);
-    const auto found = std::ranges::find(seen, serial, &SCSIUnitNoMap::SerialNumber);
+    const auto found = std::ranges::find_if(seen, [&](const SCSIUnitNoMap& device) {
+      return isLibrary(device) != isDrive && folded(device.SerialNumber) == folded(serial);
+    });
     if (found == seen.end()) {
       throw Failure(fmt::format("library {} has no {} that {} sees", library, serial,
                                 host.empty() ? "a host" : "host " + host),
@@ -57,7 +59,8 @@ void edit(const Options& options, const Session& session) {
     record = *found;
     std::erase_if(record.DriveIdentifierMap, [](const auto& drive) { return drive.first < 1; });
     const bool hasAddressing = takeOver(options, kAddressing, record);
-    if (hasAddressing && host.empty()) throw UsageError("give --host: each has its own values");
+    if (hasAddressing && host.empty())
+      throw UsageError("give --host: each host has its own path and address");
     if (!takeOver(options, kIdentity, record) && !hasAddressing) {
       throw UsageError("give what to change, such as --model");
     }
@@ -80,11 +83,11 @@ DOMElement* newSlot(DOMDocument& document, int type, int address) {
   return slot;
 }
 
-void resizeRange(DOMDocument& document, SCSIUnitFields& library, const ElementRange& range,
-                 int count) {
-  const int before = std::exchange(library.*range.count, count);
+void resizeRange(DOMDocument& document, const SCSIUnitFields& library, const ElementRange& range,
+                 int before) {
+  const int count = library.*range.count;
   const int base = library.*range.base;
-  checkRanges(library);
+  if (count == before) return;
   const LibraryContent content = readLibrary(document);
   std::map<int, xercesc::DOMNode*> present;  // at the addresses that come or go
   std::vector<std::string> full;
@@ -98,7 +101,8 @@ void resizeRange(DOMDocument& document, SCSIUnitFields& library, const ElementRa
     if (element.type != range.type && count < before) continue;
     if (element.type != range.type) throw Failure(name + " has an address that the slots need");
     present[*element.address] = element.node;
-    if (element.isOccupied) full.push_back(fmt::format("{} holds {}", name, element.barcode));
+    if (element.isOccupied || !element.barcode.empty())
+      full.push_back(fmt::format("{} holds {}", name, element.barcode));
   }
   if (count < before && !full.empty()) {
     throw Failure("cannot remove full slots: " + shortList(full),
@@ -125,8 +129,12 @@ void resize(const Options& options, const Session& session) {
   SCSIUnitFields record;
   changeFile(libraryFile(library), nullptr, [&](DOMDocument& document) {
     record = devicesIn(&document, library).library.record;
-    if (options.mailSlots) resizeRange(document, record, kMailRange, *options.mailSlots);
-    if (options.slots) resizeRange(document, record, kSlotRange, *options.slots);
+    const SCSIUnitFields before = record;
+    record.SlotCount = options.slots.value_or(record.SlotCount);
+    record.IEPortCount = options.mailSlots.value_or(record.IEPortCount);
+    checkRanges(record);
+    resizeRange(document, record, kMailRange, before.IEPortCount);
+    resizeRange(document, record, kSlotRange, before.SlotCount);
     return true;
   });
   printResult(
@@ -142,7 +150,7 @@ Command<Options> addEdit(CLI::App& app, const char* group, Session& session, con
   addLibraryOperand(added.app, added.options.library);
   addDeviceOptions(added.app, added.options.device, "The new ");
   addText(added.app, "--host", added.options.device.MAName,
-          "The host that uses this path and so on");
+          "The host whose path, port, bus, target or LUN changes");
   return added;
 }
 

@@ -5,6 +5,8 @@
 
 #include <map>
 
+#include <boost/algorithm/string/trim.hpp>
+
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
 
@@ -88,8 +90,8 @@ LibraryMap readMap(const std::string& library, const std::string& elements) {
   const std::vector<LibElement> shown =
       elements.empty() ? inventory(library) : Inventory(library).within(elements);
   const LibraryDevices devices = devicesIn(library);
-  map.identity =
-      fmt::format("{} {}", devices.library.record.Manufacturer, devices.library.record.Model);
+  const SCSIUnitFields& record = devices.library.record;
+  map.identity = boost::trim_copy(record.Manufacturer + ' ' + record.Model);
   std::map<int, std::string> serials;
   for (const Device& drive : devices.drives) {
     serials[drive.element.elementAddress] = drive.record.SerialNumber;

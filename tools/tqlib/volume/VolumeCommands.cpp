@@ -58,8 +58,13 @@ void widenPipe(int descriptor) {
 
 void refuseOwnFile(const std::string& file, const fs::path& markFile) {
   std::error_code ignored;  // a file that does not exist is not the mark's
-  if (!isStandardStream(file) && fs::equivalent(file, markFile, ignored)) {
-    throw UsageError("the file is the filemark itself: " + file);
+  if (isStandardStream(file)) return;
+  // A write to filemark 0 erases all others first.
+  const fs::path folder = fs::absolute(file).parent_path();
+  if (fs::equivalent(file, markFile, ignored) ||
+      (markNumber(markFile.filename()) == 0 &&
+       fs::equivalent(folder, markFile.parent_path(), ignored))) {
+    throw UsageError("the file is in the volume itself: " + file);
   }
 }
 
@@ -131,7 +136,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 void requireKnownName(const Options& options, const fs::path& folder) {
   if (options.isNew || fs::is_directory(folder) || !placesOf({options.volume}, "").empty()) return;
   throw Failure("no volume and no medium has the name " + options.volume,
-                "look at the name again; with --new, the volume is made");
+                "check the name, or create the volume with --new");
 }
 
 /// " (3 filemarks, 1234 bytes)": all that the folder of a volume holds, or one filemark if `mark`
@@ -200,9 +205,9 @@ void refuseBinary(const Options& options, std::span<const char> block) {
     return std::iscntrl(c) != 0 && std::isspace(c) == 0;
   };
   if (options.force || !isShown || std::ranges::none_of(block, isBinary)) return;
-  throw Failure(fmt::format("volume {}, mark {} is no text, and is not printed on a terminal",
+  throw Failure(fmt::format("volume {}, mark {} is not text, and is not printed on a terminal",
                             options.volume, options.mark),
-                fmt::format("\"tqlib volume read {0} --mark {1} {0}.{1}\" makes a file of it; "
+                fmt::format("\"tqlib volume read {0} --mark {1} {0}.{1}\" writes it to a file; "
                             "--force prints it",
                             shellWord(options.volume), options.mark));
 }
@@ -260,7 +265,7 @@ void removeVolume(const Options& options, const Session& session) {
   if (!fs::exists(checksumFile(options.volume))) requireVolume(options.volume);
   const fs::path folder = volumeRoot() / options.volume;
   refuseLink(folder);
-  if (!options.force) refuseMediaElsewhere({options.volume}, "");
+  if (!options.force) refuseMediaElsewhere({options.volume}, "", kForceNext);
   const VolumeLock lock(options.volume);
   requireVolumeConsent(options.yes, "remove volume " + options.volume + dataText(folder), true,
                        {options.volume});
@@ -346,7 +351,8 @@ void addVolumeCommands(CLI::App& app, Session& session) {
       *group, session, {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"},
       readVolume);
   addTransfer(read, "Where the data goes; standard output when not given or -");
-  read.app.add_flag("--force", read.options.force, "Print also what is no text on a terminal");
+  read.app.add_flag("--force", read.options.force,
+                    "Print data that is not text on a terminal, too");
   addVolumeCopy(*group, session);
   addVolumeVerify(*group, session);
   const auto erase =

@@ -141,10 +141,8 @@ void verifyVolume(const std::string& volume, const Session& session) {
   requireVolume(volume);
   const Checksums checksums = loadChecksums(volume);
   if (checksums.empty()) {
-    throw Failure(
-        fmt::format("volume {} has no checksums", volume),
-        fmt::format("write with --checksum: \"tqlib volume write {} --mark N --checksum\"",
-                    volume));
+    throw Failure(fmt::format("volume {} has no checksums", volume),
+                  "only filemarks that are written with --checksum have one");
   }
   watchForInterruption();
   const auto calculated = fs::last_write_time(checksumFile(volume));
