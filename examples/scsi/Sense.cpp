@@ -1,0 +1,83 @@
+// The one place where codes of the API and injected statuses become sense data.
+#include "Sense.h"
+
+#include <map>
+
+#include "Bytes.h"
+
+namespace scsi {
+
+Sense withResidue(Sense sense, long long residue) {
+  sense.information = residue;
+  return sense;
+}
+
+// A code that is not here is a fault of the installation, such as a damaged catalogue or a folder
+// without permission. No other command or medium helps, so it is a HARDWARE ERROR.
+Sense senseOf(const MMS2BaseError& object) {
+  static const std::map<int, Sense> senses = {
+      {40006, kDestinationFull},
+      {40018, kSourceEmpty},
+      {50009, kInvalidAddress},
+      {764, kWriteError},  // the file of a filemark cannot be opened; also set by a read
+      {767, kWriteError},
+      {785, kEndOfTape},  // if the block is incomplete; see
+                          // Tape::write()
+      {979, kReadError},
+      {993, {0x3, 0x30, 0x00}},  // incompatible medium: the barcode
+                                 // cannot name a folder
+  };
+  const auto found = senses.find(object.getErrorCode());
+  return found == senses.end() ? kTargetFailure : found->second;
+}
+
+// Hosts decide by the key whether to wait, to send the command again, or to give up. The standard
+// allows one key, at most two, for most codes; this is the usual one.
+Sense senseOf(int asc, int ascq) {
+  static const std::map<int, int> keys = {
+      {0x04, 0x2},
+      {0x30, 0x3},
+      {0x3A, 0x2},  // NOT READY, wait or load
+      {0x0C, 0x3},
+      {0x11, 0x3},
+      {0x14, 0x3},
+      {0x15, 0x3},
+      {0x31, 0x3},  // MEDIUM ERROR, take
+                    // another
+      {0x1A, 0x5},
+      {0x20, 0x5},
+      {0x21, 0x5},
+      {0x24, 0x5},
+      {0x25, 0x5},  // ILLEGAL REQUEST, give up
+      {0x26, 0x5},
+      {0x2C, 0x5},
+      {0x39, 0x5},
+      {0x3B, 0x5},
+      {0x28, 0x6},
+      {0x29, 0x6},
+      {0x2A, 0x6},
+      {0x3F, 0x6},
+      {0x5A, 0x6},  // UNIT ATTENTION, repeat
+      {0x27, 0x7},  // DATA PROTECT
+      {0x5D, 0x1},  // RECOVERED ERROR, go on
+  };
+  if (asc == 0) return {0, 0, ascq};
+  if (asc == 0x53 && ascq == kRemovalPrevented.ascq) return kRemovalPrevented;
+  const auto found = keys.find(asc);
+  return {found == keys.end() ? kTargetFailure.key : found->second, asc, ascq};
+}
+
+std::vector<unsigned char> fixedFormat(const Sense& sense) {
+  std::vector<unsigned char> bytes(18);
+  bytes[0] = sense.information ? 0xF0 : 0x70;
+  const int flags = (sense.filemark ? 0x80 : 0) | (sense.endOfMedium ? 0x40 : 0) |
+                    (sense.incorrectLength ? 0x20 : 0);
+  put(bytes, 2, 1, flags | sense.key);
+  put(bytes, 3, 4, sense.information.value_or(0));  // negative: a block was longer than asked for
+  bytes[7] = 10;                                    // bytes that follow
+  put(bytes, 12, 1, sense.asc);
+  put(bytes, 13, 1, sense.ascq);
+  return bytes;
+}
+
+}  // namespace scsi

@@ -1,0 +1,83 @@
+// The tape in a drive: blocks and filemarks on a volume of the API, and a position between them.
+//
+// File N of a volume holds the bytes between filemark N - 1 and filemark N. So a tape with two
+// filemarks has three files, of which the last one may be empty: it only stores that the second
+// filemark is there. Sizes and block lengths are read when the tape is loaded and kept, because
+// nobody else may write to the volume then. A block therefore costs one call.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "BlockLengths.h"
+
+namespace scsi {
+
+class Tape {
+public:
+  /// Some blocks of one length.
+  struct Blocks {
+    unsigned long long length;
+    unsigned long long count;
+
+    unsigned long long bytes() const { return length * count; }
+  };
+
+  /// Loads the volume; its position is the start. Throws Sense.
+  explicit Tape(const std::string& volume);
+
+  bool isAtStart() const { return m_file == 0 && m_at == 0; }
+  bool isAtStartOfFile() const { return m_at == 0; }
+  bool isAtEndOfFile() const { return m_at == m_sizes[m_file]; }
+  bool isAtEndOfData() const { return isAtEndOfFile() && m_file == lastFile(); }
+  /// Whether the tape is beyond its configured size.
+  bool isNearEnd() const { return m_sizeAtWarning && size() >= *m_sizeAtWarning; }
+
+  std::size_t file() const { return m_file; }
+  std::size_t lastFile() const { return m_sizes.size() - 1; }
+
+  /// Data of unknown block lengths has blocks of that length.
+  void assume(unsigned long long length) { m_assumed = length; }
+
+  /// The following blocks up to one of another length or the end of the file, whose last block may
+  /// be shorter. Not at the end of a file.
+  Blocks ahead() const;
+
+  // Positioning. The block and the place must exist.
+  void toStartOf(std::size_t file);
+  void toEndOf(std::size_t file);
+  void skip(const Blocks& blocks) { m_at += blocks.bytes(); }
+  void backOneBlock();
+  /// The number of blocks and filemarks before the position.
+  unsigned long long objectNumber() const;
+  /// False if there are fewer; the position is the end of data then.
+  bool locate(unsigned long long objectNumber);
+
+  // Transfers move the position over what was transferred; what is behind something written is
+  // gone. They throw Sense.
+  void read(unsigned char* buffer, unsigned long long bytes);
+  void write(const unsigned char* buffer, const Blocks& blocks);
+  void writeFilemark();
+  void eraseRest();
+  /// Forces what was written since the last filemark to the disk.
+  void sync();
+
+private:
+  unsigned long long size() const;
+  unsigned long long blocksBefore(std::size_t file, unsigned long long offset) const;
+  BlockLengths::Run runAt(std::size_t file, unsigned long long offset) const;
+  std::string pathOf(std::size_t file) const;
+  void makeFile(std::size_t file);
+
+  std::string m_volume;
+  std::string m_folder;
+  BlockLengths m_lengths;
+  std::vector<unsigned long long> m_sizes;  ///< of the files, at least one
+  std::size_t m_file = 0;
+  unsigned long long m_at = 0;
+  unsigned long long m_assumed;
+  std::optional<unsigned long long> m_sizeAtWarning;
+};
+
+}  // namespace scsi
