@@ -108,8 +108,9 @@ void Changer::modeSense(const Request& request) {
   constexpr unsigned char kAll = 0x0E;  // drives, import/export and storage elements
   std::vector<unsigned char> capabilities(18);
   capabilities[0] = kAll;                                           // can store media
-  for (const std::size_t i : {3U, 4U, 5U}) capabilities[i] = kAll;     // can move from each to each
-  for (const std::size_t i : {11U, 12U, 13U}) capabilities[i] = kAll;  // can exchange in the same way
+  for (const std::size_t i : {3U, 4U, 5U}) capabilities[i] = kAll;  // can move from each to each
+  for (const std::size_t i : {11U, 12U, 13U})
+    capabilities[i] = kAll;  // can exchange in the same way
   replyMode(request, {}, {{0x1D, assignment}, {0x1E, {0, 0}}, {0x1F, capabilities}});
 }
 

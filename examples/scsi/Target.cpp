@@ -66,7 +66,7 @@ void Target::Parts::perform(const Request& request) {
     for (std::size_t lun = 0; lun <= drives.size(); ++lun) put(bytes, 8 + 8 * lun, 2, lun);
     request.reply(std::move(bytes), request.number(6, 4));
   } else if (addressed != nullptr) {
-    look();
+    if (request.cdb[0] != 0x12) look();  // INQUIRY works without the catalogue
     addressed->execute(request);
   } else if (request.cdb[0] == 0x12) {  // INQUIRY
     std::vector<unsigned char> bytes(36);

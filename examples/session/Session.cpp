@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "../scsi/Bytes.h"
+#include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
 
 namespace {
@@ -36,7 +37,7 @@ const std::map<std::string, Word>& words() {
       {"lock", {{0x1E, 0, 0, 0, 1}, {}}},
       {"unlock", {{0x1E}, {}}},
       // Changer
-      {"elements", {{0xB8, 0x10, 0, 0, 0, 0, 1, 0, 4, 0}, {{1, 1}, {2, 2}, {4, 2}}}},
+      {"elements", {{0xB8, 0x10, 0, 0, 0, 0, 1, 0, 4, 0}, {{2, 2}, {4, 2}}}},
       {"move", {{0xA5}, {{4, 2}, {6, 2}}}},
       {"exchange", {{0xA6}, {{4, 2}, {6, 2}, {8, 2}}}},
       {"inventory", {{0x07}, {}}},
@@ -101,6 +102,44 @@ std::string shown(const scsi::Result& result) {
 }
 
 }  // namespace
+
+// A call may return true although nothing was saved, so look at the elements at the end.
+bool Session::makeLibrary() {
+  std::string folder;
+  if (TqLibEmlFile::GetTQLibEMLXMLDir(folder) != 1) return false;
+  if (TqLibEmlFile::IsFilePresent(folder + "Lib_LIB1.xml")) return true;
+  SCSIUnit library;
+  library.MAName = "host-a";
+  library.Manufacturer = "ACME";
+  library.Model = "VL-4";
+  library.FirmwareRevision = "1.0";
+  library.ScsiDeviceType = 8;
+  library.SerialNumber = "LIB1";
+  library.SlotBaseAddress = 1000;
+  library.SlotCount = 3;
+  library.IEPortBaseAddress = 10;
+  library.IEPortCount = 1;
+  library.DriveBaseAddress = 500;
+  library.DriveCount = 2;
+  library.DriveIdentifierMap = {{1, "DRIVE1"}, {2, "DRIVE2"}};
+  SCSIUnit drive;
+  drive.MAName = "host-a";
+  drive.Manufacturer = "ACME";
+  drive.Model = "VT-1";
+  drive.FirmwareRevision = "1.0";
+  drive.ScsiDeviceType = 1;
+  drive.SerialNumber = "DRIVE1";
+  SCSIUnit second = drive;
+  second.SerialNumber = "DRIVE2";
+  const std::vector<SCSIUnitNoMap> devices{library, drive, second};
+  const std::vector<LibElement> media{{LIB_ELEM_DRIVE, 500, true, true, "A00001"},
+                                      {LIB_ELEM_SLOT, 1001, true, true, "A00002"}};
+  std::vector<LibElement> elements;
+  TqLibEmulator catalogue;
+  return catalogue.UpdateVirtualDevice(devices, "LIB1") &&
+         catalogue.SetVirtualLibraryElement("LIB1", media, false) &&
+         catalogue.GetVirtualLibraryElements("LIB1", elements) && elements.size() == 6;
+}
 
 std::string Session::operate(const std::string& line) const {
   std::istringstream in(line);

@@ -13,6 +13,9 @@
 
 class Session {
 public:
+  /// Registers the library LIB1 with two drives, four slots and two media, unless it exists.
+  static bool makeLibrary();
+
   /// The library must exist.
   explicit Session(const std::string& library) : m_library(library), m_target(library) {}
 
