@@ -12,13 +12,13 @@ namespace scsi {
 BlockLengths::BlockLengths(std::string path) : m_path(std::move(path)) {
   std::ifstream in(m_path);
   int file = 0;
-  unsigned long long offset = 0;
-  unsigned long long length = 0;
+  long long offset = 0;
+  long long length = 0;
   while (in >> file >> offset >> length && length > 0) m_lengths[{file, offset}] = length;
 }
 
-BlockLengths::Run BlockLengths::runAt(int file, unsigned long long offset) const {
-  Run run{0, std::numeric_limits<unsigned long long>::max(), 0};
+BlockLengths::Run BlockLengths::runAt(int file, long long offset) const {
+  Run run{0, std::numeric_limits<long long>::max(), 0};
   const auto next = m_lengths.upper_bound({file, offset});
   if (next != m_lengths.end() && next->first.first == file) run.end = next->first.second;
   if (next == m_lengths.begin()) return run;
@@ -26,7 +26,7 @@ BlockLengths::Run BlockLengths::runAt(int file, unsigned long long offset) const
   return start.first == file ? Run{start.second, run.end, length} : run;
 }
 
-void BlockLengths::add(int file, unsigned long long offset, unsigned long long length) {
+void BlockLengths::add(int file, long long offset, long long length) {
   const Run run = runAt(file, offset);
   if (run.length == length && (offset - run.start) % length == 0) return;
   std::ofstream out(m_path, std::ios::app);
@@ -35,7 +35,7 @@ void BlockLengths::add(int file, unsigned long long offset, unsigned long long l
   m_lengths[{file, offset}] = length;
 }
 
-void BlockLengths::cut(int file, unsigned long long offset) {
+void BlockLengths::cut(int file, long long offset) {
   const auto first = m_lengths.lower_bound({file, offset});
   if (first == m_lengths.end()) return;
   m_lengths.erase(first, m_lengths.end());

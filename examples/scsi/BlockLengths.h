@@ -20,26 +20,26 @@ class BlockLengths {
 public:
   /// Blocks of one length: where they begin and, at most, end. Length 0: unknown.
   struct Run {
-    unsigned long long start;
-    unsigned long long end;
-    unsigned long long length;
+    long long start;
+    long long end;
+    long long length;
   };
 
   explicit BlockLengths(std::string path);
 
   /// The run of a byte.
-  Run runAt(int file, unsigned long long offset) const;
+  Run runAt(int file, long long offset) const;
 
   /// A block of that length is to be written. Called before, so that after a crash no block is
   /// without its length. Throws Sense.
-  void add(int file, unsigned long long offset, unsigned long long length);
+  void add(int file, long long offset, long long length);
 
   /// Everything from there on is gone. Throws Sense.
-  void cut(int file, unsigned long long offset);
+  void cut(int file, long long offset);
 
 private:
   std::string m_path;
-  std::map<std::pair<int, unsigned long long>, unsigned long long> m_lengths;  ///< by first byte
+  std::map<std::pair<int, long long>, long long> m_lengths;  ///< by first byte
 };
 
 }  // namespace scsi

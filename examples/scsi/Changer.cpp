@@ -17,29 +17,24 @@ int addressIn(const Request& request, std::size_t at) {
 
 }  // namespace
 
-Changer::Changer(const SCSIUnitNoMap& device, Catalogue& catalogue,
-                 std::function<DriveView(int)> driveAt)
-    : LogicalUnit(device), m_catalogue(catalogue), m_driveAt(std::move(driveAt)) {}
-
 // An injected status is for the commands that use the robot or report on media. Were it for all,
 // the commands by which a host finds the changer would use it up.
 void Changer::perform(const Request& request) {
-  static const std::set<int> injectable = {0x07, 0x2B, 0x37, 0xA5, 0xA6, 0xB8};
+  static const std::set<int> injectable = {0x07, 0x37, 0xA5, 0xA6, 0xB8};
   if (injectable.count(request.cdb[0]) != 0) m_catalogue.throwInjectedStatus();
-  dispatch<Changer>(*this, request,
-                    {
-                        {0x00, &Changer::accept},  // TEST UNIT READY
-                        {0x07, &Changer::accept},  // INITIALIZE ELEMENT STATUS: always up to date
-                        {0x1A, &Changer::modeSense},
-                        {0x1E, &Changer::accept},  // PREVENT/ALLOW: the catalogue has no door
-                        {0x2B, &Changer::positionToElement},
-                        {0x37, &Changer::initializeRange},
-                        {0x4D, &Changer::logSense},
-                        {0x5A, &Changer::modeSense},
-                        {0xA5, &Changer::moveMedium},
-                        {0xA6, &Changer::exchangeMedium},
-                        {0xB8, &Changer::readElementStatus},
-                    });
+  static const std::map<int, void (Changer::*)(const Request&)> commands = {
+      {0x00, &Changer::accept},  // TEST UNIT READY
+      {0x07, &Changer::accept},  // INITIALIZE ELEMENT STATUS: always up to date
+      {0x1A, &Changer::modeSense},
+      {0x1E, &Changer::accept},  // PREVENT/ALLOW: the catalogue has no door
+      {0x37, &Changer::initializeRange},
+      {0x4D, &Changer::logSense},
+      {0x5A, &Changer::modeSense},
+      {0xA5, &Changer::moveMedium},
+      {0xA6, &Changer::exchangeMedium},
+      {0xB8, &Changer::readElementStatus},
+  };
+  dispatch(*this, request, commands);
 }
 
 void Changer::accept(const Request& /*request*/) {}
@@ -48,40 +43,32 @@ void Changer::initializeRange(const Request& request) {
   if (request.flag(1, 0x01)) m_catalogue.element(addressIn(request, 2));
 }
 
-void Changer::positionToElement(const Request& request) {
-  requireRobot(request);
-  m_catalogue.element(addressIn(request, 4));
-}
-
 void Changer::moveMedium(const Request& request) {
   requireRobot(request);
   if (request.flag(10, 0x01)) throw kInvalidField;  // media have one side
-  requireUnlocked(m_catalogue.element(addressIn(request, 4)));
+  requireUnlocked(addressIn(request, 4));
   m_catalogue.move(addressIn(request, 4), addressIn(request, 6));
 }
 
 void Changer::exchangeMedium(const Request& request) {
   requireRobot(request);
   if (request.flag(10, 0x03)) throw kInvalidField;
-  requireUnlocked(m_catalogue.element(addressIn(request, 4)));
-  requireUnlocked(m_catalogue.element(addressIn(request, 6)));
+  requireUnlocked(addressIn(request, 4));
+  requireUnlocked(addressIn(request, 6));
   m_catalogue.exchange(addressIn(request, 4), addressIn(request, 6), addressIn(request, 8));
 }
 
 /// First address and number of the elements of a type. The robot is not in the catalogue: it has
 /// the lowest address that is free.
-Changer::Range Changer::rangeOf(int type) const {
+std::pair<int, int> Changer::rangeOf(int type) const {
   std::set<int> addresses;
   for (const LibElement& element : m_catalogue.elements()) {
     if (type == kRobot || element.elementType == type) addresses.insert(element.elementAddress);
   }
-  if (type != kRobot) {
-    return addresses.empty() ? Range{}
-                             : Range{*addresses.begin(), static_cast<int>(addresses.size())};
-  }
   int free = 0;
   while (addresses.count(free) != 0) ++free;
-  return {free, 1};
+  if (type == kRobot) return {free, 1};
+  return {addresses.empty() ? 0 : *addresses.begin(), static_cast<int>(addresses.size())};
 }
 
 /// Address 0 means the only robot.
@@ -90,9 +77,16 @@ void Changer::requireRobot(const Request& request) const {
   if (robot != 0 && robot != rangeOf(kRobot).first) throw kInvalidAddress;
 }
 
-void Changer::requireUnlocked(const LibElement& element) const {
-  const bool isDrive = element.elementType == LIB_ELEM_DRIVE;
-  if (isDrive && m_driveAt(element.elementAddress).isLocked) throw kRemovalPrevented;
+const Drive* Changer::driveIn(const LibElement& element) const {
+  for (const auto& drive : m_drives) {
+    if (drive->address() == element.elementAddress) return drive.get();
+  }
+  return nullptr;
+}
+
+void Changer::requireUnlocked(int address) const {
+  const Drive* const drive = driveIn(m_catalogue.element(address));
+  if (drive != nullptr && drive->isLocked()) throw kRemovalPrevented;
 }
 
 // Hosts take the elements' addresses from page 1D, so it must agree with READ ELEMENT STATUS.
@@ -100,17 +94,16 @@ void Changer::modeSense(const Request& request) {
   std::vector<unsigned char> assignment(18);
   std::size_t at = 0;
   for (const int type : kElementTypes) {
-    const Range range = rangeOf(type);
-    put(assignment, at, 2, range.first);
-    put(assignment, at + 2, 2, range.count);
+    const auto [first, count] = rangeOf(type);
+    put(assignment, at, 2, first);
+    put(assignment, at + 2, 2, count);
     at += 4;
   }
   constexpr unsigned char kAll = 0x0E;  // drives, import/export and storage elements
   std::vector<unsigned char> capabilities(18);
-  capabilities[0] = kAll;                                           // can store media
-  for (const std::size_t i : {3U, 4U, 5U}) capabilities[i] = kAll;  // can move from each to each
-  for (const std::size_t i : {11U, 12U, 13U})
-    capabilities[i] = kAll;  // can exchange in the same way
+  capabilities[0] = kAll;  // store media
+  // The robot moves media from each of them to each, and exchanges them in the same way
+  for (const std::size_t i : {3U, 4U, 5U, 11U, 12U, 13U}) capabilities[i] = kAll;
   replyMode(request, {}, {{0x1D, assignment}, {0x1E, {0, 0}}, {0x1F, capabilities}});
 }
 
@@ -166,14 +159,12 @@ std::vector<unsigned char> Changer::pageOf(const std::vector<LibElement>& elemen
 
 std::vector<unsigned char> Changer::descriptorOf(const LibElement& element,
                                                  const Request& request) const {
-  const bool isDrive = element.elementType == LIB_ELEM_DRIVE;
-  const bool isMailSlot = element.elementType == LIB_ELEM_MAIL_SLOT;
   std::vector<unsigned char> bytes(12);
   put(bytes, 0, 2, element.elementAddress);
   // FULL; ACCESS, for the robot; import and export enabled
   bytes[2] = static_cast<unsigned char>((element.isOccupied ? 0x01 : 0) |
                                         (element.elementType == kRobot ? 0 : 0x08) |
-                                        (isMailSlot ? 0x30 : 0));
+                                        (element.elementType == LIB_ELEM_MAIL_SLOT ? 0x30 : 0));
   const int source = m_catalogue.sourceOf(element);
   if (source >= 0) {
     bytes[9] = 0x80;  // the source is valid
@@ -184,12 +175,11 @@ std::vector<unsigned char> Changer::descriptorOf(const LibElement& element,
                                      : std::vector<unsigned char>(kTagSize - 4));
     bytes.resize(12 + kTagSize);  // four bytes are reserved
   }
-  const bool isNamed = isDrive && request.flag(6, 0x01);
-  const std::string name = isNamed ? m_driveAt(element.elementAddress).identity : "";
   // As in page 83 of the drive's INQUIRY, by which hosts find its device
-  append(bytes,
-         {static_cast<unsigned char>(isNamed ? 2 : 0), static_cast<unsigned char>(isNamed ? 1 : 0),
-          0, static_cast<unsigned char>(name.size())});
+  const Drive* const drive = request.flag(6, 0x01) ? driveIn(element) : nullptr;
+  const std::string name = drive == nullptr ? "" : drive->identity();
+  append(bytes, {0, 0, 0, static_cast<unsigned char>(name.size())});
+  if (drive != nullptr) put(bytes, bytes.size() - 4, 2, 0x0201);  // ASCII, begins with the vendor
   append(bytes, padded(name, name.size()));
   return bytes;
 }

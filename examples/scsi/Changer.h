@@ -1,22 +1,16 @@
 // The medium changer: elements of a library and the moves between them.
 #pragma once
 
-#include <functional>
-
 #include "Catalogue.h"
-#include "LogicalUnit.h"
+#include "Drive.h"
 
 namespace scsi {
 
 class Changer : public LogicalUnit {
 public:
-  /// What the changer has to know of the drive at an element address.
-  struct DriveView {
-    std::string identity;
-    bool isLocked;  ///< a host prevents removal
-  };
-
-  Changer(const SCSIUnitNoMap& device, Catalogue& catalogue, std::function<DriveView(int)> driveAt);
+  Changer(const SCSIUnitNoMap& device, Catalogue& catalogue,
+          const std::vector<std::unique_ptr<Drive>>& drives)
+      : LogicalUnit(device), m_catalogue(catalogue), m_drives(drives) {}
 
 private:
   void perform(const Request& request) override;
@@ -27,22 +21,18 @@ private:
   void initializeRange(const Request& request);
   void modeSense(const Request& request);
   void moveMedium(const Request& request);
-  void positionToElement(const Request& request);
   void readElementStatus(const Request& request);
 
-  struct Range {
-    int first = 0;
-    int count = 0;
-  };
-  Range rangeOf(int type) const;
+  std::pair<int, int> rangeOf(int type) const;
   void requireRobot(const Request& request) const;
-  void requireUnlocked(const LibElement& element) const;
+  const Drive* driveIn(const LibElement& element) const;
+  void requireUnlocked(int address) const;
   std::vector<unsigned char> pageOf(const std::vector<LibElement>& elements,
                                     const Request& request) const;
   std::vector<unsigned char> descriptorOf(const LibElement& element, const Request& request) const;
 
   Catalogue& m_catalogue;
-  std::function<DriveView(int)> m_driveAt;
+  const std::vector<std::unique_ptr<Drive>>& m_drives;
 };
 
 }  // namespace scsi

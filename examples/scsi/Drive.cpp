@@ -5,33 +5,29 @@ namespace scsi {
 
 namespace {
 
-constexpr unsigned long long kLongestBlock = 8ULL << 20;
-constexpr unsigned long long kLongestTransfer = 64ULL << 20;
+constexpr long long kLongestBlock = 8 << 20;
+constexpr long long kLongestTransfer = 64 << 20;
+
+/// Throws at the end of data and at a filemark; the position is behind that then.
+void requireBlock(Tape& tape, long long residue) {
+  if (tape.isAtEndOfData()) throw withResidue(kEndOfData, residue);
+  if (!tape.isAtEndOfFile()) return;
+  tape.toStartOf(tape.file() + 1);
+  throw withResidue(kFilemark, residue);
+}
 
 }  // namespace
 
 void Drive::perform(const Request& request) {
-  dispatch<Drive>(*this, request,
-                  {
-                      {0x00, &Drive::testUnitReady},
-                      {0x01, &Drive::rewind},
-                      {0x05, &Drive::readBlockLimits},
-                      {0x08, &Drive::read},
-                      {0x0A, &Drive::write},
-                      {0x10, &Drive::writeFilemarks},
-                      {0x11, &Drive::space},
-                      {0x15, &Drive::modeSelect},
-                      {0x19, &Drive::erase},
-                      {0x1A, &Drive::modeSense},
-                      {0x1B, &Drive::loadUnload},
-                      {0x1E, &Drive::preventAllow},
-                      {0x2B, &Drive::locate},
-                      {0x34, &Drive::readPosition},
-                      {0x4D, &Drive::logSense},
-                      {0x55, &Drive::modeSelect},
-                      {0x5A, &Drive::modeSense},
-                      {0x92, &Drive::locateLong},
-                  });
+  static const std::map<int, void (Drive::*)(const Request&)> commands = {
+      {0x00, &Drive::testUnitReady}, {0x01, &Drive::rewind},       {0x05, &Drive::readBlockLimits},
+      {0x08, &Drive::read},          {0x0A, &Drive::write},        {0x10, &Drive::writeFilemarks},
+      {0x11, &Drive::space},         {0x15, &Drive::modeSelect},   {0x19, &Drive::erase},
+      {0x1A, &Drive::modeSense},     {0x1B, &Drive::loadUnload},   {0x1E, &Drive::preventAllow},
+      {0x2B, &Drive::locate},        {0x34, &Drive::readPosition}, {0x4D, &Drive::logSense},
+      {0x55, &Drive::modeSelect},    {0x5A, &Drive::modeSense},
+  };
+  dispatch(*this, request, commands);
 }
 
 void Drive::setMedium(const std::string& barCode) {
@@ -92,62 +88,45 @@ void Drive::read(const Request& request) {
 }
 
 void Drive::readFixed(const Request& request) {
-  unsigned long long left = request.number(2, 3);
+  auto left = static_cast<long long>(request.number(2, 3));
   const bool isTooMuch = left * m_blockLength > kLongestTransfer;
   if (m_blockLength == 0 || request.flag(1, 0x02) || isTooMuch) throw kInvalidField;
   Tape& from = tape();
   from.assume(m_blockLength);
-  auto& data = request.result.data;
   while (left > 0) {
-    const auto residue = static_cast<long long>(left);
-    if (from.isAtEndOfData()) throw withResidue(kEndOfData, residue);
-    if (from.isAtEndOfFile()) {
-      from.toStartOf(from.file() + 1);
-      throw withResidue(kFilemark, residue);
-    }
-    Tape::Blocks blocks = from.ahead();
+    requireBlock(from, left);
+    const Tape::Blocks blocks = from.ahead(left);
     if (blocks.length != m_blockLength) {
       from.skip({blocks.length, 1});
-      throw withResidue(kIncorrectLength, residue);
+      throw withResidue(kIncorrectLength, left);
     }
-    blocks.count = std::min(blocks.count, left);
-    const std::size_t filled = data.size();
-    data.resize(filled + blocks.bytes());
-    from.read(data.data() + filled, blocks.bytes());
+    from.read(request.result.data, blocks.bytes());
     left -= blocks.count;
   }
 }
 
 void Drive::readVariable(const Request& request) {
-  const unsigned long long wanted = request.number(2, 3);
+  const auto wanted = static_cast<long long>(request.number(2, 3));
   Tape& from = tape();
   if (wanted == 0) return;
-  const auto residue = static_cast<long long>(wanted);
   from.assume(wanted);
-  if (from.isAtEndOfData()) throw withResidue(kEndOfData, residue);
-  if (from.isAtEndOfFile()) {
-    from.toStartOf(from.file() + 1);
-    throw withResidue(kFilemark, residue);
-  }
-  const unsigned long long length = from.ahead().length;
-  const unsigned long long transferred = std::min(wanted, length);
-  request.result.data.resize(transferred);
-  from.read(request.result.data.data(), transferred);
+  requireBlock(from, wanted);
+  const long long length = from.ahead(1).length;
+  const long long transferred = std::min(wanted, length);
+  from.read(request.result.data, transferred);
   from.skip({length - transferred, 1});
   // SILI: no report of a shorter block, nor of a longer one if none has a fixed length
   const bool isSilent = request.flag(1, 0x02) && (length < wanted || m_blockLength == 0);
-  if (length != wanted && !isSilent) {
-    throw withResidue(kIncorrectLength, residue - static_cast<long long>(length));
-  }
+  if (length != wanted && !isSilent) throw withResidue(kIncorrectLength, wanted - length);
 }
 
 void Drive::write(const Request& request) {
-  const unsigned long long number = request.number(2, 3);
+  const auto number = static_cast<long long>(request.number(2, 3));
   const bool isFixed = request.flag(1, 0x01);
   const Tape::Blocks blocks =
       isFixed ? Tape::Blocks{m_blockLength, number} : Tape::Blocks{number, 1};
   if ((isFixed && m_blockLength == 0) || blocks.length > kLongestBlock ||
-      request.command.data.size() < blocks.bytes()) {
+      static_cast<long long>(request.command.data.size()) < blocks.bytes()) {
     throw kInvalidField;
   }
   Tape& to = tape();
@@ -155,7 +134,7 @@ void Drive::write(const Request& request) {
   try {
     to.write(request.command.data.data(), blocks);
   } catch (const Sense& sense) {
-    throw withResidue(sense, static_cast<long long>(number));  // nothing was written
+    throw withResidue(sense, number);  // nothing was written
   }
   if (to.isNearEnd()) throw withResidue(kEarlyWarning, 0);
 }
@@ -173,7 +152,7 @@ void Drive::writeFilemarks(const Request& request) {
 
 void Drive::space(const Request& request) {
   const auto bits = static_cast<long long>(request.number(2, 3));
-  const long long count = bits >= 0x800000 ? bits - 0x1000000 : bits;
+  const long long count = bits < 0x800000 ? bits : bits - 0x1000000;
   switch (request.cdb[1] & 0x07) {
     case 0:
       return spaceBlocks(count);
@@ -189,15 +168,10 @@ void Drive::space(const Request& request) {
 void Drive::spaceBlocks(long long count) {
   Tape& on = tape();
   while (count > 0) {
-    if (on.isAtEndOfData()) throw withResidue(kEndOfData, count);
-    if (on.isAtEndOfFile()) {
-      on.toStartOf(on.file() + 1);
-      throw withResidue(kFilemark, count);
-    }
-    Tape::Blocks blocks = on.ahead();
-    blocks.count = std::min(blocks.count, static_cast<unsigned long long>(count));
+    requireBlock(on, count);
+    const Tape::Blocks blocks = on.ahead(count);
     on.skip(blocks);
-    count -= static_cast<long long>(blocks.count);
+    count -= blocks.count;
   }
   for (; count < 0; ++count) {
     if (on.isAtStart()) throw withResidue(kStartOfTape, -count);
@@ -211,63 +185,32 @@ void Drive::spaceBlocks(long long count) {
 
 void Drive::spaceFilemarks(long long count) {
   Tape& on = tape();
-  const auto file = static_cast<long long>(on.file());
-  const auto last = static_cast<long long>(on.lastFile());
-  if (file + count > last) {
+  const long long target = on.file() + count;
+  if (target > on.lastFile()) {
     on.toEndOf(on.lastFile());
-    throw withResidue(kEndOfData, file + count - last);
+    throw withResidue(kEndOfData, target - on.lastFile());
   }
-  if (file + count < 0) {
+  if (target < 0) {
     on.toStartOf(0);
-    throw withResidue(kStartOfTape, -(file + count));
+    throw withResidue(kStartOfTape, -target);
   }
-  const auto target = static_cast<std::size_t>(file + count);
-  if (count > 0) on.toStartOf(target);
-  if (count < 0) on.toEndOf(target);
+  if (count > 0) on.toStartOf(static_cast<int>(target));
+  if (count < 0) on.toEndOf(static_cast<int>(target));
 }
 
 void Drive::locate(const Request& request) {
   if (request.flag(1, 0x02) && request.cdb[8] != 0) throw kInvalidField;  // one partition
-  if (!tape().locate(request.number(3, 4))) throw kEndOfData;
-}
-
-void Drive::locateLong(const Request& request) {
-  const unsigned long long number = request.number(4, 8);
-  if (request.flag(1, 0x02) && request.cdb[3] != 0) throw kInvalidField;
-  Tape& on = tape();
-  bool isFound = true;
-  switch (request.cdb[1] >> 3 & 0x03) {
-    case 0:
-      isFound = on.locate(number);
-      break;
-    case 1:
-      isFound = number <= on.lastFile();
-      on.toEndOf(on.lastFile());
-      if (isFound) on.toStartOf(static_cast<std::size_t>(number));
-      break;
-    case 3:
-      return on.toEndOf(on.lastFile());
-    default:
-      throw kInvalidField;
-  }
-  if (!isFound) throw kEndOfData;
+  if (!tape().locate(static_cast<long long>(request.number(3, 4)))) throw kEndOfData;
 }
 
 void Drive::readPosition(const Request& request) {
-  const int form = request.cdb[1] & 0x1F;
-  if (form != 0 && form != 1 && form != 6) throw kInvalidField;
-  const bool isLong = form == 6;
+  if ((request.cdb[1] & 0x1F) > 1) throw kInvalidField;  // the short form only
   Tape& on = tape();
-  std::vector<unsigned char> bytes(isLong ? 32 : 20);
+  std::vector<unsigned char> bytes(20);
   bytes[0] = static_cast<unsigned char>((on.isAtStart() ? 0x80 : 0) | (on.isNearEnd() ? 0x40 : 0));
-  if (isLong) {
-    put(bytes, 8, 8, on.objectNumber());
-    put(bytes, 16, 8, on.file());
-  } else {
-    put(bytes, 4, 4, on.objectNumber());
-    put(bytes, 8, 4, on.objectNumber());  // nothing is buffered in the drive
-  }
-  request.reply(std::move(bytes), 32);
+  put(bytes, 4, 4, on.objectNumber());
+  put(bytes, 8, 4, on.objectNumber());  // nothing is buffered in the drive
+  request.reply(std::move(bytes), 20);
 }
 
 // Of the mode parameters, the block length can be changed.
@@ -293,7 +236,7 @@ void Drive::modeSelect(const Request& request) {
     throw kInvalidParameter;  // no page can be changed
   }
   if (descriptor == 0) return;
-  const unsigned long long blockLength = get(data, header + 5, 3);
+  const auto blockLength = static_cast<long long>(get(data, header + 5, 3));
   if (blockLength > kLongestBlock) throw kInvalidParameter;
   m_blockLength = blockLength;
   attend(kModeChanged, request.command.initiator);

@@ -24,7 +24,6 @@ private:
   void erase(const Request& request);
   void loadUnload(const Request& request);
   void locate(const Request& request);
-  void locateLong(const Request& request);
   void modeSelect(const Request& request);
   void modeSense(const Request& request);
   void preventAllow(const Request& request);
@@ -47,8 +46,8 @@ private:
   std::string m_barCode;
   bool m_isLoaded = false;
   bool m_isLocked = false;
-  unsigned long long m_blockLength = 0;  ///< 0: variable
-  std::optional<Tape> m_tape;            ///< since the first command that needs it
+  long long m_blockLength = 0;  ///< 0: variable
+  std::optional<Tape> m_tape;   ///< since the first command that needs it
 };
 
 }  // namespace scsi

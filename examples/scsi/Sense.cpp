@@ -2,6 +2,7 @@
 #include "Sense.h"
 
 #include <map>
+#include <set>
 
 #include "Bytes.h"
 
@@ -34,37 +35,20 @@ Sense senseOf(const MMS2BaseError& object) {
 // Hosts decide by the key whether to wait, to send the command again, or to give up. The standard
 // allows one key, at most two, for most codes; this is the usual one.
 Sense senseOf(int asc, int ascq) {
-  static const std::map<int, int> keys = {
-      {0x04, 0x2},
-      {0x30, 0x3},
-      {0x3A, 0x2},  // NOT READY, wait or load
-      {0x0C, 0x3},
-      {0x11, 0x3},
-      {0x14, 0x3},
-      {0x15, 0x3},
-      {0x31, 0x3},  // MEDIUM ERROR, take
-                    // another
-      {0x1A, 0x5},
-      {0x20, 0x5},
-      {0x21, 0x5},
-      {0x24, 0x5},
-      {0x25, 0x5},  // ILLEGAL REQUEST, give up
-      {0x26, 0x5},
-      {0x2C, 0x5},
-      {0x39, 0x5},
-      {0x3B, 0x5},
-      {0x28, 0x6},
-      {0x29, 0x6},
-      {0x2A, 0x6},
-      {0x3F, 0x6},
-      {0x5A, 0x6},  // UNIT ATTENTION, repeat
-      {0x27, 0x7},  // DATA PROTECT
-      {0x5D, 0x1},  // RECOVERED ERROR, go on
+  static const std::map<int, std::set<int>> codes = {
+      {0x1, {0x5D}},                                            // RECOVERED ERROR: it goes on
+      {0x2, {0x04, 0x3A}},                                      // NOT READY: wait, or load a medium
+      {0x3, {0x0C, 0x11, 0x14, 0x15, 0x30, 0x31}},              // MEDIUM ERROR: take another medium
+      {0x5, {0x1A, 0x20, 0x21, 0x24, 0x25, 0x26, 0x39, 0x3B}},  // ILLEGAL REQUEST: do not repeat it
+      {0x6, {0x28, 0x29, 0x2A, 0x3F, 0x5A}},                    // UNIT ATTENTION: look, and repeat
+      {0x7, {0x27}},                                            // DATA PROTECT: do not write
   };
-  if (asc == 0) return {0, 0, ascq};
-  if (asc == 0x53 && ascq == kRemovalPrevented.ascq) return kRemovalPrevented;
-  const auto found = keys.find(asc);
-  return {found == keys.end() ? kTargetFailure.key : found->second, asc, ascq};
+  if (asc == 0) return {0, 0, ascq};  // NO SENSE: for information
+  if (asc == kRemovalPrevented.asc && ascq == kRemovalPrevented.ascq) return kRemovalPrevented;
+  for (const auto& [key, known] : codes) {
+    if (known.count(asc) != 0) return {key, asc, ascq};
+  }
+  return {kTargetFailure.key, asc, ascq};  // HARDWARE ERROR: call for service
 }
 
 std::vector<unsigned char> fixedFormat(const Sense& sense) {

@@ -18,10 +18,10 @@ class Tape {
 public:
   /// Some blocks of one length.
   struct Blocks {
-    unsigned long long length;
-    unsigned long long count;
+    long long length;
+    long long count;
 
-    unsigned long long bytes() const { return length * count; }
+    long long bytes() const { return length * count; }
   };
 
   /// Loads the volume; its position is the start. Throws Sense.
@@ -29,34 +29,34 @@ public:
 
   bool isAtStart() const { return m_file == 0 && m_at == 0; }
   bool isAtStartOfFile() const { return m_at == 0; }
-  bool isAtEndOfFile() const { return m_at == m_sizes[m_file]; }
+  bool isAtEndOfFile() const { return m_at == sizeOf(m_file); }
   bool isAtEndOfData() const { return isAtEndOfFile() && m_file == lastFile(); }
   /// Whether the tape is beyond its configured size.
   bool isNearEnd() const { return m_sizeAtWarning && size() >= *m_sizeAtWarning; }
 
-  std::size_t file() const { return m_file; }
-  std::size_t lastFile() const { return m_sizes.size() - 1; }
+  int file() const { return m_file; }
+  int lastFile() const { return static_cast<int>(m_sizes.size()) - 1; }
 
   /// Data of unknown block lengths has blocks of that length.
-  void assume(unsigned long long length) { m_assumed = length; }
+  void assume(long long length) { m_assumed = length; }
 
-  /// The following blocks up to one of another length or the end of the file, whose last block may
-  /// be shorter. Not at the end of a file.
-  Blocks ahead() const;
+  /// The next blocks, up to one of another length or the end of the file; the last block of a file
+  /// may be shorter. Not at the end of a file.
+  Blocks ahead(long long most) const;
 
   // Positioning. The block and the place must exist.
-  void toStartOf(std::size_t file);
-  void toEndOf(std::size_t file);
+  void toStartOf(int file);
+  void toEndOf(int file);
   void skip(const Blocks& blocks) { m_at += blocks.bytes(); }
   void backOneBlock();
   /// The number of blocks and filemarks before the position.
-  unsigned long long objectNumber() const;
+  long long objectNumber() const;
   /// False if there are fewer; the position is the end of data then.
-  bool locate(unsigned long long objectNumber);
+  bool locate(long long objectNumber);
 
   // Transfers move the position over what was transferred; what is behind something written is
   // gone. They throw Sense.
-  void read(unsigned char* buffer, unsigned long long bytes);
+  void read(std::vector<unsigned char>& buffer, long long bytes);  ///< appends
   void write(const unsigned char* buffer, const Blocks& blocks);
   void writeFilemark();
   void eraseRest();
@@ -64,20 +64,22 @@ public:
   void sync();
 
 private:
-  unsigned long long size() const;
-  unsigned long long blocksBefore(std::size_t file, unsigned long long offset) const;
-  BlockLengths::Run runAt(std::size_t file, unsigned long long offset) const;
-  std::string pathOf(std::size_t file) const;
-  void makeFile(std::size_t file);
+  long long size() const;
+  long long sizeOf(int file) const { return m_sizes[static_cast<std::size_t>(file)]; }
+  unsigned long long offset() const { return static_cast<unsigned long long>(m_at); }
+  long long blocksBefore(int file, long long offset) const;
+  BlockLengths::Run runAt(int file, long long offset) const;
+  std::string pathOf(int file) const;
+  void makeFile(int file);
 
   std::string m_volume;
   std::string m_folder;
   BlockLengths m_lengths;
-  std::vector<unsigned long long> m_sizes;  ///< of the files, at least one
-  std::size_t m_file = 0;
-  unsigned long long m_at = 0;
-  unsigned long long m_assumed;
-  std::optional<unsigned long long> m_sizeAtWarning;
+  std::vector<long long> m_sizes;  ///< of the files, at least one
+  int m_file = 0;
+  long long m_at = 0;
+  long long m_assumed;
+  std::optional<long long> m_sizeAtWarning;
 };
 
 }  // namespace scsi

@@ -36,13 +36,7 @@ Target::Parts::Parts(const std::string& library) : catalogue(library) {
     }
   }
   for (const auto& [address, device] : byAddress) drives.push_back(std::make_unique<Drive>(device));
-  changer = std::make_unique<Changer>(robot, catalogue, [this](int address) {
-    for (const auto& drive : drives) {
-      if (drive->address() == address)
-        return Changer::DriveView{drive->identity(), drive->isLocked()};
-    }
-    return Changer::DriveView{"", false};
-  });
+  changer = std::make_unique<Changer>(robot, catalogue, drives);
 }
 
 LogicalUnit* Target::Parts::unit(unsigned lun) {
@@ -55,7 +49,11 @@ void Target::Parts::look() {
   const Catalogue::Change change = catalogue.refresh();
   if (change == Catalogue::Change::None) return;
   if (change == Catalogue::Change::Others) changer->attend(kMediumChanged);
-  for (const auto& drive : drives) drive->setMedium(catalogue.element(drive->address()).barCode);
+  std::map<int, std::string> media;
+  for (const LibElement& element : catalogue.elements()) {
+    if (element.elementType == LIB_ELEM_DRIVE) media[element.elementAddress] = element.barCode;
+  }
+  for (const auto& drive : drives) drive->setMedium(media[drive->address()]);
 }
 
 void Target::Parts::perform(const Request& request) {
@@ -63,7 +61,9 @@ void Target::Parts::perform(const Request& request) {
   if (request.cdb[0] == 0xA0) {  // REPORT LUNS
     std::vector<unsigned char> bytes(8 + 8 * (1 + drives.size()));
     put(bytes, 0, 4, bytes.size() - 8);
-    for (std::size_t lun = 0; lun <= drives.size(); ++lun) put(bytes, 8 + 8 * lun, 2, lun);
+    for (std::size_t lun = 0; lun <= drives.size(); ++lun) {
+      put(bytes, 8 + 8 * lun, 2, lun < 256 ? lun : 0x4000 | lun);
+    }
     request.reply(std::move(bytes), request.number(6, 4));
   } else if (addressed != nullptr) {
     if (request.cdb[0] != 0x12) look();  // INQUIRY works without the catalogue
