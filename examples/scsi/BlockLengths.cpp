@@ -14,7 +14,9 @@ BlockLengths::BlockLengths(std::string path) : m_path(std::move(path)) {
   int file = 0;
   long long offset = 0;
   long long length = 0;
-  while (in >> file >> offset >> length && length > 0) m_lengths[{file, offset}] = length;
+  while (in >> file >> offset >> length && offset >= 0 && length > 0) {
+    m_lengths[{file, offset}] = length;
+  }
 }
 
 BlockLengths::Run BlockLengths::runAt(int file, long long offset) const {
@@ -28,7 +30,7 @@ BlockLengths::Run BlockLengths::runAt(int file, long long offset) const {
 
 void BlockLengths::add(int file, long long offset, long long length) {
   const Run run = runAt(file, offset);
-  if (run.length == length && (offset - run.start) % length == 0) return;
+  if (length > 0 && run.length == length && (offset - run.start) % length == 0) return;
   std::ofstream out(m_path, std::ios::app);
   out << file << ' ' << offset << ' ' << length << '\n';
   if (!out.flush()) throw kWriteError;

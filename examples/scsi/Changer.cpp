@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kRobot = 1;  // the element type of the medium transport element
 constexpr std::size_t kTagSize = 36;
-constexpr char kElementTypes[] = {kRobot, LIB_ELEM_SLOT, LIB_ELEM_MAIL_SLOT, LIB_ELEM_DRIVE};
+constexpr int kElementTypes[] = {kRobot, LIB_ELEM_SLOT, LIB_ELEM_MAIL_SLOT, LIB_ELEM_DRIVE};
 
 int addressIn(const Request& request, std::size_t at) {
   return static_cast<int>(request.number(at, 2));

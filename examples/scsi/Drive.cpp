@@ -7,6 +7,7 @@ namespace {
 
 constexpr long long kLongestBlock = 8 << 20;
 constexpr long long kLongestTransfer = 64 << 20;
+constexpr unsigned kMostFilemarks = 10000;  // in one command; each one is a file
 
 /// Throws at the end of data and at a filemark; the position is behind that then.
 void requireBlock(Tape& tape, long long residue) {
@@ -140,11 +141,13 @@ void Drive::write(const Request& request) {
 }
 
 void Drive::writeFilemarks(const Request& request) {
-  if (request.flag(1, 0x02)) throw kInvalidField;  // setmarks
+  const auto count = request.number(2, 3);
+  if (request.flag(1, 0x02) || count > kMostFilemarks) throw kInvalidField;  // 0x02: setmarks
+  const bool isToWait = !request.flag(1, 0x01);
   Tape& to = tape();
-  if (!request.flag(1, 0x01)) to.sync();  // the host wants to wait
-  for (auto left = request.number(2, 3); left > 0; --left) to.writeFilemark();
-  if (!request.flag(1, 0x01)) to.sync();
+  if (isToWait) to.sync();
+  for (auto left = count; left > 0; --left) to.writeFilemark();
+  if (isToWait) to.sync();
   if (to.isNearEnd()) throw withResidue(kEarlyWarning, 0);
 }
 
