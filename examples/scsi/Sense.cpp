@@ -17,14 +17,14 @@ Sense withResidue(Sense sense, long long residue) {
 // without permission. No other command or medium helps, so it is a HARDWARE ERROR.
 Sense senseOf(const MMS2BaseError& object) {
   static const std::map<int, Sense> senses = {
-      {40006, kDestinationFull},  // destination of a move occupied
-      {40018, kSourceEmpty},      // source of a move empty
-      {50009, kInvalidAddress},   // no such element
-      {764, kWriteError},         // file cannot be opened, which is for writing also in a read
-      {767, kWriteError},         // write failed
-      {785, kEndOfTape},          // volume too large and the block incomplete; see Tape::write()
-      {979, kReadError},          // read failed
-      {993, {0x3, 0x30, 0x00}},   // barcode cannot name a folder: incompatible medium
+      {40006, kDestinationFull},   // destination of a move occupied
+      {40018, kSourceEmpty},       // source of a move empty
+      {50009, kInvalidAddress},    // no such element
+      {764, kWriteError},          // file cannot be opened, which is for writing also in a read
+      {767, kWriteError},          // write failed
+      {785, kEndOfTape},           // volume too large and the block incomplete; see Tape::write()
+      {979, kReadError},           // read failed
+      {993, kIncompatibleMedium},  // barcode cannot name a folder
   };
   const auto found = senses.find(object.getErrorCode());
   return found == senses.end() ? kTargetFailure : found->second;

@@ -20,6 +20,9 @@ namespace fs = std::filesystem;
 
 constexpr int kVolumeFull = 785;
 
+// A stray file with a great number in the folder would look like that many filemarks.
+constexpr int kMostFiles = 1000000;
+
 // After the early warning a host still writes its buffers, a trailer and filemarks.
 constexpr long long kRoomAfterWarning = 16 << 20;
 
@@ -43,6 +46,7 @@ Tape::Tape(const std::string& volume)
   TqLibEmlFile file(volume);
   int next = 0;
   if (!file.GetLastFileMark(next) || file.getErrorCode() != 0) throw senseOf(file);
+  if (next > kMostFiles) throw kIncompatibleMedium;
   for (int i = 0; i < std::max(next, 1); ++i) {
     std::error_code isMissing;  // the API reads a missing file as an empty one
     const auto bytes = fs::file_size(pathOf(i), isMissing);
