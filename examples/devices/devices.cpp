@@ -1,7 +1,11 @@
-// Preloaded into a program, shows it the units of a target: /dev/tq/sgN is unit N with SG_IO, and
-// /dev/tq/nstN is the drive of unit N + 1 behind a tape driver as st(4) describes it. There is no
-// folder /dev/tq, so that a call that is missing here reaches no real device. The descriptor that
-// the program gets is one of /dev/null. TQ_SCSI_SOCKET has the server's socket.
+// Shows a program the units of a target, if it is preloaded: /dev/tq/sgN is unit N with SG_IO, and
+// /dev/tq/nstN is the drive of unit N + 1 behind a tape driver as st(4) describes it. So programs
+// can be tried on an emulator without a driver or root's rights:
+//
+//   LD_PRELOAD=$PWD/libdevices.so TQ_SCSI_SOCKET=socket mtx -f /dev/tq/sg0 status
+//
+// There is no folder /dev/tq, so that a call that is missing here reaches no real device. The
+// descriptor that the program gets is one of /dev/null.
 #include <fcntl.h>
 #include <linux/major.h>
 #include <scsi/scsi.h>
@@ -43,7 +47,7 @@ class Device {
 public:
   Device(unsigned unit, bool isTape)
       : m_unit(unit), m_isTape(isTape), m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const sockaddr_un address = clients::addressOf(std::getenv("TQ_SCSI_SOCKET"));
+    const sockaddr_un address = devices::addressOf(std::getenv("TQ_SCSI_SOCKET"));
     if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       throw std::runtime_error("no server");
     }
@@ -146,13 +150,13 @@ private:
     long result() const { return isFailure && !isWarning() ? -EIO : 0; }
   };
 
-  clients::Message execute(std::vector<unsigned char> cdb, std::vector<unsigned char> data) {
-    clients::sendMessage(m_socket, {m_unit, std::move(cdb), std::move(data)});
-    return clients::receiveMessage(m_socket);
+  devices::Message execute(std::vector<unsigned char> cdb, std::vector<unsigned char> data) {
+    devices::sendMessage(m_socket, {m_unit, std::move(cdb), std::move(data)});
+    return devices::receiveMessage(m_socket);
   }
 
   Answer run(std::vector<unsigned char> cdb, std::vector<unsigned char> data = {}) {
-    clients::Message result = execute(std::move(cdb), std::move(data));
+    devices::Message result = execute(std::move(cdb), std::move(data));
     std::vector<unsigned char> sense = result.block;
     sense.resize(18);
     return {result.number != 0,     sense[2] & 0x0F,        (sense[2] & 0x80) != 0,
@@ -163,7 +167,7 @@ private:
   void pass(sg_io_hdr_t& io) {
     auto* const buffer = static_cast<unsigned char*>(io.dxferp);
     const bool isToDevice = io.dxfer_direction == SG_DXFER_TO_DEV;
-    const clients::Message result = execute({io.cmdp, io.cmdp + io.cmd_len},
+    const devices::Message result = execute({io.cmdp, io.cmdp + io.cmd_len},
                                             {buffer, buffer + (isToDevice ? io.dxfer_len : 0)});
     const auto count = std::min<std::size_t>(result.data.size(), io.dxfer_len);
     const auto senseCount = std::min<std::size_t>(result.block.size(), io.mx_sb_len);
@@ -261,15 +265,15 @@ struct Devices {
   std::map<int, std::shared_ptr<Device>> byDescriptor;
 };
 
-Devices& devices() {
+Devices& opened() {
   static auto& all = *new Devices;
   return all;
 }
 
 std::shared_ptr<Device> deviceOf(int descriptor) {
-  const std::lock_guard guard(devices().lock);
-  const auto found = devices().byDescriptor.find(descriptor);
-  return found == devices().byDescriptor.end() ? nullptr : found->second;
+  const std::lock_guard guard(opened().lock);
+  const auto found = opened().byDescriptor.find(descriptor);
+  return found == opened().byDescriptor.end() ? nullptr : found->second;
 }
 
 /// Sets errno.
@@ -298,14 +302,14 @@ long answer(int descriptor, Call call, long number, Arguments... arguments) {
 /// A device is released with its last descriptor.
 long forget(int descriptor) {
   const std::shared_ptr<Device> device = deviceOf(descriptor);
-  const std::lock_guard guard(devices().lock);
-  devices().byDescriptor.erase(descriptor);
+  const std::lock_guard guard(opened().lock);
+  opened().byDescriptor.erase(descriptor);
   return device.use_count() == 1 ? guarded([&] { return device->release(); }) : 0;
 }
 
 /// At the end of a program that does not close its device.
 __attribute__((destructor)) void releaseAll() {
-  while (!devices().byDescriptor.empty()) forget(devices().byDescriptor.begin()->first);
+  while (!opened().byDescriptor.empty()) forget(opened().byDescriptor.begin()->first);
 }
 
 bool isOurs(const char* path) {
@@ -321,8 +325,8 @@ long openDevice(const char* path, int flags) {
   if (failure != 0) return failure;
   const int kept = flags & (O_ACCMODE | O_CLOEXEC);
   const auto descriptor = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/dev/null", kept));
-  const std::lock_guard guard(devices().lock);
-  devices().byDescriptor[descriptor] = device;
+  const std::lock_guard guard(opened().lock);
+  opened().byDescriptor[descriptor] = device;
   return descriptor;
 }
 
@@ -335,8 +339,7 @@ int describe(struct stat* status) {
 
 }  // namespace
 
-// The functions of the C library that the programs call, and with them their other names, which
-// CMakeLists.txt has.
+// The functions of the C library that the programs call, and their other names.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -363,8 +366,8 @@ int dup2(int from, int to) {
   forget(to);
   const auto result = static_cast<int>(syscall(SYS_dup3, from, to, 0));
   const std::shared_ptr<Device> device = deviceOf(from);
-  const std::lock_guard guard(devices().lock);
-  if (device != nullptr && result >= 0) devices().byDescriptor[to] = device;
+  const std::lock_guard guard(opened().lock);
+  if (device != nullptr && result >= 0) opened().byDescriptor[to] = device;
   return result;
 }
 
@@ -399,3 +402,11 @@ int fstat(int descriptor, struct stat* status) {
 }
 }
 #pragma GCC visibility pop
+
+__asm__(
+    ".globl open64, __open_2, __open64_2, stat64, fstat64\n"
+    ".set open64, open\n"
+    ".set __open_2, open\n"
+    ".set __open64_2, open\n"
+    ".set stat64, stat\n"
+    ".set fstat64, fstat\n");

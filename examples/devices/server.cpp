@@ -1,5 +1,6 @@
 // Has the target, as an emulator's process, while a command runs whose programs use the devices:
-//   clients_server LIBRARY SOCKET COMMAND
+//
+//   TQ_SCSI_SOCKET=socket ./server LIBRARY COMMAND
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,7 +9,7 @@
 #include <thread>
 
 #include "Message.h"
-#include "scsi/Target.h"
+#include "../scsi/Target.h"
 
 namespace {
 
@@ -16,10 +17,10 @@ namespace {
 void serve(scsi::Target& target, int socket) {
   try {
     for (;;) {
-      clients::Message command = clients::receiveMessage(socket);
+      devices::Message command = devices::receiveMessage(socket);
       scsi::Result result = target.execute(
           {"host", command.number, std::move(command.block), std::move(command.data)});
-      clients::sendMessage(socket, {static_cast<unsigned>(result.status), std::move(result.sense),
+      devices::sendMessage(socket, {static_cast<unsigned>(result.status), std::move(result.sense),
                                     std::move(result.data)});
     }
   } catch (const std::exception&) {  // the program closed its device
@@ -29,10 +30,14 @@ void serve(scsi::Target& target, int socket) {
 
 }  // namespace
 
-int main(int /*argc*/, char** argv) {
+int main(int argc, char** argv) {
+  if (argc != 3 || std::getenv("TQ_SCSI_SOCKET") == nullptr) {
+    std::cerr << "usage: TQ_SCSI_SOCKET=SOCKET server LIBRARY COMMAND\n";
+    return 2;
+  }
   try {
     scsi::Target target(argv[1]);
-    const sockaddr_un address = clients::addressOf(argv[2]);
+    const sockaddr_un address = devices::addressOf(std::getenv("TQ_SCSI_SOCKET"));
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         listen(listener, 16) != 0) {
@@ -44,7 +49,7 @@ int main(int /*argc*/, char** argv) {
         if (socket >= 0) std::thread(serve, std::ref(target), socket).detach();
       }
     }).detach();
-    const int status = std::system(argv[3]);
+    const int status = std::system(argv[2]);
     std::_Exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);  // the threads use the target
   } catch (const std::exception& failure) {
     std::cerr << failure.what() << '\n';

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace clients {
+namespace devices {
 
 /// A command to a logical unit, or its result.
 struct Message {
@@ -56,4 +56,4 @@ inline sockaddr_un addressOf(const std::string& path) {
   return address;
 }
 
-}  // namespace clients
+}  // namespace devices
