@@ -5,8 +5,9 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace devices {
@@ -49,10 +50,13 @@ inline Message receiveMessage(int socket) {
   return message;
 }
 
-inline sockaddr_un addressOf(const std::string& path) {
+/// Of the server, from the environment.
+inline sockaddr_un serverAddress() {
+  const char* const path = std::getenv("TQ_SCSI_SOCKET");
+  if (path == nullptr) throw std::runtime_error("TQ_SCSI_SOCKET is not set");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
   return address;
 }
 

@@ -24,6 +24,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include "Message.h"
@@ -47,7 +48,7 @@ class Device {
 public:
   Device(unsigned unit, bool isTape)
       : m_unit(unit), m_isTape(isTape), m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const sockaddr_un address = devices::addressOf(std::getenv("TQ_SCSI_SOCKET"));
+    const sockaddr_un address = devices::serverAddress();
     if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       throw std::runtime_error("no server");
     }

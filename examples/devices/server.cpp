@@ -31,13 +31,13 @@ void serve(scsi::Target& target, int socket) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3 || std::getenv("TQ_SCSI_SOCKET") == nullptr) {
+  if (argc != 3) {
     std::cerr << "usage: TQ_SCSI_SOCKET=SOCKET server LIBRARY COMMAND\n";
     return 2;
   }
   try {
     scsi::Target target(argv[1]);
-    const sockaddr_un address = devices::addressOf(std::getenv("TQ_SCSI_SOCKET"));
+    const sockaddr_un address = devices::serverAddress();
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         listen(listener, 16) != 0) {
