@@ -1,0 +1,86 @@
+// The SCSI core of examples/: its session, what it leaves on the disk, and when it asks the API.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <sstream>
+
+#include "TempCatalogue.h"
+#include "TqLibEmlFile.h"
+#include "TqLibEmulator.h"
+#include "session/Session.h"
+
+namespace tests {
+namespace {
+
+class ScsiTarget : public testing::Test {
+protected:
+  ScsiTarget() {
+    m_catalogue.config("MediaManager", "sVirtualTapeDirectory", m_catalogue.path().string());
+    m_catalogue.config("MediaManager", "nVirtualTapeSizeMB", "1");
+    EXPECT_TRUE(Session::makeLibrary());
+  }
+  /// The answer to the last of the commands, which are separated by ";".
+  static std::string answered(Session& session, const std::string& commands) {
+    std::istringstream in(commands);
+    std::string answer;
+    for (std::string command; std::getline(in, command, ';');) answer = session.answer(command);
+    return answer;
+  }
+
+  TempCatalogue m_catalogue;
+  const fs::path m_lengths = m_catalogue.path() / "A00001.blocks";
+};
+
+TEST_F(ScsiTarget, AnswersTheSessionOfTheExample) {
+  Session session("LIB1");
+  std::istringstream lines(readFile(TQ_EXAMPLES "/session/session.txt"));
+  for (std::string line; std::getline(lines, line);) {
+    const std::string command = line.substr(0, line.find(" = "));
+    if (!line.empty() && line[0] != '#') EXPECT_EQ(command + " = " + session.answer(command), line);
+  }
+}
+
+TEST_F(ScsiTarget, KeepsBlockLengthsWhereTheApiDoesNotCountThem) {
+  Session session("LIB1");
+  for (const auto& [commands, lengths, nextMark, bytes] :
+       {std::tuple{"1 ready;1 write 4 a;1 write 4 b;1 write 2 c;1 write 4 d;1 mark 2",
+                   "0 0 4\n0 8 2\n0 10 4\n", 3, 14},
+        {"1 locate 1;1 write 2 g", "0 0 4\n0 4 2\n", 1, 6},
+        {"1 rewind;1 erase", "", 1, 0}}) {
+    EXPECT_EQ(answered(session, commands), "ok") << commands;
+    EXPECT_EQ(readFile(m_lengths), lengths) << commands;
+    TqLibEmlFile volume("A00001");
+    int mark = -1;
+    unsigned long long size = 99;
+    EXPECT_TRUE(volume.GetLastFileMark(mark) && volume.GetVolumeSize(size));
+    EXPECT_EQ(mark, nextMark) << commands;
+    EXPECT_EQ(size, bytes) << commands;
+  }
+}
+
+// A host sees data without lengths, as tqlib leaves it, in the blocks that it asks for.
+TEST_F(ScsiTarget, ReadsVolumesWithoutOrWithDamagedLengths) {
+  fs::create_directory(m_catalogue.path() / "A00001");
+  for (const auto& [lengths, commands, last] :
+       {std::tuple{"", "1 read 4;1 end;1 blocks -1;1 read 9",
+                   "0/00/00 incorrect-length residue 7 [ij]"},
+        {"0 4 3\n0 x", "1 read 4;1 read 3", "ok [efg]"},
+        {"0 0 3\n0 99 7\n", "1 end;1 write 3 k;1 blocks -1;1 blocks -1;1 read 1", "ok [j]"}}) {
+    writeFile(m_catalogue.path() / "A00001/00000000", "abcdefghij");
+    writeFile(m_lengths, lengths);
+    Session session("LIB1");
+    EXPECT_EQ(answered(session, "1 ready;" + std::string(commands)), last) << lengths << commands;
+  }
+}
+
+TEST_F(ScsiTarget, NeedsNoCatalogueForABlock) {
+  Session session("LIB1");
+  answered(session, "1 ready");
+  std::future<std::string> answer;
+  const TqCriticalSectionLock held(&gCriticalSection);  // operations of the catalogue wait for it
+  answer = std::async(std::launch::async, [&] { return session.answer("1 write 3 abc"); });
+  EXPECT_EQ(answer.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+}
+
+}  // namespace
+}  // namespace tests
