@@ -45,8 +45,9 @@ struct CommandTexts {
 
 /// Adds a command that runs `run` when it is chosen. Its options live as long as the command.
 template <typename Options>
-Command<Options> addCommand(CLI::App& parent, Session& session, const CommandTexts& texts,
-                            void (*run)(const Options&, const Session&)) {
+Command<Options> addCommand(CLI::App& parent, Session& session,
+                            void (*run)(const Options&, const Session&),
+                            const CommandTexts& texts) {
   const auto options = std::make_shared<Options>();
   CLI::App* app = parent.add_subcommand(texts.name, texts.help);
   app->footer(std::string("Example:\n  ") + texts.example);

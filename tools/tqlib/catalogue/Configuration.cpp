@@ -141,10 +141,9 @@ void requireLibrary(const std::string& library) {
 
 void addInitCommand(CLI::App& app, Session& session) {
   const auto [command, options] =
-      addCommand(app, session,
+      addCommand(app, session, runInit,
                  {"init", "Write a starting configuration into a folder",
-                  "tqlib init store --volume-size-mb 8192", false},
-                 runInit);
+                  "tqlib init store --volume-size-mb 8192", false});
   command.add_option("DIR", options.folder, "The folder; created when missing")->required();
   command.add_option("--volume-size-mb", options.volumeSize, "Maximum size of a volume, in MiB")
       ->check(CLI::Range(1UL, 1UL << 40))

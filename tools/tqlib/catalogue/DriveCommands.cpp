@@ -248,7 +248,7 @@ void listDevices(const Options& options, const Session& session) {
 }
 
 void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts) {
-  const auto [command, options] = addCommand(parent, session, texts, listDevices);
+  const auto [command, options] = addCommand(parent, session, listDevices, texts);
   addText(command, "HOST", options.drive.MAName, "Name of the host")->required();
   addLibraryOperand(command, options.library)
       ->required(false)
@@ -257,10 +257,9 @@ void addDeviceList(CLI::App& parent, Session& session, const CommandTexts& texts
 
 void addDriveAddition(CLI::App& group, Session& session) {
   const auto [command, options] =
-      addCommand(group, session,
+      addCommand(group, session, addDrive,
                  {"add", "Add a drive to a library, or show one to another host",
-                  "tqlib drive add LIB001 LIB001D2 --host host-b"},
-                 addDrive);
+                  "tqlib drive add LIB001 LIB001D2 --host host-b"});
   addLibraryOperand(command, options.library);
   addDriveOperand(command, options.drive.SerialNumber);
   addText(command, "--host", options.drive.MAName, "The host that sees the drive")->required();
@@ -312,14 +311,13 @@ void addDriveCommands(CLI::App& app, Session& session) {
   addDriveAddition(group, session);
 
   const auto [list, listing] =
-      addCommand(group, session,
-                 {"list", "List the drives with their media and hosts", "tqlib drive list LIB001"},
-                 listDrives);
+      addCommand(group, session, listDrives,
+                 {"list", "List the drives with their media and hosts", "tqlib drive list LIB001"});
   addLibraryOperand(list, listing.library)->required(false)->description("Only its drives");
 
-  const auto [remove, removal] = addCommand(
-      group, session, {"remove", "Remove an empty drive", "tqlib drive remove LIB001 LIB001D2"},
-      removeDrive);
+  const auto [remove, removal] =
+      addCommand(group, session, removeDrive,
+                 {"remove", "Remove an empty drive", "tqlib drive remove LIB001 LIB001D2"});
   addLibraryOperand(remove, removal.library);
   addDriveOperand(remove, removal.drive.SerialNumber);
   addText(remove, "--host", removal.drive.MAName,
@@ -328,9 +326,8 @@ void addDriveCommands(CLI::App& app, Session& session) {
                   "Remove a loaded drive; the catalogue loses its medium");
 
   const auto [volume, query] = addCommand(
-      group, session,
-      {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"},
-      showVolume);
+      group, session, showVolume,
+      {"volume", "Print the barcode of the medium in a drive", "tqlib drive volume LIB001D1"});
   addDriveOperand(volume, query.drive.SerialNumber);
 }
 
@@ -341,6 +338,6 @@ void addDeviceCommands(CLI::App& app, Session& session) {
   addDeviceList(app, session,
                 {"devices", "Short for \"device list\"", "tqlib devices host-a LIB001"});
   CLI::App& hosts = addGroup(app, "host", "Hosts that see libraries and drives");
-  addCommand(hosts, session, {"list", "List the hosts and what they see", "tqlib host list"},
-             listHosts);
+  addCommand(hosts, session, listHosts,
+             {"list", "List the hosts and what they see", "tqlib host list"});
 }

@@ -255,7 +255,7 @@ void removeElements(const Options& options, const Session& session) {
 }
 
 void addList(CLI::App& parent, Session& session, const CommandTexts& texts) {
-  const auto [list, options] = addCommand(parent, session, texts, listElements);
+  const auto [list, options] = addCommand(parent, session, listElements, texts);
   addLibraryOperand(list, options.library);
   list.add_option("ELEMENT", options.elements, kElementsHelp);
   auto* full = list.add_flag("--full", options.full, "Only elements with a medium");
@@ -271,10 +271,9 @@ void addElementCommands(CLI::App& app, Session& session) {
           {"list", "List the elements of a library", "tqlib element list LIB001 --full"});
   addList(app, session, {"elements", "Short for \"element list\"", "tqlib elements LIB001 --json"});
 
-  const auto [set, setting] = addCommand(group, session,
+  const auto [set, setting] = addCommand(group, session, setElements,
                                          {"set", "Set what elements hold, in one step",
-                                          "tqlib element set LIB001 slot:1002 --barcode A00004"},
-                                         setElements);
+                                          "tqlib element set LIB001 slot:1002 --barcode A00004"});
   addLibraryOperand(set, setting.library);
   set.add_option("ELEMENT", setting.elements, kElementsHelp)->required();
   addText(set, "--barcode", setting.barcode, "Barcode of its medium");
@@ -290,9 +289,8 @@ void addElementCommands(CLI::App& app, Session& session) {
       "Also shelves and slots that do not exist; hosts see only those that the library announces");
 
   const auto [remove, removal] =
-      addCommand(group, session,
-                 {"remove", "Remove slots or shelves", "tqlib element remove LIB001 slot:1007"},
-                 removeElements);
+      addCommand(group, session, removeElements,
+                 {"remove", "Remove slots or shelves", "tqlib element remove LIB001 slot:1007"});
   addLibraryOperand(remove, removal.library);
   remove.add_option("ELEMENT", removal.elements, kElementsHelp)->required();
   remove.add_flag("--force", removal.force,

@@ -204,18 +204,16 @@ void removeLibrary(const Options& options, const Session& session) {
 }  // namespace
 
 void addLibraryCommands(CLI::App& group, Session& session) {
-  addCommand(group, session, {"list", "List all libraries", "tqlib library list"}, listLibraries);
+  addCommand(group, session, listLibraries, {"list", "List all libraries", "tqlib library list"});
   const auto [show, shown] =
-      addCommand(group, session,
-                 {"show", "Show a library, its drives and its hosts", "tqlib library show LIB001"},
-                 showLibrary);
+      addCommand(group, session, showLibrary,
+                 {"show", "Show a library, its drives and its hosts", "tqlib library show LIB001"});
   addLibraryOperand(show, shown.library);
 
   const auto [remove, options] = addCommand(
-      group, session,
+      group, session, removeLibrary,
       {"remove", "Remove a library with its drives and shelves; the data of its media stays",
-       "tqlib library remove LIB001 --purge --yes"},
-      removeLibrary);
+       "tqlib library remove LIB001 --purge --yes"});
   addLibraryOperand(remove, options.library);
   addText(remove, "--host", options.host,
           "Only this host loses the library; the last host's removal removes the library");

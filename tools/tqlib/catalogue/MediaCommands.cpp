@@ -195,7 +195,7 @@ void findMedia(const FindOptions& options, const Session& session) {
 }
 
 void addMove(CLI::App& parent, Session& session, const CommandTexts& texts) {
-  const auto [move, options] = addCommand(parent, session, texts, moveMedium);
+  const auto [move, options] = addCommand(parent, session, moveMedium, texts);
   addLibraryOperand(move, options.library);
   move.add_option("FROM", options.from, std::string("Where the medium is: ") + kElementHelp);
   move.add_option("TO", options.to, "Where it goes");
@@ -213,23 +213,22 @@ void addMediaCommands(CLI::App& app, CLI::App& elementGroup, Session& session) {
   addMove(app, session, {"move", "Short for \"element move\"", "tqlib move LIB001 A00001 mail:11"});
 
   const auto [load, loading] = addCommand(
-      app, session, {"load", "Load a medium into a drive", "tqlib load LIB001 A00001"}, loadMedium);
+      app, session, loadMedium, {"load", "Load a medium into a drive", "tqlib load LIB001 A00001"});
   addLibraryOperand(load, loading.library);
   load.add_option("FROM", loading.from, std::string("The medium: ") + kElementHelp)->required();
   load.add_option("TO", loading.to, "The drive (else the first empty one)");
 
   const auto [unload, unloading] =
-      addCommand(app, session,
+      addCommand(app, session, unloadMedium,
                  {"unload", "Take a medium out of a drive",
-                  "tqlib load LIB001 A00001 && tqlib unload LIB001 drive:500"},
-                 unloadMedium);
+                  "tqlib load LIB001 A00001 && tqlib unload LIB001 drive:500"});
   addLibraryOperand(unload, unloading.library);
   unload.add_option("FROM", unloading.from, "drive:N, drive:SERIAL or the barcode of its medium")
       ->required();
   unload.add_option("TO", unloading.to, "Where it goes (else the first empty slot)");
 
-  const auto [find, finding] = addCommand(
-      app, session, {"find", "Find media by barcode, in all libraries", "tqlib find A00001 A00002"},
-      findMedia);
+  const auto [find, finding] =
+      addCommand(app, session, findMedia,
+                 {"find", "Find media by barcode, in all libraries", "tqlib find A00001 A00002"});
   find.add_option("BARCODE", finding.barcodes, "Barcodes")->required()->check(catalogueText());
 }

@@ -144,10 +144,9 @@ std::string statusText(const Status& status) {
 void addStatusCommands(CLI::App& app, Session& session) {
   CLI::App& group = addGroup(app, "status", "Injected SCSI status of a library");
   const auto [set, setting] =
-      addCommand(group, session,
+      addCommand(group, session, setStatus,
                  {"set", "Inject a status, in place of an earlier one",
-                  "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"},
-                 setStatus);
+                  "tqlib status set LIB001 --status 0x02 --asc 0x04 --ascq 0x01 --count 2"});
   addLibraryOperand(set, setting.library);
   addByte(set, "--status", setting.wanted.status, "SCSI status, such as 2 or 0x02");
   addByte(set, "--asc", setting.wanted.asc, "Additional sense code, such as 0x04");
@@ -160,22 +159,19 @@ void addStatusCommands(CLI::App& app, Session& session) {
       ->capture_default_str();
 
   const auto [get, reading] =
-      addCommand(group, session,
+      addCommand(group, session, getStatus,
                  {"get", "Read the status as an emulator does, which counts as a report",
-                  "tqlib status get LIB001 --peek"},
-                 getStatus);
+                  "tqlib status get LIB001 --peek"});
   addLibraryOperand(get, reading.library);
   get.add_flag("--peek", reading.peek, "Do not count the read");
 
   const auto [list, listing] = addCommand(
-      group, session,
-      {"list", "List the injected statuses, without counting a report", "tqlib status list"},
-      listStatus);
+      group, session, listStatus,
+      {"list", "List the injected statuses, without counting a report", "tqlib status list"});
   addLibraryOperand(list, listing.library)->required(false)->description("Only this library's");
 
   const auto [clear, clearing] =
-      addCommand(group, session,
-                 {"clear", "Remove the injected status of a library", "tqlib status clear LIB001"},
-                 clearStatus);
+      addCommand(group, session, clearStatus,
+                 {"clear", "Remove the injected status of a library", "tqlib status clear LIB001"});
   addLibraryOperand(clear, clearing.library);
 }

@@ -386,12 +386,11 @@ void check(const Options& options, const Session& session) {
 
 void addCheckCommand(CLI::App& app, Session& session) {
   const auto [command, options] =
-      addCommand(app, session,
+      addCommand(app, session, check,
                  {"check",
                   "Look for faults in the catalogue and the volumes; the exit code is 1 when there "
                   "are errors or warnings",
-                  "tqlib check LIB001 || echo 'something needs doing'"},
-                 check);
+                  "tqlib check LIB001 || echo 'something needs doing'"});
   addLibraryOperand(command, options.library)
       ->required(false)
       ->description("Check this library only, with the volumes of its media");

@@ -273,17 +273,14 @@ void declareCommands(CLI::App& app, Session& session) {
   addVolumeCommands(app, session);
   addMapCommand(app, session);
   addCheckCommand(app, session);
-  addCommand(app, session,
-             {"manual", "Print the manual page of this tool", "tqlib manual | man -l -", false},
-             printManual);
+  addCommand(app, session, printManual,
+             {"manual", "Print the manual page of this tool", "tqlib manual | man -l -", false});
   CLI::App& group = addGroup(app, "completion", "Completion of command lines");
-  addCommand(group, session,
-             {"bash", "Print the completion for bash", "source <(tqlib completion bash)", false},
-             printScript);
+  addCommand(group, session, printScript,
+             {"bash", "Print the completion for bash", "source <(tqlib completion bash)", false});
   const auto [command, options] = addCommand(
-      app, session,
-      {"complete", "Print what can come next", "tqlib complete \"tqlib library s\"", false},
-      complete);
+      app, session, complete,
+      {"complete", "Print what can come next", "tqlib complete \"tqlib library s\"", false});
   command.group("");  // hidden: only the shell calls it
   command.add_option("LINE", options)->required();
 }

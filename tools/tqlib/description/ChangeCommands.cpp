@@ -145,7 +145,7 @@ void resize(const Options& options, const Session& session) {
 
 Command<Options> addEdit(CLI::App& app, const char* group, Session& session, const char* help,
                          const char* example) {
-  const auto added = addCommand(*app.get_subcommand(group), session, {"edit", help, example}, edit);
+  const auto added = addCommand(*app.get_subcommand(group), session, edit, {"edit", help, example});
   added.options.command = &added.app;
   addLibraryOperand(added.app, added.options.library);
   addDeviceOptions(added.app, added.options.device, "The new ");
@@ -164,10 +164,9 @@ void addChangeCommands(CLI::App& app, Session& session) {
               "tqlib drive edit LIB001 LIB001D1 --host host-a --path /dev/nst3");
   addDriveOperand(drive.app, drive.options.device.SerialNumber);
   const auto [command, options] =
-      addCommand(*app.get_subcommand("library"), session,
+      addCommand(*app.get_subcommand("library"), session, resize,
                  {"resize", "Give a library more or fewer slots, at the end of their addresses",
-                  "tqlib library resize LIB001 --slots 60 --mail-slots 4"},
-                 resize);
+                  "tqlib library resize LIB001 --slots 60 --mail-slots 4"});
   addLibraryOperand(command, options.library);
   command.add_option("--slots", options.slots, "Number of slots")->check(CLI::Range(kMostElements));
   command.add_option("--mail-slots", options.mailSlots, "Number of mail slots")

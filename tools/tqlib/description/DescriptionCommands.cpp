@@ -223,10 +223,9 @@ void addRanges(CLI::App& command, SCSIUnitFields& library) {
 
 void addExport(CLI::App& group, Session& session) {
   const auto [command, options] =
-      addCommand(group, session,
+      addCommand(group, session, exportLibrary,
                  {"export", "Write a library as JSON, which \"library create --from\" reads",
-                  "tqlib library export LIB001 lib001.json"},
-                 exportLibrary);
+                  "tqlib library export LIB001 lib001.json"});
   addLibraryOperand(command, options.library);
   command.add_option("FILE", options.file, "The file to write (else standard output)");
 }
@@ -235,11 +234,10 @@ void addExport(CLI::App& group, Session& session) {
 
 void addLibraryGroup(CLI::App& app, Session& session) {
   CLI::App& group = addGroup(app, "library", "Libraries");
-  const auto [create, options] =
-      addCommand(group, session,
-                 {"create", "Create a library with drives and slots",
-                  "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"},
-                 createLibrary);
+  const auto [create, options] = addCommand(
+      group, session, createLibrary,
+      {"create", "Create a library with drives and slots",
+       "tqlib library create LIB002 --host host-a --drives 2 --slots 40 --mail-slots 4"});
   SCSIUnitFields& library = options.library;
   options.command = &create;
   addLibraryOperand(create, library.SerialNumber)

@@ -142,9 +142,8 @@ std::vector<MapRow> mapRows(const MapSection& section, int columns) {
 
 void addMapCommand(CLI::App& app, Session& session) {
   const auto [map, options] = addCommand(
-      app, session,
-      {"map", "Show a library as a picture: what is where, full or empty", "tqlib map LIB001"},
-      showMap);
+      app, session, showMap,
+      {"map", "Show a library as a picture: what is where, full or empty", "tqlib map LIB001"});
   addLibraryOperand(map, options.library);
   map.add_option("ELEMENT", options.elements, kElementsHelp);
   map.add_option("--svg", options.svg,

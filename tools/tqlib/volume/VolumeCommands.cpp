@@ -283,9 +283,10 @@ void removeVolume(const Options& options, const Session& session) {
               fmt::format("volume {} removed", options.volume));
 }
 
-Command<Options> addVolumeCommand(CLI::App& group, Session& session, const CommandTexts& texts,
-                                  void (*run)(const Options&, const Session&)) {
-  const auto command = addCommand(group, session, texts, run);
+Command<Options> addVolumeCommand(CLI::App& group, Session& session,
+                                  void (*run)(const Options&, const Session&),
+                                  const CommandTexts& texts) {
+  const auto command = addCommand(group, session, run, texts);
   addVolumeOperand(command.app, command.options.volume);
   return command;
 }
@@ -333,41 +334,38 @@ void addVolumeCommands(CLI::App& app, Session& session) {
   CLI::App* group = app.add_subcommand("volume", "Tape volumes")->require_subcommand(1);
   addVolumeReports(*group, session);
   const auto write = addVolumeCommand(
-      *group, session,
+      *group, session, writeVolume,
       {"write",
        "Write a filemark from its beginning, in place of what it held.\n"
        "Writing mark 0 erases the whole volume first. Asks before data is overwritten,\n"
        "and when the medium is in a drive. A program before a pipe that fails looks\n"
        "like the end of its data: check its exit code (pipefail).",
-       "tar -cf - . | tqlib volume write A00001 --mark 1"},
-      writeVolume);
+       "tar -cf - . | tqlib volume write A00001 --mark 1"});
   addTransfer(write, "The data; standard input when not given or -");
   write.app.add_flag("--checksum", write.options.checksum,
                      "Keep a SHA-256 of the filemark in NAME.sha256 beside the volume");
   write.app.add_flag("--new", write.options.isNew,
                      "Also a volume that does not exist and that no library has a medium for");
   addConsent(write.app, write.options.yes);
-  const auto read = addVolumeCommand(
-      *group, session, {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"},
-      readVolume);
+  const auto read =
+      addVolumeCommand(*group, session, readVolume,
+                       {"read", "Read a filemark", "tqlib volume read A00001 --mark 0 | wc -c"});
   addTransfer(read, "Where the data goes; standard output when not given or -");
   read.app.add_flag("--force", read.options.force,
                     "Print data that is not text on a terminal, too");
   addVolumeCopy(*group, session);
   addVolumeVerify(*group, session);
   const auto erase =
-      addVolumeCommand(*group, session,
+      addVolumeCommand(*group, session, eraseVolume,
                        {"erase", "Delete all data of a volume, and its checksums; asks before",
-                        "tqlib volume erase A00001 --yes"},
-                       eraseVolume);
+                        "tqlib volume erase A00001 --yes"});
   addConsent(erase.app, erase.options.yes);
   const auto remove = addVolumeCommand(
-      *group, session,
+      *group, session, removeVolume,
       {"remove",
        "Delete a volume, with its data and checksums; asks before.\n"
        "Refused while a library has its medium.",
-       "tqlib element set LIB001 slot:1000 --empty && tqlib volume remove A00001 --yes"},
-      removeVolume);
+       "tqlib element set LIB001 slot:1000 --empty && tqlib volume remove A00001 --yes"});
   remove.app.add_flag("--force", remove.options.force, "Also while a library has its medium");
   addConsent(remove.app, remove.options.yes);
 }

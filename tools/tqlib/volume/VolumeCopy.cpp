@@ -167,24 +167,22 @@ void renameVolume(const Options& options, const Session& session) {
 
 void addVolumeCopy(CLI::App& group, Session& session) {
   const auto [copy, options] =
-      addCommand(group, session,
+      addCommand(group, session, copyVolume,
                  {"copy",
                   "Copy all filemarks of a volume, and their checksums, to a new one.\n"
                   "Nothing may write to either meanwhile. A copy that fails leaves nothing.",
-                  "tqlib volume copy A00001 A00002"},
-                 copyVolume);
+                  "tqlib volume copy A00001 A00002"});
   addVolumeOperand(copy, options.from, "NAME", "The volume to copy");
   addVolumeOperand(copy, options.to, "NEW", "The new volume; one that exists has to be empty");
   addConsent(copy, options.yes);
 
   const auto [rename, renaming] =
-      addCommand(group, session,
+      addCommand(group, session, renameVolume,
                  {"rename",
                   "Rename a volume, and its checksums; nothing may use it meanwhile.\n"
                   "Refused while a library has a medium of either name. To give a medium a new\n"
                   "barcode, use --force, then \"tqlib element set --replace\".",
-                  "tqlib volume rename A00001 B00001 --force"},
-                 renameVolume);
+                  "tqlib volume rename A00001 B00001 --force"});
   addVolumeOperand(rename, renaming.from, "NAME", "The volume to rename");
   addVolumeOperand(rename, renaming.to, "NEW", "Its new name; one that exists has to be empty");
   rename.add_flag("--force", renaming.force, "Also while a library has a medium of either name");

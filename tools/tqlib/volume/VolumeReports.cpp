@@ -166,19 +166,17 @@ void verifyVolume(const std::string& volume, const Session& session) {
 }  // namespace
 
 void addVolumeReports(CLI::App& group, Session& session) {
-  addCommand(group, session, {"list", "List all volumes", "tqlib volume list"}, listVolumes);
+  addCommand(group, session, listVolumes, {"list", "List all volumes", "tqlib volume list"});
   const auto [info, name] = addCommand(
-      group, session,
-      {"info", "Show folder, size, filemarks and gaps of a volume", "tqlib volume info A00001"},
-      showVolume);
+      group, session, showVolume,
+      {"info", "Show folder, size, filemarks and gaps of a volume", "tqlib volume info A00001"});
   addVolumeOperand(info, name);
 }
 
 void addVolumeVerify(CLI::App& group, Session& session) {
   const auto [verify, name] = addCommand(
-      group, session,
+      group, session, verifyVolume,
       {"verify", "Compare all filemarks of a volume with their checksums",
-       "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"},
-      verifyVolume);
+       "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"});
   addVolumeOperand(verify, name);
 }
