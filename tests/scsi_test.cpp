@@ -36,7 +36,9 @@ TEST_F(ScsiTarget, AnswersTheSessionOfTheExample) {
   std::istringstream lines(readFile(TQ_EXAMPLES "/session/session.txt"));
   for (std::string line; std::getline(lines, line);) {
     const std::string command = line.substr(0, line.find(" = "));
-    if (!line.empty() && line[0] != '#') EXPECT_EQ(command + " = " + session.answer(command), line);
+    if (!line.empty() && line[0] != '#') {
+      EXPECT_EQ(command + " = " + session.answer(command), line);
+    }
   }
 }
 

@@ -28,7 +28,7 @@ TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
   } kCases[] = {
       {"element set LIB1 slot:1000 --barcode B", "slot:1000 holds A08L8"},
       {"element set LIB1 slot:1000-1002 --barcode-pattern 'B{1..3}'", "slot:1000 holds A08L8"},
-      {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001\n"},
+      {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001 of library LIB1\n"},
       {"element set LIB1 slot:1002 --barcode OTHER", "slot:1000 of library LIB0"},
       {"element set LIB1 slot:1002 --barcode slot:1", "name of an element"},
       {"element set LIB1 slot:1002 --barcode ' B'", "white space"},
@@ -90,6 +90,19 @@ TEST_F(ToolMedia, NoElementIsChosenAmongSeveralOfOneAddress) {
                               "element remove LIB1 slot:1001 --force", "unload LIB1 slot:1001"}) {
     expectRefused(1, command, "two elements are slot:1001");
   }
+}
+
+TEST_F(ToolMedia, AnElementThatIsMarkedEmptyKeepsItsBarcode) {
+  std::string text = readFile(libraryFile("LIB1"));
+  text.replace(text.find("IsOccupied=\"true\""), 17, "IsOccupied=\"0\"");
+  writeFile(libraryFile("LIB1"), text);
+  for (const char* command :
+       {"element set LIB1 slot:1000 --barcode B", "element remove LIB1 slot:1000-1002 --force",
+        "move LIB1 A09L8 slot:1000", "load LIB1 slot:1000"}) {
+    expectRefused(1, command, "slot:1000 is marked empty, but has the barcode A08L8");
+  }
+  expectRefused(1, "element set LIB0 slot:1001 --barcode A08L8", "slot:1000 of library LIB1");
+  EXPECT_EQ(readFile(libraryFile("LIB1")), text);
 }
 
 TEST_F(ToolMedia, ManyElementsAreSetInOneStep) {

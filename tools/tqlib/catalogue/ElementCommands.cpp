@@ -150,14 +150,12 @@ void requireUniqueMedia(const std::vector<LibElement>& wanted, const Inventory& 
     if (!problem.empty()) throw Failure("not a barcode: " + problem);
     if (!barcodes.insert(barcode).second) throw Failure(barcode + " is given twice");
   }
-  for (const LibElement& element : inventory.elements()) {
-    const bool isSet = places.contains({element.elementType, element.elementAddress});
-    if (isSet || !element.isOccupied || !barcodes.contains(element.barCode)) continue;
-    throw Failure(fmt::format("{} is in {}", element.barCode, elementName(element)),
-                  fmt::format("\"tqlib move {} {} {}\" moves it", shellWord(inventory.library()),
-                              elementName(element), elementName(wanted.front())));
-  }
-  if (!barcodes.empty()) refuseMediaElsewhere(barcodes, inventory.library());
+  if (barcodes.empty()) return;
+  refuseMediaElsewhere(barcodes, "", [&](const MediumPlace& place) {
+    const LibElement& element = place.element;
+    return place.library == inventory.library() &&
+           places.contains({element.elementType, element.elementAddress});
+  });
 }
 
 // The commands

@@ -10,7 +10,7 @@
 
 #include "base/Output.h"
 #include "catalogue/Configuration.h"
-#include "common/FileContent.h"
+#include "catalogue/LibraryContent.h"
 
 namespace {
 
@@ -98,16 +98,30 @@ Inventory::Inventory(const std::string& library)
     : m_library(library), m_elements(inventory(library)) {
   for (LibElement& element : m_elements) {
     const std::pair place(element.elementType, element.elementAddress);
-    if (!m_places.emplace(place, &element).second && place.second >= 0) m_doubled.insert(place);
+    if (!m_places.emplace(place, &element).second && place.second >= 0) {
+      m_faulty[place] = "two elements are " + elementName(element);
+    }
+  }
+  // For the API, an element that is marked empty has no barcode: a change would lose its medium.
+  const ParsedFile file = readLibraryFile(library);
+  for (const ElementContent& element : readLibrary(*file.document()).elements) {
+    if (element.isOccupied || element.barcode.empty() || !element.address) continue;
+    m_faulty[{element.type, *element.address}] =
+        fmt::format("{}:{} is marked empty, but has the barcode {}", elementTypeWord(element.type),
+                    *element.address, element.barcode);
   }
 }
 
+void Inventory::requireSound(int type, int address) const {
+  const auto fault = m_faulty.find({type, address});
+  if (fault == m_faulty.end()) return;
+  throw Failure(fault->second,
+                fmt::format("\"tqlib check {}\" shows what to do", shellWord(m_library)));
+}
+
 const LibElement* Inventory::find(int type, int address) const {
+  requireSound(type, address);
   const auto found = m_places.find({type, address});
-  if (m_doubled.contains({type, address})) {
-    throw Failure(fmt::format("two elements are {}", elementName(*found->second)),
-                  fmt::format("\"tqlib check {}\" shows what to do", shellWord(m_library)));
-  }
   return found == m_places.end() ? nullptr : found->second;
 }
 
@@ -154,8 +168,11 @@ std::vector<LibElement> Inventory::within(const std::string& text) const {
   const auto span = spanOf(text);
   if (!span || span->first == span->last) return {locate(text)};
   std::vector<LibElement> found;
-  std::ranges::copy_if(m_elements, std::back_inserter(found),
-                       [&](const LibElement& element) { return span->contains(element); });
+  for (const LibElement& element : m_elements) {
+    if (!span->contains(element)) continue;
+    requireSound(element.elementType, element.elementAddress);
+    found.push_back(element);
+  }
   if (found.empty()) throw noSuchElement(m_library, text);
   return found;
 }
@@ -173,7 +190,8 @@ std::pair<LibElement, LibElement> Inventory::move(const std::string& from, const
 
 const LibElement& Inventory::firstEmpty(int type) const {
   for (const auto& [place, element] : m_places) {
-    if (place.first == type && place.second >= 0 && !element->isOccupied) return *element;
+    const bool isEmpty = !element->isOccupied && !m_faulty.contains(place);
+    if (place.first == type && place.second >= 0 && isEmpty) return *element;
   }
   throw Failure(fmt::format("library {} has no empty {}", m_library, elementTypeWord(type)),
                 fmt::format("\"tqlib map {}\" shows what is where", shellWord(m_library)));
@@ -187,14 +205,18 @@ void requireMovable(const LibElement& from, const LibElement& to) {
                 "", from.isOccupied ? kDestinationOccupied : kSourceEmpty);
 }
 
-std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,
+std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes,
                                   std::vector<std::string>* unread) {
   std::vector<MediumPlace> places;
   for (const std::string& library : storedLibraries()) {
-    if (library == except || !mayHold(library, barcodes)) continue;
+    if (!mayHold(library, barcodes)) continue;
     try {
-      for (const LibElement& element : inventory(library)) {
-        if (barcodes.contains(element.barCode)) places.push_back({library, element});
+      const ParsedFile file = readLibraryFile(library);
+      for (const ElementContent& element : readLibrary(*file.document()).elements) {
+        if (!barcodes.contains(element.barcode)) continue;
+        places.push_back({library,
+                          {static_cast<LibElemType>(element.type), element.address.value_or(-1),
+                           true, element.isOccupied, element.barcode}});
       }
     } catch (const RemovedLibrary&) {  // it has none
     } catch (const Failure&) {
@@ -204,10 +226,10 @@ std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const s
   return places;
 }
 
-void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library,
-                          const std::string& next) {
+void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& next,
+                          const std::function<bool(const MediumPlace&)>& isAllowed) {
   std::vector<std::string> unread;
-  const std::vector<MediumPlace> places = placesOf(barcodes, library, &unread);
+  const std::vector<MediumPlace> places = placesOf(barcodes, &unread);
   if (!unread.empty()) {
     throw Failure(
         fmt::format("library {} cannot be read, and may have that medium", unread.front()),
@@ -215,12 +237,13 @@ void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::stri
             ? next
             : fmt::format("\"tqlib check {}\" shows what is wrong", shellWord(unread.front())));
   }
-  if (places.empty()) return;
-  const auto& [other, element] = places.front();
+  const auto found = std::ranges::find_if_not(places, isAllowed);
+  if (found == places.end()) return;
+  const std::string place = elementName(found->element);
   throw Failure(
-      fmt::format("{} is in {} of library {}", element.barCode, elementName(element), other),
+      fmt::format("{} is in {} of library {}", found->element.barCode, place, found->library),
       !next.empty()
           ? next
-          : fmt::format("\"tqlib element set {} {} --empty\" takes it out of that library",
-                        shellWord(other), elementName(element)));
+          : fmt::format("\"tqlib element set {} {} --empty\" takes it out of the catalogue",
+                        shellWord(found->library), place));
 }

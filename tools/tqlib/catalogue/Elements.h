@@ -4,6 +4,7 @@
 // an element is expected, "drive:SERIAL" and the barcode of the medium in it can be used instead.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -88,10 +89,12 @@ public:
   std::pair<LibElement, LibElement> move(const std::string& from, const std::string& to);
 
 private:
+  void requireSound(int type, int address) const;
+
   const std::string m_library;
   std::vector<LibElement> m_elements;
   std::map<std::pair<int, int>, LibElement*> m_places;  // by type and address
-  std::set<std::pair<int, int>> m_doubled;              // with several elements
+  std::map<std::pair<int, int>, std::string> m_faulty;  // what nobody may rely on, and why
   mutable std::vector<Device> m_drives;                 // read when first needed
 };
 
@@ -104,12 +107,13 @@ struct MediumPlace {
   LibElement element;
 };
 
-/// All places of these barcodes in the libraries but `except`. A library that cannot be read
-/// is left out; its name is added to `unread` unless that is null.
-std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes, const std::string& except,
+/// All places of these barcodes in the libraries, also in elements that are marked empty. A library
+/// that cannot be read is left out; its name is added to `unread` unless that is null.
+std::vector<MediumPlace> placesOf(const std::set<std::string>& barcodes,
                                   std::vector<std::string>* unread = nullptr);
 
-/// Throws Failure when one of the barcodes is in another library than `library`, or may be in one
+/// Throws Failure when one of the barcodes has a place that is not allowed, or may be in a library
 /// that cannot be read. `next` is what the operator can do, unless it is to empty that element.
-void refuseMediaElsewhere(const std::set<std::string>& barcodes, const std::string& library,
-                          const std::string& next = "");
+void refuseMediaElsewhere(
+    const std::set<std::string>& barcodes, const std::string& next = "",
+    const std::function<bool(const MediumPlace&)>& isAllowed = [](const auto&) { return false; });

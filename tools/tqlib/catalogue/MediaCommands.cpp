@@ -161,7 +161,7 @@ Json mediumJson(const std::string& barcode) {
 void findMedia(const FindOptions& options, const Session& session) {
   const std::set<std::string> barcodes(options.barcodes.begin(), options.barcodes.end());
   std::vector<std::string> unread;
-  const std::vector<MediumPlace> places = placesOf(barcodes, "", &unread);
+  const std::vector<MediumPlace> places = placesOf(barcodes, &unread);
   Json media = Json::array();
   std::vector<std::string> missing;
   for (const std::string& barcode : barcodes) {

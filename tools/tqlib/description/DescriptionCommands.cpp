@@ -135,7 +135,7 @@ void create(const LibraryDescription& description, const std::vector<std::string
   std::set<std::string> barcodes;
   for (const LibElement& element : description.elements) barcodes.insert(element.barCode);
   barcodes.erase("");
-  if (!barcodes.empty()) refuseMediaElsewhere(barcodes, library);
+  if (!barcodes.empty()) refuseMediaElsewhere(barcodes);
   // For each host, the API searches all of the library, so it gets its slots after its hosts.
   const bool isBare = description.hosts.size() > kFewHosts || !gapsOf(description).empty();
   try {

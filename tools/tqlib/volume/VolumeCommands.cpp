@@ -134,7 +134,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
 
 // A new volume needs a medium of its name, since the name may be mistyped.
 void requireKnownName(const Options& options, const fs::path& folder) {
-  if (options.isNew || fs::is_directory(folder) || !placesOf({options.volume}, "").empty()) return;
+  if (options.isNew || fs::is_directory(folder) || !placesOf({options.volume}).empty()) return;
   throw Failure("no volume and no medium has the name " + options.volume,
                 "check the name, or create the volume with --new");
 }
@@ -265,7 +265,7 @@ void removeVolume(const Options& options, const Session& session) {
   if (!fs::exists(checksumFile(options.volume))) requireVolume(options.volume);
   const fs::path folder = volumeRoot() / options.volume;
   refuseLink(folder);
-  if (!options.force) refuseMediaElsewhere({options.volume}, "", kForceNext);
+  if (!options.force) refuseMediaElsewhere({options.volume}, kForceNext);
   const VolumeLock lock(options.volume);
   requireVolumeConsent(options.yes, "remove volume " + options.volume + dataText(folder), true,
                        {options.volume});
@@ -309,7 +309,7 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
 std::string riskOf(const std::set<std::string>& volumes) {
   std::vector<std::string> unread;
   try {
-    for (const auto& [library, element] : placesOf(volumes, "", &unread)) {
+    for (const auto& [library, element] : placesOf(volumes, &unread)) {
       if (element.elementType != LIB_ELEM_DRIVE) continue;
       return fmt::format("it is in {} of library {}", elementName(element), library);
     }

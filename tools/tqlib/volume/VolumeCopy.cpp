@@ -151,7 +151,7 @@ void renameVolume(const Options& options, const Session& session) {
   requireVolume(options.from);
   const fs::path folder = volumeRoot() / options.from;
   refuseLink(folder);
-  if (!options.force) refuseMediaElsewhere({options.from, options.to}, "", kForceNext);
+  if (!options.force) refuseMediaElsewhere({options.from, options.to}, kForceNext);
   const VolumeLock source(options.from);
   const auto target = lockNew(options.to);
   requireVolumeConsent(options.yes, "rename volume " + options.from, false,
