@@ -27,14 +27,14 @@ constexpr char kLocked[] = "fuser(1) on the folder names the process";
 const Meaning kMeanings[] = {
     {764, "the file cannot be opened"},
     {767, "the write failed"},
-    {785, "the volume is now larger than nVirtualTapeSizeMB allows; what was written stays",
+    {kVolumeFull, "the volume is now larger than nVirtualTapeSizeMB allows; what was written stays",
      "raise nVirtualTapeSizeMB in the configuration, or erase the volume"},
     {786, "the seek stopped short"},
     {797, "the seek stopped short"},
     {979, "the read failed"},
     {993, "the volume name cannot be used"},
-    {40006, "the destination is occupied"},
-    {40018, "the source is empty"},
+    {kDestinationOccupied, "the destination is occupied"},
+    {kSourceEmpty, "the source is empty"},
     {50001, "a device's address cannot be read", kCheck},
     {50002, "a drive's element address cannot be read", kCheck},
     {50003, "a device's identity cannot be read", kCheck},
@@ -43,7 +43,7 @@ const Meaning kMeanings[] = {
     {50006, "no memory for a parser"},
     {50007, "the catalogue folder cannot be made, or a file has no root"},
     {50008, "the catalogue file does not hold exactly this library", kCheck},
-    {50009, "no such element"},
+    {kElementNotFound, "no such element"},
 };
 
 volatile std::sig_atomic_t recordedSignal = 0;

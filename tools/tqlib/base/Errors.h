@@ -25,6 +25,12 @@ struct Failure : std::runtime_error {
   int code;
 };
 
+// Codes of the API that commands look at
+inline constexpr int kVolumeFull = 785;  ///< nothing failed, but the volume is too large
+inline constexpr int kDestinationOccupied = 40006;
+inline constexpr int kSourceEmpty = 40018;
+inline constexpr int kElementNotFound = 50009;
+
 /// What an operator can do when `text` has the system's reason for a failure, such as "No space
 /// left on device"; empty when there is no advice.
 std::string adviceOn(const std::string& text);

@@ -29,7 +29,7 @@ using xercesc::DOMElement;
 
 namespace {
 
-/// Until it ends, a wait for the lock of more than a second is told on the terminal.
+/// Shows on the terminal that another process has the lock, when the wait takes over a second.
 class WaitNotice {
 public:
   WaitNotice() {

@@ -1,8 +1,8 @@
 // tqlib drive, device and host: drives are added to a library, and removed from it, and
 // reports show what a drive holds, which hosts there are, and which devices a host sees.
 #include <algorithm>
+#include <climits>
 #include <iostream>
-#include <limits>
 #include <utility>
 
 #include "catalogue/CatalogueCommands.h"
@@ -10,8 +10,6 @@
 #include "catalogue/Elements.h"
 
 namespace {
-
-constexpr int kMost = std::numeric_limits<int>::max();
 
 struct Options {
   std::string library;
@@ -76,7 +74,7 @@ int numberIn(std::map<int, std::string>& map, const Options& wanted) {
 /// The address of that drive number. Throws Failure when the drive cannot have it.
 int addressOf(const SCSIUnit& library, int number) {
   const int base = library.DriveBaseAddress;
-  if (base < 0 || number - 1 > kMost - base) {
+  if (base < 0 || number - 1 > INT_MAX - base) {
     throw Failure(fmt::format("drive number {} has no address: drives begin at {}", number, base));
   }
   const int address = base + number - 1;
@@ -264,7 +262,7 @@ void addDriveAddition(CLI::App& group, Session& session) {
   addDriveOperand(command, options.drive.SerialNumber);
   addText(command, "--host", options.drive.MAName, "The host that sees the drive")->required();
   command.add_option("--number", options.number, "Drive number, from 1 (else the next free one)")
-      ->check(CLI::Range(1, kMost));
+      ->check(CLI::Range(1, INT_MAX));
   addDeviceOptions(command, options.drive, "The drive's ");
 }
 

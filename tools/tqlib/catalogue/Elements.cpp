@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int kElementNotFound = 50009;  // of the API
-
 const std::pair<std::string, int> kTypes[] = {{"slot", LIB_ELEM_SLOT},
                                               {"mail", LIB_ELEM_MAIL_SLOT},
                                               {"drive", LIB_ELEM_DRIVE},
@@ -105,7 +103,9 @@ Inventory::Inventory(const std::string& library)
   // For the API, an element that is marked empty has no barcode: a change would lose its medium.
   const ParsedFile file = readLibraryFile(library);
   for (const ElementContent& element : readLibrary(*file.document()).elements) {
-    if (element.isOccupied || element.barcode.empty() || !element.address) continue;
+    if (!element.address) continue;
+    if (element.type == LIB_ELEM_DRIVE) m_drives.emplace(folded(element.serial), *element.address);
+    if (element.isOccupied || element.barcode.empty()) continue;
     m_faulty[{element.type, *element.address}] =
         fmt::format("{}:{} is marked empty, but has the barcode {}", elementTypeWord(element.type),
                     *element.address, element.barcode);
@@ -132,11 +132,9 @@ const LibElement& Inventory::locate(const std::string& text) const {
     throw noSuchElement(m_library, text);
   }
   if (text.starts_with("drive:")) {
-    const std::string serial = folded(text.substr(text.find(':') + 1));
-    if (m_drives.empty()) m_drives = devicesIn(m_library).drives;
-    for (const Device& drive : m_drives) {
-      if (folded(drive.record.SerialNumber) != serial) continue;
-      if (const auto* found = find(LIB_ELEM_DRIVE, drive.element.elementAddress)) return *found;
+    const auto drive = m_drives.find(folded(text.substr(text.find(':') + 1)));
+    if (drive != m_drives.end()) {
+      if (const auto* found = find(LIB_ELEM_DRIVE, drive->second)) return *found;
     }
     throw Failure(fmt::format("library {} has no {}", m_library, text),
                   fmt::format("\"tqlib drive list {}\" lists the drives", m_library));

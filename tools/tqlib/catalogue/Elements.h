@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "catalogue/Devices.h"
+#include "catalogue/Catalogue.h"
 
 /// The forms of an element's name, for messages and help.
 inline constexpr char kElementForms[] = "slot:N, mail:N, drive:N or shelf:N";
@@ -22,10 +22,6 @@ inline constexpr char kElementHelp[] =
 inline constexpr char kElementsHelp[] =
     "A range such as slot:1000-1059, or one element by address, "
     "drive:SERIAL or barcode";
-
-// Codes of the API
-inline constexpr int kDestinationOccupied = 40006;
-inline constexpr int kSourceEmpty = 40018;
 
 /// The address, in the catalogue, of a drive that its library has not placed.
 inline constexpr int kUnplaced = -999999;
@@ -95,7 +91,7 @@ private:
   std::vector<LibElement> m_elements;
   std::map<std::pair<int, int>, LibElement*> m_places;  // by type and address
   std::map<std::pair<int, int>, std::string> m_faulty;  // what nobody may rely on, and why
-  mutable std::vector<Device> m_drives;                 // read when first needed
+  std::map<std::string, int> m_drives;                  // addresses, by folded serial number
 };
 
 /// Throws Failure, with what is in the way, unless the medium in `from` can go to `to`.

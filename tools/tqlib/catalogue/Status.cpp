@@ -2,9 +2,9 @@
 // its own.
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
 
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Configuration.h"
@@ -14,8 +14,6 @@
 #include "files/XmlText.h"
 
 namespace {
-
-constexpr int kMost = std::numeric_limits<int>::max();
 
 struct Options {
   std::string library;
@@ -43,7 +41,7 @@ void setStatus(const Options& options, const Session& session) {
   const Status& wanted = options.wanted;
   if (wanted == Status{}) throw UsageError("--status, --asc and --ascq of 0 are no status");
   // The end of the lifetime is kept in 32 bits; a later one would wrap into the past.
-  if (std::time(nullptr) + std::time_t{options.lifetime} > kMost) {
+  if (std::time(nullptr) + std::time_t{options.lifetime} > INT_MAX) {
     throw UsageError(fmt::format("--lifetime is too long: {}", options.lifetime));
   }
   changeStatus(library, "cannot set the status", [&](TqLibEmulator& emulator) {
@@ -152,10 +150,10 @@ void addStatusCommands(CLI::App& app, Session& session) {
   addByte(set, "--asc", setting.wanted.asc, "Additional sense code, such as 0x04");
   addByte(set, "--ascq", setting.wanted.ascq, "Additional sense code qualifier");
   set.add_option("--lifetime", setting.lifetime, "Lifetime in seconds")
-      ->check(CLI::Range(1, kMost))
+      ->check(CLI::Range(1, INT_MAX))
       ->capture_default_str();
   set.add_option("--count", setting.count, "Number of reports; 0: no limit within the lifetime")
-      ->check(CLI::Range(kMost))
+      ->check(CLI::Range(INT_MAX))
       ->capture_default_str();
 
   const auto [get, reading] =

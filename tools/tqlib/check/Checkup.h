@@ -51,7 +51,7 @@ inline constexpr struct Faults {
       "locked-catalogue", Warning,
       "another process keeps the catalogue locked; stale temporary files were not looked for",
       "check again when its call is over; \"fuser -v {file}\" names the process"};
-  Fault staleFile{"left-over", Note, "an unfinished file or folder that a crash left",
+  Fault staleFile{"left-over", Note, "a temporary file or folder that was left after a crash",
                   "\"tqlib check --fix\" deletes it", true};
 
   // Of a library
@@ -191,6 +191,14 @@ Checkup checkCatalogue(const std::string& library);
 
 /// Checks the volumes, each in itself and against the media of the libraries.
 void checkVolumes(Checkup& checkup);
+
+struct FixResult {
+  std::map<std::string, std::string> copies;  ///< of the files that were changed, by file
+  std::vector<std::string> failures;
+};
+
+/// Fixes what is fixable and still wrong. The next check shows what was fixed.
+FixResult fixFindings(const std::vector<Finding>& findings);
 
 /// Whether the file holds one library, the one of that key.
 bool isLibraryOfKey(const LibraryContent& content, const std::string& key);

@@ -11,6 +11,7 @@
 
 #include <xercesc/util/PlatformUtils.hpp>
 
+#include "base/Screen.h"
 #include "catalogue/Configuration.h"
 #include "cli/Commands.h"
 

@@ -7,7 +7,7 @@
 // An export takes the elements from the API. Devices and hosts are read from the file, because no
 // call reports the order of a drive's hosts.
 #include <algorithm>
-#include <limits>
+#include <climits>
 #include <set>
 
 #include "base/Streams.h"
@@ -209,7 +209,7 @@ void exportLibrary(const ExportOptions& options, const Session& session) {
 }
 
 void addRanges(CLI::App& command, SCSIUnitFields& library) {
-  const CLI::Range address(std::numeric_limits<int>::max());
+  const CLI::Range address(INT_MAX);
   for (const ElementRange& range : kRanges) {
     command.add_option(range.option, library.*range.count, fmt::format("Number of {}", range.name))
         ->check(CLI::Range(kMostElements));

@@ -3,6 +3,7 @@
 // The reader checks keys and types, and fills in defaults; checkDescription() checks what the
 // values mean together. The writer writes every key, also one whose value is the default.
 #include <algorithm>
+#include <climits>
 #include <limits>
 #include <map>
 #include <set>
@@ -14,14 +15,13 @@
 namespace {
 
 constexpr int kFormat = 1;  // the version of the JSON
-constexpr int kMost = std::numeric_limits<int>::max();
 constexpr int kLeast = std::numeric_limits<int>::min();
 
 void readFields(JsonObject& object, SCSIUnitFields& record, std::span<const DeviceField> fields) {
   for (const DeviceField& field : fields) {
     field.visit(record, [&](auto& value) {
       if constexpr (std::is_same_v<decltype(value), int&>) {
-        object.read(field.key, value, kLeast, kMost);
+        object.read(field.key, value, kLeast, INT_MAX);
       } else {
         object.read(field.key, value);
       }
@@ -62,11 +62,11 @@ void readRange(JsonObject& description, SCSIUnitFields& library, const ElementRa
   }
   JsonObject object(*place);
   object.read("count", count, 0, kMostElements);
-  object.read("base", base, -1, kMost);
+  object.read("base", base, -1, INT_MAX);
   const auto list =
       range.type == LIB_ELEM_DRIVE ? std::optional<JsonPlace>() : object.find("without");
   for (const JsonPlace& item : list ? list->items() : std::vector<JsonPlace>()) {
-    const int address = item.number(0, kMost);
+    const int address = item.number(0, INT_MAX);
     if (address < base || address - base >= count) item.refuse("it is not in the range");
     if (!gaps.insert(address).second) item.refuse("it appears twice");
   }
@@ -77,7 +77,7 @@ void readRange(JsonObject& description, SCSIUnitFields& library, const ElementRa
 int driveAddress(const LibraryDescription& description, std::int64_t number) {
   const int base = description.library.DriveBaseAddress;
   const std::int64_t address = base + number - 1;
-  if (base < 0 || address > std::numeric_limits<int>::max()) {
+  if (base < 0 || address > INT_MAX) {
     throw Failure(
         fmt::format("drive number {} has no address when the drives begin at {}", number, base));
   }
@@ -112,7 +112,7 @@ int readPlace(JsonObject& object, const LibraryDescription& description, std::in
     place = driveAddress(description, number->number(1, kMostElements));
   }
   if (!address) return place;
-  const int given = address->value.is_null() ? kUnplaced : address->number(0, kMost);
+  const int given = address->value.is_null() ? kUnplaced : address->number(0, INT_MAX);
   if (number && given != place) address->refuse("it is not that of the drive's number");
   return given;
 }
@@ -242,7 +242,7 @@ LibraryDescription readDescription(const Json& values) {
   LibraryDescription description;
   SCSIUnitFields& library = description.library;
   int format = kFormat;
-  object.read("format", format, kLeast, kMost);
+  object.read("format", format, kLeast, INT_MAX);
   if (format != kFormat) {
     throw Failure(fmt::format("format: {} is not supported, only {} is", format, kFormat));
   }

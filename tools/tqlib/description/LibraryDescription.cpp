@@ -3,7 +3,7 @@
 // An error names the place in the JSON, also if the description did not come from JSON.
 #include "description/LibraryDescription.h"
 
-#include <limits>
+#include <climits>
 #include <map>
 #include <set>
 
@@ -28,7 +28,7 @@ void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
   if (base < (count == 0 ? -1 : 0)) {
     throw Failure(fmt::format("{}.base: {} is not an address", range.described, base));
   }
-  if (endOf(library, range) > std::numeric_limits<int>::max()) {
+  if (endOf(library, range) > INT_MAX) {
     throw Failure(fmt::format("{}: the addresses are too large", range.name));
   }
 }

@@ -8,6 +8,7 @@
 #include <boost/algorithm/string/trim.hpp>
 
 #include "base/Streams.h"
+#include "catalogue/Devices.h"
 #include "catalogue/Elements.h"
 
 namespace {

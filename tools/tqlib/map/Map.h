@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "base/Screen.h"
 #include "catalogue/CatalogueCommands.h"
 
 inline constexpr int kLongestLabel = 16;

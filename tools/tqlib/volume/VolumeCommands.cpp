@@ -9,8 +9,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <limits>
+#include <climits>
 
+#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
 #include "common/FolderSync.h"
@@ -19,8 +20,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr int kVolumeFull = 785;  // a code of the API: nothing failed, but the volume is too large
 
 struct Options {
   std::string volume;
@@ -296,7 +295,7 @@ void addTransfer(const Command<Options>& command, const char* fileHelp) {
   app.add_option("FILE", options.file, fileHelp);
   app.add_option("--mark", options.mark, "Number of the filemark, from 0")
       ->required()
-      ->check(CLI::Range(std::numeric_limits<int>::max()));
+      ->check(CLI::Range(INT_MAX));
   // A transfer of the API must stay below 2 GiB.
   app.add_option("--block-size", options.blockSize, "Bytes a transfer; 64K, 1M, ...")
       ->transform(CLI::AsSizeValue(false))

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"

@@ -2,6 +2,7 @@
 // filemarks compared with their checksums. What cannot be read is reported and hides nothing else.
 #include <cmath>
 
+#include "base/Progress.h"
 #include "base/Streams.h"
 #include "catalogue/Configuration.h"
 #include "volume/Checksums.h"
