@@ -64,7 +64,7 @@ private:
   bool m_failed = false;
 };
 
-constexpr int kSlowRepetitions = 5;  // for slow benchmarks
+constexpr int kSlowRepetitions = 11;  // for slow benchmarks
 
 void registerCatalogue(const Place& place);
 void registerDrives(const Place& place);
