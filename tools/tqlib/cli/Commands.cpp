@@ -9,69 +9,20 @@
 #include <regex>
 #include <set>
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Devices.h"
 #include "catalogue/Elements.h"
 #include "catalogue/VolumeFiles.h"
 #include "check/Checkup.h"
 #include "cli/Commands.h"
+#include "cli/Manual.h"
 #include "description/LibraryDescription.h"
 #include "map/Map.h"
 #include "volume/VolumeCommands.h"
 
 namespace {
-
-constexpr char kHead[] = R"(.SH NAME
-tqlib \- virtual tape libraries: their catalogue and their volumes
-.SH SYNOPSIS
-\fBtqlib\fR [\fIoptions\fR] \fIcommand\fR [\fIarguments\fR]
-.SH DESCRIPTION
-The catalogue holds libraries: medium changers with drives, storage slots, import/export slots and
-shelves, and the hosts that see them. The data of each medium is in a volume, a folder that has the
-name of the barcode. An element is written
-\fBslot:\fRN, \fBmail:\fRN, \fBdrive:\fRN and \fBshelf:\fRN with N the element address.
-.PP
-An emulator may work on the same catalogue at the same time: each waits for the other's changes.
-)";
-
-constexpr char kTail[] = R"(.SH EXIT STATUS
-.TP
-.B 0
-Done; for \fBcheck\fR: no errors and no warnings.
-.TP
-.B 1
-Refused or failed. A refusal changes nothing; after a volume write that failed, what was written
-stays; for \fBcheck\fR: there are errors or warnings.
-.TP
-.B 2
-Wrong usage; nothing was changed.
-.PP
-A command that is interrupted ends by the signal.
-.SH OUTPUT
-With \fB\-\-json\fR each command prints one JSON object. A failure is one on standard error, with
-code, text and next step; wrong usage is reported as text. Later versions only add keys.
-\fI/usr/share/doc/tqlib/json.md\fR shows that of each command. Only terminals show colours.
-.SH ENVIRONMENT
-.TP
-.B TQ_PLATFORM_CONFIG
-The configuration file.
-.TP
-.B TQ_PLATFORM_LOG
-The file for the log, else standard error.
-.TP
-.B NO_COLOR
-If it is not empty, no colours are used.
-.TP
-.B COLUMNS
-The width of pictures if standard output is not a terminal.
-.SH FILES
-.TP
-.I /etc/tqlib.ini
-The configuration when neither \fB\-\-config\fR nor the environment names one:
-\fBsVirtualLibXMLDirectory\fR (the catalogue is in its folder LibEmulator),
-\fBsVirtualTapeDirectory\fR and \fBnVirtualTapeSizeMB\fR in the section \fB[MediaManager]\fR.
-.SH SEE ALSO
-.BR tqlib\-catalogue (5))";
 
 // A backslash, a hyphen and a line that begins like a request mean something to troff.
 std::string escaped(std::string text) {
@@ -101,12 +52,11 @@ std::string sectionsText(const CLI::App& group, const std::string& path) {
 }
 
 void printManual(const NoOptions&, const Session& session) {
-  printResult(
-      false, {},
-      fmt::format(".TH TQLIB 1 \"\" \"tqlib {}\" \"Virtual tape libraries\"\n{}.SH OPTIONS\n"
-                  ".nf\n{}\n.fi\n.SH COMMANDS\n{}{}",
-                  TQLIB_VERSION, kHead, escaped(session.app->help()),
-                  sectionsText(*session.app, "tqlib"), kTail));
+  std::string page = kManual;
+  boost::replace_first(page, "@VERSION@", TQLIB_VERSION);
+  boost::replace_first(page, "@OPTIONS@", escaped(session.app->help()));
+  boost::replace_first(page, "@COMMANDS@\n", sectionsText(*session.app, "tqlib"));
+  printResult(false, {}, page);
 }
 
 // The colon of an element's name ends a word for readline, which then replaces only what follows.
