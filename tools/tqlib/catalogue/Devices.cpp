@@ -87,6 +87,34 @@ const SCSIUnitFields* findHost(const Device& device, const std::string& host) {
   return nullptr;
 }
 
+const SCSIUnitFields& unitFor(const Device& device, const std::string& host) {
+  if (const SCSIUnitFields* unit = findHost(device, host)) return *unit;
+  throw Failure(
+      fmt::format("host {} does not see {} {}", host,
+                  isLibrary(device.record) ? "library" : "drive", device.record.SerialNumber),
+      "\"tqlib host list\" lists the hosts");
+}
+
+const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
+  for (const Device& drive : devices.drives) {
+    if (folded(drive.record.SerialNumber) == folded(serial)) return drive;
+  }
+  const std::string& library = devices.library.record.SerialNumber;
+  throw Failure(fmt::format("library {} has no drive {}", library, serial),
+                fmt::format("\"tqlib drive list {}\" lists the drives", library));
+}
+
+SCSIUnit libraryAsSeen(const LibraryDevices& devices, const SCSIUnitFields& unit) {
+  SCSIUnit library = unitOf(devices.library.record, unit);
+  const int base = library.DriveBaseAddress;
+  for (const Device& drive : devices.drives) {
+    const int address = drive.record.DriveBaseAddress;
+    if (base < 0 || address < base) continue;  // the drive has no number
+    library.DriveIdentifierMap[address - base + 1] = drive.record.SerialNumber;
+  }
+  return library;
+}
+
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices) {
   std::map<std::string, std::vector<SCSIUnit>> units;
   const auto add = [&](const Device& device) {

@@ -31,6 +31,15 @@ SCSIUnit unitOf(const SCSIUnitFields& record, const SCSIUnitFields& host);
 /// The unit of that host; null when it does not see the device.
 const SCSIUnitFields* findHost(const Device& device, const std::string& host);
 
+/// The unit of that host. Throws Failure when it does not see the device.
+const SCSIUnitFields& unitFor(const Device& device, const std::string& host);
+
+/// The drive of that serial number, found as the API does. Throws Failure when there is none.
+const Device& driveIn(const LibraryDevices& devices, const std::string& serial);
+
+/// The library as the unit's host sees it, with the numbers of all drives that are placed.
+SCSIUnit libraryAsSeen(const LibraryDevices& devices, const SCSIUnitFields& unit);
+
 /// What each host sees: the drives, then the library. The key is the folded name of the host.
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices);
 

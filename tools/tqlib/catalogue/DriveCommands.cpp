@@ -18,37 +18,28 @@ struct Options {
   bool force = false;
 };
 
-const Device& driveIn(const LibraryDevices& devices, const std::string& serial) {
+/// The drive if the library has it already; else null. Throws Failure when it cannot be added.
+const Device* knownDrive(const Options& wanted, const LibraryDevices& devices) {
+  const std::string& serial = wanted.drive.SerialNumber;
+  const std::string& host = wanted.drive.MAName;
+  const Device* known = nullptr;
   for (const Device& drive : devices.drives) {
-    if (folded(drive.record.SerialNumber) == folded(serial)) return drive;
-  }
-  const std::string& library = devices.library.record.SerialNumber;
-  throw Failure(fmt::format("library {} has no drive {}", library, serial),
-                fmt::format("\"tqlib drive list {}\" lists the drives", library));
-}
-
-/// The drive in the library if another host sees it already; else null. Throws Failure when it
-/// cannot be added.
-const SCSIUnitNoMap* knownDrive(const Options& wanted, const std::vector<SCSIUnitNoMap>& devices) {
-  const std::string& library = wanted.library;
-  const SCSIUnitFields& drive = wanted.drive;
-  const SCSIUnitNoMap* known = nullptr;
-  for (const SCSIUnitNoMap& device : devices) {
-    if (isLibrary(device)) continue;
+    const std::string& other = drive.record.SerialNumber;
     // Such a serial number would damage the text that holds the map of all drives.
-    if (const std::string problem = driveSerialProblem(device.SerialNumber, library);
-        !problem.empty()) {
+    if (const std::string problem = driveSerialProblem(other, wanted.library); !problem.empty()) {
       throw Failure(problem, "\"tqlib drive remove\" removes that drive");
     }
-    if (folded(device.SerialNumber) == folded(drive.SerialNumber)) known = &device;
+    if (folded(other) != folded(serial)) continue;
+    known = &drive;
+    if (other != serial) {
+      throw Failure(fmt::format("library {} has a drive {}, which differs in case only",
+                                wanted.library, other));
+    }
   }
   if (known == nullptr) {
-    refuseDrivesElsewhere({drive.SerialNumber}, library);
-  } else if (known->SerialNumber != drive.SerialNumber) {
-    throw Failure(fmt::format("library {} has a drive {}, which differs in case only", library,
-                              known->SerialNumber));
-  } else if (findHost(driveIn(devicesIn(library), drive.SerialNumber), drive.MAName) != nullptr) {
-    throw Failure(fmt::format("host {} sees drive {} already", drive.MAName, drive.SerialNumber));
+    refuseDrivesElsewhere({serial}, wanted.library);
+  } else if (findHost(*known, host) != nullptr) {
+    throw Failure(fmt::format("host {} sees drive {} already", host, serial));
   }
   return known;
 }
@@ -88,7 +79,7 @@ int addressOf(const SCSIUnit& library, int number) {
 }
 
 // An update writes the whole identity, so missing values are taken from the known drive.
-SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, int address) {
+SCSIUnit driveRecord(const SCSIUnitFields& drive, const Device* known, int address) {
   SCSIUnit record;
   static_cast<SCSIUnitFields&>(record) = drive;
   record.ScsiDeviceType = kSequentialAccess;
@@ -96,20 +87,18 @@ SCSIUnit driveRecord(const SCSIUnitFields& drive, const SCSIUnitNoMap* known, in
   if (known == nullptr) return record;
   for (const DeviceField& each : kIdentity) {
     const auto field = std::get<std::string SCSIUnitFields::*>(each.field);
-    if ((record.*field).empty()) record.*field = known->*field;
+    if ((record.*field).empty()) record.*field = known->record.*field;
   }
   return record;
 }
 
 /// Returns its number and its address.
 std::pair<int, int> addToLibrary(const Options& wanted) {
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(wanted.library, "");
-  const SCSIUnitNoMap* known = knownDrive(wanted, devices);
-  const auto found = std::ranges::find_if(devices, isLibrary);
-  if (found == devices.end()) throw Failure("no host sees library " + wanted.library);
-  SCSIUnit library = *found;
-  // A drive without a place appears under a number below the first.
-  std::erase_if(library.DriveIdentifierMap, [](const auto& entry) { return entry.first < 1; });
+  const LibraryDevices devices = devicesIn(wanted.library);
+  const Device* known = knownDrive(wanted, devices);
+  const auto& hosts = devices.library.hosts;
+  if (hosts.empty()) throw Failure("no host sees library " + wanted.library);
+  SCSIUnit library = libraryAsSeen(devices, hosts.front());
   const int number = numberIn(library.DriveIdentifierMap, wanted);
   const int address = addressOf(library, number);
   // The library announces its drives as a count from the first address on.
@@ -152,9 +141,7 @@ void removeDrive(const Options& options, const Session& session) {
   asOneStep([&] {
     const LibraryDevices devices = devicesIn(library);
     const Device& drive = driveIn(devices, serial);
-    if (!host.empty() && findHost(drive, host) == nullptr) {
-      throw Failure(fmt::format("host {} does not see drive {}", host, serial));
-    }
+    if (!host.empty()) unitFor(drive, host);
     isGone = host.empty() || drive.hosts.size() == 1;
     if (isGone && (drive.element.isOccupied || !drive.element.barCode.empty()) && !options.force) {
       throw Failure(

@@ -147,9 +147,7 @@ void removeWhole(const std::string& library, bool purge) {
 /// too, but its entry in the list stays.
 bool removeUnit(const std::string& library, const std::string& host, bool purge) {
   const LibraryDevices devices = devicesIn(library);
-  if (findHost(devices.library, host) == nullptr) {
-    throw Failure(fmt::format("host {} does not see library {}", host, library));
-  }
+  unitFor(devices.library, host);
   const bool isLast = devices.library.hosts.size() == 1;
   if (purge && !isLast) {
     throw Failure(fmt::format("cannot delete the file: other hosts see library {} too", library));

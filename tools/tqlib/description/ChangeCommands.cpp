@@ -44,33 +44,27 @@ void edit(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& host = options.device.MAName;
   const bool isDrive = !options.device.SerialNumber.empty();
-  const std::string& serial = isDrive ? options.device.SerialNumber : library;
   SCSIUnit record;
   asOneStep([&] {
-    const std::vector<SCSIUnitNoMap> seen = devicesOf(library, host);
-    const auto found = std::ranges::find_if(seen, [&](const SCSIUnitNoMap& device) {
-      return isLibrary(device) != isDrive && folded(device.SerialNumber) == folded(serial);
-    });
-    if (found == seen.end()) {
-      throw Failure(fmt::format("library {} has no {} that {} sees", library, serial,
-                                host.empty() ? "a host" : "host " + host),
-                    "\"tqlib drive list\" lists the drives and their hosts");
-    }
-    record = *found;
-    std::erase_if(record.DriveIdentifierMap, [](const auto& drive) { return drive.first < 1; });
+    const LibraryDevices devices = devicesIn(library);
+    const Device& device =
+        isDrive ? driveIn(devices, options.device.SerialNumber) : devices.library;
+    if (device.hosts.empty()) throw Failure("no host sees " + device.record.SerialNumber);
+    const SCSIUnitFields& unit = host.empty() ? device.hosts.front() : unitFor(device, host);
+    record = isDrive ? unitOf(device.record, unit) : libraryAsSeen(devices, unit);
     const bool hasAddressing = takeOver(options, kAddressing, record);
     if (hasAddressing && host.empty())
       throw UsageError("give --host: each host has its own path and address");
     if (!takeOver(options, kIdentity, record) && !hasAddressing) {
       throw UsageError("give what to change, such as --model");
     }
-    change("cannot edit " + serial, [&](TqLibEmulator& emulator) {
+    change("cannot edit " + record.SerialNumber, [&](TqLibEmulator& emulator) {
       return emulator.UpdateVirtualDevice(record, isDrive ? library : "");
     });
   });
   Json values{{"library", library}};
   values.update(deviceJson(record));
-  printResult(session.json, values, serial + " is changed");
+  printResult(session.json, values, record.SerialNumber + " is changed");
 }
 
 DOMElement* newSlot(DOMDocument& document, int type, int address) {
