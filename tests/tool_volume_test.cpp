@@ -92,6 +92,29 @@ TEST_F(ToolVolume, AChecksumIsKeptAsLongAsItsData) {
   expectRefused(1, "volume verify A", "--checksum");
 }
 
+TEST_F(ToolVolume, BlockLengthsStayWithTheirFilemarks) {
+  const auto lengths = [&](const char* volume) {
+    return readFile(path(std::string("store/tapes/") + volume + ".blocks"));
+  };
+  writeFile(path("store/tapes/A.blocks"), "0 0 2\n1 0 3\n1 3 80\n");
+  expectDone("volume verify A");
+  expectDone("volume copy A B");
+  expectDone("volume rename B C");
+  EXPECT_EQ(lengths("C"), lengths("A"));
+  expectDone("volume write A data --mark 1 --yes");
+  EXPECT_EQ(lengths("A"), "0 0 2\n");
+  expectDone("volume remove C --yes");
+  expectDone("volume erase A --yes");
+  EXPECT_EQ(tapes().size(), 1U) << "the empty folder of A";
+  for (const char* wrong : {"0 5 2\n", "7 1 1\n", "0 0 0\n", "block\n"}) {
+    expectDone("volume write A data --mark 0");
+    writeFile(path("store/tapes/A.blocks"), wrong);
+    EXPECT_EQ(ask("volume verify A")["blockLengths"].size(), 1U) << wrong;
+    EXPECT_EQ(tqlib("volume verify A").exitCode, 1) << wrong;
+    expectDone("volume erase A --yes");
+  }
+}
+
 TEST_F(ToolVolume, VerifyReportsEveryMarkThatChanged) {
   expectDone("volume write A data --mark 2");
   const fs::path folder = path("store/tapes/A");

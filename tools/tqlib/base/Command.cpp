@@ -44,8 +44,10 @@ CLI::Validator nameText() {
 
 std::string volumeNameProblem(const std::string& name) {
   if (std::string complaint = complaintAboutName(name); !complaint.empty()) return complaint;
-  const bool isOwn = name.starts_with(names::temporaryPrefix) || name.ends_with(".sha256");
-  return isOwn ? "names that begin with .tqlib- or end with .sha256 are reserved: " + name : "";
+  const bool isOwn = name.starts_with(names::temporaryPrefix) || name.ends_with(".sha256") ||
+                     name.ends_with(".blocks");
+  return isOwn ? "reserved, because it begins with .tqlib- or ends with .sha256 or .blocks: " + name
+               : "";
 }
 
 CLI::App& addGroup(CLI::App& app, const char* name, const char* help) {

@@ -1,9 +1,11 @@
-// Reading, checking and replacing the checksum file of a volume.
+// Reading, checking and replacing the files beside a volume.
 #include "volume/Checksums.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <optional>
+#include <sstream>
 
 #include "base/Streams.h"
 #include "common/FolderSync.h"
@@ -30,6 +32,13 @@ std::optional<Checksums::value_type> parsed(const std::string& line, const std::
     return std::nullopt;
   }
   return Checksums::value_type(*mark, digits);
+}
+
+/// Durably replaces the file, or removes it when it would be empty.
+void save(const fs::path& path, const std::string& text) {
+  requirePlainFile(path);
+  if (!text.empty()) return writeFile(path.string(), text);
+  if (fs::remove(path)) syncFolder(path.parent_path());
 }
 
 }  // namespace
@@ -61,20 +70,61 @@ Checksums loadChecksums(const std::string& volume) {
 }
 
 void saveChecksums(const std::string& volume, const Checksums& checksums) {
-  const fs::path path = checksumFile(volume);
-  requirePlainFile(path);
-  if (checksums.empty()) {
-    fs::remove(path);
-    syncFolder(path.parent_path());
-    return;
-  }
   std::string text;
   for (const auto& [mark, digits] : checksums) text += lineOf(volume, mark, digits) + "\n";
-  writeFile(path.string(), text);
+  save(checksumFile(volume), text);
 }
 
-void dropChecksums(const std::string& volume, int mark) {
-  if (!fs::is_regular_file(checksumFile(volume))) return;
-  Checksums left = mark == 0 ? Checksums() : loadChecksums(volume);
-  if (mark == 0 || left.erase(mark) > 0) saveChecksums(volume, left);
+fs::path blockLengthFile(const std::string& volume) {
+  return volumeRoot() / (volume + blockLengthSuffix);
+}
+
+std::string loadBlockLengths(const std::string& volume) {
+  const fs::path path = blockLengthFile(volume);
+  if (!fs::exists(path)) return "";
+  requirePlainFile(path);
+  return readText(path.string());
+}
+
+// After a crash, the last line may be for a block that was not written.
+std::vector<std::string> blockLengthProblems(const std::string& lengths,
+                                             const std::vector<FileMark>& marks) {
+  std::vector<std::string> problems;
+  std::istringstream text(lengths);
+  for (std::string line; std::getline(text, line);) {
+    std::istringstream words(line);
+    int number = 0;
+    unsigned long long offset = 0;
+    unsigned long long length = 0;
+    const bool isRead = words >> number >> offset >> length && length > 0;
+    const auto mark = std::ranges::find(marks, number, &FileMark::number);
+    const unsigned long long bytes = mark == marks.end() ? 0 : mark->bytes;
+    if (!isRead) problems.push_back("not a filemark, an offset and a length: " + line);
+    if (isRead && offset > bytes) {
+      problems.push_back(fmt::format("filemark {} has {} bytes: {}", number, bytes, line));
+    }
+  }
+  return problems;
+}
+
+VolumeRecords loadRecords(const std::string& volume) {
+  return {loadChecksums(volume), loadBlockLengths(volume)};
+}
+
+void saveRecords(const std::string& volume, const VolumeRecords& records) {
+  saveChecksums(volume, records.checksums);
+  save(blockLengthFile(volume), records.blockLengths);
+}
+
+void dropRecords(const std::string& volume, int mark) {
+  if (mark == 0) return saveRecords(volume, {});
+  Checksums checksums = loadChecksums(volume);
+  if (checksums.erase(mark) > 0) saveChecksums(volume, checksums);
+  const std::string lengths = loadBlockLengths(volume);
+  std::string kept;
+  std::istringstream text(lengths);
+  for (std::string line; std::getline(text, line);) {
+    if (!line.starts_with(fmt::format("{} ", mark))) kept += line + "\n";
+  }
+  if (kept != lengths) save(blockLengthFile(volume), kept);
 }

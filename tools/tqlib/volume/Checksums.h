@@ -1,5 +1,6 @@
-// The checksums of a volume's filemarks, in a file of sha256sum(1) beside the volume's folder (the
-// API counts every file in the folder to the volume); and the lock that keeps both consistent.
+// What is kept beside the folder of a volume (the API counts every file in it to the volume): the
+// checksums of its filemarks, in a file of sha256sum(1), and the lengths of their blocks, which an
+// emulator keeps; and the lock that keeps all of them consistent.
 #pragma once
 
 #include <unistd.h>
@@ -49,12 +50,34 @@ std::filesystem::path checksumFile(const std::string& volume);
 /// Empty when there is no file. Throws Failure when it holds anything but checksums of the volume.
 Checksums loadChecksums(const std::string& volume);
 
-/// Replaces the file, or removes it when there are no checksums. Throws Failure.
+/// Durably replaces the file, or removes it when there are no checksums. Throws Failure.
 void saveChecksums(const std::string& volume, const Checksums& checksums);
 
-/// Durably removes the checksums that a write to `mark` invalidates; all with mark 0, because the
-/// API then erases the volume. Throws Failure.
-void dropChecksums(const std::string& volume, int mark);
+/// Where an emulator keeps the lengths of a volume's blocks: lines of "FILEMARK OFFSET LENGTH", each
+/// for the blocks from that offset on.
+std::filesystem::path blockLengthFile(const std::string& volume);
+
+/// Empty when there is no file. Throws Failure.
+std::string loadBlockLengths(const std::string& volume);
+
+/// What cannot be right in the lengths of the blocks of these filemarks, a text for each line.
+std::vector<std::string> blockLengthProblems(const std::string& lengths,
+                                             const std::vector<FileMark>& marks);
+
+/// Checksums and block lengths.
+struct VolumeRecords {
+  Checksums checksums;
+  std::string blockLengths;  ///< the text of the file
+};
+
+VolumeRecords loadRecords(const std::string& volume);
+
+/// Durably replaces both files, or removes those that would be empty. Throws Failure.
+void saveRecords(const std::string& volume, const VolumeRecords& records);
+
+/// Durably removes what a write to `mark` makes wrong; all with mark 0, because the API then erases
+/// the volume. Throws Failure.
+void dropRecords(const std::string& volume, int mark);
 
 /// Keeps other tqlib processes from changing a volume, and makes its folder if it is missing. A
 /// folder that it made is removed at the end if it is empty. Emulators do not take this lock.

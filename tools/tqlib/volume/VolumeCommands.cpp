@@ -107,7 +107,7 @@ unsigned long long fillMark(const Options& options, const fs::path& path, int in
   // The input must be readable before the old data is deleted.
   std::size_t filled = readBlock(input, buffer);
   if (filled == 0) stopIfInterrupted("nothing was written");
-  dropChecksums(options.volume, options.mark);
+  dropRecords(options.volume, options.mark);
   // The API keeps the bytes beyond those it writes. The filemark is emptied now, not cut at the
   // end: an interrupted transfer must not leave a mixture of old and new data.
   if (fs::exists(path)) fs::resize_file(path, 0);
@@ -253,15 +253,18 @@ void eraseVolume(const Options& options, const Session& session) {
   for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
     if (entry.is_regular_file() && !entry.is_symlink()) fs::remove(entry);
   }
-  dropChecksums(options.volume, 0);
+  dropRecords(options.volume, 0);
   printResult(session.json, {{"volume", options.volume}, {"erased", true}},
               fmt::format("volume {} erased", options.volume));
 }
 
 // The folder is first renamed to a temporary one, which "tqlib check" finds after a crash: half a
-// volume must not look like a whole one. If the checksums are left, a second removal deletes them.
+// volume must not look like a whole one. If the files beside it are left, a second removal deletes
+// them.
 void removeVolume(const Options& options, const Session& session) {
-  if (!fs::exists(checksumFile(options.volume))) requireVolume(options.volume);
+  const bool isLeft =
+      fs::exists(checksumFile(options.volume)) || fs::exists(blockLengthFile(options.volume));
+  if (!isLeft) requireVolume(options.volume);
   const fs::path folder = volumeRoot() / options.volume;
   refuseLink(folder);
   if (!options.force) refuseMediaElsewhere({options.volume}, kForceNext);
@@ -275,7 +278,7 @@ void removeVolume(const Options& options, const Session& session) {
   const fs::path removed = temporaryVolume("remove");
   fs::rename(folder, removed);
   syncFolder(folder.parent_path());
-  dropChecksums(options.volume, 0);
+  dropRecords(options.volume, 0);
   fs::remove_all(removed);
   syncFolder(folder.parent_path());
   printResult(session.json, {{"volume", options.volume}, {"removed", true}},
@@ -354,15 +357,15 @@ void addVolumeCommands(CLI::App& app, Session& session) {
                     "Print data that is not text on a terminal, too");
   addVolumeCopy(*group, session);
   addVolumeVerify(*group, session);
-  const auto erase =
-      addVolumeCommand(*group, session, eraseVolume,
-                       {"erase", "Delete all data of a volume, and its checksums; asks before",
-                        "tqlib volume erase A00001 --yes"});
+  const auto erase = addVolumeCommand(
+      *group, session, eraseVolume,
+      {"erase", "Delete all data of a volume, with checksums and block lengths; asks before",
+       "tqlib volume erase A00001 --yes"});
   addConsent(erase.app, erase.options.yes);
   const auto remove = addVolumeCommand(
       *group, session, removeVolume,
       {"remove",
-       "Delete a volume, with its data and checksums; asks before.\n"
+       "Delete a volume, with its data, checksums and block lengths; asks before.\n"
        "Refused while a library has its medium.",
        "tqlib element set LIB001 slot:1000 --empty && tqlib volume remove A00001 --yes"});
   remove.app.add_flag("--force", remove.options.force, "Also while a library has its medium");

@@ -76,15 +76,16 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
   syncFolder(folder);
 }
 
-// The checksums are saved first, so that a copy under its final name is complete. They replace
-// those of an earlier volume of that name.
-void place(const fs::path& copy, const std::string& volume, const Checksums& checksums) {
+// The records are saved first, so that a copy under its final name is complete. They replace those
+// of an earlier volume of that name.
+void place(const fs::path& copy, const std::string& volume, const VolumeRecords& records) {
   const fs::path root = copy.parent_path();
-  saveChecksums(volume, checksums);
+  saveRecords(volume, records);
   try {
     fs::rename(copy, root / volume);
   } catch (...) {
     unlink(checksumFile(volume).c_str());
+    unlink(blockLengthFile(volume).c_str());
     throw;
   }
   syncFolder(root);
@@ -108,7 +109,7 @@ void copyVolume(const Options& options, const Session& session) {
   const auto target = lockNew(options.to);
   requireVolumeConsent(options.yes, "write volume " + options.to, false, {options.to});
   const VolumeContents from = examineVolume(options.from);
-  const Checksums checksums = loadChecksums(options.from);
+  const VolumeRecords records = loadRecords(options.from);
   unsigned long long bytes = 0;
   for (const FileMark& mark : from.marks) bytes += mark.bytes;
 
@@ -127,7 +128,7 @@ void copyVolume(const Options& options, const Session& session) {
     throw Failure(fmt::format("volume {} was written to while it was copied", options.from),
                   "copy it again while its medium is in no drive");
   }
-  place(copy, options.to, checksums);
+  place(copy, options.to, records);
   target->keep();
   const double seconds = progress.finish();
 
@@ -141,7 +142,7 @@ void copyVolume(const Options& options, const Session& session) {
                {"marks", from.marks.size()},
                {"bytes", bytes},
                {"seconds", seconds},
-               {"checksums", checksums.size()},
+               {"checksums", records.checksums.size()},
                {"notCopied", from.others}},
               sentence);
 }
@@ -157,9 +158,9 @@ void renameVolume(const Options& options, const Session& session) {
   const auto target = lockNew(options.to);
   requireVolumeConsent(options.yes, "rename volume " + options.from, false,
                        {options.from, options.to});
-  place(folder, options.to, loadChecksums(options.from));
+  place(folder, options.to, loadRecords(options.from));
   target->keep();
-  dropChecksums(options.from, 0);
+  dropRecords(options.from, 0);
   printResult(session.json, {{"from", options.from}, {"to", options.to}},
               fmt::format("volume {} renamed to {}", options.from, options.to));
 }
@@ -167,23 +168,23 @@ void renameVolume(const Options& options, const Session& session) {
 }  // namespace
 
 void addVolumeCopy(CLI::App& group, Session& session) {
-  const auto [copy, options] =
-      addCommand(group, session, copyVolume,
-                 {"copy",
-                  "Copy all filemarks of a volume, and their checksums, to a new one.\n"
-                  "Nothing may write to either meanwhile. A copy that fails leaves nothing.",
-                  "tqlib volume copy A00001 A00002"});
+  const auto [copy, options] = addCommand(
+      group, session, copyVolume,
+      {"copy",
+       "Copy all filemarks of a volume, with checksums and block lengths, to a new one.\n"
+       "Nothing may write to either meanwhile. A copy that fails leaves nothing.",
+       "tqlib volume copy A00001 A00002"});
   addVolumeOperand(copy, options.from, "NAME", "The volume to copy");
   addVolumeOperand(copy, options.to, "NEW", "The new volume; one that exists has to be empty");
   addConsent(copy, options.yes);
 
-  const auto [rename, renaming] =
-      addCommand(group, session, renameVolume,
-                 {"rename",
-                  "Rename a volume, and its checksums; nothing may use it meanwhile.\n"
-                  "Refused while a library has a medium of either name. To give a medium a new\n"
-                  "barcode, use --force, then \"tqlib element set --replace\".",
-                  "tqlib volume rename A00001 B00001 --force"});
+  const auto [rename, renaming] = addCommand(
+      group, session, renameVolume,
+      {"rename",
+       "Rename a volume, with checksums and block lengths; nothing may use it meanwhile.\n"
+       "Refused while a library has a medium of either name. To give a medium a new\n"
+       "barcode, use --force, then \"tqlib element set --replace\".",
+       "tqlib volume rename A00001 B00001 --force"});
   addVolumeOperand(rename, renaming.from, "NAME", "The volume to rename");
   addVolumeOperand(rename, renaming.to, "NEW", "Its new name; one that exists has to be empty");
   rename.add_flag("--force", renaming.force, "Also while a library has a medium of either name");

@@ -1,5 +1,6 @@
 // tqlib volume list, info and verify: the volumes of the tape folder, one of them in full, and its
-// filemarks compared with their checksums. What cannot be read is reported and hides nothing else.
+// filemarks compared with their checksums and block lengths. What cannot be read is reported and
+// hides nothing else.
 #include <cmath>
 
 #include "base/Progress.h"
@@ -140,25 +141,32 @@ Json verdictsOn(const std::vector<FileMark>& marks, const Checksums& checksums,
 
 void verifyVolume(const std::string& volume, const Session& session) {
   requireVolume(volume);
-  const Checksums checksums = loadChecksums(volume);
-  if (checksums.empty()) {
+  const auto [checksums, blockLengths] = loadRecords(volume);
+  if (checksums.empty() && blockLengths.empty()) {
     throw Failure(fmt::format("volume {} has no checksums", volume),
                   "only filemarks that are written with --checksum have one");
   }
   watchForInterruption();
-  const auto calculated = fs::last_write_time(checksumFile(volume));
-  const Json list = verdictsOn(examineVolume(volume).marks, checksums, calculated);
+  const auto calculated =
+      checksums.empty() ? fs::file_time_type::max() : fs::last_write_time(checksumFile(volume));
+  const std::vector<FileMark> marks = examineVolume(volume).marks;
+  const Json list = verdictsOn(marks, checksums, calculated);
+  const std::vector<std::string> problems = blockLengthProblems(blockLengths, marks);
   std::vector<Row> rows{{"MARK", "RESULT"}};
-  int faults = 0;
+  std::size_t faults = problems.size();
   for (const Json& verdict : list) {
     const std::string result = verdict["result"];
     const std::string remark = verdict["newer"] ? "written after the checksums" : "";
     rows.push_back({verdict["mark"].dump(), result, verdict.value("reason", remark)});
-    faults += result == "ok" || result == "no checksum" ? 0 : 1;
+    faults += result == "ok" || result == "no checksum" ? 0U : 1U;
   }
-  printResult(session.json, {{"volume", volume}, {"marks", list}}, tableText(rows));
+  std::string text = tableText(rows);
+  for (const std::string& problem : problems) text += "\nblock lengths: " + problem;
+  printResult(session.json, {{"volume", volume}, {"marks", list}, {"blockLengths", problems}},
+              text);
   if (faults > 0) {
-    throw Failure(fmt::format("volume {}: filemarks that differ, are missing or cannot be read: {}",
+    throw Failure(fmt::format("volume {}: filemarks that differ, are missing or cannot be read, or "
+                              "block lengths that do not fit: {}",
                               volume, faults),
                   "one written after the checksums may be good: write it again with --checksum");
   }
@@ -177,7 +185,7 @@ void addVolumeReports(CLI::App& group, Session& session) {
 void addVolumeVerify(CLI::App& group, Session& session) {
   const auto [verify, name] = addCommand(
       group, session, verifyVolume,
-      {"verify", "Compare all filemarks of a volume with their checksums",
+      {"verify", "Compare all filemarks of a volume with their checksums and block lengths",
        "date | tqlib volume write A00001 --mark 1 --checksum && tqlib volume verify A00001"});
   addVolumeOperand(verify, name);
 }
