@@ -1,5 +1,4 @@
-// The bar is drawn ten times a second, which costs little compared with the transfer. Its rate is
-// that of the last seconds, so that it shows when a transfer becomes slow.
+// The bar is drawn ten times a second, which costs little compared with the transfer.
 #include "base/Progress.h"
 
 #include <unistd.h>
@@ -15,7 +14,6 @@
 namespace {
 
 constexpr double kRedraw = 0.1;  ///< seconds
-constexpr double kRecent = 3;    ///< seconds
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -35,8 +33,9 @@ Progress::Progress(unsigned long long total)
 
 void Progress::advance(unsigned long long bytes) {
   m_done += static_cast<double>(bytes);
-  const double seconds = m_isVisible ? secondsSince(m_drawn) : 0;
-  if (seconds >= kRedraw) draw(seconds);
+  if (!m_isVisible || secondsSince(m_drawn) < kRedraw) return;
+  m_drawn = Clock::now();
+  draw();
 }
 
 double Progress::finish() {
@@ -45,19 +44,16 @@ double Progress::finish() {
   return secondsSince(m_start);
 }
 
-void Progress::draw(double seconds) {
-  const double current = (m_done - m_drawnDone) / seconds;
-  m_rate += (current - m_rate) * (m_drawnDone > 0 ? std::min(seconds / kRecent, 1.0) : 1);
-  m_drawn = Clock::now();
-  m_drawnDone = m_done;
-  std::string line = fmt::format("{}, {}/s", sizeText(m_done), sizeText(m_rate));
+void Progress::draw() const {
+  const double rate = m_done / secondsSince(m_start);
+  std::string line = fmt::format("{}, {}/s", sizeText(m_done), sizeText(rate));
   if (m_total > 0) {
     // An input that grows while it is read becomes larger than the total.
     const double left = std::max(m_total - m_done, 0.0);
     const auto filled = static_cast<std::size_t>(20 * (1 - left / m_total));
-    const auto wait = static_cast<long long>(left / std::max(m_rate, 1.0));
+    const auto wait = static_cast<long long>(left / std::max(rate, 1.0));
     line = fmt::format("[{:<20}] {} of {}, {}/s, {}:{:02} min left", std::string(filled, '#'),
-                       sizeText(m_done), sizeText(m_total), sizeText(m_rate), wait / 60, wait % 60);
+                       sizeText(m_done), sizeText(m_total), sizeText(rate), wait / 60, wait % 60);
   }
   // The last column stays free: some terminals go to the next line when it is filled.
   const int width = std::max(terminalWidth(STDERR_FILENO) - 1, 1);

@@ -18,13 +18,11 @@ public:
 private:
   using Clock = std::chrono::steady_clock;
 
-  void draw(double seconds);
+  void draw() const;
 
   const double m_total;
   bool m_isVisible;
   const Clock::time_point m_start = Clock::now();
   Clock::time_point m_drawn = m_start;
   double m_done = 0;
-  double m_drawnDone = 0;
-  double m_rate = 0;  ///< bytes a second, smoothed over some seconds
 };
