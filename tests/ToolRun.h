@@ -1,17 +1,18 @@
 // Runs the operator's tool as an operator does, in a folder of the test's own with an empty store.
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 #include <sys/wait.h>
 
 #include <cstdlib>
 
-#include <nlohmann/json.hpp>
-
 #include "TempCatalogue.h"
 
 namespace tests {
+
+using testing::HasSubstr;
+using testing::Not;
 
 class ToolRun : public testing::Test {
 protected:
