@@ -18,12 +18,9 @@ std::vector<To> converted(const From& record) {
   To copyBraces = {record};
   To direct(record);
   To braces{record};
-  To inner[] = {{record}};
-  To assigned;
-  assigned = record;
-  To assignedBraces;
-  assignedBraces = {record};
-  std::vector<To> all{copy, copyBraces, direct, braces, inner[0], assigned, assignedBraces};
+  std::vector<To> all{copy, copyBraces, direct, braces, To(), To()};
+  all[4] = record;
+  all[5] = {record};
   all.push_back(record);
   all.push_back({record});
   all.emplace_back(record);

@@ -123,10 +123,10 @@ TEST_F(FaultMatrix, ALaterStepIsNotUndoneByTheCompletionOfAnEarlierOne) {
 TEST_F(FaultMatrix, AStaleFileIsReadAgain) {
   LibraryBuilder("A").slots(1000, 2).build();
   const State state = m_catalogue.state();
-  const auto query = [] { return Outcome{elements("A").size() == 2}; };
-  const auto read = [&] { return Outcome{contentOf(m_catalogue.libraryFile("A")).has_value()}; };
-  for (const std::function<Outcome()>& reader :
-       std::vector<std::function<Outcome()>>{query, read}) {
+  const std::function<Outcome()> readers[] = {
+      [] { return Outcome{elements("A").size() == 2}; },
+      [&] { return Outcome{contentOf(m_catalogue.libraryFile("A")).has_value()}; }};
+  for (const auto& reader : readers) {
     const int opened = firstCall(reader, SYS_openat, "/Lib_A.xml");
     for (const int at : {opened, opened + 1, opened + 2})  // the open, the examination, a read
       for (const Fault::Kind kind : {Fault::Once, Fault::Permanent}) {

@@ -77,9 +77,7 @@ TEST(LibraryFiles, KeepPermissionsAndLinksAndLeaveNoTemporaryFiles) {
   EXPECT_NE(once.find("T1"), std::string::npos);
   ASSERT_TRUE(setElement("A", "2@1000:T1"));
   EXPECT_EQ(readFile(target), once);
-  struct stat record {};
-  ASSERT_EQ(stat(target.c_str(), &record), 0);
-  EXPECT_EQ(record.st_mode & 07777U, 01604U);
+  EXPECT_EQ(fs::status(target).permissions(), fs::perms(01604));
   EXPECT_EQ(catalogue.files().size(), 2U);  // the link and the list
   EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), fs::directory_iterator()), 2);
 }

@@ -51,8 +51,7 @@ struct Library {
 class Model : public testing::TestWithParam<unsigned> {
 protected:
   int pick(int n) { return static_cast<int>(m_random() % static_cast<unsigned>(n)); }
-  std::string oneOf(const Texts& texts) { return texts[m_random() % texts.size()]; }
-  std::string key() { return oneOf({"A", "A", "A", "B", "B", "B", "none"}); }
+  std::string key() { return Texts{"A", "A", "A", "B", "B", "B", "none"}.at(m_random() % 7); }
   std::string host() { return "host" + std::to_string(pick(3)); }
   std::string text() { return "text" + std::to_string(pick(1000)); }
   LibElement place() {
@@ -138,9 +137,9 @@ protected:
     bool isDone = isNamed && removeFrom(name, serial, host);
     for (std::size_t i = 0; !isNamed && !isDone && i < m_listed.size(); ++i)
       isDone = removeFrom(m_listed[i], serial, host);
-    const bool isRemoved = isNamed ? m_emulator.RemoveVirtualDevice(host, serial, name)
-                                   : m_emulator.RemoveVirtualDevice(host, serial);
-    EXPECT_EQ(isRemoved, isDone);
+    EXPECT_EQ(isNamed ? m_emulator.RemoveVirtualDevice(host, serial, name)
+                      : m_emulator.RemoveVirtualDevice(host, serial),
+              isDone);
     if (before.count(serial) == m_libraries.count(serial)) return;
     EXPECT_EQ(elements(serial), Texts{"refused"});
     if (host.empty()) {  // its file must go before it can be created again
@@ -182,9 +181,9 @@ protected:
     Library changed = library == nullptr ? Library() : *library;
     bool isDone = library != nullptr;
     for (const LibElement& e : records) isDone = isDone && change(changed, e, isRemoval, isOne);
-    const bool isSet = isOne ? m_emulator.SetVirtualLibraryElement(name, records[0], isRemoval)
-                             : m_emulator.SetVirtualLibraryElement(name, records, isRemoval);
-    EXPECT_EQ(isSet, isDone);
+    EXPECT_EQ(isOne ? m_emulator.SetVirtualLibraryElement(name, records[0], isRemoval)
+                    : m_emulator.SetVirtualLibraryElement(name, records, isRemoval),
+              isDone);
     if (isDone) *library = changed;
   }
 

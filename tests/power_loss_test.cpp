@@ -37,7 +37,6 @@ public:
       case SYS_fsync:
         return sync(m_open[fd]);
       case SYS_renameat2:
-        return change({pathAt(fd, call.path), pathAt(AT_FDCWD, call.secondPath), 0});
       case SYS_rename:
         return change({pathAt(AT_FDCWD, call.path), pathAt(AT_FDCWD, call.secondPath), 0});
       case SYS_unlink:

@@ -1,7 +1,6 @@
 // Several threads and processes on one catalogue: changes, locks, and half-done saves.
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 
@@ -138,9 +137,7 @@ TEST_P(ThreadsAndProcesses, LoseNoMediumReadHostOrLibrary) {
   for (const std::string& text : elements("A"))
     if (text.find(':') != text.npos) found.push_back(text);
   EXPECT_EQ(reads, kReads);
-  std::sort(expected.begin(), expected.end());
-  std::sort(found.begin(), found.end());
-  EXPECT_EQ(found, expected);
+  EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
   std::vector<SCSIUnitNoMap> added;
   EXPECT_TRUE(emulator.GetVirtualDeviceInfo("new", added));
   EXPECT_EQ(added.size(), kWorkers * (kMoves / 100 + 1));
@@ -180,26 +177,22 @@ TEST_F(Processes, BlockChangesOfOthersButNotQueries) {
   fs::copy_file(m_catalogue.libraryFile("L1"), standalone);
   writeFile(lockFile, "");
   const auto before = m_catalogue.files();
-  const auto set = [](TqLibEmulator& emulator) {
-    return emulator.SetVirtualLibraryElement("L1", described("2@1000:T1")[0], false);
-  };
-  const auto removeStandalone = [](TqLibEmulator& emulator) {
-    return emulator.RemoveVirtualDevice("", "L1", "");
-  };
   const struct {
     std::string locked;
-    std::string reported;
-    std::function<bool(TqLibEmulator&)> change;
-  } cases[] = {{.locked = catalogue, .reported = "CATALOGUE/", .change = set},
-               {.locked = lockFile, .reported = "CATALOGUE/", .change = set},
-               {.locked = ".", .reported = ".", .change = removeStandalone}};
+    std::string reported = "CATALOGUE/";
+    bool isStandalone = false;
+  } cases[] = {{.locked = catalogue},
+               {.locked = lockFile},
+               {.locked = ".", .reported = ".", .isStandalone = true}};
   const fs::path outside = fs::current_path();
   fs::current_path(m_catalogue.path());
   CatalogueLock::longestWait = 20ms;
   for (const auto& c : cases) {
     const FileDescriptor others = foreignLock(c.locked);
     TqLibEmulator emulator;
-    EXPECT_FALSE(c.change(emulator));
+    EXPECT_FALSE(c.isStandalone
+                     ? emulator.RemoveVirtualDevice("", "L1", "")
+                     : emulator.SetVirtualLibraryElement("L1", element(2, 1000, "T1"), false));
     EXPECT_EQ(elements("L1"), Texts{"2@1000"});
     const std::string error =
         "Cannot lock directory " + c.reported + ": another process keeps it locked";
@@ -283,10 +276,8 @@ TEST_F(Processes, CompleteAHalfDoneSaveOnAChangeOfItsFilesOnly) {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
 constexpr std::size_t kStack = 8 << 20;  // an instrumented build needs more
-#elif defined(__x86_64__)
-constexpr std::size_t kStack = 64 << 10;
 #else
-constexpr std::size_t kStack = 128 << 10;  // arm64 allows no smaller one
+const std::size_t kStack = std::max<std::size_t>(64 << 10, PTHREAD_STACK_MIN);
 #endif
 
 /// Does the work in a thread that is cancelled. It must end only after the work.

@@ -9,7 +9,6 @@
 #include "TempCatalogue.h"
 #include "TqLibEmlFile.h"
 #include "TqLibEmulator.h"
-#include "TqPlatform/NuUtils.h"
 #include "common/FileContent.h"
 #include "common/FileDescriptor.h"
 #include "common/FolderListing.h"
@@ -35,23 +34,22 @@ protected:
       EXPECT_TRUE(logged(call, "TqLibEmlFile::" + call + "()" + text)) << call;
   }
   /// "done, count 4, code 0" or "failed, ...". The count was 99.
-  std::string transfer(const std::function<bool(TqLibEmlFile&, unsigned long&)>& call) const {
-    unsigned long count = 99;
-    TqLibEmlFile volume(m_volumeName);
-    const std::string result = call(volume, count) ? "done" : "failed";
-    return result + ", count " + std::to_string(count) + ", code " +
-           std::to_string(volume.getErrorCode());
-  }
   std::string write(int mark, unsigned long long offset, const std::string& data) const {
     const auto* const bytes = reinterpret_cast<const unsigned char*>(data.data());
-    return transfer([=, size = data.size()](TqLibEmlFile& volume, unsigned long& count) {
-      return volume.WriteDataForDrive(mark, offset, bytes, size, count);
-    });
+    unsigned long count = 99;
+    TqLibEmlFile volume(m_volumeName);
+    const bool isDone = volume.WriteDataForDrive(mark, offset, bytes, data.size(), count);
+    return result(isDone, count, volume);
   }
   std::string read(int mark, unsigned long long offset) {
-    return transfer([=, this](TqLibEmlFile& volume, unsigned long& count) {
-      return volume.ReadDataForDrive(mark, offset, m_buffer, sizeof m_buffer, count);
-    });
+    unsigned long count = 99;
+    TqLibEmlFile volume(m_volumeName);
+    const bool isDone = volume.ReadDataForDrive(mark, offset, m_buffer, sizeof m_buffer, count);
+    return result(isDone, count, volume);
+  }
+  static std::string result(bool isDone, unsigned long count, const TqLibEmlFile& volume) {
+    return (isDone ? "done, count " : "failed, count ") + std::to_string(count) + ", code " +
+           std::to_string(volume.getErrorCode());
   }
   /// "mark 1, size 4, code 0"; "no mark 1" if the call failed.
   std::string inspected() const {
