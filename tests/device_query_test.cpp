@@ -30,41 +30,42 @@ std::string fileOfX(const std::string& more) {
   return fileXml(libraryXml("X", kLibraryUnit + more));
 }
 
+const std::string kOtherDrives = driveXml("D1", 501, kOtherUnit) + driveXml("D2", 501, kDriveUnit) +
+                                 driveXml("D3", 499, kOtherUnit);
+const std::string kTwoUnits = driveXml("D1", 500, kDriveUnit + unitXml("Drive", "H"));
+const std::string kBadPlace = "<Drive>" + kOtherUnit + "<BaseAddress><x/></BaseAddress></Drive>";
+const std::string kBadUnit = "<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>";
+const std::string kBadCount = "<SlotCount><x/></SlotCount>";
+const std::string kSeveral = "More than one library node in XML Files CATALOGUE/Lib_X.xml";
+const std::string kUnloaded = "Failed to Load XML Document CATALOGUE/Lib_X.xml for Library X";
+const std::string kUnread = "Failed to read value for Element ";
+const std::string kUnnamed =
+    "Library Node not found in XML File CATALOGUE/Lib_X.xml for Library Lib_X.xml";
+const struct {
+  std::string file;  // empty: none
+  int code = 0;
+  std::string error = "";
+  bool isDone = false;
+  Seen seen = {};
+} kFiles[] = {
+    {.file =
+         fileXml(libraryXml("X", kLibraryUnit + kOtherDrives) + driveXml("D4", 500, kDriveUnit)),
+     .isDone = true,
+     .seen = {"h:D2@501", "h:D4@500", "h:X@500Map|2|0|D3|2|D1|EOM"}},
+    {.file = fileOfX("<IEPortBaseAddress><x/></IEPortBaseAddress>" + kTwoUnits),
+     .isDone = true,
+     .seen = {"H:D1@500", "h:X@500Map|1|1|D1|EOM"}},
+    {.file = "<D/>", .error = kSeveral, .isDone = true},
+    {.file = "", .error = kUnloaded},
+    {.file = "<D>", .code = 50005, .error = kUnloaded},
+    {.file = fileOfX(kBadUnit), .code = 50001, .error = kUnread + "Lun"},
+    {.file = fileOfX(kBadPlace), .code = 50002, .error = "Element address not found for drive"},
+    {.file = fileOfX("<Drive>" + kDriveUnit + "</Drive>"), .code = 50003},
+    {.file = fileOfX(kBadCount), .code = 50004, .error = kUnread + "SlotCount"}};
+
 // Three libraries are listed: A, X and C.
 TEST(Queries, ReadTheFileOfALibraryOrSkipItOrEndThere) {
-  const std::string otherDrives = driveXml("D1", 501, kOtherUnit) +
-                                  driveXml("D2", 501, kDriveUnit) + driveXml("D3", 499, kOtherUnit);
-  const std::string twoUnits = driveXml("D1", 500, kDriveUnit + unitXml("Drive", "H"));
-  const std::string place = "<Drive>" + kOtherUnit + "<BaseAddress><x/></BaseAddress></Drive>";
-  const std::string unit = "<LibraryScsiUnit MAName='h'><Lun><x/></Lun></LibraryScsiUnit>";
-  const std::string count = "<SlotCount><x/></SlotCount>";
-  const std::string several = "More than one library node in XML Files CATALOGUE/Lib_X.xml";
-  const std::string unloaded = "Failed to Load XML Document CATALOGUE/Lib_X.xml for Library X";
-  const std::string unread = "Failed to read value for Element ";
-  const std::string unnamed =
-      "Library Node not found in XML File CATALOGUE/Lib_X.xml for Library Lib_X.xml";
-  const struct {
-    std::string file;  // empty: none
-    int code = 0;
-    std::string error = "";
-    bool isDone = false;
-    Seen seen = {};
-  } cases[] = {
-      {.file =
-           fileXml(libraryXml("X", kLibraryUnit + otherDrives) + driveXml("D4", 500, kDriveUnit)),
-       .isDone = true,
-       .seen = {"h:D2@501", "h:D4@500", "h:X@500Map|2|0|D3|2|D1|EOM"}},
-      {.file = fileOfX("<IEPortBaseAddress><x/></IEPortBaseAddress>" + twoUnits),
-       .isDone = true,
-       .seen = {"H:D1@500", "h:X@500Map|1|1|D1|EOM"}},
-      {.file = "<D/>", .error = several, .isDone = true},
-      {.file = "", .error = unloaded},
-      {.file = "<D>", .code = 50005, .error = unloaded},
-      {.file = fileOfX(unit), .code = 50001, .error = unread + "Lun"},
-      {.file = fileOfX(place), .code = 50002, .error = "Element address not found for drive"},
-      {.file = fileOfX("<Drive>" + kDriveUnit + "</Drive>"), .code = 50003},
-      {.file = fileOfX(count), .code = 50004, .error = unread + "SlotCount"}};
-  for (const auto& c : cases) {
+  for (const auto& c : kFiles) {
     SCOPED_TRACE(c.file);
     TempCatalogue catalogue;
     writeFile(catalogue.listFile(), listXml({"A", "X", "C"}));
@@ -88,7 +89,7 @@ TEST(Queries, ReadTheFileOfALibraryOrSkipItOrEndThere) {
     EXPECT_FALSE(other.GetVirtualLibraryElements("X", places));
     EXPECT_TRUE(places.empty());
     EXPECT_EQ(other.getErrorCode(), isUnnamed ? 50008 : c.code);
-    EXPECT_EQ(catalogue.shortened(lastError(other)), isUnnamed ? unnamed : c.error);
+    EXPECT_EQ(catalogue.shortened(lastError(other)), isUnnamed ? kUnnamed : c.error);
     EXPECT_TRUE(catalogue.logged("[TqLibEmulator::GetVirtualLibraryElements] "));
   }
 }

@@ -136,31 +136,30 @@ const std::string kLibrary = documentOf(R"([4@500 4@501:D1 3@1 2@1:T1
   <Slots><BaseAddress>4</BaseAddress><BarCode><x/></BarCode></Slots>
   <Slots IsOccupied='false'><BaseAddress>6</BaseAddress><BarCode><x/></BarCode></Slots>] 5@1)");
 
+const struct {
+  const char* from;
+  const char* to;
+  int code = 0;
+  std::string missing = "";
+  std::string reason = "";  // if nothing is missing
+} kRefusedMoves[] = {
+    {.from = "3@1", .to = "4@501", .code = 40018},  // the source is checked first
+    {.from = "2@1", .to = "4@501", .code = 40006},
+    {.from = "2@9",
+     .to = "4@500",
+     .code = 50009,
+     .missing = "Source LibElement of Type 2, Address 9"},
+    {.from = "2@1",
+     .to = "0@1",
+     .code = 50009,
+     .missing = "Destination LibElement of Type 0, Address 1"},
+    {.from = "3@3", .to = "4@500"},  // occupied, without a barcode
+    {.from = "3@4", .to = "4@500", .reason = "Failed to read value for Source Element BarCode"},
+    {.from = "2@1", .to = "3@2"},  // empty, with a barcode
+    {.from = "2@1", .to = "3@6", .reason = "Failed to read value for Destination Element BarCode"}};
+
 TEST(MediumMove, IsRefusedWithItsReasonAndLeavesTheFileUntouched) {
-  const struct {
-    const char* from;
-    const char* to;
-    int code = 0;
-    std::string missing = "";
-    std::string reason = "";  // if nothing is missing
-  } cases[] = {
-      {.from = "3@1", .to = "4@501", .code = 40018},  // the source is checked first
-      {.from = "2@1", .to = "4@501", .code = 40006},
-      {.from = "2@9",
-       .to = "4@500",
-       .code = 50009,
-       .missing = "Source LibElement of Type 2, Address 9"},
-      {.from = "2@1",
-       .to = "0@1",
-       .code = 50009,
-       .missing = "Destination LibElement of Type 0, Address 1"},
-      {.from = "3@3", .to = "4@500"},  // occupied, without a barcode
-      {.from = "3@4", .to = "4@500", .reason = "Failed to read value for Source Element BarCode"},
-      {.from = "2@1", .to = "3@2"},  // empty, with a barcode
-      {.from = "2@1",
-       .to = "3@6",
-       .reason = "Failed to read value for Destination Element BarCode"}};
-  for (const auto& c : cases) {
+  for (const auto& c : kRefusedMoves) {
     SCOPED_TRACE(c.from + std::string(" to ") + c.to);
     TempCatalogue catalogue;
     writeFile(catalogue.libraryFile("A"), kLibrary);

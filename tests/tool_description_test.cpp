@@ -62,39 +62,39 @@ TEST_F(Description, OptionsAndADescriptionCreateTheSameLibraryUnderAnyName) {
   expectRefused(1, "library create --from in.json L", "exists already");
 }
 
+const std::pair<std::string, const char*> kMistakes[] = {
+    // members behind serial number and host
+    {R"("slots": )", "in.json: parse error at line 1, column"},
+    {"\"vendor\": \"\xFF\"", "UTF-8"},
+    {R"("hosts": [])", "hosts: the key appears twice"},
+    {R"("format": 2)", "format: 2 is not supported"},
+    {R"("drives": [{}, {"serail": "X"}])", "drives[1].serail: unknown key"},
+    {R"("drives": [{"serial": 7}])", "drives[0].serial: expected a string"},
+    {R"("drives": [{"hosts": ["H", "h"]}])", "drives[0].hosts[1].name: host h appears twice"},
+    {R"("drives": [{"serial": "ab"}, {"serial": "AB"}])", "drives[1].serial: two drives"},
+    {R"("drives": [{"serial": "a|b"}])", "drives[0].serial: a drive's serial number cannot"},
+    {R"("drives": [{"address": 499}])", "drives[0].address: no drive can be at 499"},
+    {R"("drives": [{"number": 2}, {"address": 501}])", "drive:501 and drive:501 have one"},
+    {R"("driveRange": {"base": 2147483647}, "drives": 2)", "drive number 2 has no address"},
+    {R"("slots": {"count": 200001})", "slots.count: 200001 is not from 0 to 200000"},
+    {R"("slots": 18446744073709551615)", "slots: 18446744073709551615 is not from"},
+    {R"("slots": {"count": 2, "base": 2147483647})", "slots: the addresses are too large"},
+    {R"("slots": {"count": 2, "without": [1002]})", "slots.without[0]: it is not in the range"},
+    {R"("model": "a\u0000b")", "model: the text has a control character"},
+    {R"("elements": [{"element": "slot:1"}, {"element": "slot:1"}])", "slot:1 appears twice"},
+    {R"("elements": [{"element": "slot:1", "barcode": "A"}, {"element": "shelf:1", "barcode": "A"}])",
+     "elements: barcode A is in slot:1 and in shelf:1"},
+    {R"("elements": [{"element": "slot:1", "barcode": "a/b"}])",
+     "the barcode of slot:1: the name cannot be a file name"},
+    {R"("elements": [{"element": "slot:1", "barcode": "O1"}])", "O1 is in slot:1001 of library O"},
+    // The API refuses this one when the rest exists already.
+    {R"("elements": [{"element": "shelf:1", "barcode": "a\uFFFF"}])", "cannot set the elements"},
+};
+
 TEST_F(Description, AMistakeIsReportedWithItsPlaceAndNothingIsCreated) {
-  const std::pair<std::string, const char*> kCases[] = {
-      // members behind serial number and host
-      {R"("slots": )", "in.json: parse error at line 1, column"},
-      {"\"vendor\": \"\xFF\"", "UTF-8"},
-      {R"("hosts": [])", "hosts: the key appears twice"},
-      {R"("format": 2)", "format: 2 is not supported"},
-      {R"("drives": [{}, {"serail": "X"}])", "drives[1].serail: unknown key"},
-      {R"("drives": [{"serial": 7}])", "drives[0].serial: expected a string"},
-      {R"("drives": [{"hosts": ["H", "h"]}])", "drives[0].hosts[1].name: host h appears twice"},
-      {R"("drives": [{"serial": "ab"}, {"serial": "AB"}])", "drives[1].serial: two drives"},
-      {R"("drives": [{"serial": "a|b"}])", "drives[0].serial: a drive's serial number cannot"},
-      {R"("drives": [{"address": 499}])", "drives[0].address: no drive can be at 499"},
-      {R"("drives": [{"number": 2}, {"address": 501}])", "drive:501 and drive:501 have one"},
-      {R"("driveRange": {"base": 2147483647}, "drives": 2)", "drive number 2 has no address"},
-      {R"("slots": {"count": 200001})", "slots.count: 200001 is not from 0 to 200000"},
-      {R"("slots": 18446744073709551615)", "slots: 18446744073709551615 is not from"},
-      {R"("slots": {"count": 2, "base": 2147483647})", "slots: the addresses are too large"},
-      {R"("slots": {"count": 2, "without": [1002]})", "slots.without[0]: it is not in the range"},
-      {R"("model": "a\u0000b")", "model: the text has a control character"},
-      {R"("elements": [{"element": "slot:1"}, {"element": "slot:1"}])", "slot:1 appears twice"},
-      {R"("elements": [{"element": "slot:1", "barcode": "A"}, {"element": "shelf:1", "barcode": "A"}])",
-       "elements: barcode A is in slot:1 and in shelf:1"},
-      {R"("elements": [{"element": "slot:1", "barcode": "a/b"}])",
-       "the barcode of slot:1: the name cannot be a file name"},
-      {R"("elements": [{"element": "slot:1", "barcode": "O1"}])",
-       "O1 is in slot:1001 of library O"},
-      // The API refuses this one when the rest exists already.
-      {R"("elements": [{"element": "shelf:1", "barcode": "a\uFFFF"}])", "cannot set the elements"},
-  };
   makeLibrary("O");
   expectDone("element set O slot:1001 --barcode O1");
-  for (const auto& [members, reason] : kCases) {
+  for (const auto& [members, reason] : kMistakes) {
     writeFile(path("in.json"), R"({"serial": "L", "hosts": ["h"], )" + members + "}");
     expectRefused(1, "library create --from in.json", reason);
   }

@@ -17,44 +17,46 @@ protected:
   }
 };
 
+const struct {
+  const char* arguments;
+  const char* reason;
+  int exitCode = 1;
+} kSlips[] = {
+    {"element set LIB1 slot:1000 --barcode B", "slot:1000 holds A08L8"},
+    {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001 of library LIB1\n"},
+    {"element set LIB1 slot:1002 --barcode slot:1", "name of an element"},
+    {"element set LIB1 slot:1002 --barcode ' B'", "white space"},
+    {"find ''", "empty", 2},
+    {"element set LIB1 slot:1002 --barcode x/y", "x/y"},
+    {"element set LIB1 slot:1003 --barcode B", "no slot:1003"},
+    {"element set LIB1 shelf:1 --barcode B", "no shelf:1"},
+    {"element set LIB1 slot:999-1000 --empty", "no slot:999"},
+    {"element set LIB1 slot:1002 --barcodes two", "2 barcodes for 1 element", 2},
+    {"element set LIB1 mail:10-11 --replace --barcodes twice", "B is given twice"},
+    {"element set LIB1 slot:1002 --barcode-pattern 'B{2..1}'", "0 barcodes", 2},
+    {"element set LIB1 slot:1002 --barcode B --empty", "give one of", 2},
+    {"element set LIB1 slot:5-4 --empty", "slot:5-4", 2},
+    {"element set LIB1 slot:0-2000000000 --empty", "200000", 2},
+    {"element set LIB1 slot:1002 --barcode-pattern 'B{0..99999999}'", "200000", 2},
+    {"element remove LIB1 slot:1000-1002", "holds A08L8"},
+    {"load LIB1 OTHER", "no medium OTHER"},
+    {"load LIB1 A08L8 slot:1002", "slot:1002 is not a drive"},
+    {"load LIB1 A08L8 drive:nine", "no drive:nine"},
+    {"unload LIB1 A08L8", "slot:1000 is not a drive"},
+    {"move LIB1 A08L8 slot:1001", "slot:1001 holds A09L8"},
+    {"move LIB1 slot:1000 slot:7", "has no slot:7"},
+    {"move LIB1 --file pairs",
+     "pairs, line 3: cannot move slot:1000 to slot:1002: slot:1000 is empty"},
+    {"move LIB1 slot:1000", "TO", 2},
+    {"elements LIB1 slot:7-9", "no slot:7-9"},
+};
+
 TEST_F(ToolMedia, ASlipLosesAndDoublesNoMedium) {
   const std::string before = readFile(libraryFile("LIB1"));
-  const struct {
-    const char* arguments;
-    const char* reason;
-    int exitCode = 1;
-  } kCases[] = {
-      {"element set LIB1 slot:1000 --barcode B", "slot:1000 holds A08L8"},
-      {"element set LIB1 slot:1002 --barcode A09L8", "A09L8 is in slot:1001 of library LIB1\n"},
-      {"element set LIB1 slot:1002 --barcode slot:1", "name of an element"},
-      {"element set LIB1 slot:1002 --barcode ' B'", "white space"},
-      {"find ''", "empty", 2},
-      {"element set LIB1 slot:1002 --barcode x/y", "x/y"},
-      {"element set LIB1 slot:1003 --barcode B", "no slot:1003"},
-      {"element set LIB1 slot:999-1000 --empty", "no slot:999"},
-      {"element set LIB1 slot:1002 --barcodes two", "2 barcodes for 1 element", 2},
-      {"element set LIB1 mail:10-11 --replace --barcodes twice", "B is given twice"},
-      {"element set LIB1 slot:1002 --barcode-pattern 'B{2..1}'", "0 barcodes", 2},
-      {"element set LIB1 slot:1002 --barcode B --empty", "give one of", 2},
-      {"element set LIB1 slot:5-4 --empty", "slot:5-4", 2},
-      {"element set LIB1 slot:0-2000000000 --empty", "200000", 2},
-      {"element set LIB1 slot:1002 --barcode-pattern 'B{0..99999999}'", "200000", 2},
-      {"element remove LIB1 slot:1000-1002", "holds A08L8"},
-      {"load LIB1 OTHER", "no medium OTHER"},
-      {"load LIB1 A08L8 slot:1002", "slot:1002 is not a drive"},
-      {"load LIB1 A08L8 drive:nine", "no drive:nine"},
-      {"unload LIB1 A08L8", "slot:1000 is not a drive"},
-      {"move LIB1 A08L8 slot:1001", "slot:1001 holds A09L8"},
-      {"move LIB1 slot:1000 slot:7", "has no slot:7"},
-      {"move LIB1 --file pairs",
-       "pairs, line 3: cannot move slot:1000 to slot:1002: slot:1000 is empty"},
-      {"move LIB1 slot:1000", "TO", 2},
-      {"elements LIB1 slot:7-9", "no slot:7-9"},
-  };
   writeFile(path("two"), "A\nB\n");
   writeFile(path("twice"), "B\nB\n");
   writeFile(path("pairs"), "A08L8 drive:500\n\nslot:1000 slot:1002\n");
-  for (const auto& one : kCases) expectRefused(one.exitCode, one.arguments, one.reason);
+  for (const auto& one : kSlips) expectRefused(one.exitCode, one.arguments, one.reason);
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
 }
 

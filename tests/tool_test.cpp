@@ -43,35 +43,36 @@ TEST_F(Tool, AChangeThatCannotBeSavedIsAFailure) {
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
 }
 
+const std::tuple<int, const char*, const char*> kRefusals[] = {
+    {2, "elements ../LIB1", "file name"},
+    {2, "elements $(printf '\\377')", "UTF-8"},
+    {2, "element set LIB1 slot:1000 --barcode $(printf 'A\\001')", "control character"},
+    {2, "element remove LIB1 drive:500", "drive remove"},
+    {2, "status set LIB1 --status 0 --asc 0x00 --ascq 0", "no status"},
+    {2, "library create L2 --host H --slots 5 --mail-slots 5 --mail-base 1004", "overlap"},
+    {2, "volume write V --mark 1 --block-size 2G data", "--block-size"},
+    {2, "help bogus", "unknown command or argument: bogus"},
+    {2, "volume bogus --help", "unknown command or argument: bogus"},
+    {1, "element set LIB1 drive:900 --empty", "drive add"},
+    {1, "element set LIB1 slot:10 --empty", "mail:10"},
+    {1, "volume write V --mark 1 absent", "absent"},
+    {1, "move LIB1 slot:1001 drive:500", "to drive:500: slot:1001 is empty\n"},
+    {1, "--json move LIB1 slot:1001 drive:500", R"("code": 40018,)"},
+    {1, "volume read V --mark 1", "no such volume"},
+    {1, "devices NONE LIB1", "NONE sees no device of library LIB1\nnext: \"tqlib host list\""},
+    {1, "devices HOST1 NONE", "no such library"},
+    {1, "status list NONE", "no such library"},
+    {1, "status clear NONE", "no such library"},
+    {1, "drive edit LIB1 LIB1D1 --model model", "cannot hold"},
+    {1, "drive edit LIB1 LIB1D1 --host NONE --lun 1", "LIB1D1"},
+    {2, "drive edit LIB1 LIB1D1 --lun 1", "--host"},
+    {2, "library edit LIB1", "--model"},
+    {1, "library remove LIB1 --purge", "LIB1, which has 0 media"},
+};
+
 TEST_F(Tool, RefusalsNameTheirReasonAndChangeNothing) {
   const std::string before = readFile(libraryFile("LIB1"));
-  const std::tuple<int, const char*, const char*> kCases[] = {
-      {2, "elements ../LIB1", "file name"},
-      {2, "elements $(printf '\\377')", "UTF-8"},
-      {2, "element set LIB1 slot:1000 --barcode $(printf 'A\\001')", "control character"},
-      {2, "element remove LIB1 drive:500", "drive remove"},
-      {2, "status set LIB1 --status 0 --asc 0x00 --ascq 0", "no status"},
-      {2, "library create L2 --host H --slots 5 --mail-slots 5 --mail-base 1004", "overlap"},
-      {2, "volume write V --mark 1 --block-size 2G data", "--block-size"},
-      {2, "help bogus", "unknown command or argument: bogus"},
-      {2, "volume bogus --help", "unknown command or argument: bogus"},
-      {1, "element set LIB1 drive:900 --empty", "drive add"},
-      {1, "element set LIB1 slot:10 --empty", "mail:10"},
-      {1, "volume write V --mark 1 absent", "absent"},
-      {1, "move LIB1 slot:1001 drive:500", "to drive:500: slot:1001 is empty\n"},
-      {1, "--json move LIB1 slot:1001 drive:500", R"("code": 40018,)"},
-      {1, "volume read V --mark 1", "no such volume"},
-      {1, "devices NONE", "host NONE sees no device\nnext: \"tqlib host list\""},
-      {1, "devices HOST1 NONE", "no such library"},
-      {1, "status list NONE", "no such library"},
-      {1, "status clear NONE", "no such library"},
-      {1, "drive edit LIB1 LIB1D1 --model model", "cannot hold"},
-      {1, "drive edit LIB1 LIB1D1 --host NONE --lun 1", "LIB1D1"},
-      {2, "drive edit LIB1 LIB1D1 --lun 1", "--host"},
-      {2, "library edit LIB1", "--model"},
-      {1, "library remove LIB1 --purge", "LIB1, which has 0 media"},
-  };
-  for (const auto& [exitCode, arguments, reason] : kCases)
+  for (const auto& [exitCode, arguments, reason] : kRefusals)
     expectRefused(exitCode, arguments, reason);
   EXPECT_EQ(readFile(libraryFile("LIB1")), before);
   EXPECT_FALSE(fs::exists(libraryFile("L2")));
