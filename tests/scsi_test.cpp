@@ -44,12 +44,15 @@ TEST_F(ScsiTarget, AnswersTheSessionOfTheExample) {
 
 TEST_F(ScsiTarget, KeepsBlockLengthsForTheNextSessionWhereTheApiDoesNotCountThem) {
   Session session("LIB1");
-  EXPECT_EQ(answered(session, "1 ready;1 write 4 a;1 write 2 cd;1 write 4 e;1 mark 1"), "ok");
+  answered(session, "1 ready;1 write 4 a;1 write 2 c;1 write 4 d;1 locate 1");
+  EXPECT_EQ(answered(session, "1 write 3 efg;1 write 3 hij;1 mark 1"), "ok");
   unsigned long long size = 0;
   EXPECT_TRUE(TqLibEmlFile("A00001").GetVolumeSize(size));
   EXPECT_EQ(size, 10U);
   Session next("LIB1");
-  EXPECT_EQ(answered(next, "1 ready;1 blocks 1;1 read 2"), "ok [cd]");
+  EXPECT_EQ(answered(next, "1 ready;1 blocks 2;1 read 3"), "ok [hij]");
+  EXPECT_EQ(answered(next, "1 rewind;1 erase"), "ok");
+  EXPECT_FALSE(fs::exists(m_lengths));
 }
 
 // A host sees data without lengths, as tqlib leaves it, in the blocks that it asks for.

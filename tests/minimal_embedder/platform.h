@@ -24,18 +24,15 @@ private:
   std::recursive_mutex m_mutex;
 };
 
-class MMDebug {
-public:
+struct MMDebug {
   operator const char*() const { return "minimal"; }
 };
 
-class EvDebug {
-public:
+struct EvDebug {
   static void Error(const char* handle, const char* origin, const char* format, ...);
 };
 
-class EvEvent {
-public:
+struct EvEvent {
   static void initialize(int, int, int, void (*)(), const char*) {}
 };
 
@@ -88,13 +85,11 @@ public:
   }
 };
 
-class TQPI_Focus {
-public:
+struct TQPI_Focus {
   static const char* getFocus() { return "minimal"; }
 };
 
-class TQPlatformInfo {
-public:
+struct TQPlatformInfo {
   void setFocus(const char*) {}
   int getString(const char* section, const char* key, char* buffer, int* length) {
     const char* const found = std::getenv(key);
