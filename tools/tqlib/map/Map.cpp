@@ -62,8 +62,7 @@ void showMap(const Options& options, const Session& session) {
 }  // namespace
 
 int MapSection::firstAddress() const {
-  const auto placed =
-      std::ranges::find_if(cells, [](const auto& cell) { return cell.address >= 0; });
+  const auto placed = std::ranges::lower_bound(cells, 0, {}, &MapCell::address);
   return placed == cells.end() ? 0 : placed->address;
 }
 
@@ -76,12 +75,11 @@ std::string MapSection::range(const char* dash) const {
 
 std::vector<const MapCell*> MapSection::cellsAndGaps() const {
   std::vector<const MapCell*> items;
+  int before = -1;
   for (const MapCell& cell : cells) {
-    const MapCell* const before = items.empty() ? nullptr : items.back();
-    if (before != nullptr && before->address >= 0 && cell.address - before->address > 1) {
-      items.push_back(nullptr);
-    }
+    if (before >= 0 && cell.address - before > 1) items.push_back(nullptr);
     items.push_back(&cell);
+    before = cell.address;
   }
   return items;
 }

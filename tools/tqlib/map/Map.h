@@ -79,8 +79,8 @@ LibraryMap readMap(const std::string& library, const std::string& elements);
 struct MapPlace {
   int column;  ///< from 0
   const MapCell* first;
-  std::ptrdiff_t elements;
-  std::ptrdiff_t full;
+  std::size_t elements;
+  std::size_t full;
 };
 
 /// Places for many elements by address.

@@ -117,10 +117,9 @@ Lines flow(const MapSection& section, const MapStyle& style, int columns, int be
   int inRow = 0;
   for (const MapCell* cell : section.cellsAndGaps()) {
     const Lines painted = cell == nullptr ? gap : paint(*cell);
-    const bool isFirst = inRow++ % perRow == 0;
-    if (isFirst) lines.resize(lines.size() + painted.size());
+    if (inRow++ % perRow == 0) lines.resize(lines.size() + painted.size());
     std::string* line = &lines[lines.size() - painted.size()];
-    for (const std::string& part : painted) *line++ += repeated(" ", isFirst ? 0 : between) + part;
+    for (const std::string& part : painted) *line++ += part + repeated(" ", between);
   }
   return lines;
 }
@@ -174,10 +173,8 @@ int marksPerRow(int room) {
 const char* markOf(const MapPlace& place, bool isSingle, const MapStyle& style) {
   if (isSingle) return style.of(place.full > 0 ? kFull : kEmpty);
   const auto& shares = style.of(kShares);
-  const auto parts = static_cast<std::ptrdiff_t>(shares.size()) - 1;
-  const std::ptrdiff_t part =
-      place.full == 0 ? 0 : std::max<std::ptrdiff_t>(1, parts * place.full / place.elements);
-  return shares[static_cast<std::size_t>(part)];
+  const std::size_t share = (shares.size() - 1) * place.full / place.elements;
+  return shares[std::max<std::size_t>(share, place.full > 0 ? 1 : 0)];
 }
 
 /// What has to be added to the address of a row: at each group, then at each mark.
@@ -204,16 +201,13 @@ Lines mapMarks(const MapSection& section, const MapStyle& style) {
     if (row.isAfterGap) lines.push_back(repeated(" ", label - 1) + style.of(kSkippedRows));
     if (rows++ % kRowsPerHead == 0) append(lines, columnHeads(perRow, step, label));
     std::string& line = lines.emplace_back(fmt::format("{:>{}} ", addressText(row.address), label));
-    auto place = row.places.begin();
-    for (int mark = 0; mark < perRow; ++mark) {
-      if (mark % kGroup == 0) line += ' ';
-      if (place == row.places.end() || place->column != mark) {
-        line += ' ';
-        continue;
-      }
-      const char* const sign = markOf(*place, step == 1, style);
-      line += place->full > 0 ? coloured(sign, section.colour, STDOUT_FILENO) : sign;
-      ++place;
+    int used = 0;
+    for (const MapPlace& place : row.places) {
+      const int column = place.column + place.column / kGroup + 1;
+      const char* const sign = markOf(place, step == 1, style);
+      line += repeated(" ", column - used);
+      line += place.full > 0 ? coloured(sign, section.colour, STDOUT_FILENO) : sign;
+      used = column + 1;
     }
   }
   return lines;
@@ -266,14 +260,13 @@ std::string mapText(const LibraryMap& map, int width, Charset charset) {
   Lines lines = header(map, style);
   for (const MapSection& section : map.sections) {
     if (section.cells.empty()) continue;
-    const Painted painted = paint(section, style);
-    std::vector<Part> heading{
-        {fmt::format("{} {} {}", style.of(kRule), section.title, section.range(style.of(kDash))),
-         section.colour}};
-    heading.insert(heading.end(), painted.legend.begin(), painted.legend.end());
+    auto [painted, heading] = paint(section, style);
+    heading.insert(heading.begin(), {fmt::format("{} {} {}", style.of(kRule), section.title,
+                                                 section.range(style.of(kDash))),
+                                     section.colour});
     lines.emplace_back();
     append(lines, joined(heading, style, style.of(kRule)));
-    append(lines, painted.lines);
+    append(lines, painted);
     if (section.step() == 1) continue;
     const int first = section.firstAddress();
     append(lines,
