@@ -3,6 +3,7 @@
 // An edit gives the API the whole present record with the new values. A resize changes the file
 // itself: by the API, the announced number and the slots would be two saves.
 #include <algorithm>
+#include <set>
 
 #include "catalogue/Configuration.h"
 #include "catalogue/Elements.h"
@@ -15,6 +16,7 @@ namespace {
 
 using xercesc::DOMDocument;
 using xercesc::DOMElement;
+using xercesc::DOMNode;
 
 struct Options {
   const CLI::App* command = nullptr;
@@ -82,38 +84,39 @@ void resizeRange(DOMDocument& document, const SCSIUnitFields& library, const Ele
   const int count = library.*range.count;
   const int base = library.*range.base;
   if (count == before) return;
-  const LibraryContent content = readLibrary(document);
-  std::map<int, xercesc::DOMNode*> present;  // at the addresses that come or go
+  DOMNode* parent = singleLibrary(&document);
+  updateValues(&document, asElement(parent), range.countElement, std::to_string(count));
+  DOMNode* next = nullptr;  // new slots go before it
+  std::set<int> present;    // where slots are to be added
   std::vector<std::string> full;
-  xercesc::DOMNode* last = nullptr;  // before those; new slots follow it
-  for (const ElementContent& element : content.elements) {
+  for (const ElementContent& element : readLibrary(document).elements) {
     if (!element.address || element.type == LIB_ELEM_SHELF) continue;
     const int offset = *element.address - base;
-    if (element.type == range.type && offset < before) last = element.node;
+    const bool isSlot = element.type == range.type;
+    if (isSlot && offset < before) {
+      parent = element.node->getParentNode();
+      next = element.node->getNextSibling();
+    }
     if (offset < std::min(before, count) || offset >= std::max(before, count)) continue;
     const std::string name = fmt::format("{}:{}", elementTypeWord(element.type), *element.address);
-    if (element.type != range.type && count < before) continue;
-    if (element.type != range.type) throw Failure(name + " has an address that the slots need");
-    present[*element.address] = element.node;
-    if (element.isOccupied || !element.barcode.empty())
-      full.push_back(fmt::format("{} holds {}", name, element.barcode));
+    if (count > before) {
+      if (!isSlot) throw Failure(name + " has an address that the slots need");
+      present.insert(*element.address);
+    } else if (isSlot) {
+      if (element.isOccupied || !element.barcode.empty())
+        full.push_back(fmt::format("{} holds {}", name, element.barcode));
+      removeFrom(*parent, element.node);
+    }
   }
-  if (count < before && !full.empty()) {
+  if (!full.empty()) {
     throw Failure("cannot remove full slots: " + shortList(full),
                   fmt::format("\"tqlib elements {} --empty\" shows where the media can go",
                               library.SerialNumber));
   }
-  for (const auto& [address, slot] : present) {
-    if (count < before) removeFrom(*slot->getParentNode(), slot);
-  }
-  DOMElement* parent = singleLibrary(&document);
   for (int address = base + before; address < base + count; ++address) {
     if (present.contains(address)) continue;
-    xercesc::DOMNode* next = last == nullptr ? nullptr : last->getNextSibling();
-    last = (last == nullptr ? parent : last->getParentNode())
-               ->insertBefore(newSlot(document, range.type, address), next);
+    parent->insertBefore(newSlot(document, range.type, address), next);
   }
-  updateValues(&document, parent, range.countElement, std::to_string(count));
 }
 
 void resize(const Options& options, const Session& session) {
