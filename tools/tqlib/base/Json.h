@@ -2,6 +2,7 @@
 // reported with its path.
 #pragma once
 
+#include <climits>
 #include <optional>
 #include <set>
 #include <string>
@@ -39,7 +40,7 @@ public:
 
   /// Leaves `value` as it is when there is no such key.
   void read(const std::string& key, std::string& value);
-  void read(const std::string& key, int& value, int least, int most);
+  void read(const std::string& key, int& value, int least = INT_MIN, int most = INT_MAX);
 
   /// Throws Failure when there is a key that was not read.
   void refuseOtherKeys() const;

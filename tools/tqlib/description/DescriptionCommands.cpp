@@ -11,12 +11,8 @@
 #include <set>
 
 #include "base/Streams.h"
-#include "catalogue/CatalogueCommands.h"
 #include "catalogue/Elements.h"
 #include "description/LibraryDescription.h"
-#include "files/Descendants.h"
-#include "files/Documents.h"
-#include "files/XmlText.h"
 
 namespace {
 
@@ -38,26 +34,19 @@ struct ExportOptions {
 
 /// Converts the options to JSON first, so that they are checked like a file.
 LibraryDescription fromOptions(const CreateOptions& options) {
-  const SCSIUnitFields& library = options.library;
+  SCSIUnitFields library = options.library;
   const std::vector<std::string>& serials = options.driveSerials;
   if (library.SerialNumber.empty() || library.MAName.empty()) {
     throw UsageError("give LIBRARY and --host, or --from");
   }
-  const int count = library.DriveCount != 0 ? library.DriveCount : static_cast<int>(serials.size());
-  if (!serials.empty() && serials.size() != static_cast<std::size_t>(count)) {
+  if (library.DriveCount == 0) library.DriveCount = static_cast<int>(serials.size());
+  const auto drives = static_cast<std::size_t>(library.DriveCount);
+  if (!serials.empty() && serials.size() != drives) {
     throw UsageError("give --drive-serial once for each drive, or not at all");
   }
-  Json host{{"name", library.MAName}};
-  addFields(host, library, kAddressing);
-  Json values{{"serial", library.SerialNumber}, {"hosts", Json::array({host})}};
-  addFields(values, library, kIdentity);
-  for (const ElementRange& range : kRanges) {
-    values[range.described] = {{"count", library.*range.count}, {"base", library.*range.base}};
-  }
-  values["driveRange"]["count"] = count;
-  const Json drive{{"vendor", options.driveVendor}, {"model", options.driveModel}};
+  Json values = libraryJson(library, {library});
   values["drives"] =
-      std::vector<Json>(static_cast<std::size_t>(std::min(count, kMostElements)), drive);
+      std::vector<Json>(drives, {{"vendor", options.driveVendor}, {"model", options.driveModel}});
   for (std::size_t i = 0; i < serials.size(); ++i) values["drives"][i]["serial"] = serials[i];
   try {
     return readDescription(values);
@@ -158,9 +147,7 @@ void createLibrary(const CreateOptions& options, const Session& session) {
   const LibraryDescription description =
       options.from.empty() ? fromOptions(options) : fromFile(options);
   std::vector<std::string> serials;
-  for (const Device& drive : description.drives) {
-    serials.push_back(drive.record.SerialNumber);
-  }
+  for (const Device& drive : description.drives) serials.push_back(drive.record.SerialNumber);
   asOneStep([&] { create(description, serials); });
   const SCSIUnitFields& library = description.library;
   printResult(session.json,
@@ -181,12 +168,11 @@ LibraryDescription describeLibrary(const std::string& library) {
   description.hosts = std::move(devices.library.hosts);
   description.drives = std::move(devices.drives);
   description.elements = inventory(library);
-  for (std::size_t i = 0; i < description.drives.size(); ++i) {
-    // Hosts also see a drive beside the library, but it is not an element of the library.
-    if (i >= description.elements.size() ||
-        !isSameElement(description.elements[i], description.drives[i].element)) {
-      throw Failure(fmt::format("the file of library {} has drives outside the library", library));
-    }
+  // Hosts also see a drive beside the library, but it is not an element of the library.
+  const auto differing = std::ranges::mismatch(description.drives, description.elements,
+                                               isSameElement, &Device::element);
+  if (differing.in1 != description.drives.end()) {
+    throw Failure(fmt::format("the file of library {} has drives outside the library", library));
   }
   checkDescription(description);
   return description;

@@ -4,10 +4,8 @@
 // values mean together. The writer writes every key, also one whose value is the default.
 #include <algorithm>
 #include <climits>
-#include <limits>
 #include <map>
 #include <set>
-#include <type_traits>
 
 #include "catalogue/Elements.h"
 #include "description/LibraryDescription.h"
@@ -15,17 +13,10 @@
 namespace {
 
 constexpr int kFormat = 1;  // the version of the JSON
-constexpr int kLeast = std::numeric_limits<int>::min();
 
 void readFields(JsonObject& object, SCSIUnitFields& record, std::span<const DeviceField> fields) {
   for (const DeviceField& field : fields) {
-    field.visit(record, [&](auto& value) {
-      if constexpr (std::is_same_v<decltype(value), int&>) {
-        object.read(field.key, value, kLeast, INT_MAX);
-      } else {
-        object.read(field.key, value);
-      }
-    });
+    field.visit(record, [&](auto& value) { object.read(field.key, value); });
   }
 }
 
@@ -133,14 +124,13 @@ void readDrive(const JsonPlace& place, LibraryDescription& description, std::int
 /// Reads the drives: a list or a count, by default the count of the range. If the range has no
 /// count, its count becomes the highest drive number.
 void readDrives(JsonObject& object, LibraryDescription& description) {
-  static const Json kUsual = Json::object();
   int& count = description.library.DriveCount;
   const auto place = object.find("drives");
   const bool isList = place && !place->value.is_number();
   const int usual = isList ? 0 : place ? place->number(0, kMostElements) : count;
+  const Json defaults(static_cast<std::size_t>(usual), Json::object());
   const std::vector<JsonPlace> drives =
-      isList ? place->items()
-             : std::vector<JsonPlace>(static_cast<std::size_t>(usual), {kUsual, "drives"});
+      isList ? place->items() : JsonPlace{defaults, "drives"}.items();
   // Each drive has a copy of the library's hosts, so a short text could ask for all memory.
   if (drives.size() * std::max<std::size_t>(description.hosts.size(), 1) > kMostElements) {
     throw Failure("drives: too many for so many hosts");
@@ -183,23 +173,20 @@ std::vector<LibElement> readElements(JsonObject& object, const LibraryDescriptio
   });
   const auto list = object.find("elements");
   if (!list) return elements;
-  std::map<std::string, std::size_t> usual;
-  for (std::size_t i = 0; i < elements.size(); ++i) usual.emplace(elementName(elements[i]), i);
+  std::map<std::string, std::size_t> indexes;
+  for (std::size_t i = 0; i < elements.size(); ++i) indexes.emplace(elementName(elements[i]), i);
   std::set<std::string> seen;
   for (const JsonPlace& item : list->items()) {
     const LibElement element = readElement(item);
     const std::string name = elementName(element);
-    const auto known = usual.find(name);
+    const auto [place, isNew] = indexes.emplace(name, elements.size());
     if (!seen.insert(name).second) {
       throw Failure(fmt::format("{}.element: {} appears twice", item.path, name));
     }
-    if (known != usual.end()) {
-      elements[known->second] = element;
-    } else if (element.elementType == LIB_ELEM_DRIVE) {
-      throw Failure(item.path + ".element: there is no " + name);
-    } else {
-      elements.push_back(element);
-    }
+    const bool isDrive = element.elementType == LIB_ELEM_DRIVE;
+    if (isNew && isDrive) throw Failure(item.path + ".element: there is no " + name);
+    if (isNew) elements.emplace_back();
+    elements[place->second] = element;
   }
   return elements;
 }
@@ -213,11 +200,10 @@ Json hostList(const std::vector<SCSIUnitFields>& hosts) {
 }
 
 Json driveJson(const LibraryDescription& description, const Device& drive) {
-  const int address = drive.record.DriveBaseAddress;
-  const bool isPlaced = address != kUnplaced;
+  const bool isPlaced = drive.record.DriveBaseAddress != kUnplaced;
   Json values{{"serial", drive.record.SerialNumber},
               {"number", isPlaced ? Json(numberOf(description, drive)) : Json()},
-              {"address", isPlaced ? Json(address) : Json()}};
+              {"address", isPlaced ? Json(drive.record.DriveBaseAddress) : Json()}};
   addFields(values, drive.record, kIdentity);
   values["deviceType"] = drive.record.ScsiDeviceType;
   values["hosts"] = hostList(drive.hosts);
@@ -227,11 +213,8 @@ Json driveJson(const LibraryDescription& description, const Device& drive) {
 // A medium whose barcode is not known is still a medium.
 Json elementJson(const LibElement& element) {
   Json values{{"element", elementName(element)}};
-  if (!element.barCode.empty()) {
-    values["barcode"] = element.barCode;
-  } else if (element.isOccupied) {
-    values["occupied"] = true;
-  }
+  if (!element.barCode.empty()) values["barcode"] = element.barCode;
+  if (element.barCode.empty() && element.isOccupied) values["occupied"] = true;
   return values;
 }
 
@@ -242,7 +225,7 @@ LibraryDescription readDescription(const Json& values) {
   LibraryDescription description;
   SCSIUnitFields& library = description.library;
   int format = kFormat;
-  object.read("format", format, kLeast, INT_MAX);
+  object.read("format", format);
   if (format != kFormat) {
     throw Failure(fmt::format("format: {} is not supported, only {} is", format, kFormat));
   }
@@ -260,23 +243,25 @@ LibraryDescription readDescription(const Json& values) {
   return description;
 }
 
-Json descriptionJson(const LibraryDescription& description) {
-  const SCSIUnitFields& library = description.library;
-  const std::vector<LibElement> gaps = gapsOf(description);
+Json libraryJson(const SCSIUnitFields& library, const std::vector<SCSIUnitFields>& hosts) {
   Json values{{"format", kFormat}, {"serial", library.SerialNumber}};
   addFields(values, library, kIdentity);
-  values["hosts"] = hostList(description.hosts);
+  values["hosts"] = hostList(hosts);
   for (const ElementRange& range : kRanges) {
     values[range.described] = {{"count", library.*range.count}, {"base", library.*range.base}};
   }
+  return values;
+}
+
+Json descriptionJson(const LibraryDescription& description) {
+  const std::vector<LibElement> gaps = gapsOf(description);
+  Json values = libraryJson(description.library, description.hosts);
   for (const LibElement& gap : gaps) {
     const ElementRange& range = gap.elementType == LIB_ELEM_SLOT ? kSlotRange : kMailRange;
     values[range.described]["without"].push_back(gap.elementAddress);
   }
-  values["drives"] = Json::array();
-  for (const Device& drive : description.drives) {
-    values["drives"].push_back(driveJson(description, drive));
-  }
+  Json& drives = values["drives"] = Json::array();
+  for (const Device& drive : description.drives) drives.push_back(driveJson(description, drive));
   // Drives and slots of the ranges exist anyway, so only those that hold a medium are listed.
   const std::size_t usual = usualElements(description).size() - gaps.size();
   values["elements"] = Json::array();

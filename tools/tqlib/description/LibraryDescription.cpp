@@ -3,11 +3,11 @@
 // An error names the place in the JSON, also if the description did not come from JSON.
 #include "description/LibraryDescription.h"
 
+#include <algorithm>
 #include <climits>
 #include <map>
 #include <set>
 
-#include "catalogue/CatalogueCommands.h"
 #include "catalogue/Elements.h"
 
 namespace {
@@ -35,10 +35,8 @@ void checkRange(const SCSIUnitFields& library, const ElementRange& range) {
 
 void refuseOverlap(const SCSIUnitFields& library, const ElementRange& one,
                    const ElementRange& other) {
-  if (library.*one.count == 0 || library.*other.count == 0 ||
-      library.*one.base >= endOf(library, other) || library.*other.base >= endOf(library, one)) {
-    return;
-  }
+  const std::int64_t end = std::min(endOf(library, one), endOf(library, other));
+  if (std::max(library.*one.base, library.*other.base) >= end) return;
   throw Failure(fmt::format("the {} from {} to {} overlap the {} from {} to {}", one.name,
                             library.*one.base, endOf(library, one) - 1, other.name,
                             library.*other.base, endOf(library, other) - 1));

@@ -40,6 +40,9 @@ LibraryDescription readDescription(const Json& values);
 
 Json descriptionJson(const LibraryDescription& description);
 
+/// A description without drives and elements.
+Json libraryJson(const SCSIUnitFields& library, const std::vector<SCSIUnitFields>& hosts);
+
 /// The group "library": this room's commands create and export, and those of the catalogue.
 void addLibraryGroup(CLI::App& app, Session& session);
 
