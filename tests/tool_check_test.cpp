@@ -157,6 +157,8 @@ TEST_F(ToolCheck, AdvisesNoDeletionWhileALibraryCannotBeRead) {
     EXPECT_THAT(result.out, Not(HasSubstr("volume remove")));
     restore();
   }
+  sh("mkdir tapes/B1 && " + inList("<Library Id=\"GONE\"/>"));  // a fix takes the obstacle away
+  EXPECT_NE(tqlib("check --fix").out.find("volume remove"), std::string::npos);
 }
 
 TEST_F(ToolCheck, CountsTheMediaOnTheShelvesOfARemovedLibrary) {

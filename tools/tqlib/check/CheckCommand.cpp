@@ -129,30 +129,24 @@ std::string identityOf(const Finding& finding) {
   return fmt::format("{}\n{}\n{}", finding.fault->kind, finding.place.file, finding.place.element);
 }
 
-std::set<std::string> identitiesOf(const std::vector<Finding>& findings) {
-  std::set<std::string> identities;
-  for (const Finding& finding : findings) identities.insert(identityOf(finding));
-  return identities;
-}
-
-/// Compares two checks: marks each finding of the first one as fixed or not, and appends those that
-/// only the second one found.
-std::vector<Finding> outcomes(std::vector<Finding> before, const std::vector<Finding>& after) {
-  const std::set<std::string> known = identitiesOf(before);
-  const std::set<std::string> left = identitiesOf(after);
-  const bool isLocked = std::ranges::any_of(
-      after, [](const Finding& finding) { return finding.is(faults.lockedCatalogue); });
-  std::ranges::copy_if(after, std::back_inserter(before), [&](const Finding& finding) {
-    return !known.contains(identityOf(finding));
-  });
-  for (Finding& finding : before) {
+/// What is still wrong after a fix, and what no longer is.
+std::vector<Finding> outcomes(const std::vector<Finding>& before, std::vector<Finding> after) {
+  std::set<std::string> left;
+  bool isLocked = false;
+  for (Finding& finding : after) {
+    finding.isFixed = false;
+    left.insert(identityOf(finding));
+    isLocked |= finding.is(faults.lockedCatalogue);
+  }
+  for (const Finding& finding : before) {
+    if (left.contains(identityOf(finding))) continue;
     // These are not looked for while another process keeps the lock.
     const bool isUnknown =
         isLocked && (finding.is(faults.halfSaved) || finding.is(faults.staleFile));
-    finding.isFixed = !left.contains(identityOf(finding)) && !isUnknown;
+    after.emplace_back(finding).isFixed = !isUnknown;
   }
-  std::ranges::stable_sort(before, {}, groupOf);
-  return before;
+  std::ranges::stable_sort(after, {}, groupOf);
+  return after;
 }
 
 void check(const Options& options, const Session& session) {
