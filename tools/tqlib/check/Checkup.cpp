@@ -172,24 +172,19 @@ struct FolderCheck {
     checkLocked();
     if (listed) checkEntries();
     // The chosen library comes last, so that what it shares with another one is found in it.
-    std::stable_partition(files.begin(), files.end(), [&](const std::string& file) {
-      return names::keyOf(file) != checkup.only;
-    });
-    for (const std::string& file : files) {
-      const std::string key = names::keyOf(file);
-      if (!key.empty()) checkFile(key);
-    }
+    std::ranges::stable_sort(
+        files, {}, [&](const std::string& file) { return names::keyOf(file) == checkup.only; });
+    for (const std::string& file : files) checkFile(names::keyOf(file));
   }
 
   // If another process keeps the lock, checks without it: the operator may look for the reason.
   void checkLocked() {
     const FolderLock lock(folder, kLongestWait);
-    hasLock = lock.isHeld();
     files = namesIn(folder);
-    journal = PairedSave::readJournal(folder);
-    checkJournal();
-    if (!hasLock) checkup.add(faults.lockedCatalogue, {folder});
-    if (hasLock) checkStaleFiles();
+    const SaveJournal journal = PairedSave::readJournal(folder);
+    checkJournal(journal, lock.isHeld());
+    if (lock.isHeld()) checkStaleFiles(journal);
+    if (!lock.isHeld()) checkup.add(faults.lockedCatalogue, {folder});
     try {
       listed = entriesOf(folder + names::listFile);
     } catch (const std::exception& failure) {
@@ -206,7 +201,7 @@ struct FolderCheck {
     }
   }
 
-  void checkJournal() {
+  void checkJournal(const SaveJournal& journal, bool hasLock) {
     using enum SaveJournal::State;
     const std::string file = folder + names::journalFile;
     if (journal.state == Sound && hasLock) checkup.add(faults.halfSaved, {file});
@@ -216,7 +211,7 @@ struct FolderCheck {
     }
   }
 
-  void checkStaleFiles() {
+  void checkStaleFiles(const SaveJournal& journal) {
     for (const std::string& file : files) {
       if (!names::isTemporary(file) || journal.mayNeed(file)) continue;
       std::error_code ignored;
@@ -238,6 +233,7 @@ struct FolderCheck {
   }
 
   void checkFile(const std::string& key) {
+    if (key.empty()) return;  // the file of something else
     const std::string path = folder + names::fileOf(key);
     try {
       const ParsedFile file = readDocument(path);
@@ -257,9 +253,7 @@ struct FolderCheck {
   const std::string& folder;
   Checkup& checkup;
   // The folder and the list at one moment
-  bool hasLock = false;  // no other process was changing anything
   std::vector<std::string> files = {};
-  SaveJournal journal = {};
   std::optional<std::map<std::string, Entries>> listed = {};  // by key
 };
 

@@ -6,7 +6,6 @@
 // changed here, and saved as the API saves them.
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
