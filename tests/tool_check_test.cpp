@@ -110,6 +110,7 @@ const Fault kNotFixed[] = {
     {"mark-gap", write("tapes/A1/00000002", ""), "tapes/A1"},
     {"checksums-without-volume", "touch tapes/B1.sha256", "tapes/B1.sha256"},
     {"checksums-without-volume", "mkdir tapes/B1 && touch tapes/B1.sha256", "tapes/B1.sha256"},
+    {"block-lengths-without-volume", "touch tapes/B1.blocks", "tapes/B1.blocks"},
     {"half-saved",
      kPrepare + write(kJournal, ".tqlib-0123456789abcdef.new\\0../LibraryList.xml\\0"), kJournal},
 };

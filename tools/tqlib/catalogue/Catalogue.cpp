@@ -203,22 +203,6 @@ std::vector<LibElement> inventory(const std::string& library) {
   throw libraryFailure(fmt::format("library {} cannot be read", library), emulator);
 }
 
-std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host) {
-  TqLibEmulator emulator;
-  std::vector<SCSIUnitNoMap> devices;
-  if (library.empty()) {
-    if (emulator.GetVirtualDeviceInfo(host, devices)) return devices;
-    throw libraryFailure("cannot read the devices", emulator);
-  }
-  requireLibrary(library);
-  if (!emulator.GetVirtualDeviceInfo(host, devices, library)) {
-    throw libraryFailure(fmt::format("the devices of library {} cannot be read", library),
-                         emulator);
-  }
-  if (devices.empty()) readLibraryFile(library);  // the call succeeds without a library, too
-  return devices;
-}
-
 bool isLibrary(const SCSIUnitFields& device) {
   return device.ScsiDeviceType == kMediumChanger;
 }

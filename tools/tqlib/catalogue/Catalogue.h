@@ -114,10 +114,6 @@ inline constexpr const ElementRange& kMailRange = kRanges[2];
 /// All elements of a library. Throws RemovedLibrary when it was removed.
 std::vector<LibElement> inventory(const std::string& library);
 
-/// What `host`, or any host when it is empty, sees of the library, the library itself last. Without
-/// a library, of all that are listed.
-std::vector<SCSIUnitNoMap> devicesOf(const std::string& library, const std::string& host);
-
 bool isLibrary(const SCSIUnitFields& device);
 
 /// A serial number for comparisons: drives are distinguished without regard to case.

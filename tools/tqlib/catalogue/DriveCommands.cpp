@@ -219,10 +219,16 @@ void showVolume(const Options& options, const Session& session) {
 }
 
 void listDevices(const Options& options, const Session& session) {
+  const std::string& library = options.library;
   const std::string& host = options.drive.MAName;
-  const std::vector<SCSIUnitNoMap> devices = devicesOf(options.library, host);
+  const std::string where = library.empty() ? "" : " of library " + library;
+  if (!library.empty()) readLibraryFile(library);  // without a library, the call succeeds too
+  TqLibEmulator emulator;
+  std::vector<SCSIUnitNoMap> devices;
+  const bool isRead = library.empty() ? emulator.GetVirtualDeviceInfo(host, devices)
+                                      : emulator.GetVirtualDeviceInfo(host, devices, library);
+  if (!isRead) throw libraryFailure(fmt::format("cannot read the devices{}", where), emulator);
   if (devices.empty()) {
-    const std::string where = options.library.empty() ? "" : " of library " + options.library;
     throw Failure(fmt::format("host {} sees no device{}", host, where),
                   "\"tqlib host list\" lists the hosts");
   }

@@ -112,6 +112,9 @@ inline constexpr struct Faults {
   Fault strayChecksums{"checksums-without-volume", Warning,
                        "checksums of a volume that has no filemarks",
                        "restore the volume, or \"rm {file}\""};
+  Fault strayBlockLengths{"block-lengths-without-volume", Warning,
+                          "block lengths of a volume that has no filemarks",
+                          "restore the volume, or \"rm {file}\""};
   Fault staleVolume = staleFile;
 } faults;
 

@@ -55,10 +55,24 @@ void checkVolume(const std::string& folder, unsigned long long limit, Checkup& c
   std::ranges::sort(marks);
   const std::string missing = missingMarks(marks);
   if (!missing.empty()) checkup.add(faults.markGap, {folder}, missing);
-  // A copy that was interrupted leaves these; one that still runs locks the folder.
-  const std::string checksums = folder + checksumSuffix;
-  const bool areStray = marks.empty() && !isAbsent(checksums) && isAbandoned(folder);
-  if (areStray) checkup.add(faults.strayChecksums, {checksums});
+}
+
+/// Whether a volume has no filemarks. A copy that still runs locks the folder.
+bool isWithoutData(const std::string& folder) {
+  if (isAbsent(folder)) return true;
+  const auto isMark = [](const std::string& name) { return markNumber(name).has_value(); };
+  return std::ranges::none_of(namesIn(folder), isMark) && isAbandoned(folder);
+}
+
+/// Reports a file beside a volume without data, as an interrupted copy leaves it.
+void checkRecord(const fs::path& file, Checkup& checkup) {
+  const bool isChecksums = file.extension() == checksumSuffix;
+  if (!isChecksums && file.extension() != blockLengthSuffix) return;
+  std::error_code ignored;
+  if (!fs::is_regular_file(file, ignored) || !isWithoutData(fs::path(file).replace_extension())) {
+    return;
+  }
+  checkup.add(isChecksums ? faults.strayChecksums : faults.strayBlockLengths, {file});
 }
 
 void addWithoutMedium(const std::string& folder, Checkup& checkup) {
@@ -79,10 +93,7 @@ void checkFolder(const std::string& root, Checkup& checkup) {
     const std::string path = root + name;
     try {
       std::error_code ignored;
-      const std::string volume = fs::path(name).stem();
-      const bool isStray = volume + checksumSuffix == name && isCovered(volume, checkup) &&
-                           fs::is_regular_file(path, ignored) && isAbsent(root + volume);
-      if (isStray) checkup.add(faults.strayChecksums, {path});
+      if (isCovered(fs::path(name).stem(), checkup)) checkRecord(path, checkup);
       if (!isCovered(name, checkup)) continue;
       const bool isTemporary = names::isTemporary(name) && !checkup.media.contains(name);
       if (isTemporary && isAbandoned(path)) checkup.add(faults.staleVolume, {path});
