@@ -1,15 +1,21 @@
-// Shows a program the units of a target, if it is preloaded: /dev/tq/sgN is unit N with SG_IO, and
-// /dev/tq/nstN is the drive of unit N + 1 behind a tape driver as st(4) describes it. So programs
-// can be tried on an emulator without a driver or root's rights:
+// Shows a program the units of a target, if it is preloaded: /dev/tq/sgN is unit N with SG_IO or
+// with write(2) and read(2) of headers, and /dev/tq/nstN is the drive of unit N + 1 behind a tape
+// driver as st(4) describes it. So programs can be tried on an emulator without a driver or root's
+// rights:
 //
 //   LD_PRELOAD=$PWD/libdevices.so TQ_SCSI_SOCKET=socket mtx -f /dev/tq/sg0 status
 //
 // There is no folder /dev/tq, so that a call that is missing here reaches no real device. The
-// descriptor that the program gets is one of /dev/null.
+// descriptor that the program gets is one of eventfd(2), so that it can wait for a result.
+//
+// A program that another one starts does not inherit a device, so a shell cannot redirect to one.
+// Not caught: streams (fopen, printf), calls with vectors or offsets, fstatat, statx, readlink,
+// realpath, dup3.
 #include <fcntl.h>
 #include <linux/major.h>
 #include <scsi/scsi.h>
 #include <scsi/sg.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/mtio.h>
 #include <sys/stat.h>
@@ -19,8 +25,10 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -102,6 +110,30 @@ public:
     return answer.isEndOfMedium ? -ENOSPC : -EIO;
   }
 
+  /// Executes a command, so that its result can be read at once.
+  long submit(int descriptor, const void* header, std::size_t size) {
+    if (size != sizeof(sg_io_hdr_t)) return -EINVAL;
+    sg_io_hdr_t io = *static_cast<const sg_io_hdr_t*>(header);
+    pass(io);
+    m_results.push_back(io);
+    const std::uint64_t one = 1;
+    syscall(SYS_write, descriptor, &one, sizeof one);
+    return static_cast<long>(size);
+  }
+
+  /// Does not wait: if there is no result, there was no command.
+  long collect(int descriptor, void* header, std::size_t size) {
+    if (size != sizeof(sg_io_hdr_t)) return -EINVAL;
+    if (m_results.empty()) return -EAGAIN;
+    *static_cast<sg_io_hdr_t*>(header) = m_results.front();
+    m_results.pop_front();
+    std::uint64_t one = 0;
+    syscall(SYS_read, descriptor, &one, sizeof one);
+    return static_cast<long>(size);
+  }
+
+  bool isTape() const { return m_isTape; }
+
   long control(unsigned long request, void* argument) {
     switch (request) {
       case SG_GET_VERSION_NUM:
@@ -111,6 +143,7 @@ public:
         std::fill_n(static_cast<unsigned*>(argument), 2, m_unit << 8);
         return 0;
       case SG_SET_TIMEOUT:
+      case SG_SET_RESERVED_SIZE:
         return 0;
       case SG_IO:
         pass(*static_cast<sg_io_hdr_t*>(argument));
@@ -258,6 +291,7 @@ private:
   Place m_place = Place::AtBlock;
   bool m_isWriting = false;  ///< since the last filemark
   bool m_isWarned = false;
+  std::deque<sg_io_hdr_t> m_results;  ///< as many as the descriptor's events
 };
 
 /// Not destroyed: at its end, a program still closes descriptors.
@@ -313,6 +347,14 @@ __attribute__((destructor)) void releaseAll() {
   while (!opened().byDescriptor.empty()) forget(opened().byDescriptor.begin()->first);
 }
 
+/// The device of a descriptor for its copy as well.
+int share(int from, long copy) {
+  const std::shared_ptr<Device> device = deviceOf(from);
+  const std::lock_guard guard(opened().lock);
+  if (device != nullptr && copy >= 0) opened().byDescriptor[static_cast<int>(copy)] = device;
+  return static_cast<int>(copy);
+}
+
 bool isOurs(const char* path) {
   return std::string(path).rfind("/dev/tq/", 0) == 0;
 }
@@ -324,8 +366,9 @@ long openDevice(const char* path, int flags) {
   const auto device = std::make_shared<Device>(isTape ? number + 1 : number, isTape);
   const long failure = device->open(flags);
   if (failure != 0) return failure;
-  const int kept = flags & (O_ACCMODE | O_CLOEXEC);
-  const auto descriptor = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/dev/null", kept));
+  static_assert(O_CLOEXEC == EFD_CLOEXEC);
+  const int descriptor = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | (flags & O_CLOEXEC));
+  if (descriptor < 0) return -errno;
   const std::lock_guard guard(opened().lock);
   opened().byDescriptor[descriptor] = device;
   return descriptor;
@@ -344,13 +387,21 @@ int describe(struct stat* status) {
 #pragma GCC visibility push(default)
 extern "C" {
 
-int open(const char* path, int flags, ...) {
+int openat(int folder, const char* path, int flags, ...) {
   va_list rest;
   va_start(rest, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   return static_cast<int>(isOurs(path) ? guarded([&] { return openDevice(path, flags); })
-                                       : syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+                                       : syscall(SYS_openat, folder, path, flags, mode));
+}
+
+int open(const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
+  va_end(rest);
+  return openat(AT_FDCWD, path, flags, mode);
 }
 
 int creat(const char* path, mode_t mode) {
@@ -362,23 +413,37 @@ int close(int descriptor) {
   return syscall(SYS_close, descriptor) == 0 ? static_cast<int>(result) : -1;
 }
 
+int dup(int from) {
+  return share(from, syscall(SYS_dup, from));
+}
+
 int dup2(int from, int to) {
   if (from == to) return to;
   forget(to);
-  const auto result = static_cast<int>(syscall(SYS_dup3, from, to, 0));
-  const std::shared_ptr<Device> device = deviceOf(from);
-  const std::lock_guard guard(opened().lock);
-  if (device != nullptr && result >= 0) opened().byDescriptor[to] = device;
-  return result;
+  return share(from, syscall(SYS_dup3, from, to, 0));
+}
+
+int fcntl(int descriptor, int command, ...) {
+  va_list rest;
+  va_start(rest, command);
+  void* const argument = va_arg(rest, void*);
+  va_end(rest);
+  const long result = syscall(SYS_fcntl, descriptor, command, argument);
+  const bool isCopy = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
+  return isCopy ? share(descriptor, result) : static_cast<int>(result);
 }
 
 ssize_t read(int descriptor, void* buffer, size_t size) {
-  const auto call = [=](Device& device) { return device.read(buffer, size); };
+  const auto call = [=](Device& device) {
+    return device.isTape() ? device.read(buffer, size) : device.collect(descriptor, buffer, size);
+  };
   return answer(descriptor, call, SYS_read, buffer, size);
 }
 
 ssize_t write(int descriptor, const void* buffer, size_t size) {
-  const auto call = [=](Device& device) { return device.write(buffer, size); };
+  const auto call = [=](Device& device) {
+    return device.isTape() ? device.write(buffer, size) : device.submit(descriptor, buffer, size);
+  };
   return answer(descriptor, call, SYS_write, buffer, size);
 }
 
@@ -390,6 +455,16 @@ int ioctl(int descriptor, unsigned long request, ...) {
   va_end(rest);
   const auto call = [=](Device& device) { return device.control(request, argument); };
   return static_cast<int>(answer(descriptor, call, SYS_ioctl, request, argument));
+}
+
+int faccessat(int folder, const char* path, int mode, int flags) {
+  if (isOurs(path)) return 0;
+  const long number = flags == 0 ? SYS_faccessat : SYS_faccessat2;  // older kernels lack the second
+  return static_cast<int>(syscall(number, folder, path, mode, flags));
+}
+
+int access(const char* path, int mode) {
+  return faccessat(AT_FDCWD, path, mode, 0);
 }
 
 int stat(const char* path, struct stat* status) {
@@ -405,9 +480,12 @@ int fstat(int descriptor, struct stat* status) {
 #pragma GCC visibility pop
 
 __asm__(
-    ".globl open64, __open_2, __open64_2, stat64, fstat64\n"
+    ".globl open64, __open_2, __open64_2, openat64, __openat_2, fcntl64, stat64, fstat64\n"
     ".set open64, open\n"
     ".set __open_2, open\n"
     ".set __open64_2, open\n"
+    ".set openat64, openat\n"
+    ".set __openat_2, openat\n"
+    ".set fcntl64, fcntl\n"
     ".set stat64, stat\n"
     ".set fstat64, fstat\n");
