@@ -162,12 +162,14 @@ TEST_F(ToolVolume, ACopyIsWholeWithItsPermissionsOrLeavesNothing) {
 
 TEST_F(ToolVolume, WhatDestroysDataOrMayBeASlipIsRefusedAndNamesWhatIsInTheWay) {
   expectDone("volume copy A B");
+  expectDone("volume copy A F");
   makeLibrary("L");
   expectDone("element set L slot:1000 --barcode A");
   expectDone("element set L drive:500 --barcode D");
   fs::create_directory_symlink("A", path("store/tapes/LINK"));
   mkfifo(path("store/tapes/A/00000007").c_str(), 0600);
   mkfifo(path("store/tapes/D.sha256").c_str(), 0600);
+  mkfifo(path("store/tapes/F.blocks").c_str(), 0600);
   const auto before = tapes();
   const struct {
     const char* command;
@@ -190,6 +192,9 @@ TEST_F(ToolVolume, WhatDestroysDataOrMayBeASlipIsRefusedAndNamesWhatIsInTheWay) 
       {"write A data --mark 7 --yes", "not a regular file"},
       {"write D data --mark 0 --yes --checksum", "not a regular file"},
       {"copy A D --yes", "not a regular file"},
+      {"erase F --yes", "not a regular file"},
+      {"remove F --yes", "not a regular file"},
+      {"copy A LINK --yes", "symbolic link"},
   };
   for (const auto& each : kCases) {
     expectRefused(1, std::string("volume ") + each.command, each.reason);

@@ -116,6 +116,11 @@ void saveRecords(const std::string& volume, const VolumeRecords& records) {
   save(blockLengthFile(volume), records.blockLengths);
 }
 
+void requirePlainRecords(const std::string& volume) {
+  requirePlainFile(checksumFile(volume));
+  requirePlainFile(blockLengthFile(volume));
+}
+
 void dropRecords(const std::string& volume, int mark) {
   if (mark == 0) return saveRecords(volume, {});
   Checksums checksums = loadChecksums(volume);

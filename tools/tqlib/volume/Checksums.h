@@ -53,8 +53,8 @@ Checksums loadChecksums(const std::string& volume);
 /// Durably replaces the file, or removes it when there are no checksums. Throws Failure.
 void saveChecksums(const std::string& volume, const Checksums& checksums);
 
-/// Where an emulator keeps the lengths of a volume's blocks: lines of "FILEMARK OFFSET LENGTH", each
-/// for the blocks from that offset on.
+/// Where an emulator keeps the lengths of a volume's blocks: lines of "FILEMARK OFFSET LENGTH",
+/// each for the blocks from that offset on.
 std::filesystem::path blockLengthFile(const std::string& volume);
 
 /// Empty when there is no file. Throws Failure.
@@ -74,6 +74,10 @@ VolumeRecords loadRecords(const std::string& volume);
 
 /// Durably replaces both files, or removes those that would be empty. Throws Failure.
 void saveRecords(const std::string& volume, const VolumeRecords& records);
+
+/// Throws Failure when one of both could not be replaced: it is no regular file. For whoever is
+/// about to delete data.
+void requirePlainRecords(const std::string& volume);
 
 /// Durably removes what a write to `mark` makes wrong; all with mark 0, because the API then erases
 /// the volume. Throws Failure.

@@ -175,7 +175,7 @@ void writeVolume(const Options& options, const Session& session) {
   const VolumeLock lock(options.volume);
   requireOverwritable(options, folder);
   // Fails now, not after a long transfer, if the checksum cannot be saved.
-  requirePlainFile(checksumFile(options.volume));
+  requirePlainRecords(options.volume);
   if (options.checksum) OutputFile(checksumFile(options.volume).string());
 
   widenPipe(input.get());
@@ -245,6 +245,7 @@ void eraseVolume(const Options& options, const Session& session) {
   requireVolume(options.volume);
   const fs::path folder = volumeRoot() / options.volume;
   const VolumeLock lock(options.volume);
+  requirePlainRecords(options.volume);
   requireVolumeConsent(options.yes, "erase volume " + options.volume + dataText(folder), true,
                        {options.volume});
   TqLibEmlFile volume(options.volume);
@@ -269,6 +270,7 @@ void removeVolume(const Options& options, const Session& session) {
   refuseLink(folder);
   if (!options.force) refuseMediaElsewhere({options.volume}, kForceNext);
   const VolumeLock lock(options.volume);
+  requirePlainRecords(options.volume);
   requireVolumeConsent(options.yes, "remove volume " + options.volume + dataText(folder), true,
                        {options.volume});
   // A volume whose files cannot be deleted stays whole.

@@ -80,8 +80,9 @@ void buildCopy(const VolumeContents& from, const fs::path& folder, Progress& pro
 // of an earlier volume of that name.
 void place(const fs::path& copy, const std::string& volume, const VolumeRecords& records) {
   const fs::path root = copy.parent_path();
-  saveRecords(volume, records);
+  requirePlainRecords(volume);
   try {
+    saveRecords(volume, records);
     fs::rename(copy, root / volume);
   } catch (...) {
     unlink(checksumFile(volume).c_str());
@@ -93,6 +94,7 @@ void place(const fs::path& copy, const std::string& volume, const VolumeRecords&
 
 /// Locks a volume that must not hold anything yet.
 std::unique_ptr<VolumeLock> lockNew(const std::string& volume) {
+  refuseLink(volumeRoot() / volume);
   auto lock = std::make_unique<VolumeLock>(volume);
   if (!fs::is_empty(volumeRoot() / volume)) {
     throw Failure(fmt::format("volume {} exists and holds data", volume),
