@@ -36,7 +36,7 @@ void Drive::setMedium(const std::string& barCode) {
   m_barCode = barCode;
   m_tape.reset();
   m_isLoaded = !barCode.empty();
-  m_isLocked = false;
+  m_lockedBy.clear();
   if (m_isLoaded) attend(kMediumChanged);
 }
 
@@ -61,14 +61,19 @@ void Drive::erase(const Request& /*request*/) {
 void Drive::loadUnload(const Request& request) {
   const bool isLoad = request.flag(4, 0x01);
   if (m_barCode.empty()) throw kNoMedium;
-  if (!isLoad && m_isLocked) throw kRemovalPrevented;
+  if (!isLoad && isLocked()) throw kRemovalPrevented;
   if (isLoad && !m_isLoaded) attend(kMediumChanged, request.command.initiator);
   m_isLoaded = isLoad;
   m_tape.reset();
 }
 
 void Drive::preventAllow(const Request& request) {
-  m_isLocked = request.flag(4, 0x01);
+  const std::string& initiator = request.command.initiator;
+  if (request.flag(4, 0x01)) {
+    m_lockedBy.insert(initiator);
+  } else {
+    m_lockedBy.erase(initiator);
+  }
 }
 
 void Drive::readBlockLimits(const Request& request) {

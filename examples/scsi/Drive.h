@@ -1,6 +1,8 @@
 // A tape drive.
 #pragma once
 
+#include <set>
+
 #include "LogicalUnit.h"
 #include "Tape.h"
 
@@ -12,7 +14,7 @@ public:
       : LogicalUnit(device), m_address(device.DriveBaseAddress) {}
 
   int address() const { return m_address; }
-  bool isLocked() const { return m_isLocked; }
+  bool isLocked() const { return !m_lockedBy.empty(); }
 
   /// What the catalogue has in the drive now; empty for nothing. Another medium is loaded.
   void setMedium(const std::string& barCode);
@@ -45,9 +47,9 @@ private:
   int m_address;
   std::string m_barCode;
   bool m_isLoaded = false;
-  bool m_isLocked = false;
-  long long m_blockLength = 0;  ///< 0: variable
-  std::optional<Tape> m_tape;   ///< since the first command that needs it
+  std::set<std::string> m_lockedBy;  ///< initiators; each one has to unlock
+  long long m_blockLength = 0;       ///< 0: variable
+  std::optional<Tape> m_tape;        ///< since the first command that needs it
 };
 
 }  // namespace scsi

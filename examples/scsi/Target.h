@@ -12,8 +12,8 @@
 namespace scsi {
 
 struct Command {
-  std::string initiator;            ///< any name; each initiator gets its own unit attentions
-  unsigned lun = 0;                 ///< logical unit number
+  std::string initiator;  ///< any name; each one has its own unit attentions and locks of drives
+  unsigned lun = 0;       ///< logical unit number
   std::vector<unsigned char> cdb;   ///< command descriptor block; missing bytes count as zero
   std::vector<unsigned char> data;  ///< from the host, the parameters or blocks to write
 };
