@@ -151,6 +151,7 @@ void Catalogue::remember(const std::vector<LibElement>& before) {
     if (element.isOccupied) places[element.barCode] = element.elementAddress;
   }
   for (const LibElement& element : before) {
+    if (element.barCode.empty()) continue;  // nothing to know a medium by
     const auto place = places.find(element.barCode);
     if (place == places.end()) {
       m_sources.erase(element.barCode);  // it left the library

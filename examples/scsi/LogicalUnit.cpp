@@ -32,7 +32,9 @@ void LogicalUnit::execute(const Request& request) {
 
 void LogicalUnit::attend(const Sense& attention, const std::string& except) {
   for (auto& [initiator, pending] : m_attentions) {
-    const bool isKnown = !pending.empty() && pending.back().asc == attention.asc;
+    const bool isKnown = std::any_of(pending.begin(), pending.end(), [&](const Sense& known) {
+      return known.asc == attention.asc;
+    });
     if (initiator != except && !isKnown) pending.push_back(attention);
   }
 }
