@@ -1,5 +1,6 @@
 // The SCSI core of examples/: its session, what it leaves on the disk, and when it asks the API.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <future>
 #include <sstream>
@@ -62,12 +63,31 @@ TEST_F(ScsiTarget, ReadsVolumesWithoutOrWithDamagedLengths) {
        {std::tuple{"", "1 read 4;1 end;1 blocks -1;1 read 9",
                    "0/00/00 incorrect-length residue 7 [ij]"},
         {"0 4 3\n0 x", "1 read 4;1 read 3", "ok [efg]"},
+        {"0 4 3\n0 x", "1 end;1 write 4 k;1 unload;1 load;1 blocks 3;1 read 5",
+         "0/00/00 incorrect-length residue 1 [k<20><20><20>]"},
+        {"0 0 9223372036854775807", "1 end;1 position", "ok [<00>*7 <01><00><00><00><01><00>*8 ]"},
         {"0 0 3\n0 99 7\n", "1 end;1 write 3 k;1 blocks -1;1 blocks -1;1 read 1", "ok [j]"}}) {
     writeFile(m_catalogue.path() / "A00001/00000000", "abcdefghij");
     writeFile(m_lengths, lengths);
     Session session("LIB1");
     EXPECT_EQ(answered(session, "1 ready;" + std::string(commands)), last) << lengths << commands;
   }
+}
+
+TEST_F(ScsiTarget, DoesNotGuessTheBlocksOfATapeWhoseLengthsCannotBeRead) {
+  ASSERT_EQ(mkfifo(m_lengths.c_str(), 0600), 0);
+  Session session("LIB1");
+  EXPECT_EQ(answered(session, "1 ready;1 read 1"), "4/44/00");
+}
+
+TEST_F(ScsiTarget, KeepsBlockLengthsIfTheyCannotBeCut) {
+  Session session("LIB1");
+  answered(session, "1 ready;1 write 4 a;1 write 2 b;1 write 3 c");
+  fs::create_directory(m_lengths.string() + ".new");
+  EXPECT_EQ(answered(session, "1 rewind;1 blocks 1;1 erase"), "3/0c/00");
+  fs::remove(m_lengths.string() + ".new");
+  EXPECT_EQ(answered(session, "1 write 5 e;1 unload;1 load;1 blocks 1;1 read 6"),
+            "0/00/00 incorrect-length residue 1 [e<20>*4 ]");
 }
 
 TEST_F(ScsiTarget, NeedsNoCatalogueForABlock) {

@@ -1,22 +1,33 @@
 // Loading, extending and cutting the file of block lengths.
 #include "BlockLengths.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <sstream>
 
 #include "Sense.h"
 
 namespace scsi {
 
 BlockLengths::BlockLengths(std::string path) : m_path(std::move(path)) {
-  std::ifstream in(m_path);
-  int file = 0;
-  long long offset = 0;
-  long long length = 0;
-  while (in >> file >> offset >> length && offset >= 0 && length > 0) {
-    m_lengths[{file, offset}] = length;
+  if (!std::filesystem::exists(m_path)) return;
+  std::ifstream in;
+  if (std::filesystem::is_regular_file(m_path)) in.open(m_path);  // to open a FIFO would block
+  if (!in.is_open()) throw kTargetFailure;
+  for (std::string line; std::getline(in, line);) {
+    std::istringstream words(line);
+    int file = 0;
+    long long offset = 0;
+    long long length = 0;
+    if (words >> file >> offset >> length && offset >= 0 && length > 0) {
+      m_lengths[{file, offset}] = length;
+    }
   }
+  if (in.bad()) throw kTargetFailure;
 }
 
 BlockLengths::Run BlockLengths::runAt(int file, long long offset) const {
@@ -31,27 +42,41 @@ BlockLengths::Run BlockLengths::runAt(int file, long long offset) const {
 void BlockLengths::add(int file, long long offset, long long length) {
   const Run run = runAt(file, offset);
   if (length > 0 && run.length == length && (offset - run.start) % length == 0) return;
-  std::ofstream out(m_path, std::ios::app);
-  out << file << ' ' << offset << ' ' << length << '\n';
-  if (!out.flush()) throw kWriteError;
+  std::fstream lines(m_path, std::ios::in | std::ios::app);
+  char last = '\n';
+  lines.seekg(-1, std::ios::end).get(last);
+  lines.clear();                    // the file was empty
+  if (last != '\n') lines << '\n';  // the disk was full within a line
+  lines << file << ' ' << offset << ' ' << length << '\n';
+  if (!lines.flush()) throw kWriteError;
   m_lengths[{file, offset}] = length;
 }
 
 void BlockLengths::cut(int file, long long offset) {
   const auto first = m_lengths.lower_bound({file, offset});
   if (first == m_lengths.end()) return;
-  m_lengths.erase(first, m_lengths.end());
-  if (m_lengths.empty()) {
+  std::map kept(m_lengths.begin(), first);
+  if (kept.empty()) {
     std::filesystem::remove(m_path);
-    return;
+  } else {
+    const std::string temporary = m_path + ".new";
+    std::ofstream out(temporary);
+    for (const auto& [start, length] : kept) {
+      out << start.first << ' ' << start.second << ' ' << length << '\n';
+    }
+    if (!out.flush()) throw kWriteError;
+    forceToDisk(temporary);
+    std::filesystem::rename(temporary, m_path);
   }
-  const std::string temporary = m_path + ".new";
-  std::ofstream out(temporary);
-  for (const auto& [start, length] : m_lengths) {
-    out << start.first << ' ' << start.second << ' ' << length << '\n';
-  }
-  if (!out.flush()) throw kWriteError;
-  std::filesystem::rename(temporary, m_path);
+  m_lengths.swap(kept);
+}
+
+void forceToDisk(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  const bool isDone = fsync(descriptor) == 0;
+  close(descriptor);
+  if (!isDone) throw kWriteError;
 }
 
 }  // namespace scsi

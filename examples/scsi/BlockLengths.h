@@ -8,7 +8,7 @@
 //
 // A line counts up to the next one of its filemark. The last block of a line may be shorter. Bytes
 // before the first line of their filemark have no known length: another program wrote them. A line
-// that is damaged ends the file.
+// that is damaged is skipped.
 #pragma once
 
 #include <map>
@@ -25,6 +25,7 @@ public:
     long long length;
   };
 
+  /// Throws Sense when the file is there but cannot be read: it may hold the lengths of good data.
   explicit BlockLengths(std::string path);
 
   /// The run of a byte.
@@ -34,12 +35,15 @@ public:
   /// without its length. Throws Sense.
   void add(int file, long long offset, long long length);
 
-  /// Everything from there on is gone. Throws Sense.
+  /// Everything from there on is gone. Durable, unlike add(). Throws Sense; nothing changed then.
   void cut(int file, long long offset);
 
 private:
   std::string m_path;
   std::map<std::pair<int, long long>, long long> m_lengths;  ///< by first byte
 };
+
+/// Forces a file or folder to the disk, if it is there. Throws Sense.
+void forceToDisk(const std::string& path);
 
 }  // namespace scsi

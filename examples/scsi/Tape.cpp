@@ -2,9 +2,6 @@
 // cutting a filemark short, removing one, forcing it to the disk.
 #include "Tape.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <numeric>
@@ -137,6 +134,7 @@ void Tape::write(const unsigned char* buffer, const Blocks& blocks) {
 
 // A read makes a missing file; the first one is missing on a blank tape.
 void Tape::writeFilemark() {
+  if (m_file + 2 > kMostFiles) throw kEndOfTape;  // the tape could not be loaded again
   eraseRest();
   if (sizeOf(m_file) == 0) makeFile(m_file);
   makeFile(m_file + 1);
@@ -144,22 +142,20 @@ void Tape::writeFilemark() {
   toStartOf(m_file + 1);
 }
 
-// From the end, so that a crash leaves no gap between the files.
+// From the end, so that a crash leaves no gap between the files. The lengths go last: what stays
+// after a failure is still read in its blocks, and a full disk has room again.
 void Tape::eraseRest() {
-  m_lengths.cut(m_file, m_at);
   for (; lastFile() > m_file; m_sizes.pop_back()) fs::remove(pathOf(lastFile()));
   if (!isAtEndOfFile()) fs::resize_file(pathOf(m_file), offset());
   m_sizes.back() = m_at;
+  m_lengths.cut(m_file, m_at);
   if (!isNearEnd()) m_sizeAtWarning.reset();
 }
 
 void Tape::sync() {
-  for (const std::string& path : {pathOf(m_file), m_folder + ".blocks", m_folder}) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) continue;  // not written yet
-    const bool isDone = fsync(descriptor) == 0;
-    close(descriptor);
-    if (!isDone) throw kWriteError;
+  const std::string parent = fs::path(m_folder).parent_path();  // has the name of the lengths' file
+  for (const std::string& path : {pathOf(m_file), m_folder + ".blocks", m_folder, parent}) {
+    forceToDisk(path);
   }
 }
 
@@ -172,7 +168,7 @@ long long Tape::blocksBefore(int file, long long offset) const {
   for (long long at = 0; at < offset;) {
     const BlockLengths::Run run = runAt(file, at);
     const long long end = std::min(run.end, offset);
-    count += (end - at + run.length - 1) / run.length;
+    count += (end - at - 1) / run.length + 1;
     at = end;
   }
   return count;
@@ -185,11 +181,9 @@ BlockLengths::Run Tape::runAt(int file, long long offset) const {
   return run;
 }
 
+// As GetVolumeFilename() names it; but that reads the configuration, which is slow for many files.
 std::string Tape::pathOf(int file) const {
-  std::string path;
-  TqLibEmlFile volume(m_volume);
-  if (!volume.GetVolumeFilename(file, path)) throw senseOf(volume);
-  return path;
+  return m_folder + '/' + std::to_string(100000000 + file).substr(1);
 }
 
 void Tape::makeFile(int file) {
