@@ -447,7 +447,7 @@ ssize_t write(int descriptor, const void* buffer, size_t size) {
   return answer(descriptor, call, SYS_write, buffer, size);
 }
 
-// Not that of /dev/null, which succeeds: dd would take its skip= or seek= as done.
+// That of the event succeeds: dd would take its skip= or seek= as done.
 off_t lseek(int descriptor, off_t offset, int whence) {
   const auto call = [](Device& /*device*/) { return long{-ESPIPE}; };
   return answer(descriptor, call, SYS_lseek, offset, whence);

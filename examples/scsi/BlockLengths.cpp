@@ -1,15 +1,12 @@
 // Loading, extending and cutting the file of block lengths.
 #include "BlockLengths.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <sstream>
 
-#include "Sense.h"
+#include "Disk.h"
 
 namespace scsi {
 
@@ -69,14 +66,6 @@ void BlockLengths::cut(int file, long long offset) {
     std::filesystem::rename(temporary, m_path);
   }
   m_lengths.swap(kept);
-}
-
-void forceToDisk(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  const bool isDone = fsync(descriptor) == 0;
-  close(descriptor);
-  if (!isDone) throw kWriteError;
 }
 
 }  // namespace scsi

@@ -43,7 +43,4 @@ private:
   std::map<std::pair<int, long long>, long long> m_lengths;  ///< by first byte
 };
 
-/// Forces a file or folder to the disk, if it is there. Throws Sense.
-void forceToDisk(const std::string& path);
-
 }  // namespace scsi

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <numeric>
 
-#include "Sense.h"
+#include "Disk.h"
 #include "TqLibEmlFile.h"
 
 namespace scsi {
