@@ -44,8 +44,8 @@ CLI::Validator nameText() {
 
 std::string volumeNameProblem(const std::string& name) {
   if (std::string complaint = complaintAboutName(name); !complaint.empty()) return complaint;
-  const bool isOwn = name.starts_with(names::temporaryPrefix) || name.ends_with(".sha256") ||
-                     name.ends_with(".blocks");
+  const bool isOwn = name.starts_with(names::temporaryPrefix) || name.ends_with(checksumSuffix) ||
+                     name.ends_with(blockLengthSuffix);
   return isOwn ? "reserved, because it begins with .tqlib- or ends with .sha256 or .blocks: " + name
                : "";
 }

@@ -67,6 +67,10 @@ CLI::Validator catalogueText();
 /// Text that can name a library or a volume: catalogue text that is one path component.
 CLI::Validator nameText();
 
+// After the name of a volume, each is the name of a file beside it.
+inline constexpr char checksumSuffix[] = ".sha256";
+inline constexpr char blockLengthSuffix[] = ".blocks";
+
 /// Why a volume cannot have that name; empty when it can. A barcode that no volume can have is of
 /// no use, since the barcode of a medium is the name of its volume.
 std::string volumeNameProblem(const std::string& name);

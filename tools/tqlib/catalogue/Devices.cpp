@@ -3,6 +3,7 @@
 #include "catalogue/Devices.h"
 
 #include <algorithm>
+#include <climits>
 
 #include "catalogue/CatalogueCommands.h"
 #include "catalogue/Elements.h"
@@ -104,15 +105,19 @@ const Device& driveIn(const LibraryDevices& devices, const std::string& serial) 
                 fmt::format("\"tqlib drive list {}\" lists the drives", library));
 }
 
-SCSIUnit libraryAsSeen(const LibraryDevices& devices, const SCSIUnitFields& unit) {
-  SCSIUnit library = unitOf(devices.library.record, unit);
-  const int base = library.DriveBaseAddress;
-  for (const Device& drive : devices.drives) {
-    const int address = drive.record.DriveBaseAddress;
-    if (base < 0 || address < base) continue;  // the drive has no number
-    library.DriveIdentifierMap[address - base + 1] = drive.record.SerialNumber;
+std::int64_t numberOf(const SCSIUnitFields& library, const Device& drive) {
+  return std::int64_t{drive.record.DriveBaseAddress} - library.DriveBaseAddress + 1;
+}
+
+SCSIUnit libraryUnit(const SCSIUnitFields& library, const std::vector<Device>& drives,
+                     const SCSIUnitFields& host) {
+  SCSIUnit unit = unitOf(library, host);
+  for (const Device& drive : drives) {
+    const std::int64_t number = numberOf(library, drive);
+    if (number < 1 || number > INT_MAX) continue;  // it is not placed
+    unit.DriveIdentifierMap[static_cast<int>(number)] = drive.record.SerialNumber;
   }
-  return library;
+  return unit;
 }
 
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices) {

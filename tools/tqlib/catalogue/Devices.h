@@ -1,6 +1,7 @@
 // The devices in a library file, with the hosts that see them, from one reading.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -37,8 +38,12 @@ const SCSIUnitFields& unitFor(const Device& device, const std::string& host);
 /// The drive of that serial number, found as the API does. Throws Failure when there is none.
 const Device& driveIn(const LibraryDevices& devices, const std::string& serial);
 
-/// The library as the unit's host sees it, with the numbers of all drives that are placed.
-SCSIUnit libraryAsSeen(const LibraryDevices& devices, const SCSIUnitFields& unit);
+/// The drive's number in the library's map, from 1; smaller for a drive that is not placed.
+std::int64_t numberOf(const SCSIUnitFields& library, const Device& drive);
+
+/// The library as a host sees it, with the map of all its drives.
+SCSIUnit libraryUnit(const SCSIUnitFields& library, const std::vector<Device>& drives,
+                     const SCSIUnitFields& host);
 
 /// What each host sees: the drives, then the library. The key is the folded name of the host.
 std::map<std::string, std::vector<SCSIUnit>> unitsByHost(const LibraryDevices& devices);

@@ -98,7 +98,7 @@ std::pair<int, int> addToLibrary(const Options& wanted) {
   const Device* known = knownDrive(wanted, devices);
   const auto& hosts = devices.library.hosts;
   if (hosts.empty()) throw Failure("no host sees library " + wanted.library);
-  SCSIUnit library = libraryAsSeen(devices, hosts.front());
+  SCSIUnit library = libraryUnit(devices.library.record, devices.drives, hosts.front());
   const int number = numberIn(library.DriveIdentifierMap, wanted);
   const int address = addressOf(library, number);
   // The library announces its drives as a count from the first address on.
@@ -222,13 +222,14 @@ void listDevices(const Options& options, const Session& session) {
   const std::string& library = options.library;
   const std::string& host = options.drive.MAName;
   const std::string where = library.empty() ? "" : " of library " + library;
-  if (!library.empty()) readLibraryFile(library);  // without a library, the call succeeds too
+  if (!library.empty()) requireLibrary(library);
   TqLibEmulator emulator;
   std::vector<SCSIUnitNoMap> devices;
   const bool isRead = library.empty() ? emulator.GetVirtualDeviceInfo(host, devices)
                                       : emulator.GetVirtualDeviceInfo(host, devices, library);
   if (!isRead) throw libraryFailure(fmt::format("cannot read the devices{}", where), emulator);
   if (devices.empty()) {
+    if (!library.empty()) readLibraryFile(library);  // the call succeeds without a library, too
     throw Failure(fmt::format("host {} sees no device{}", host, where),
                   "\"tqlib host list\" lists the hosts");
   }

@@ -25,10 +25,6 @@ void refuseLink(const std::filesystem::path& folder);
 /// A path for a temporary folder beside the volumes; `purpose` is part of its name.
 std::filesystem::path temporaryVolume(const char* purpose);
 
-// After the name of a volume, each is the name of a file beside it.
-inline constexpr char checksumSuffix[] = ".sha256";
-inline constexpr char blockLengthSuffix[] = ".blocks";
-
 struct FileMark {
   int number;
   std::filesystem::path path;

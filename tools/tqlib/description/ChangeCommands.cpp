@@ -53,7 +53,8 @@ void edit(const Options& options, const Session& session) {
         isDrive ? driveIn(devices, options.device.SerialNumber) : devices.library;
     if (device.hosts.empty()) throw Failure("no host sees " + device.record.SerialNumber);
     const SCSIUnitFields& unit = host.empty() ? device.hosts.front() : unitFor(device, host);
-    record = isDrive ? unitOf(device.record, unit) : libraryAsSeen(devices, unit);
+    record =
+        isDrive ? unitOf(device.record, unit) : libraryUnit(device.record, devices.drives, unit);
     const bool hasAddressing = takeOver(options, kAddressing, record);
     if (hasAddressing && host.empty())
       throw UsageError("give --host: each host has its own path and address");

@@ -80,15 +80,8 @@ std::vector<SCSIUnitNoMap> batchOf(const LibraryDescription& description, bool i
     bare.IEPortCount = 0;
     batch.emplace_back(bare);
   }
-  std::map<int, std::string> map;
-  for (const Device& drive : description.drives) {
-    if (drive.record.DriveBaseAddress == kUnplaced) continue;
-    map[static_cast<int>(numberOf(description, drive))] = drive.record.SerialNumber;
-  }
   for (const SCSIUnitFields& host : description.hosts) {
-    SCSIUnit library = unitOf(description.library, host);
-    library.DriveIdentifierMap = map;
-    batch.emplace_back(library);
+    batch.emplace_back(libraryUnit(description.library, description.drives, host));
   }
   for (const Device& drive : description.drives) {
     for (const SCSIUnitFields& host : drive.hosts) batch.emplace_back(unitOf(drive.record, host));

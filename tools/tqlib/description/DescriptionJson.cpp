@@ -117,7 +117,7 @@ void readDrive(const JsonPlace& place, LibraryDescription& description, std::int
   readHosts(object, drive.hosts);
   drive.record.DriveBaseAddress = readPlace(object, description, number);
   object.refuseOtherKeys();
-  if (drive.record.DriveBaseAddress != kUnplaced) number = numberOf(description, drive);
+  if (drive.record.DriveBaseAddress != kUnplaced) number = numberOf(description.library, drive);
   description.drives.push_back(std::move(drive));
 }
 
@@ -202,7 +202,7 @@ Json hostList(const std::vector<SCSIUnitFields>& hosts) {
 Json driveJson(const LibraryDescription& description, const Device& drive) {
   const bool isPlaced = drive.record.DriveBaseAddress != kUnplaced;
   Json values{{"serial", drive.record.SerialNumber},
-              {"number", isPlaced ? Json(numberOf(description, drive)) : Json()},
+              {"number", isPlaced ? Json(numberOf(description.library, drive)) : Json()},
               {"address", isPlaced ? Json(drive.record.DriveBaseAddress) : Json()}};
   addFields(values, drive.record, kIdentity);
   values["deviceType"] = drive.record.ScsiDeviceType;

@@ -81,7 +81,7 @@ void checkDrive(const LibraryDescription& description, const Device& drive,
     throw Failure(place + "deviceType: that is the type of a library");
   }
   const int address = device.DriveBaseAddress;
-  const std::int64_t number = numberOf(description, drive);
+  const std::int64_t number = numberOf(description.library, drive);
   if (address != kUnplaced && (address < 0 || number < 1 || number > kMostElements)) {
     throw Failure(fmt::format("{}address: no drive can be at {} when they begin at {}", place,
                               address, description.library.DriveBaseAddress));
@@ -136,10 +136,6 @@ LibraryDescription::LibraryDescription() {
   library.DriveBaseAddress = 500;
   library.SlotBaseAddress = 1000;
   library.IEPortBaseAddress = 10;
-}
-
-std::int64_t numberOf(const LibraryDescription& description, const Device& drive) {
-  return std::int64_t{drive.record.DriveBaseAddress} - description.library.DriveBaseAddress + 1;
 }
 
 void checkRanges(const SCSIUnitFields& library) {

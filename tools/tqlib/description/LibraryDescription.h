@@ -2,7 +2,6 @@
 // JSON file and the catalogue are three sources of one description.
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "catalogue/CatalogueCommands.h"
@@ -16,9 +15,6 @@ struct LibraryDescription {
   std::vector<Device> drives;        ///< the address of one may be kUnplaced
   std::vector<LibElement> elements;  ///< the drives first, in their order
 };
-
-/// The drive's number in the library's map, from 1; meaningless for a drive that is not placed.
-std::int64_t numberOf(const LibraryDescription& description, const Device& drive);
 
 /// Throws Failure when a library cannot have such a range, or when two ranges overlap.
 void checkRanges(const SCSIUnitFields& library);

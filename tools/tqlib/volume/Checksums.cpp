@@ -7,6 +7,7 @@
 #include <optional>
 #include <sstream>
 
+#include "base/Command.h"
 #include "base/Streams.h"
 #include "common/FolderSync.h"
 

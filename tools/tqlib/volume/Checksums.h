@@ -75,8 +75,8 @@ VolumeRecords loadRecords(const std::string& volume);
 /// Durably replaces both files, or removes those that would be empty. Throws Failure.
 void saveRecords(const std::string& volume, const VolumeRecords& records);
 
-/// Throws Failure when one of both could not be replaced: it is no regular file. For whoever is
-/// about to delete data.
+/// Throws Failure if one of the two is not a regular file and so cannot be replaced. Call it before
+/// deleting data.
 void requirePlainRecords(const std::string& volume);
 
 /// Durably removes what a write to `mark` makes wrong; all with mark 0, because the API then erases
